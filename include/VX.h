@@ -1,0 +1,29 @@
+// libvxplot: display library for seismological data.
+//
+// The one public header.  An application either uses the classes directly
+// or starts the graphics server (VX_GraphicsServer_create) and drives the
+// interface with text commands from a thread of its own.
+#pragma once
+
+#include "vxplot_export.h"
+
+// host toolkit
+#include "toolkit/errors.h"
+#include "toolkit/filemap.h"
+#include "toolkit/geo.h"
+#include "toolkit/hltime.h"
+#include "toolkit/lists.h"
+#include "toolkit/mtpool.h"
+#include "toolkit/mtqueue.h"
+#include "toolkit/strings.h"
+#include "toolkit/table.h"
+
+// foundations
+#include "foundation/messages.h"
+
+// command server
+#include "server/commands.h"
+#include "server/commandscript.h"
+#include "server/graphicsserver.h"
+#include "server/mainwindow.h"
+#include "server/toplevel.h"

@@ -1,0 +1,166 @@
+// The handle table and the helpers of the handler pattern.
+#include "server/graphicsserver.h"
+#include "server/mainwindow.h"
+#include "server/procs.h"
+#include "server/toplevel.h"
+
+#include <QFrame>
+#include <QObject>
+
+#include <cstdio>
+
+thread_local char debug_line[16384];
+
+namespace {
+
+const char* const type_names[VX_TYPE_COUNT] = {
+    "viewport",  "axes",        "text",       "polyline",    "polypoint",         "map",
+    "mapevents", "textpopup",   "taskbar",    "frame",       "gridlayout",        "formlayout",
+    "splitter",  "dockwidget",  "button",     "menubar",     "menu",              "lineedit",
+    "action",    "filedialog",  "spreadsheet", "mainwindow", "timer",             "scrollarea",
+    "datagrid",  "checkbox",    "combobox",   "dialog",      "label",             "kvtreeview",
+    "tableview", "dbtableview", "qktableview", "qkeventstableview", "qkoriginstableview", "commandconsole",
+    "traceview", "image"};
+
+} // namespace
+
+const char* VX_GraphicsServer_type_name(int type)
+{
+    return type >= 0 && type < VX_TYPE_COUNT ? type_names[type] : nullptr;
+}
+
+QByteArray vx_msg(const QString& s)
+{
+    return s.left(8191).toUtf8();
+}
+
+void* VX_GraphicsServer_get_item(VX_GraphicsServer* server, const QString& handle, int* type, int idelete)
+{
+    if (!server)
+        return nullptr;
+    std::lock_guard<std::mutex> lock(server->handles_mutex);
+    auto it = server->handles.find(handle);
+    if (it == server->handles.end()) {
+        hl_register_error(0, "VX_GraphicsServer_get_item: Handle '%s' not found.\n", vx_msg(handle).constData());
+        return nullptr;
+    }
+    // A child destroyed with its parent leaves its handle behind; the guard
+    // tells, and the handle answers as unknown rather than as a dangling pointer.
+    if (it->widget && vx_as_qobject(it->type, it->widget) && it->guard.isNull()) {
+        hl_register_error(0, "VX_GraphicsServer_get_item: Handle '%s' not found: its object was destroyed.\n",
+                          vx_msg(handle).constData());
+        if (idelete)
+            server->handles.erase(it);
+        return nullptr;
+    }
+    void* widget = it->widget;
+    if (type)
+        *type = it->type;
+    if (idelete)
+        server->handles.erase(it);
+    return widget;
+}
+
+int VX_GraphicsServer_set_object(VX_GraphicsServer* server, int type, void* widget, QObject* object, QString& handle)
+{
+    const char* name = VX_GraphicsServer_type_name(type);
+    if (!server || !name) {
+        hl_register_error(0, "VX_GraphicsServer_set_item: type not recognized.\n");
+        return -1;
+    }
+    char buf[64];
+    snprintf(buf, sizeof buf, "%s:%d", name, server->handle_instance);
+    std::lock_guard<std::mutex> lock(server->handles_mutex);
+    server->handle_instance++;
+    handle = QString::fromLatin1(buf);
+    VX_GraphicsServer_type entry;
+    entry.type = type;
+    entry.widget = widget;
+    entry.guard = object;
+    server->handles.insert(handle, entry);
+    return 0;
+}
+
+int VX_GraphicsServer_set_item(VX_GraphicsServer* server, int type, void* widget, QString& handle)
+{
+    return VX_GraphicsServer_set_object(server, type, widget, vx_as_qobject(type, widget), handle);
+}
+
+QString VX_GraphicsServer_get_value(VX_GraphicsServer* server, void* value)
+{
+    if (!server)
+        return QString();
+    std::lock_guard<std::mutex> lock(server->handles_mutex);
+    for (auto it = server->handles.cbegin(); it != server->handles.cend(); ++it) {
+        if (it->widget != value)
+            continue;
+        // an address can be reused after its object was destroyed
+        if (vx_as_qobject(it->type, it->widget) && it->guard.isNull())
+            continue;
+        return it.key();
+    }
+    return QString();
+}
+
+QObject* vx_as_qobject(int type, void* widget)
+{
+    if (!widget)
+        return nullptr;
+    switch (type) {
+    case VX_TYPE_FRAME:
+        return static_cast<QFrame*>(widget);
+    case VX_TYPE_MAINWINDOW:
+        return static_cast<VXMainWindow*>(widget);
+    default:
+        return nullptr;
+    }
+}
+
+void vx_destroy_object(int type, void* widget)
+{
+    if (!widget)
+        return;
+    switch (type) {
+    case VX_TYPE_FRAME:
+        delete static_cast<QFrame*>(widget);
+        break;
+    case VX_TYPE_MAINWINDOW:
+        delete static_cast<VXMainWindow*>(widget);
+        break;
+    case VX_TYPE_ACTION:
+    case VX_TYPE_TRACEVIEW:
+        // the entry goes, the object stays: actions belong to their menus
+        // and a trace view to its viewport
+        break;
+    default:
+        break;
+    }
+}
+
+void* vx_lookup(VX_GraphicsServer* server, const char* proc, const QString& handle, int* type)
+{
+    void* item = VX_GraphicsServer_get_item(server, handle, type, 0);
+    if (!item)
+        hl_register_error(0, "%s: VX_GraphicsServer_get_item(%s) error.\n", proc, vx_msg(handle).constData());
+    return item;
+}
+
+bool vx_to_int(const char* proc, const char* name, const QString& text, int* value)
+{
+    bool ok = false;
+    int v = text.toInt(&ok, 10);
+    if (!ok) {
+        hl_register_error(0, "%s: %s conversion error '%s'.\n", proc, name, vx_msg(text).constData());
+        return false;
+    }
+    *value = v;
+    return true;
+}
+
+int vx_answer(VX_GraphicsServer_response* response, const QString& handle)
+{
+    response->response = 0;
+    response->handle = handle;
+    response->return_params.clear();
+    return 0;
+}
