@@ -233,13 +233,13 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
     }
     *pos = i;
     *line = ln;
+    *st = VX_ScriptStatement();
+    st->line = first_line;
     if (!error.isEmpty()) {
         hl_register_error(0, "VXCommandScript: line %d: %s.\n", first_line, error.toUtf8().constData());
         return Error;
     }
 
-    *st = VX_ScriptStatement();
-    st->line = first_line;
     int k = 0;
     if (tokens.size() >= 2 && tokens[1].bare_equals && !tokens[0].quoted && !tokens[0].text.isEmpty() &&
         isNameStart(tokens[0].text[0])) {

@@ -53,8 +53,8 @@ public:
     // Parse the statement that starts at *pos in text.  Statement: st is
     // filled and *pos moved past it; End: only blanks and comments remain;
     // Incomplete: a quote or continuation is still open at the end of the
-    // text (more lines are needed); Error: registered, *pos moved past the
-    // bad statement.  line is the number of the line at *pos and is moved
+    // text (more lines are needed); Error: registered, st->line set and *pos
+    // moved past the bad statement.  line is the number of the line at *pos and is moved
     // along.  Variables expand with the values bound at the time of the call.
     int next(const QString& text, qsizetype* pos, int* line, VX_ScriptStatement* st);
 

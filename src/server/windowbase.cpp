@@ -8,7 +8,7 @@
 #include <QWidget>
 
 VXWindowBase::VXWindowBase(VX_GraphicsServer* server_, QWidget* parent_, int close_window_)
-    : server(server_), parent(parent_), close_window(close_window_)
+    : server(server_), parent_widget(parent_), close_window(close_window_)
 {
 }
 
@@ -39,7 +39,7 @@ void VXWindowBase::removeViewport(VXViewport* viewport)
 
 bool VXWindowBase::windowPaint(QWidget* self)
 {
-    if (parent)
+    if (parent_widget)
         return true;
     // a new top-level window raises itself once, after its first paint
     QPointer<QWidget> guard(self);

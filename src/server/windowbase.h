@@ -34,7 +34,9 @@ public:
     void removeViewport(VXViewport* viewport);
 
     VX_GraphicsServer* server = nullptr;  // null when the window lives outside the server
-    QWidget* parent = nullptr;            // decides only the raise and close logic
+    // The parent given at construction; it decides only the raise and close
+    // logic.  Not called parent, which would hide QObject::parent().
+    QWidget* parent_widget = nullptr;
     int first = 1;                        // 1 until the window has raised itself after its first paint
     int close_window = 0;                 // non-zero: closing the window ends the session
     QList<VxCloseCallback> close_callbacks;

@@ -27,47 +27,25 @@ constexpr double kEpochLimit = 1.0e13;
 constexpr size_t kFormatOutputMax = 65536;
 constexpr size_t kZoneNameMax = 64;
 
-bool is_blank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v';
-}
-
-bool is_digit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
-bool is_alpha(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
+bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v'; }
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_alpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
 bool ascii_iequal(std::string_view a, const char* b)
 {
     const size_t n = std::strlen(b);
     if (a.size() != n)
         return false;
-    for (size_t i = 0; i < n; ++i) {
-        char c = a[i];
-        if (c >= 'A' && c <= 'Z')
-            c = char(c - 'A' + 'a');
-        if (c != b[i])
+    for (size_t i = 0; i < n; ++i)
+        if ((a[i] >= 'A' && a[i] <= 'Z' ? char(a[i] - 'A' + 'a') : a[i]) != b[i])
             return false;
-    }
     return true;
 }
 
 // ---- Calendar: proleptic Gregorian, astronomical year numbering (year 0 is 1 BC).
 
-bool is_leap(int64_t y)
-{
-    return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
-}
-
-int days_in_year(int64_t y)
-{
-    return is_leap(y) ? 366 : 365;
-}
+bool is_leap(int64_t y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
+int days_in_year(int64_t y) { return is_leap(y) ? 366 : 365; }
 
 int days_in_month(int64_t y, int m)
 {
@@ -130,10 +108,7 @@ Fields split_seconds(int64_t seconds)
     return f;
 }
 
-bool epoch_in_range(double epoch)
-{
-    return std::isfinite(epoch) && std::fabs(epoch) <= kEpochLimit;
-}
+bool epoch_in_range(double epoch) { return std::isfinite(epoch) && std::fabs(epoch) <= kEpochLimit; }
 
 // ---- Text cursor over [p, end); nothing reads past end.
 
@@ -152,12 +127,13 @@ struct Cursor
         }
         return false;
     }
-    int skip_blanks()
+    // Skip blanks; true when there were any.
+    bool skip_blanks()
     {
-        int n = 0;
-        for (; p < end && is_blank(*p); ++p)
-            n = std::min(n + 1, 1000);
-        return n;
+        const char* start = p;
+        while (p < end && is_blank(*p))
+            ++p;
+        return p != start;
     }
     // Read a run of digits and return its length, counted up to 100.
     // *value holds the run when it has at most 18 digits.
@@ -190,15 +166,14 @@ Cursor trimmed(const char* text)
 // checked and dropped, which loses less than a nanosecond.
 bool read_fraction(Cursor& c, double* fraction)
 {
+    const char* start = c.p;
     int64_t num = 0, den = 1;
-    int n = 0;
-    for (; !c.done() && is_digit(c.peek()); ++c.p, n = 1) {
+    for (; !c.done() && is_digit(c.peek()); ++c.p)
         if (den < 1000000000) {
             num = num * 10 + (c.peek() - '0');
             den *= 10;
         }
-    }
-    if (n == 0)
+    if (c.p == start)
         return false;
     *fraction = double(num) / double(den);
     return true;
@@ -303,7 +278,7 @@ bool parse_datetime(Cursor& c, int64_t* whole, double* fraction, bool* has_time)
     const char* mark = c.p;
     bool want_time = c.eat('T') || c.eat('t') || (compact && c.eat(':'));
     if (!want_time) {
-        want_time = c.skip_blanks() > 0 && is_digit(c.peek());
+        want_time = c.skip_blanks() && is_digit(c.peek());
         if (!want_time)
             c.p = mark;  // the blanks belong to a zone
     }
@@ -431,12 +406,12 @@ int parse_time(const char* text, bool any_zone, double* epoch)
     bool has_time = false;
     if (!parse_datetime(c, &whole, &fraction, &has_time))
         return -1;
-    const int blanks = c.skip_blanks();
+    const bool blanks = c.skip_blanks();
     int64_t offset = 0;
     if (!c.done()) {
         // A zone may touch a time ("12:00Z", "12:00+05:30"), but after a
         // bare date it needs a blank.
-        if (blanks == 0 && !has_time)
+        if (!blanks && !has_time)
             return -1;
         const std::string_view zone(c.p, size_t(c.end - c.p));
         if (ascii_iequal(zone, "z") || ascii_iequal(zone, "utc") || ascii_iequal(zone, "gmt"))
@@ -446,7 +421,7 @@ int parse_time(const char* text, bool any_zone, double* epoch)
         else if (zone[0] == '+' || zone[0] == '-') {
             if (!parse_offset(zone, &offset))
                 return -1;
-        } else if (blanks == 0 || !is_zone_name(zone) || !named_zone_offset(zone, whole, &offset)) {
+        } else if (!blanks || !is_zone_name(zone) || !named_zone_offset(zone, whole, &offset)) {
             return -1;
         }
     }
@@ -462,9 +437,9 @@ bool read_number(Cursor& c, double* value)
     const char* start = c.p;
     while (!c.done() && is_digit(c.peek()))
         ++c.p;
-    if (c.peek() == '.')
-        for (++c.p; !c.done() && is_digit(c.peek()); ++c.p) {
-        }
+    if (c.eat('.'))
+        while (!c.done() && is_digit(c.peek()))
+            ++c.p;
     if (c.p == start)
         return false;
     const auto r = std::from_chars(start, c.p, *value);
@@ -541,12 +516,11 @@ bool parse_unit_interval(Cursor c, double* value)
         while (!c.done() && is_alpha(c.peek()))
             ++c.p;
         const std::string_view word(w, size_t(c.p - w));
-        if (word.empty()) {
+        if (word.empty()) {  // a bare number, alone
             if (terms > 0 || !c.done())
                 return false;
-            total = v;
-            terms = 1;
-            break;
+            *value = v;
+            return true;
         }
         const double scale = unit_seconds(word);
         if (scale == 0)
@@ -555,8 +529,6 @@ bool parse_unit_interval(Cursor c, double* value)
         ++terms;
         c.skip_blanks();
     }
-    if (terms == 0)
-        return false;
     *value = total;
     return true;
 }
@@ -640,7 +612,6 @@ char* timeformat(double epoch, const char* format)
     tm.tm_hour = f.hour;
     tm.tm_min = f.minute;
     tm.tm_sec = f.second;
-    tm.tm_isdst = 0;
 #ifdef __GLIBC__
     tm.tm_gmtoff = 0;
     tm.tm_zone = "UTC";

@@ -30,8 +30,9 @@ VXPLOT_EXPORT double timenow();
 //   "946728000.5", "-12.5"  a bare epoch
 // A bare integer of exactly seven digits is a year and day of year; every
 // other bare number is an epoch.  The UTC designators "Z", "UTC" and "GMT"
-// may follow a date or time; other zones need timeparsez().  Returns the
-// epoch, or HL_TIME_NULL when the text does not parse (null included).
+// may follow a time, or a date after a blank; other zones need timeparsez().
+// Returns the epoch, or HL_TIME_NULL when the text does not parse (null
+// included).
 VXPLOT_EXPORT double timeparse(const char* text);
 
 // timeparse() with an optional time zone after the date or time: "Z", "UTC",

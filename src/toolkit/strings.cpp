@@ -5,6 +5,7 @@
 #include <regex.h>
 
 #include <cerrno>
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cmath>
@@ -54,7 +55,8 @@ char* copyWord(std::string_view word)
 {
     char* copy = static_cast<char*>(std::malloc(word.size() + 1));
     if (copy) {
-        std::memcpy(copy, word.data(), word.size());
+        if (!word.empty())
+            std::memcpy(copy, word.data(), word.size());
         copy[word.size()] = '\0';
     }
     return copy;
@@ -66,6 +68,137 @@ struct RegexCache
     std::string pattern;
     regex_t compiled;
 };
+
+// glibc compiles a repetition by copying what it repeats, so nested
+// repetitions ("((a+)+)+", "(a{99}){99}") grow exponentially, and it matches
+// back references by backtracking.  An expression is refused when an
+// estimate of its compiled size passes this many nodes, or when it holds a
+// back reference (which extended expressions leave undefined).
+constexpr double max_regex_nodes = 20000;
+
+// The last character of the bracket expression opening at p.
+const char* bracketEnd(const char* p)
+{
+    const char* q = p + 1;
+    if (*q == '^')
+        q++;
+    if (*q == ']')
+        q++;  // a leading ']' is a member
+    while (*q && *q != ']') {
+        if (*q == '[' && (q[1] == ':' || q[1] == '.' || q[1] == '=')) {
+            const char close = q[1];
+            const char* r = q + 2;
+            while (*r && !(r[0] == close && r[1] == ']'))
+                r++;
+            if (!*r)
+                return r - 1;
+            q = r + 2;
+        } else {
+            q++;
+        }
+    }
+    return *q ? q : q - 1;
+}
+
+// Parse the interval opening at p ("{m}", "{m,}", "{m,n}" or "{,n}") into the
+// number of copies glibc makes of what it repeats; *last is its '}'.
+bool intervalCopies(const char* p, double* copies, const char** last)
+{
+    const char* q = p + 1;
+    double m = 0, n = 0;
+    bool has_m = false, comma = false, has_n = false;
+    for (; isDigit(*q); q++, has_m = true)
+        m = std::min(m * 10 + (*q - '0'), 1e6);
+    if (*q == ',') {
+        comma = true;
+        for (q++; isDigit(*q); q++, has_n = true)
+            n = std::min(n * 10 + (*q - '0'), 1e6);
+    }
+    if (*q != '}' || (!has_m && !comma))
+        return false;
+    *copies = std::max(has_n ? n : comma ? m + 1 : m, 1.0);
+    *last = q;
+    return true;
+}
+
+bool regexWithinLimits(const char* regex)
+{
+    struct Frame
+    {
+        double done = 0;     // closed alternatives
+        double current = 0;  // the alternative being read
+        double last = 0;     // the last item of it, which a repetition copies
+    };
+    std::vector<Frame> frames;
+    try {
+        frames.reserve(16);
+        frames.emplace_back();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    for (const char* p = regex; *p; p++) {
+        double item = 1;
+        double copies = 0;
+        const char* last = nullptr;
+        switch (*p) {
+        case '\\':
+            if (p[1] >= '1' && p[1] <= '9')
+                return false;
+            if (p[1])
+                p++;
+            break;
+        case '[':
+            p = bracketEnd(p);
+            break;
+        case '(':
+            try {
+                frames.emplace_back();
+            } catch (const std::bad_alloc&) {
+                return false;
+            }
+            continue;
+        case ')':
+            if (frames.size() > 1) {
+                item = frames.back().done + frames.back().current + 1;
+                frames.pop_back();
+            }
+            break;
+        case '|':
+            frames.back().done += frames.back().current + 1;
+            frames.back().current = frames.back().last = 0;
+            continue;
+        case '*':
+        case '?':
+            copies = 1;  // wraps the item without copying it
+            break;
+        case '+':
+            copies = 2;
+            break;
+        case '{':
+            if (!intervalCopies(p, &copies, &last))
+                copies = 0;  // a plain '{'
+            else
+                p = last;
+            break;
+        default:
+            break;
+        }
+        Frame& f = frames.back();
+        if (copies > 0) {
+            f.current += f.last * (copies - 1) + 1;
+            f.last = f.last * copies + 1;
+        } else {
+            f.current += item;
+            f.last = item;
+        }
+        if (f.done + f.current > max_regex_nodes)
+            return false;
+    }
+    double total = 0;
+    for (const Frame& f : frames)
+        total += f.done + f.current;
+    return total <= max_regex_nodes;
+}
 
 void destroyCache(RegexCache* cache)
 {
@@ -112,7 +245,7 @@ int strregmatch(const char* s, const char* regex, void** hook)
             hl_register_error(1, "strregmatch: Out of memory.\n");
             return -1;
         }
-        if (regcomp(&fresh->compiled, regex, REG_EXTENDED) != 0) {
+        if (!regexWithinLimits(regex) || regcomp(&fresh->compiled, regex, REG_EXTENDED) != 0) {
             delete fresh;
             hl_register_error(0, "strregmatch: Bad regular expression '%s'.\n", regex);
             return -1;

@@ -84,7 +84,10 @@ int main(int argc, char** argv)
         fprintf(stderr, "vxsh: %s", hl_errlog_string(0));
         return 1;
     }
-    // The session has ended: by quit, or by closing its first window.
+    // The session has ended: by quit, or by closing its first window.  After
+    // a quit of the client's, let it print its last response first.
+    for (int i = 0; i < 10000 && shellState().ending && !shellState().finished; i++)
+        usleep(1000);
     QString snapshot;
     {
         std::lock_guard<std::mutex> lock(shellState().mutex);

@@ -76,6 +76,8 @@ struct Runner
 
     void command(const VX_ScriptStatement& st)
     {
+        if (st.command == QLatin1String("quit"))
+            shellState().ending = true;
         int ret = script.run(server, st, &response, 0);
         if (!shellState().options.quiet) {
             printf("%s\n", VXCommandScript::formatResponse(response).toUtf8().constData());
@@ -183,10 +185,13 @@ void shellClient(VX_GraphicsServer* server, int, char**)
     bool offscreen = QGuiApplication::platformName() == QLatin1String("offscreen");
     bool wait = opt.wait == 1 || (opt.wait < 0 && runner.exec_sent && !snapshot && !offscreen && !runner.stop);
     if (!wait && !runner.quit_sent) {
+        shellState().ending = true;
         QStringList none;
         VX_GraphicsServer_send2(server, 0, &runner.response, QStringLiteral("quit"), QStringLiteral("none"), &none,
                                 nullptr);
     }
+    fflush(stdout);
+    shellState().finished = true;
     // The main thread writes the snapshot and ends the process; returning
     // from here would end it at once with status 0.
     for (;;)

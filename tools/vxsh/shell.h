@@ -27,6 +27,10 @@ struct ShellState
     std::mutex mutex;
     QString snapshot;             // under mutex: the option or the last @snapshot
     std::atomic<int> status{0};   // the exit status
+    // The client sets ending before it sends quit and finished when it has
+    // printed its last line; the main thread then waits for finished.
+    std::atomic<bool> ending{false};
+    std::atomic<bool> finished{false};
 };
 
 ShellState& shellState();

@@ -1,0 +1,278 @@
+// The spine's commands and the handle table, sent directly on the test thread.
+#include "support/testsupport.h"
+
+#include <QFrame>
+#include <QMainWindow>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QString h(const char* type, int n)
+{
+    return QStringLiteral("%1:%2").arg(QLatin1String(type)).arg(n);
+}
+
+} // namespace
+
+TEST(HandleTable, MainwindowRegistersItsFrameFirst)
+{
+    int n = vx_next_instance();
+    Reply r = vx_send("mainwindow", "none");
+    ASSERT_EQ(r.ret, 0);
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, h("mainwindow", n + 1));
+    EXPECT_TRUE(r.params.isEmpty());
+    int type = -1;
+    auto* window = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(vx_test_server(), r.handle, &type, 0));
+    ASSERT_NE(window, nullptr);
+    EXPECT_EQ(type, VX_TYPE_MAINWINDOW);
+    EXPECT_EQ(window->tl_handle, h("frame", n));
+    EXPECT_EQ(VX_GraphicsServer_get_item(vx_test_server(), h("frame", n), &type, 0), window->getToplevel());
+    EXPECT_EQ(type, VX_TYPE_FRAME);
+    EXPECT_EQ(window->centralWidget(), window->getToplevel());
+    EXPECT_EQ(VX_GraphicsServer_get_value(vx_test_server(), window), r.handle);
+    EXPECT_EQ(vx_next_instance(), n + 2);
+}
+
+TEST(HandleTable, NumbersAreSharedAndNeverReused)
+{
+    int n = vx_next_instance();
+    Reply a = vx_send("mainwindow", "none");
+    ASSERT_EQ(vx_send("delete", a.handle).code, 0);
+    Reply b = vx_send("mainwindow", "none");
+    EXPECT_EQ(a.handle, h("mainwindow", n + 1));
+    EXPECT_EQ(b.handle, h("mainwindow", n + 3));
+}
+
+TEST(HandleTable, SetItemRefusesUnknownTypes)
+{
+    QString handle = "unchanged";
+    int n = vx_next_instance();
+    EXPECT_EQ(VX_GraphicsServer_set_item(vx_test_server(), 38, nullptr, handle), -1);
+    EXPECT_EQ(VX_GraphicsServer_set_item(vx_test_server(), -1, nullptr, handle), -1);
+    EXPECT_STREQ(hl_errlog_string(0),
+                 "VX_GraphicsServer_set_item: type not recognized.\nVX_GraphicsServer_set_item: type not recognized.\n");
+    hl_clear_register(0);
+    EXPECT_EQ(handle, "unchanged");
+    EXPECT_EQ(vx_next_instance(), n);
+}
+
+TEST(HandleTable, HandleFormatsOfEveryType)
+{
+    // the table of formats, through set_item with a plain non-Qt pointer
+    static int dummy;
+    const char* names[] = {"viewport", "axes", "text", "polyline", "polypoint", "map", "mapevents", "textpopup",
+                           "taskbar", "frame", "gridlayout", "formlayout", "splitter", "dockwidget", "button",
+                           "menubar", "menu", "lineedit", "action", "filedialog", "spreadsheet", "mainwindow",
+                           "timer", "scrollarea", "datagrid", "checkbox", "combobox", "dialog", "label",
+                           "kvtreeview", "tableview", "dbtableview", "qktableview", "qkeventstableview",
+                           "qkoriginstableview", "commandconsole", "traceview", "image"};
+    for (int type = 0; type < VX_TYPE_COUNT; type++) {
+        if (type == VX_TYPE_FRAME || type == VX_TYPE_MAINWINDOW)
+            continue;  // Qt objects: entered with their own class
+        SCOPED_TRACE(names[type]);
+        int n = vx_next_instance();
+        QString handle;
+        ASSERT_EQ(VX_GraphicsServer_set_item(vx_test_server(), type, &dummy, handle), 0);
+        EXPECT_EQ(handle, h(names[type], n));
+        int got = -1;
+        EXPECT_EQ(VX_GraphicsServer_get_item(vx_test_server(), handle, &got, 1), &dummy);
+        EXPECT_EQ(got, type);
+    }
+}
+
+TEST(HandleTable, ChildOfADeletedWindowAnswersAsUnknown)
+{
+    Reply w = vx_send("mainwindow", "none");
+    auto* window = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(vx_test_server(), w.handle, nullptr, 0));
+    QString frame = window->tl_handle;
+    ASSERT_EQ(vx_send("delete", w.handle).code, 0);
+    // the frame's handle stays behind, but is never a dangling pointer
+    Reply r = vx_send("mainwindow", frame);
+    EXPECT_EQ(r.code, 1);
+    EXPECT_EQ(r.handle, QString("VX_GraphicsServer_get_item: Handle '%1' not found: its object was destroyed.\n"
+                                "VX_GraphicsServer_mainwindow: VX_GraphicsServer_get_item(%1) error.\n")
+                            .arg(frame));
+}
+
+struct ErrorCase
+{
+    const char* name;
+    QString word;
+    QString handle;
+    QStringList args;
+    QString expected;  // %1 stands for the handle of a fresh main window, %2 for its frame
+};
+
+TEST(CommandErrors, ExactTextsAndNothingMade)
+{
+    const ErrorCase cases[] = {
+        {"unknown word", "bogus", "none", {}, "VX_GraphicsServer_process: Unrecognized command 'bogus'.\n"},
+        {"unknown word keeps case", "MainWindow", "none", {},
+         "VX_GraphicsServer_process: Unrecognized command 'MainWindow'.\n"},
+        {"empty word", "", "none", {}, "VX_GraphicsServer_process: Unrecognized command ''.\n"},
+        {"mainwindow unknown parent", "mainwindow", "frame:99999", {},
+         "VX_GraphicsServer_get_item: Handle 'frame:99999' not found.\n"
+         "VX_GraphicsServer_mainwindow: VX_GraphicsServer_get_item(frame:99999) error.\n"},
+        {"mainwindow parent not a frame", "mainwindow", "%1", {}, "VX_GraphicsServer_mainwindow: parent must be frame.\n"},
+        {"mainwindow bad close_window", "mainwindow", "none", {"yes"},
+         "VX_GraphicsServer_mainwindow: close_window conversion error 'yes'.\n"},
+        {"mainwindow close_window not decimal", "mainwindow", "%2", {"0x1"},
+         "VX_GraphicsServer_mainwindow: close_window conversion error '0x1'.\n"},
+        {"delete unknown", "delete", "viewport:123456", {},
+         "VX_GraphicsServer_get_item: Handle 'viewport:123456' not found.\n"
+         "VX_GraphicsServer_delete: VX_GraphicsServer_get_item(viewport:123456) error.\n"},
+        {"show unknown", "show", "none", {},
+         "VX_GraphicsServer_get_item: Handle 'none' not found.\n"
+         "VX_GraphicsServer_show: VX_GraphicsServer_get_item(none) error.\n"},
+    };
+    for (const ErrorCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        Reply w = vx_send("mainwindow", "none");
+        auto* window = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(vx_test_server(), w.handle, nullptr, 0));
+        QString handle = QString(c.handle).replace("%1", w.handle).replace("%2", window->tl_handle);
+        int n = vx_next_instance();
+        int entries = vx_test_server()->handles.size();
+        Reply r = vx_send(c.word, handle, c.args);
+        EXPECT_EQ(r.ret, -1);
+        EXPECT_EQ(r.code, 1);
+        EXPECT_EQ(r.handle, QString(c.expected).replace("%1", w.handle).replace("%2", window->tl_handle));
+        EXPECT_TRUE(r.params.isEmpty());
+        EXPECT_EQ(vx_next_instance(), n) << "a failed command used a handle number";
+        EXPECT_EQ(vx_test_server()->handles.size(), entries) << "a failed command left an entry";
+        vx_send("delete", w.handle);
+    }
+}
+
+TEST(CommandErrors, SenderAddsItsLineToTheRegister)
+{
+    VX_GraphicsServer_response* response = nullptr;
+    QStringList none;
+    hl_clear_register(0);
+    EXPECT_EQ(VX_GraphicsServer_send(vx_test_server(), 0, &response, "nosuch", "none", &none, nullptr), -1);
+    EXPECT_STREQ(hl_errlog_string(0), "VX_GraphicsServer_send_pvt: nosuch none, response error:\n"
+                                      "VX_GraphicsServer_process: Unrecognized command 'nosuch'.\n\n");
+    ASSERT_NE(response, nullptr);
+    EXPECT_EQ(response->response, 1);
+    hl_clear_register(0);
+    delete response;
+}
+
+TEST(CommandErrors, AStaleRegisterTravelsWithTheNextError)
+{
+    hl_register_error(0, "left over: from before.\n");
+    Reply r = vx_send("bogus2", "none");
+    EXPECT_EQ(r.handle, "left over: from before.\nVX_GraphicsServer_process: Unrecognized command 'bogus2'.\n");
+}
+
+TEST(Mainwindow, CloseWindowDefaultsAndArgument)
+{
+    VX_GraphicsServer* s = vx_test_server();
+    s->first_toplevel = 1;
+    Reply first = vx_send("mainwindow", "none");
+    Reply second = vx_send("mainwindow", "none");
+    Reply forced = vx_send("mainwindow", "none", {"1"});
+    Reply two_args = vx_send("mainwindow", "none", {"1", "2"});
+    auto get = [s](const Reply& r) { return static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(s, r.handle, nullptr, 0)); };
+    EXPECT_EQ(get(first)->close_window, 1);
+    EXPECT_EQ(get(second)->close_window, 0);
+    EXPECT_EQ(get(forced)->close_window, 1);
+    EXPECT_EQ(get(two_args)->close_window, 0);  // only a single argument counts
+    EXPECT_EQ(s->first_toplevel, 0);
+}
+
+TEST(Mainwindow, TitleAndParentFrame)
+{
+    VX_GraphicsServer* s = vx_test_server();
+    QString saved = s->toplevel_name;
+    s->toplevel_name = "Observatory";
+    Reply top = vx_send("mainwindow", "none");
+    auto* window = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(s, top.handle, nullptr, 0));
+    Reply child = vx_send("mainwindow", window->tl_handle);
+    auto* inner = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(s, child.handle, nullptr, 0));
+    s->toplevel_name = saved;
+    EXPECT_EQ(window->windowTitle(), "Observatory");
+    EXPECT_EQ(inner->windowTitle(), "");
+    EXPECT_EQ(inner->parent_widget, window->getToplevel());
+    EXPECT_EQ(inner->parentWidget(), nullptr);  // the Qt widget itself has no parent
+}
+
+TEST(Delete, SecondDeleteReportsBothLines)
+{
+    Reply w = vx_send("mainwindow", "none");
+    Reply d1 = vx_send("delete", w.handle);
+    EXPECT_EQ(d1.code, 0);
+    EXPECT_EQ(d1.handle, "delete");
+    Reply d2 = vx_send("delete", w.handle);
+    EXPECT_EQ(d2.code, 1);
+    EXPECT_EQ(d2.handle, QString("VX_GraphicsServer_get_item: Handle '%1' not found.\n"
+                                 "VX_GraphicsServer_delete: VX_GraphicsServer_get_item(%1) error.\n")
+                             .arg(w.handle));
+}
+
+TEST(Delete, ActionAndTraceviewEntriesGoButObjectsStay)
+{
+    static int object = 5;
+    for (int type : {VX_TYPE_ACTION, VX_TYPE_TRACEVIEW}) {
+        QString handle;
+        VX_GraphicsServer_set_item(vx_test_server(), type, &object, handle);
+        EXPECT_EQ(vx_send("delete", handle).code, 0);
+        EXPECT_EQ(object, 5);
+        EXPECT_EQ(VX_GraphicsServer_get_item(vx_test_server(), handle, nullptr, 0), nullptr);
+        hl_clear_register(0);
+    }
+}
+
+TEST(Quit, DirectQuitSetsStateAndAnswersTheHandle)
+{
+    VX_GraphicsServer* s = vx_test_server();
+    int saved = s->state;
+    Reply r = vx_send("quit", "none");
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, "none");
+    EXPECT_EQ(s->state.load(), VX_STATE_QUIT);
+    s->state = saved;
+}
+
+TEST(ShowHide, WindowsShowAndHide)
+{
+    Reply w = vx_send("mainwindow", "none");
+    auto* window = static_cast<QWidget*>(static_cast<VXMainWindow*>(
+        VX_GraphicsServer_get_item(vx_test_server(), w.handle, nullptr, 0)));
+    Reply r = vx_send("show", w.handle);
+    EXPECT_EQ(r.handle, "show");
+    EXPECT_TRUE(window->isVisible());
+    r = vx_send("hide", w.handle);
+    EXPECT_EQ(r.handle, "hide");
+    EXPECT_FALSE(window->isVisible());
+    vx_send("delete", w.handle);
+}
+
+TEST(ShowHide, PlotItemsAreSentToItemCommands)
+{
+    static int item;
+    QString handle;
+    VX_GraphicsServer_set_item(vx_test_server(), VX_TYPE_AXES, &item, handle);
+    EXPECT_EQ(vx_send("hide", handle).handle, "VX_GraphicsServer_hide: Need to use itemhide for VXAxes item.\n");
+    EXPECT_EQ(vx_send("show", handle).handle, "VX_GraphicsServer_show: Need to use itemshow for VXAxes item.\n");
+    VX_GraphicsServer_get_item(vx_test_server(), handle, nullptr, 1);
+    VX_GraphicsServer_set_item(vx_test_server(), VX_TYPE_TIMER, &item, handle);
+    EXPECT_EQ(vx_send("hide", handle).handle, "VX_GraphicsServer_hide: cannot hide timer object.\n");
+    VX_GraphicsServer_get_item(vx_test_server(), handle, nullptr, 1);
+}
+
+TEST(CommandTable, EveryRowHasAProcUsageAndUniqueWord)
+{
+    QSet<QString> words;
+    for (const VX_GraphicsServer_command_row& row : VX_GraphicsServer_commands()) {
+        SCOPED_TRACE(row.command);
+        EXPECT_NE(row.proc, nullptr);
+        EXPECT_TRUE(QString(row.usage).startsWith(row.command));
+        EXPECT_FALSE(words.contains(row.command));
+        words.insert(row.command);
+        EXPECT_EQ(VX_GraphicsServer_find_command(row.command), &row);
+    }
+    for (const char* word : {"mainwindow", "delete", "exec", "quit"})
+        EXPECT_TRUE(words.contains(word)) << word;
+}

@@ -1,0 +1,141 @@
+// The command shell end to end: scripts in, responses, messages and images out.
+#include <VX.h>
+
+#include "support/qtprint.h"
+
+#include <QDir>
+#include <QImage>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct ShellRun
+{
+    int status = -1;
+    QString out, err;
+};
+
+ShellRun vxsh(const QStringList& args, const QByteArray& input = {}, const QStringList& env = {})
+{
+    QProcess p;
+    QProcessEnvironment e = QProcessEnvironment::systemEnvironment();
+    for (const QString& kv : env)
+        e.insert(kv.section('=', 0, 0), kv.section('=', 1));
+    p.setProcessEnvironment(e);
+    p.start(VXSH_PATH, args);
+    EXPECT_TRUE(p.waitForStarted());
+    p.write(input);
+    p.closeWriteChannel();
+    EXPECT_TRUE(p.waitForFinished(120000)) << "vxsh hung";
+    ShellRun r;
+    r.status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    r.out = QString::fromUtf8(p.readAllStandardOutput());
+    r.err = QString::fromUtf8(p.readAllStandardError());
+    return r;
+}
+
+} // namespace
+
+// Each tests/server/scripts/NAME.vxs runs with -k; its standard output must
+// equal NAME.out.  A new case is a new pair of files.
+TEST(ShellScripts, TranscriptsMatch)
+{
+    QDir dir(VX_TEST_SOURCE_DIR "/server/scripts");
+    const QStringList scripts = dir.entryList({"*.vxs"}, QDir::Files, QDir::Name);
+    ASSERT_FALSE(scripts.isEmpty());
+    for (const QString& name : scripts) {
+        SCOPED_TRACE(name.toStdString());
+        QFile expected(dir.filePath(QString(name).replace(".vxs", ".out")));
+        ASSERT_TRUE(expected.open(QIODevice::ReadOnly)) << "missing transcript";
+        ShellRun r = vxsh({"-k", dir.filePath(name)});
+        EXPECT_EQ(r.status, 0) << r.err.toStdString();
+        EXPECT_EQ(r.out.toStdString(), QString::fromUtf8(expected.readAll()).toStdString());
+    }
+}
+
+TEST(Shell, EverySampleOfTheCommandTableRuns)
+{
+    for (const VX_GraphicsServer_command_row& row : VX_GraphicsServer_commands()) {
+        SCOPED_TRACE(row.command);
+        ShellRun r = vxsh({"-q", "-c", QString::fromUtf8(row.sample)});
+        EXPECT_EQ(r.status, 0) << r.err.toStdString();
+        EXPECT_EQ(r.err, "");
+    }
+}
+
+TEST(Shell, StopsAtTheFirstFailureWithStatusOne)
+{
+    ShellRun r = vxsh({"-c", "mainwindow none\nbogus none\nmainwindow none\n"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "0\tmainwindow:1\n1\tVX_GraphicsServer_process: Unrecognized command 'bogus'.\\n\n");
+    EXPECT_EQ(r.err, "vxsh: -c:2: VX_GraphicsServer_send_pvt: bogus none, response error:\n"
+                     "VX_GraphicsServer_process: Unrecognized command 'bogus'.\n\n");
+}
+
+TEST(Shell, KeepGoingRunsEverythingAndExitsZero)
+{
+    ShellRun r = vxsh({"-k", "-c", "bogus\nmainwindow none\n"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, "1\tVX_GraphicsServer_process: Unrecognized command 'bogus'.\\n\n0\tmainwindow:1\n");
+}
+
+TEST(Shell, ReadsAPipeAndBindsHandles)
+{
+    ShellRun r = vxsh({}, "w = mainwindow none\n@echo made $w with frame $_\nhide $w\n");
+    EXPECT_EQ(r.status, 0) << r.err.toStdString();
+    EXPECT_EQ(r.out, "0\tmainwindow:1\nmade mainwindow:1 with frame mainwindow:1\n0\thide\n");
+}
+
+TEST(Shell, ParseErrorsAreReportedWithTheirLine)
+{
+    ShellRun r = vxsh({"-k", "-c", "mainwindow none\ndelete $nothere\n"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.err, "vxsh: -c:2: VXCommandScript: line 2: unknown variable '$nothere'.\n");
+    r = vxsh({"-c", "x \"never closed\n"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_TRUE(r.err.contains("unterminated quote")) << r.err.toStdString();
+}
+
+TEST(Shell, SnapshotWritesEachTopLevelWindow)
+{
+    QTemporaryDir tmp;
+    QString png = tmp.filePath("out.png");
+    ShellRun r = vxsh({"--snapshot", png, "-c", "w = mainwindow none\nmainwindow none\nexec\n"});
+    EXPECT_EQ(r.status, 0) << r.err.toStdString();
+    QImage first(png), second(tmp.filePath("out-2.png"));
+    ASSERT_FALSE(first.isNull());
+    ASSERT_FALSE(second.isNull());
+    EXPECT_GT(first.width(), 0);
+    // the light palette: a window without content is white
+    EXPECT_EQ(first.pixelColor(first.width() / 2, first.height() / 2), QColor("#ffffff"));
+}
+
+TEST(Shell, SnapshotWithoutWindowsFails)
+{
+    QTemporaryDir tmp;
+    ShellRun r = vxsh({"--snapshot", tmp.filePath("none.png"), "-c", "exec\n"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_TRUE(r.err.contains("The session has no window")) << r.err.toStdString();
+}
+
+TEST(Shell, TraceLinesUnderDebugEnvironment)
+{
+    ShellRun r = vxsh({"-q", "-c", "mainwindow none\ndelete mainwindow:1\n"}, {}, {"VXPLOT_DEBUG=1"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(r.err.contains(QRegularExpression("^Debug: mainwindow:1 = new QFrame\\(none\\) \\(.*commands_core.cpp:\\d+, .*\\)$",
+                                                  QRegularExpression::MultilineOption)))
+        << r.err.toStdString();
+    EXPECT_TRUE(r.err.contains("Debug: delete mainwindow:1 (")) << r.err.toStdString();
+}
+
+TEST(Shell, BadOptionsAndMissingFiles)
+{
+    EXPECT_EQ(vxsh({"--nonsense"}).status, 2);
+    ShellRun r = vxsh({"/nonexistent/script.vxs"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_TRUE(r.err.contains("cannot open '/nonexistent/script.vxs'")) << r.err.toStdString();
+}

@@ -1,0 +1,31 @@
+// Helpers shared by the tests.
+#pragma once
+
+#include <VX.h>
+
+#include "support/qtprint.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+// The session of the test process: made by the shared main, no client
+// thread, so commands run directly on the test's own thread.
+VX_GraphicsServer* vx_test_server();
+
+// The outcome of one command sent to the test server.
+struct Reply
+{
+    int ret = 0;         // what send returned
+    int code = -1;       // response code
+    QString handle;      // response handle (or error text)
+    QStringList params;  // return parameters
+};
+
+// Send a command directly, config given as "key value" lines.
+Reply vx_send(const QString& word, const QString& handle, const QStringList& args = {},
+              const QStringList& config = {});
+
+// The number the next handle will carry.
+int vx_next_instance();

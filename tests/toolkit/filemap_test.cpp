@@ -1,0 +1,94 @@
+// Read-only maps of whole files.
+#include "toolkit/errors.h"
+#include "toolkit/filemap.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace {
+
+class FilemapTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        hl_clear_register(0);
+        char templ[] = "/tmp/vxplot_filemap_XXXXXX";
+        ASSERT_NE(mkdtemp(templ), nullptr);
+        dir_ = templ;
+    }
+    void TearDown() override
+    {
+        std::filesystem::remove_all(dir_);
+        hl_clear_register(0);
+    }
+    std::string file(const std::string& name, const std::string& content)
+    {
+        std::string path = dir_ + "/" + name;
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+
+    std::string dir_;
+};
+
+TEST_F(FilemapTest, MapsWholeFile)
+{
+    std::string content("P5\n2 2\n255\n\x01\x00\xff\x7f", 15);
+    std::string path = file("image.pgm", content);
+    const void* data = nullptr;
+    size_t size = 0;
+    Filemap* map = filemap_open(path.c_str(), 0, &data, &size);
+    ASSERT_NE(map, nullptr) << hl_errlog_string(0);
+    ASSERT_EQ(size, content.size());
+    EXPECT_EQ(std::memcmp(data, content.data(), size), 0);
+    EXPECT_EQ(filemap_close(map), 0);
+    EXPECT_EQ(filemap_close(nullptr), 0);
+}
+
+TEST_F(FilemapTest, EmptyFileSucceedsWithoutData)
+{
+    std::string path = file("empty", "");
+    const void* data = &path;
+    size_t size = 99;
+    Filemap* map = filemap_open(path.c_str(), 0, &data, &size);
+    ASSERT_NE(map, nullptr);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(size, 0u);
+    EXPECT_EQ(filemap_close(map), 0);
+}
+
+TEST_F(FilemapTest, FailuresAreRegistered)
+{
+    struct Case
+    {
+        const char* name;
+        std::string path;
+        const char* reason;
+    } cases[] = {
+        {"missing file", dir_ + "/missing", "No such file or directory"},
+        {"directory", dir_, "Is a directory"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        hl_clear_register(0);
+        const void* data = &c;
+        size_t size = 5;
+        EXPECT_EQ(filemap_open(c.path.c_str(), 0, &data, &size), nullptr);
+        EXPECT_EQ(std::string(hl_errlog_string(0)),
+                  "filemap_open: Cannot open '" + c.path + "': " + c.reason + ".\n");
+        EXPECT_EQ(data, &c);  // outputs untouched
+        EXPECT_EQ(size, 5u);
+    }
+    const void* data = nullptr;
+    size_t size = 0;
+    EXPECT_EQ(filemap_open(nullptr, 0, &data, &size), nullptr);
+    EXPECT_EQ(filemap_open("x", 0, nullptr, &size), nullptr);
+}
+
+} // namespace

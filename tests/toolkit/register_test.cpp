@@ -1,0 +1,152 @@
+// The per-thread error register and the log.
+#include <VX.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::vector<std::string> logged;
+void collect(const char* line)
+{
+    logged.emplace_back(line);
+}
+
+} // namespace
+
+TEST(ErrorRegister, LinesAccumulateUntilCleared)
+{
+    hl_clear_register(0);
+    hl_register_error(0, "first: bad value '%s'.\n", "x");
+    hl_register_error(1, "second: out of memory.\n");
+    EXPECT_STREQ(hl_errlog_string(0), "first: bad value 'x'.\nsecond: out of memory.\n");
+    EXPECT_EQ(hl_error_count(), 2);
+    hl_clear_register(0);
+    EXPECT_STREQ(hl_errlog_string(0), "");
+    EXPECT_EQ(hl_error_count(), 0);
+}
+
+TEST(ErrorRegister, LineWithoutNewLineGetsOne)
+{
+    hl_clear_register(0);
+    hl_register_error(0, "no new line");
+    EXPECT_STREQ(hl_errlog_string(0), "no new line\n");
+    hl_clear_register(0);
+}
+
+TEST(ErrorRegister, LongMessagesAreKeptWhole)
+{
+    hl_clear_register(0);
+    std::string big(5000, 'a');
+    hl_register_error(0, "f: %s.\n", big.c_str());
+    EXPECT_EQ(std::string(hl_errlog_string(0)), "f: " + big + ".\n");
+    hl_clear_register(0);
+}
+
+TEST(ErrorRegister, StringStaysValidWhileMoreIsRegistered)
+{
+    hl_clear_register(0);
+    hl_register_error(0, "one\n");
+    const char* text = hl_errlog_string(0);
+    for (int i = 0; i < 100; i++)
+        hl_register_error(0, "more %d\n", i);
+    EXPECT_STREQ(text, "one\n");
+    hl_clear_register(0);
+}
+
+TEST(ErrorRegister, ThreadsKeepTheirOwnLines)
+{
+    hl_clear_register(0);
+    hl_register_error(0, "main thread\n");
+    const int threads = 8, lines = 200;
+    std::vector<std::string> seen(threads);
+    std::vector<std::thread> pool;
+    for (int t = 0; t < threads; t++) {
+        pool.emplace_back([t, &seen] {
+            for (int i = 0; i < lines; i++)
+                hl_register_error(0, "thread %d line %d\n", t, i);
+            seen[t] = hl_errlog_string(0);
+            hl_clear_register(0);
+        });
+    }
+    for (auto& th : pool)
+        th.join();
+    for (int t = 0; t < threads; t++) {
+        std::string expected;
+        for (int i = 0; i < lines; i++)
+            expected += "thread " + std::to_string(t) + " line " + std::to_string(i) + "\n";
+        EXPECT_EQ(seen[t], expected) << "thread " << t;
+    }
+    EXPECT_STREQ(hl_errlog_string(0), "main thread\n");
+    hl_clear_register(0);
+}
+
+TEST(ErrorLog, CallbackReceivesClearedRegisterLineByLine)
+{
+    logged.clear();
+    ASSERT_EQ(errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&collect)), 0);
+    hl_register_error(0, "a: one.\n");
+    hl_register_error(0, "b: two.\n");
+    hl_clear_register(1);
+    hl_complain(0, "plain complaint %d\n", 7);
+    errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
+    hl_complain(0, "this goes to standard error\n");
+    ASSERT_EQ(logged.size(), 3u);
+    EXPECT_EQ(logged[0], "a: one.\n");
+    EXPECT_EQ(logged[1], "b: two.\n");
+    EXPECT_EQ(logged[2], "plain complaint 7\n");
+    EXPECT_STREQ(hl_errlog_string(0), "");
+}
+
+TEST(ErrorLog, ClearWithoutPrintLogsNothing)
+{
+    logged.clear();
+    errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&collect));
+    hl_register_error(0, "dropped\n");
+    hl_clear_register(0);
+    errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
+    EXPECT_TRUE(logged.empty());
+}
+
+TEST(ErrorLog, StackTraceGoesToTheLog)
+{
+    logged.clear();
+    errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&collect));
+    log_stack_trace();
+    errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
+    ASSERT_GE(logged.size(), 2u);
+    EXPECT_EQ(logged[0], "Stack trace:\n");
+}
+
+TEST(ErrorLog, TimingLinesOnlyWhenEnabled)
+{
+    logged.clear();
+    errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&collect));
+    hl_ptimes_enable(0);
+    hl_ptimes("quiet", 0);
+    EXPECT_TRUE(logged.empty());
+    hl_ptimes_enable(1);
+    hl_ptimes("start", 0);
+    hl_ptimes("step", 0);
+    hl_ptimes_enable(0);
+    errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
+    ASSERT_EQ(logged.size(), 2u);
+    EXPECT_EQ(logged[1].rfind("step: ", 0), 0u) << logged[1];
+}
+
+TEST(ErrorLog, UnknownOptionIsRefused)
+{
+    hl_clear_register(0);
+    EXPECT_LT(errlog_set(99, 0, nullptr), 0);
+    EXPECT_STREQ(hl_errlog_string(0), "errlog_set: Unknown option 99.\n");
+    hl_clear_register(0);
+}
+
+TEST(ErrorLogDeathTest, DieLogsAndExits)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(hl_die(0, "fatal: the end %d\n", 3), testing::ExitedWithCode(1), "fatal: the end 3");
+}
