@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Set up, build and run every test: once under AddressSanitizer and
+# UndefinedBehaviorSanitizer, then the threaded tests under ThreadSanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh
+
+export QT_QPA_PLATFORM=offscreen
+jobs=$(nproc)
+
+cmake -S . -B build/asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVX_SANITIZE=address,undefined -DVX_BUILD_TESTS=ON
+cmake --build build/asan -j "$jobs"
+ctest --test-dir build/asan --output-on-failure -j "$jobs"
+
+if [ "${VX_SKIP_TSAN:-0}" != 1 ]; then
+  cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVX_SANITIZE=thread -DVX_BUILD_TESTS=ON
+  cmake --build build/tsan -j "$jobs" --target toolkit_threads_test server_session_test
+  ctest --test-dir build/tsan --output-on-failure -L threads
+fi
