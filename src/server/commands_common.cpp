@@ -44,10 +44,8 @@ int showOrHide(VX_GraphicsServer* server, VX_GraphicsServer_command* command, VX
         return VX_GraphicsServer_error2(server, response);
     }
     auto* widget = qobject_cast<QWidget*>(vx_as_qobject(type, item));
-    if (widget) {
+    if (widget)
         widget->setVisible(show);
-        VX_TRACE("%s->%s()", vx_msg(command->handle).constData(), show ? "show" : "hide");
-    }
     return vx_answer(response, command->command);
 }
 

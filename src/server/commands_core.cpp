@@ -48,7 +48,6 @@ int VX_GraphicsServer_delete(VX_GraphicsServer* server, VX_GraphicsServer_comman
         return VX_GraphicsServer_error2(server, response);
     }
     vx_destroy_object(type, item);
-    VX_TRACE("delete %s", vx_msg(command->handle).constData());
     return vx_answer(response, command->command);
 }
 
