@@ -20,6 +20,10 @@
 
 // foundations
 #include "foundation/messages.h"
+#include "foundation/nicevalues.h"
+#include "foundation/projections.h"
+#include "foundation/qeventnames.h"
+#include "foundation/values.h"
 
 // command server
 #include "server/commands.h"
