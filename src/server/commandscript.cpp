@@ -35,6 +35,41 @@ struct Token
 
 } // namespace
 
+bool VXCommandScript::expandVariable(const QString& text, qsizetype* pos, QString* out, QString* error) const
+{
+    const qsizetype n = text.size();
+    qsizetype i = *pos + 1;  // past the '$'
+    QString name;
+    if (i < n && text[i] == QLatin1Char('{')) {
+        // the name ends within a bounded distance, so a text full of
+        // unclosed braces costs linear time
+        qsizetype close = i + 1;
+        while (close < n && close - i <= kMaxNameLength && text[close] != QLatin1Char('}'))
+            close++;
+        if (close >= n || text[close] != QLatin1Char('}')) {
+            *error = QStringLiteral("unterminated '${'");
+            return false;
+        }
+        name = text.mid(i + 1, close - i - 1);
+        i = close + 1;
+    } else if (i < n && isNameStart(text[i])) {
+        while (i < n && isNameChar(text[i]) && name.size() < kMaxNameLength)
+            name += text[i++];
+    } else {
+        *out += QLatin1Char('$');  // a dollar without a name stands for itself
+        *pos = i;
+        return true;
+    }
+    auto it = variables.constFind(name);
+    if (it == variables.constEnd()) {
+        *error = QStringLiteral("unknown variable '$%1'").arg(name.left(kMaxNameLength));
+        return false;
+    }
+    *out += *it;
+    *pos = i;
+    return true;
+}
+
 int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_ScriptStatement* st)
 {
     const qsizetype n = text.size();
@@ -126,31 +161,8 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
                         continue;
                     }
                     if (d == QLatin1Char('$')) {
-                        qsizetype start = i;
-                        QString name;
-                        if (i + 1 < n && text[i + 1] == QLatin1Char('{')) {
-                            qsizetype close = text.indexOf(QLatin1Char('}'), i + 2);
-                            if (close < 0 || close - i > 256) {
-                                error = QStringLiteral("unterminated '${'");
-                                break;
-                            }
-                            name = text.mid(i + 2, close - i - 2);
-                            i = close + 1;
-                        } else {
-                            i++;
-                            while (i < n && isNameChar(text[i]) && i - start < 256)
-                                name += text[i++];
-                        }
-                        if (name.isEmpty()) {
-                            tok.text += QLatin1Char('$');
-                            continue;
-                        }
-                        auto it = variables.constFind(name);
-                        if (it == variables.constEnd()) {
-                            error = QStringLiteral("unknown variable '$%1'").arg(name);
+                        if (!expandVariable(text, &i, &tok.text, &error))
                             break;
-                        }
-                        tok.text += *it;
                         continue;
                     }
                     if (d == QLatin1Char('\n'))
@@ -172,28 +184,9 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
                 i += 2;
             } else if (c == QLatin1Char('\\')) {
                 break;  // a continuation: ends the token
-            } else if (c == QLatin1Char('$') && i + 1 < n &&
-                       (isNameStart(text[i + 1]) || text[i + 1] == QLatin1Char('{'))) {
-                QString name;
-                if (text[i + 1] == QLatin1Char('{')) {
-                    qsizetype close = text.indexOf(QLatin1Char('}'), i + 2);
-                    if (close < 0 || close - i > 256) {
-                        error = QStringLiteral("unterminated '${'");
-                        break;
-                    }
-                    name = text.mid(i + 2, close - i - 2);
-                    i = close + 1;
-                } else {
-                    i++;
-                    while (i < n && isNameChar(text[i]) && name.size() < 256)
-                        name += text[i++];
-                }
-                auto it = variables.constFind(name);
-                if (it == variables.constEnd()) {
-                    error = QStringLiteral("unknown variable '$%1'").arg(name);
+            } else if (c == QLatin1Char('$')) {
+                if (!expandVariable(text, &i, &tok.text, &error))
                     break;
-                }
-                tok.text += *it;
                 key_possible = false;
             } else if (c == QLatin1Char('=') && key_possible && tok.eq < 0) {
                 if (tok.text.isEmpty()) {

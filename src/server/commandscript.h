@@ -72,4 +72,11 @@ public:
     // carriage return inside fields are written \\ \t \n \r.
     static QString formatResponse(const VX_GraphicsServer_response* response);
     static QString escapeField(const QString& field);
+
+private:
+    static constexpr qsizetype kMaxNameLength = 256;
+
+    // Expand the reference at text[*pos] == '$' into *out and move *pos past
+    // it; false with *error set for an unknown or unterminated name.
+    bool expandVariable(const QString& text, qsizetype* pos, QString* out, QString* error) const;
 };
