@@ -4,8 +4,8 @@
 
 #include <regex.h>
 
-#include <cerrno>
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cmath>
@@ -69,12 +69,23 @@ struct RegexCache
     regex_t compiled;
 };
 
-// glibc compiles a repetition by copying what it repeats, so nested
-// repetitions ("((a+)+)+", "(a{99}){99}") grow exponentially, and it matches
-// back references by backtracking.  An expression is refused when an
-// estimate of its compiled size passes this many nodes, or when it holds a
-// back reference (which extended expressions leave undefined).
-constexpr double max_regex_nodes = 20000;
+// glibc's regcomp() takes exponential time or memory on some expressions,
+// and its matcher backtracks on back references.  These limits keep every
+// expression that passes them cheap (well under a second), and leave alone
+// the expressions one writes to match names and values:
+// - no back reference ("\1"), which extended expressions leave undefined;
+// - "+" or an interval of more than one copy must not repeat a part that can
+//   match the empty string ("(a?)+"; for whole-string matching "*" says the
+//   same), as its closure computation explodes on those;
+// - at most max_regex_depth repetitions nested in each other ("((a*)*)*",
+//   also "a**");
+// - at most max_regex_empty_paths ways to match the empty string through a
+//   part ("(a?|b?)(a?|b?)..." doubles them with every group);
+// - an estimate of the compiled size within max_regex_nodes: repetitions
+//   are compiled as copies, so "((a+)+)+" and "(a{99}){99}" multiply.
+constexpr double max_regex_nodes = 2000;
+constexpr int max_regex_depth = 8;
+constexpr double max_regex_empty_paths = 256;
 
 // The last character of the bracket expression opening at p.
 const char* bracketEnd(const char* p)
@@ -100,9 +111,10 @@ const char* bracketEnd(const char* p)
     return *q ? q : q - 1;
 }
 
-// Parse the interval opening at p ("{m}", "{m,}", "{m,n}" or "{,n}") into the
-// number of copies glibc makes of what it repeats; *last is its '}'.
-bool intervalCopies(const char* p, double* copies, const char** last)
+// Parse the interval opening at p ("{m}", "{m,}", "{m,n}" or "{,n}") into
+// the number of copies glibc makes of what it repeats and the least number
+// of repeats; *last is its '}'.  False when p opens no interval.
+bool intervalCopies(const char* p, double* copies, double* minimum, const char** last)
 {
     const char* q = p + 1;
     double m = 0, n = 0;
@@ -117,17 +129,22 @@ bool intervalCopies(const char* p, double* copies, const char** last)
     if (*q != '}' || (!has_m && !comma))
         return false;
     *copies = std::max(has_n ? n : comma ? m + 1 : m, 1.0);
+    *minimum = m;
     *last = q;
     return true;
 }
 
 bool regexWithinLimits(const char* regex)
 {
+    // One frame per open group.  An item is an atom, a bracket expression,
+    // an anchor or a group, with the repetitions applied to it; "paths"
+    // counts its ways to match the empty string (0: it cannot).
     struct Frame
     {
-        double done = 0;     // closed alternatives
-        double current = 0;  // the alternative being read
-        double last = 0;     // the last item of it, which a repetition copies
+        double done_nodes = 0, done_paths = 0;     // closed alternatives
+        double prefix_nodes = 0, prefix_paths = 1;  // the open one, before its last item
+        double last_nodes = 0, last_paths = 1;      // its last item (none: matches "")
+        int last_depth = 0, max_depth = 0;          // repetitions nested
     };
     std::vector<Frame> frames;
     try {
@@ -137,9 +154,9 @@ bool regexWithinLimits(const char* regex)
         return false;
     }
     for (const char* p = regex; *p; p++) {
-        double item = 1;
-        double copies = 0;
-        const char* last = nullptr;
+        // a new item, or a repetition of copies of the last one
+        double nodes = 1, paths = 0, copies = 0, minimum = 1;
+        int depth = 0;
         switch (*p) {
         case '\\':
             if (p[1] >= '1' && p[1] <= '9')
@@ -150,6 +167,10 @@ bool regexWithinLimits(const char* regex)
         case '[':
             p = bracketEnd(p);
             break;
+        case '^':
+        case '$':
+            paths = 1;
+            break;
         case '(':
             try {
                 frames.emplace_back();
@@ -159,44 +180,62 @@ bool regexWithinLimits(const char* regex)
             continue;
         case ')':
             if (frames.size() > 1) {
-                item = frames.back().done + frames.back().current + 1;
+                const Frame& g = frames.back();
+                nodes = g.done_nodes + g.prefix_nodes + g.last_nodes + 1;
+                paths = g.done_paths + g.prefix_paths * g.last_paths;
+                depth = g.max_depth;
                 frames.pop_back();
             }
             break;
-        case '|':
-            frames.back().done += frames.back().current + 1;
-            frames.back().current = frames.back().last = 0;
+        case '|': {
+            Frame& f = frames.back();
+            f.done_nodes += f.prefix_nodes + f.last_nodes + 1;
+            f.done_paths += f.prefix_paths * f.last_paths;
+            f.prefix_nodes = f.last_nodes = 0;
+            f.prefix_paths = f.last_paths = 1;
             continue;
+        }
         case '*':
         case '?':
             copies = 1;  // wraps the item without copying it
+            minimum = 0;
             break;
         case '+':
             copies = 2;
             break;
-        case '{':
-            if (!intervalCopies(p, &copies, &last))
-                copies = 0;  // a plain '{'
-            else
+        case '{': {
+            const char* last = nullptr;
+            if (intervalCopies(p, &copies, &minimum, &last))
                 p = last;
             break;
+        }
         default:
             break;
         }
         Frame& f = frames.back();
         if (copies > 0) {
-            f.current += f.last * (copies - 1) + 1;
-            f.last = f.last * copies + 1;
+            if (copies > 1 && f.last_paths > 0)
+                return false;
+            if (++f.last_depth > max_regex_depth)
+                return false;
+            f.last_nodes = f.last_nodes * copies + 1;
+            if (minimum == 0)
+                f.last_paths += 1;
         } else {
-            f.current += item;
-            f.last = item;
+            f.prefix_nodes += f.last_nodes;
+            f.prefix_paths *= f.last_paths;
+            f.last_nodes = nodes;
+            f.last_paths = paths;
+            f.last_depth = depth;
         }
-        if (f.done + f.current > max_regex_nodes)
+        f.max_depth = std::max(f.max_depth, f.last_depth);
+        if (f.done_nodes + f.prefix_nodes + f.last_nodes > max_regex_nodes ||
+            f.done_paths + f.prefix_paths * f.last_paths > max_regex_empty_paths)
             return false;
     }
     double total = 0;
     for (const Frame& f : frames)
-        total += f.done + f.current;
+        total += f.done_nodes + f.prefix_nodes + f.last_nodes;
     return total <= max_regex_nodes;
 }
 

@@ -16,9 +16,13 @@ VXPLOT_EXPORT char* strclip(char* s);
 // 1 when the whole of s matches the POSIX extended regular expression regex,
 // 0 when it does not, negative (with a registered error) for a bad
 // expression or a null argument.  Besides what regcomp() refuses, an
-// expression is bad when it holds a back reference ("\1"), which extended
-// expressions leave undefined, or when its nested repetitions would compile
-// to a huge automaton ("((a+)+)+...", "(a{99}){99}").
+// expression counts as bad when glibc would take too long to compile or run
+// it: one with a back reference ("\1", undefined in extended expressions),
+// with "+" or a multi-copy interval repeating a part that can match the
+// empty string ("(a?)+"; write "(a?)*"), with more than 8 repetitions nested
+// ("((a*)*)*..."), with hundreds of ways to match the empty string in one
+// part ("((a?|b?)(a?|b?)...)*"), or with nested repetitions multiplying to
+// some thousands of compiled nodes ("((a+)+)+...", "(a{99}){99}").
 //
 // With hook null the expression is compiled for this call only.  Otherwise
 // *hook (null at first) keeps the compiled expression with its text and is

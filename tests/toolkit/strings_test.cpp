@@ -109,6 +109,30 @@ TEST_F(StringsTest, StrregmatchRefusesRunawayExpressions)
              return tail;
          }(), -1},
         {"nested intervals", "((a{1,200}){1,200})", -1},
+        {"long interval", "a{1,3000}", -1},
+        {"plus of optional", "(a?)+", -1},
+        {"plus of empty alternative", "(b|)+", -1},
+        {"interval of optional", "(a?){2,30}", -1},
+        {"plus of star group", "((a*)(b*))+", -1},
+        {"star of optional", "(a?)*", 1},
+        {"star of interval", "(a{0,3})*", 1},
+        {"plus of plus", "((a+)+)+", 1},
+        {"optional chain", "a?a?a?a?a?a?", 1},
+        {"stars nested nine deep", std::string(9, '(') + "a" + [] {
+             std::string tail;
+             for (int i = 0; i < 9; i++)
+                 tail += ")*";
+             return tail;
+         }(), -1},
+        {"stars nested eight deep", "((((((((a)*)*)*)*)*)*)*)*", 1},
+        {"stacked stars", "a*********", -1},
+        {"many empty paths", "(" + [] {
+             std::string groups;
+             for (int i = 0; i < 9; i++)
+                 groups += "(a?|b?)";
+             return groups;
+         }() + ")*", -1},
+        {"few empty paths", "((a?|b?)(a?|b?))*", 1},
         {"small nested intervals", "((a{1,2}){1,2})", 1},
         {"escaped digit in brackets", "[\\1a]+", 1},
         {"class in brackets", "[[:alpha:]]{4}", 1},
