@@ -11,7 +11,9 @@
 #include "toolkit/errors.h"
 #include "toolkit/filemap.h"
 #include "toolkit/geo.h"
+#include "toolkit/hlconfigure.h"
 #include "toolkit/hltime.h"
+#include "toolkit/kv.h"
 #include "toolkit/lists.h"
 #include "toolkit/mtpool.h"
 #include "toolkit/mtqueue.h"
@@ -19,6 +21,7 @@
 #include "toolkit/table.h"
 
 // foundations
+#include "foundation/configure.h"
 #include "foundation/messages.h"
 #include "foundation/nicevalues.h"
 #include "foundation/projections.h"
