@@ -64,7 +64,7 @@ enum {
 inline constexpr int HL_TYPE_NOT_HANDLED = 3;
 
 // Parse value (possibly null) into the fields that offset selects in
-// paramRec.  0 on success, setting HL_SPEC_CHANGED in spec->specFlags when
+// paramRec.  0 on success, setting HL_SPEC_CHANGED in the row's specFlags when
 // something changed; -1 after registering an error, fields untouched.
 typedef int HL_OptionParseProc(HL_ConfigureSpec* spec, HL_ClientData clientData, const char* value,
                                char* paramRec, int offset, void* object_ptr);
