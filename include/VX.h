@@ -17,6 +17,7 @@
 #include "toolkit/lists.h"
 #include "toolkit/mtpool.h"
 #include "toolkit/mtqueue.h"
+#include "toolkit/recordstore.h"
 #include "toolkit/strings.h"
 #include "toolkit/table.h"
 
