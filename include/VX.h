@@ -35,3 +35,8 @@
 #include "server/graphicsserver.h"
 #include "server/mainwindow.h"
 #include "server/toplevel.h"
+
+// tables and parameter views
+#include "views/dbtableview.h"
+#include "views/tableview.h"
+#include "views/tableview_model.h"

@@ -1,0 +1,543 @@
+// The model-less table view: the callback protocol, the record-number
+// column, on-demand cell text for a large table, the header's sort cycle,
+// selection on release, configuration keys and accentuated cells.
+#include "support/testsupport.h"
+
+#include "views/tableview.h"
+#include "views/tableview_model.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QFontDatabase>
+#include <QFontMetrics>
+#include <QImage>
+#include <QHoverEvent>
+#include <QMouseEvent>
+#include <QScrollBar>
+
+#include <string>
+
+namespace {
+
+std::string takeErrors()
+{
+    std::string text = hl_errlog_string(0);
+    hl_clear_register(0);
+    return text;
+}
+
+// A view that answers every word from its arguments and writes down what it
+// was asked.
+class RecordingView : public VXTableview
+{
+public:
+    QVariant callback(QStringList args) override
+    {
+        calls.append(args);
+        const QString& word = args.value(0);
+        if (word == QLatin1String("headerdata"))
+            return QStringLiteral("H%1%2").arg(args.value(1), args.value(2).left(1));
+        if (word == QLatin1String("data")) {
+            const QStringList rc = args.value(1).split(QLatin1Char(' '));
+            return QStringLiteral("r%1c%2").arg(rc.value(0), rc.value(1));
+        }
+        if (word == QLatin1String("alignment"))
+            return static_cast<int>(Qt::AlignRight | Qt::AlignVCenter);
+        if (word == QLatin1String("accentuated"))
+            return args.value(1) == accentuated_cell ? 1 : 0;
+        if (word == QLatin1String("sort"))
+            return sort_answer;
+        return QVariant();
+    }
+    // The calls of one word.
+    QList<QStringList> callsOf(const QString& word) const
+    {
+        QList<QStringList> out;
+        for (const QStringList& c : calls)
+            if (c.value(0) == word)
+                out.append(c);
+        return out;
+    }
+    QList<QStringList> calls;
+    QString sort_answer = QStringLiteral("disable_sort");
+    QString accentuated_cell;  // "row column" drawn accentuated
+};
+
+void settle(QWidget* w)
+{
+    w->show();
+    for (int i = 0; i < 3; i++)
+        QApplication::processEvents();
+}
+
+// Click (press and release) the header section at model column c.
+void clickHeader(VXTableview* view, int c)
+{
+    QHeaderView* h = view->horizontalHeader();
+    const QPoint pos(h->sectionViewportPosition(c) + h->sectionSize(c) / 2, h->height() / 2);
+    QMouseEvent press(QEvent::MouseButtonPress, pos, h->viewport()->mapToGlobal(pos), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(h->viewport(), &press);
+    QMouseEvent release(QEvent::MouseButtonRelease, pos, h->viewport()->mapToGlobal(pos), Qt::LeftButton,
+                        Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(h->viewport(), &release);
+}
+
+QPoint cellCenter(VXTableview* view, int row, int column)
+{
+    return view->visualRect(view->model()->index(row, column)).center();
+}
+
+void sendMouse(VXTableview* view, QEvent::Type type, QPoint pos)
+{
+    const Qt::MouseButtons buttons = type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton;
+    QMouseEvent e(type, pos, view->viewport()->mapToGlobal(pos), Qt::LeftButton, buttons, Qt::NoModifier);
+    QApplication::sendEvent(view->viewport(), &e);
+}
+
+}  // namespace
+
+TEST(TableviewProtocol, ModelAnswersThroughCallbackWords)
+{
+    RecordingView view;
+    ASSERT_EQ(view.setDimensions(10, 3), 0);
+    QAbstractItemModel* m = view.vxmodel;
+    EXPECT_EQ(m->rowCount(), 10);
+    EXPECT_EQ(m->columnCount(), 3);
+
+    struct Case {
+        const char* name;
+        int role;
+        const char* word;  // null: no question asked, invalid answer
+    } cases[] = {
+        {"display", Qt::DisplayRole, "data"},
+        {"foreground", Qt::ForegroundRole, "foreground"},
+        {"background", Qt::BackgroundRole, "background"},
+        {"alignment", Qt::TextAlignmentRole, "alignment"},
+        {"accentuated", Qt::UserRole, "accentuated"},
+        {"decoration", Qt::DecorationRole, nullptr},
+        {"tooltip", Qt::ToolTipRole, nullptr},
+        {"font", Qt::FontRole, nullptr},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        view.calls.clear();
+        const QVariant v = m->data(m->index(4, 2), c.role);
+        if (!c.word) {
+            EXPECT_TRUE(view.calls.isEmpty());
+            EXPECT_FALSE(v.isValid());
+            continue;
+        }
+        ASSERT_EQ(view.calls.size(), 1);
+        EXPECT_EQ(view.calls[0], (QStringList{c.word, "4 2"}));
+    }
+    EXPECT_EQ(m->data(m->index(4, 2)).toString(), "r4c2");
+
+    view.calls.clear();
+    EXPECT_EQ(m->headerData(1, Qt::Horizontal).toString(), "H1h");
+    EXPECT_EQ(m->headerData(7, Qt::Vertical).toString(), "H7v");
+    EXPECT_FALSE(m->headerData(1, Qt::Horizontal, Qt::FontRole).isValid());
+    EXPECT_EQ(view.calls.size(), 2);
+    EXPECT_EQ(view.calls[0], (QStringList{"headerdata", "1", "horizontal"}));
+    EXPECT_EQ(view.calls[1], (QStringList{"headerdata", "7", "vertical"}));
+}
+
+TEST(TableviewProtocol, OutOfRangeCellsAskNothing)
+{
+    RecordingView view;
+    view.setDimensions(5, 2);
+    VXTableviewModel* m = view.vxmodel;
+    EXPECT_FALSE(m->index(5, 0).isValid());
+    // indices made while the table was larger must be refused
+    view.setDimensions(10, 4);
+    const QModelIndex far_row = m->index(9, 1);
+    const QModelIndex far_col = m->index(1, 3);
+    view.setDimensions(5, 2);
+    view.calls.clear();
+    EXPECT_FALSE(m->data(far_row).isValid());
+    EXPECT_FALSE(m->data(far_col).isValid());
+    EXPECT_TRUE(view.calls.isEmpty());
+}
+
+TEST(TableviewRecordNumbers, RecordColumnIsShiftedAwayFromSubclass)
+{
+    RecordingView view;
+    ASSERT_EQ(view.configure("show_record_numbers", "yes", nullptr), 0) << takeErrors();
+    view.setDimensions(10, 3);
+    VXTableviewModel* m = view.vxmodel;
+    EXPECT_EQ(m->columnCount(), 4);
+    EXPECT_EQ(view.params.ncols, 4);
+    EXPECT_EQ(view.dataColumnCount(), 3);
+
+    view.calls.clear();
+    EXPECT_EQ(m->data(m->index(3, 0)).toString(), "000003");
+    EXPECT_EQ(m->data(m->index(3, 0), Qt::FontRole).value<QFont>(), view.params.font_header);
+    EXPECT_EQ(m->data(m->index(3, 0), Qt::BackgroundRole).value<QColor>(), QColor("lightgrey"));
+    EXPECT_FALSE(m->data(m->index(3, 0), Qt::ForegroundRole).isValid());
+    EXPECT_TRUE(view.calls.isEmpty()) << "column 0 is never put to the callback";
+
+    EXPECT_EQ(m->data(m->index(3, 1)).toString(), "r3c0");
+    EXPECT_EQ(m->data(m->index(3, 3)).toString(), "r3c2");
+    EXPECT_EQ(m->headerData(0, Qt::Horizontal).toString(), "rec");
+    EXPECT_EQ(m->headerData(1, Qt::Horizontal).toString(), "H0h");
+    EXPECT_EQ(m->headerData(3, Qt::Horizontal).toString(), "H2h");
+
+    // the record tab maps rows; rows past its end are their own record
+    view.setRecordTab({42, 7});
+    EXPECT_EQ(m->data(m->index(0, 0)).toString(), "000042");
+    EXPECT_EQ(m->data(m->index(1, 0)).toString(), "000007");
+    EXPECT_EQ(m->data(m->index(5, 0)).toString(), "000005");
+    EXPECT_EQ(view.getRecord(1), 7);
+    EXPECT_EQ(view.getRecord(5), 5);
+    EXPECT_EQ(view.getRow(7), 1);
+    EXPECT_EQ(view.getRow(99), 99);
+
+    // turning the column off keeps the data columns
+    ASSERT_EQ(view.configure("show_record_numbers", "no", nullptr), 0);
+    EXPECT_EQ(m->columnCount(), 3);
+    EXPECT_EQ(m->data(m->index(3, 0)).toString(), "r3c0");
+}
+
+TEST(TableviewModel, LargeTableAsksOnlyForVisibleCells)
+{
+    RecordingView view;
+    view.resize(500, 300);
+    view.configure("default_cell_height", "20", "default_cell_width", "80", nullptr);
+    ASSERT_EQ(view.setDimensions(100000, 5), 0);
+    settle(&view);
+    QImage image = view.grab().toImage();
+    EXPECT_FALSE(image.isNull());
+
+    const QList<QStringList> data = view.callsOf("data");
+    ASSERT_FALSE(data.isEmpty());
+    int max_row = -1;
+    bool first_cell = false;
+    for (const QStringList& c : data) {
+        const QStringList rc = c.value(1).split(' ');
+        max_row = std::max(max_row, rc.value(0).toInt());
+        first_cell = first_cell || c.value(1) == "0 0";
+    }
+    EXPECT_TRUE(first_cell);
+    // 300 pixels hold 15 rows of 20; a margin for the style's overdraw
+    EXPECT_LT(max_row, 40);
+    EXPECT_LT(data.size(), 2000) << "cell text is made only for visible cells";
+
+    // scrolling to the end asks for the last rows only
+    view.calls.clear();
+    view.verticalScrollBar()->setValue(view.verticalScrollBar()->maximum());
+    QApplication::processEvents();
+    view.grab();
+    bool last_row = false;
+    int min_row = 100000;
+    for (const QStringList& c : view.callsOf("data")) {
+        const int row = c.value(1).split(' ').value(0).toInt();
+        last_row = last_row || row == 99999;
+        min_row = std::min(min_row, row);
+    }
+    EXPECT_TRUE(last_row);
+    EXPECT_GT(min_row, 99000);
+}
+
+TEST(TableviewModel, SizingToContentsLooksAtFewRows)
+{
+    RecordingView view;
+    view.resize(500, 300);
+    view.configure("default_cell_height", "20", nullptr);  // no widths: columns fit their contents
+    ASSERT_EQ(view.setDimensions(100000, 5), 0);
+    settle(&view);
+    view.grab();
+    EXPECT_EQ(view.horizontalHeader()->sectionResizeMode(0), QHeaderView::ResizeToContents);
+    int max_row = -1;
+    for (const QStringList& c : view.callsOf("data"))
+        max_row = std::max(max_row, c.value(1).split(' ').value(0).toInt());
+    EXPECT_GE(max_row, 0);
+    EXPECT_LT(max_row, 200);
+    EXPECT_LT(view.callsOf("data").size(), 5000);
+}
+
+TEST(TableviewDelegate, HoverGoesToCallbackOrAccentuatesItself)
+{
+    for (const char* mode : {"no", "yes"}) {
+        SCOPED_TRACE(mode);
+        RecordingView view;
+        view.resize(300, 200);
+        view.configure("default_cell_height", "24", "default_cell_width", "90", "color_hover", "#ff0000",
+                       "show_record_numbers", "yes", "default_hover_interaction", mode, nullptr);
+        view.setDimensions(5, 2);
+        settle(&view);
+        view.calls.clear();
+        const QPoint pos = cellCenter(&view, 2, 2);
+        QHoverEvent hover(QEvent::HoverMove, pos, view.viewport()->mapToGlobal(pos), QPoint(-1, -1));
+        QApplication::sendEvent(view.viewport(), &hover);
+        view.viewport()->repaint();
+        const QList<QStringList> hovers = view.callsOf("hover");
+        if (QString(mode) == "no") {
+            ASSERT_FALSE(hovers.isEmpty());
+            EXPECT_TRUE(hovers.contains(QStringList{"hover", "2 1"}));
+            for (const QStringList& h : hovers)
+                EXPECT_FALSE(h.value(1).endsWith(" -1")) << "the record column is not reported";
+            EXPECT_EQ(view.vxmodel->last_hover_row, -1);
+        } else {
+            EXPECT_TRUE(hovers.isEmpty());
+            EXPECT_EQ(view.vxmodel->last_hover_row, 2);
+            EXPECT_EQ(view.vxmodel->last_hover_col, 2);
+            EXPECT_TRUE(view.vxmodel->accentuated_hash.contains(view.vxmodel->index(2, 2)));
+        }
+    }
+}
+
+TEST(TableviewHeader, SortCycleAscendingDescendingNone)
+{
+    RecordingView view;
+    view.resize(400, 200);
+    view.configure("default_cell_width", "60", nullptr);
+    view.setDimensions(10, 3);
+    settle(&view);
+    VXTableviewModel* m = view.vxmodel;
+
+    struct Step {
+        const char* name;
+        int click;            // model column clicked
+        QStringList sort;     // what the callback is asked
+        int col;              // sort_order_col after it
+        int reverse;
+    } steps[] = {
+        {"first click ascends", 1, {"sort", "1", "0"}, 1, 0},
+        {"second click descends", 1, {"sort", "1", "1"}, 1, 1},
+        {"third click clears", 1, {"sort", "-1", "0"}, -1, 0},
+        {"again ascends", 1, {"sort", "1", "0"}, 1, 0},
+        {"other column ascends", 2, {"sort", "2", "0"}, 2, 0},
+        {"from ascending to descending", 2, {"sort", "2", "1"}, 2, 1},
+        {"other column while descending", 0, {"sort", "0", "0"}, 0, 0},
+    };
+    for (const Step& s : steps) {
+        SCOPED_TRACE(s.name);
+        view.calls.clear();
+        clickHeader(&view, s.click);
+        const QList<QStringList> sorts = view.callsOf("sort");
+        ASSERT_EQ(sorts.size(), 1);
+        EXPECT_EQ(sorts[0], s.sort);
+        EXPECT_EQ(m->sort_order_col, s.col);
+        EXPECT_EQ(m->sort_order_reverse, s.reverse);
+        EXPECT_EQ(view.horizontalHeader()->isSortIndicatorShown(), s.col >= 0);
+    }
+}
+
+TEST(TableviewHeader, RecordColumnShiftsSortColumns)
+{
+    RecordingView view;
+    view.resize(400, 200);
+    view.configure("show_record_numbers", "yes", "default_cell_width", "60", nullptr);
+    view.setDimensions(10, 3);
+    settle(&view);
+    view.calls.clear();
+    clickHeader(&view, 2);
+    clickHeader(&view, 0);
+    const QList<QStringList> sorts = view.callsOf("sort");
+    ASSERT_EQ(sorts.size(), 2);
+    EXPECT_EQ(sorts[0], (QStringList{"sort", "1", "0"}));
+    EXPECT_EQ(sorts[1], (QStringList{"sort", "-1", "0"})) << "the record column asks for the natural order";
+}
+
+TEST(TableviewProxy, SortRunsOnlyWhenTheCallbackAllowsIt)
+{
+    RecordingView view;
+    view.setDimensions(10, 2);
+    QAbstractItemModel* proxy = view.model();
+
+    view.sort_answer = "disable_sort";
+    view.hheader->setSortColumn(0, 1);
+    EXPECT_EQ(proxy->index(0, 0).data().toString(), "r0c0") << "no Qt sort when disabled";
+
+    view.sort_answer = "sort";
+    view.hheader->setSortColumn(0, 1);
+    EXPECT_EQ(proxy->index(0, 0).data().toString(), "r9c0");
+    view.hheader->setSortColumn(0, 0);
+    EXPECT_EQ(proxy->index(0, 0).data().toString(), "r0c0");
+    view.hheader->setSortColumn(0, 1);
+    view.hheader->setSortColumn(-1, 0);
+    EXPECT_EQ(proxy->index(0, 0).data().toString(), "r0c0") << "no sort column: natural order";
+}
+
+TEST(TableviewSelection, SelectsOnReleaseAndReportsModelRow)
+{
+    RecordingView view;
+    view.resize(400, 300);
+    view.configure("default_cell_height", "20", "default_cell_width", "60", nullptr);
+    view.setDimensions(10, 3);
+    settle(&view);
+
+    view.calls.clear();
+    sendMouse(&view, QEvent::MouseButtonPress, cellCenter(&view, 2, 1));
+    EXPECT_TRUE(view.callsOf("selection_changed").isEmpty()) << "a press alone selects nothing";
+    EXPECT_FALSE(view.selectionModel()->hasSelection());
+    sendMouse(&view, QEvent::MouseMove, cellCenter(&view, 4, 1));
+    EXPECT_TRUE(view.callsOf("selection_changed").isEmpty()) << "a drag selects nothing";
+    sendMouse(&view, QEvent::MouseButtonRelease, cellCenter(&view, 2, 1));
+    QList<QStringList> sel = view.callsOf("selection_changed");
+    ASSERT_EQ(sel.size(), 1);
+    EXPECT_EQ(sel[0], (QStringList{"selection_changed", "2"}));
+
+    // through a reversed proxy, the row of the model is reported
+    view.sort_answer = "sort";
+    view.hheader->setSortColumn(0, 1);
+    view.calls.clear();
+    sendMouse(&view, QEvent::MouseButtonPress, cellCenter(&view, 0, 1));
+    sendMouse(&view, QEvent::MouseButtonRelease, cellCenter(&view, 0, 1));
+    sel = view.callsOf("selection_changed");
+    ASSERT_EQ(sel.size(), 1);
+    EXPECT_EQ(sel[0], (QStringList{"selection_changed", "9"}));
+
+    // noselect holds back one callback
+    view.calls.clear();
+    view.vxmodel->noselect = 1;
+    view.selectRow(3);
+    EXPECT_TRUE(view.callsOf("selection_changed").isEmpty());
+    EXPECT_EQ(view.vxmodel->noselect, 0);
+}
+
+TEST(TableviewConfigure, BadValuesKeepEarlierStateWithTheirMessage)
+{
+    RecordingView view;
+    ASSERT_EQ(view.configure("default_cell_height", "0x20", "default_cell_width", "010", "font_size", "15",
+                             nullptr),
+              0)
+        << takeErrors();
+    EXPECT_EQ(view.params.default_cell_height, 32) << "any base by prefix";
+    EXPECT_EQ(view.params.default_cell_width, 8);
+    EXPECT_EQ(view.params.font.pixelSize(), 15);
+    view.configure("column_widths", "column_widths &Tbl{\n40\n}\n", nullptr);
+    const QList<QVariant> widths = view.params.column_widths;
+
+    struct Case {
+        const char* name;
+        const char* key;
+        const char* value;
+        const char* message;
+    } cases[] = {
+        {"cell height", "default_cell_height", "tall", "tableview_parse_cellheight: strtol(tall) error.\n"},
+        {"cell height trailing", "default_cell_height", "12px", "tableview_parse_cellheight: strtol(12px) error.\n"},
+        {"cell width", "default_cell_width", "", "tableview_parse_cellwidth: strtol() error.\n"},
+        {"font size", "font_size", "big", "tableview_parse_fontsize: strtol(big) error.\n"},
+        {"font size zero", "font_size", "0", "tableview_parse_fontsize: strtol(0) error.\n"},
+        {"font", "font", "Sans,huge", "tableview_parse_font: VX_ParseFont(Sans,huge) error.\n"},
+        {"font header", "font_header", "Sans,12,heavyish", "tableview_parse_font: VX_ParseFont(Sans,12,heavyish) error.\n"},
+        {"widths not compiled", "column_widths", "column_widths &Tbl{\n12\n",
+         "tableview_parse_columnwidths: kvcompile(column_widths &Tbl{\n12\n) error.\n"},
+        {"widths absent", "column_widths", "widths &Tbl{\n12\n}\n",
+         "tableview_parse_columnwidths: kvparam(column_widths) error.\n"},
+        {"widths not a list", "column_widths", "column_widths 12\n",
+         "tableview_parse_columnwidths: kvparam(column_widths) error.\n"},
+    };
+    const QFont font = view.params.font;
+    const QFont font_header = view.params.font_header;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        hl_clear_register(0);
+        EXPECT_LT(view.configure(c.key, c.value, nullptr), 0);
+        const std::string errors = takeErrors();
+        EXPECT_NE(errors.find(c.message), std::string::npos) << errors;
+        EXPECT_EQ(view.params.default_cell_height, 32);
+        EXPECT_EQ(view.params.default_cell_width, 8);
+        EXPECT_EQ(view.params.font, font);
+        EXPECT_EQ(view.params.font_header, font_header);
+        EXPECT_EQ(view.params.column_widths, widths);
+    }
+}
+
+TEST(TableviewConfigure, EmptyFontTakesSystemFixedFont)
+{
+    RecordingView view;
+    ASSERT_EQ(view.configure("font", "Serif,17", nullptr), 0) << takeErrors();
+    EXPECT_EQ(view.params.font.pixelSize(), 17);
+    ASSERT_EQ(view.configure("font", "", nullptr), 0) << takeErrors();
+    EXPECT_EQ(view.params.font, QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    EXPECT_EQ(view.font(), view.params.font);
+}
+
+TEST(TableviewConfigure, ColumnWidthsCoverOnlyTheirColumns)
+{
+    RecordingView view;
+    view.configure("default_cell_width", "50", "show_record_numbers", "yes", nullptr);
+    ASSERT_EQ(view.configure("column_widths",
+                             "column_widths &Tbl{\n  80  \n\n\\# a comment row\nWWWW\n}\n", nullptr),
+              0)
+        << takeErrors();
+    ASSERT_EQ(view.params.column_widths.size(), 2);
+    EXPECT_EQ(view.params.column_widths[0].typeId(), QMetaType::Int);
+    EXPECT_EQ(view.params.column_widths[1].toString(), "WWWW");
+
+    view.setDimensions(3, 4);
+    const QFontMetrics fm(view.params.font_header);
+    QHeaderView* h = view.horizontalHeader();
+    struct Case {
+        const char* name;
+        int column;
+        int width;
+    } cases[] = {
+        {"record numbers", 0, fm.horizontalAdvance("XXXXXX") + 12},
+        {"pixels", 1, 80},
+        {"sample text", 2, fm.horizontalAdvance("WWWW") + 12},
+        {"default", 3, 50},
+        {"default again", 4, 50},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(h->sectionSize(c.column), c.width);
+        EXPECT_EQ(h->sectionResizeMode(c.column), QHeaderView::Fixed);
+    }
+
+    // without a width the column fits its contents
+    view.configure("default_cell_width", "-1", nullptr);
+    EXPECT_EQ(h->sectionResizeMode(4), QHeaderView::ResizeToContents);
+    EXPECT_EQ(h->sectionResizeMode(1), QHeaderView::Fixed);
+}
+
+TEST(TableviewSize, TotalSizeSumsColumnsAndRows)
+{
+    RecordingView view;
+    view.configure("default_cell_height", "20", "column_widths", "column_widths &Tbl{\n50\n60\n}\n", nullptr);
+    view.setDimensions(4, 2);
+    int w = 0, h = 0;
+    view.totalSize(w, h);
+    EXPECT_EQ(w, 110);
+    EXPECT_EQ(h, view.horizontalHeader()->sizeHint().height() + 80);
+    EXPECT_LT(view.setDimensions(-1, 2), 0);
+    EXPECT_LT(view.setDimensions(VX_TABLEVIEW_MAX_ROWS + 1, 2), 0);
+    takeErrors();
+    EXPECT_EQ(view.vxmodel->rowCount(), 4) << "a refused size changes nothing";
+}
+
+TEST(TableviewDelegate, AccentuatedCellTakesHoverColours)
+{
+    RecordingView view;
+    view.resize(300, 200);
+    view.configure("default_cell_height", "24", "default_cell_width", "90", "color_hover", "#ff0000", nullptr);
+    view.setDimensions(5, 2);
+    view.accentuated_cell = "1 0";
+    settle(&view);
+    QImage image = view.grab().toImage();
+    image.save("/tmp/vxplot_tableview.png");
+
+    const QRect cell = view.visualRect(view.model()->index(1, 0)).translated(view.viewport()->pos());
+    const QRect plain = view.visualRect(view.model()->index(2, 0)).translated(view.viewport()->pos());
+    auto redPixels = [&](QRect r) {
+        int n = 0;
+        for (int y = r.top(); y <= r.bottom(); y++)
+            for (int x = r.left(); x <= r.right(); x++) {
+                const QColor c = image.pixelColor(x, y);
+                n += c.red() > 200 && c.green() < 80 && c.blue() < 80;
+            }
+        return n;
+    };
+    EXPECT_GT(redPixels(cell), 5) << "the accentuated text is drawn in color_hover";
+    EXPECT_EQ(redPixels(plain), 0);
+    EXPECT_TRUE(view.vxmodel->accentuated_hash.contains(view.vxmodel->index(1, 0)));
+
+    view.accentuated_cell = "3 1";
+    view.viewport()->update();
+    view.grab();
+    EXPECT_FALSE(view.vxmodel->accentuated_hash.contains(view.vxmodel->index(1, 0)));
+    EXPECT_TRUE(view.vxmodel->accentuated_hash.contains(view.vxmodel->index(3, 1)));
+}
