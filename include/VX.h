@@ -19,6 +19,7 @@
 #include "toolkit/mtqueue.h"
 #include "toolkit/recordstore.h"
 #include "toolkit/strings.h"
+#include "toolkit/traveltime.h"
 #include "toolkit/table.h"
 
 // foundations
