@@ -30,6 +30,16 @@
 #include "foundation/qeventnames.h"
 #include "foundation/values.h"
 
+// display core
+#include "viewport/clipping.h"
+#include "viewport/layer.h"
+#include "viewport/pixelexpr.h"
+#include "viewport/viewport.h"
+#include "viewport/viewportitem.h"
+
+// plot items
+#include "items/logo.h"
+
 // command server
 #include "server/commands.h"
 #include "server/commandscript.h"
