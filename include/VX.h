@@ -12,6 +12,7 @@
 #include "toolkit/filemap.h"
 #include "toolkit/geo.h"
 #include "toolkit/hlconfigure.h"
+#include "toolkit/hlmoment.h"
 #include "toolkit/hltime.h"
 #include "toolkit/kv.h"
 #include "toolkit/lists.h"
@@ -36,6 +37,10 @@
 #include "viewport/pixelexpr.h"
 #include "viewport/viewport.h"
 #include "viewport/viewportitem.h"
+
+// graphics contexts and shapes
+#include "glyphs/graphicscontext.h"
+#include "glyphs/shape.h"
 
 // plot items
 #include "items/logo.h"
