@@ -35,8 +35,13 @@
 #include "viewport/clipping.h"
 #include "viewport/layer.h"
 #include "viewport/pixelexpr.h"
+#include "viewport/polydraw.h"
+#include "viewport/scaledata.h"
 #include "viewport/viewport.h"
 #include "viewport/viewportitem.h"
+
+// maps
+#include "map/maptransform.h"
 
 // graphics contexts and shapes
 #include "glyphs/graphicscontext.h"

@@ -1,0 +1,173 @@
+// Paths of polylines in plot-area pixels, with off-view runs dropped.
+#include "viewport/polydraw.h"
+
+#include "viewport/scaledata.h"
+
+#include <QPainterPath>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+// What to do with a point by the zone of the previous point (row) and of
+// this one (column).  Zones number the plane row by row from the top left,
+// 4 being the view:
+//   0 1 2
+//   3 4 5
+//   6 7 8
+// S skip the point, only remember it; C emit it; L emit the previous point
+// first, since the segment may cross the view.
+enum Action : unsigned char { S, C, L };
+constexpr Action zone_actions[9][9] = {
+    {S, C, C, C, L, L, C, L, L},
+    {C, S, C, L, L, L, L, L, L},
+    {C, C, S, L, L, C, L, L, C},
+    {C, L, L, S, L, L, C, L, L},
+    {C, C, C, C, C, C, C, C, C},
+    {L, L, C, L, L, S, L, L, C},
+    {C, L, L, C, L, L, S, C, C},
+    {L, L, L, L, L, L, C, S, C},
+    {L, L, C, L, L, C, C, C, S},
+};
+
+int zoneOf(double x, double y)
+{
+    const int col = x < 0.0 ? 0 : (x > 1.0 ? 2 : 1);
+    const int row = y < 0.0 ? 0 : (y > 1.0 ? 2 : 1);
+    return 3 * row + col;
+}
+
+double* allocOrDie(long n, const char* what)
+{
+    double* p = static_cast<double*>(malloc(static_cast<size_t>(n) * sizeof(double)));
+    if (!p) {
+        fprintf(stderr, "VXPolyDraw::addPoints: malloc (%s,%ld) error.\n", what, n);
+        exit(1);
+    }
+    return p;
+}
+
+} // namespace
+
+VXPolyDraw::VXPolyDraw(VxViewport* viewport, int ignoretran, double xgain_in, double ygain_in, int xmode_in,
+                       int ymode_in)
+    : scale(new VXScaledata(viewport, ignoretran, xmode_in, ymode_in)), w(scale->w), h(scale->h), x_last(0.0),
+      y_last(0.0), ret_last(0), zone_last(4), first(1), xgain(xgain_in), ygain(ygain_in), xmode(xmode_in),
+      ymode(ymode_in)
+{
+}
+
+VXPolyDraw::~VXPolyDraw()
+{
+    delete scale;
+}
+
+void VXPolyDraw::emitPoint(QPainterPath* path, int disposition, double x, double y)
+{
+    if (move_pending) {
+        disposition = VXScaledata::disposition_moveTo;
+        move_pending = false;
+    }
+    if (disposition == VXScaledata::disposition_moveTo)
+        path->moveTo(w * x, h * y);
+    else
+        path->lineTo(w * x, h * y);
+}
+
+void VXPolyDraw::addRun(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start)
+{
+    for (int i = 0; i < npts; i++) {
+        scale->pushPoint(xpts[i] * xgain, ypts[i] * ygain);
+        for (;;) {
+            double x, y;
+            int ret = scale->popPoint(&x, &y);
+            if (ret != VXScaledata::disposition_moveTo && ret != VXScaledata::disposition_lineTo)
+                break;
+            const int zone = zoneOf(x, y);
+            if (start)
+                ret = VXScaledata::disposition_moveTo;
+            if (start || first) {
+                start = 0;
+                first = 0;
+                move_pending = false;
+                emitPoint(path, ret, x, y);
+            } else {
+                switch (zone_actions[zone_last][zone]) {
+                case S:
+                    // a line that begins here must still begin with a move
+                    // when a later point of it is emitted
+                    if (ret == VXScaledata::disposition_moveTo)
+                        move_pending = true;
+                    break;
+                case L:
+                    emitPoint(path, ret_last, x_last, y_last);
+                    [[fallthrough]];
+                case C:
+                    emitPoint(path, ret, x, y);
+                    break;
+                }
+            }
+            x_last = x;
+            y_last = y;
+            zone_last = zone;
+            ret_last = ret;
+        }
+    }
+}
+
+QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, int npts, double* xpts, double* ypts, int start,
+                                    int subtract)
+{
+    if (!path || npts <= 0 || !xpts || !ypts)
+        return path;
+    if (!subtract) {
+        addRun(path, npts, xpts, ypts, start);
+        return path;
+    }
+    QPainterPath temp;
+    addRun(&temp, npts, xpts, ypts, start);
+    if (!temp.isEmpty())
+        *path -= temp;
+    return path;
+}
+
+QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, int npts, double* xpts, double* ypts, double null_value,
+                                    int start)
+{
+    if (!path || npts <= 0 || !xpts || !ypts)
+        return path;
+    int i = 0;
+    while (i < npts) {
+        if (xpts[i] == null_value || ypts[i] == null_value) {
+            // every run after a gap begins a new line
+            start = 1;
+            i++;
+            continue;
+        }
+        int j = i;
+        while (j < npts && xpts[j] != null_value && ypts[j] != null_value)
+            j++;
+        addPoints(path, j - i, xpts + i, ypts + i, start, 0);
+        i = j;
+    }
+    return path;
+}
+
+QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, QPainterPath* from, int start, int subtract)
+{
+    if (!from || from->isEmpty())
+        return nullptr;
+    const long n = from->elementCount();
+    double* xpts = allocOrDie(n, "xpts");
+    double* ypts = allocOrDie(n, "ypts");
+    for (long i = 0; i < n; i++) {
+        const QPainterPath::Element e = from->elementAt(static_cast<int>(i));
+        xpts[i] = e.x;
+        ypts[i] = e.y;
+    }
+    QPainterPath* ret = addPoints(path, static_cast<int>(n), xpts, ypts, start, subtract);
+    free(ypts);
+    free(xpts);
+    return ret;
+}

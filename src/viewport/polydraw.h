@@ -1,0 +1,58 @@
+// Polylines as QPainterPaths in plot-area pixels, kept short.
+//
+// VXPolyDraw pumps world points through a VXScaledata and adds what can be
+// seen to a path: points whose run stays outside the view on one side are
+// dropped by a nine-zone rule (no clipping: the painter clips).  The path's
+// coordinates are pixels from the plot area's top left corner; translate by
+// mleft, mtop when painting.
+//
+// One object serves one drawing pass of one view.  Successive addPoints
+// calls continue each other: the first point of a call joins the last one
+// of the call before unless start is set.
+#pragma once
+
+#include "vxplot_export.h"
+
+class QPainterPath;
+class VXScaledata;
+struct VxViewport;
+
+class VXPLOT_EXPORT VXPolyDraw
+{
+public:
+    // ignoretran, xmode, ymode as for VXScaledata; input is multiplied by
+    // xgain, ygain first.
+    VXPolyDraw(VxViewport* viewport, int ignoretran, double xgain, double ygain, int xmode, int ymode);
+    ~VXPolyDraw();
+    VXPolyDraw(const VXPolyDraw&) = delete;
+    VXPolyDraw& operator=(const VXPolyDraw&) = delete;
+
+    // Add npts points to path and return it (null for a null path).  start
+    // forces a moveTo at the first point.  With subtract the points form a
+    // path of their own, which is then removed from path.
+    QPainterPath* addPoints(QPainterPath* path, int npts, double* xpts, double* ypts, int start, int subtract);
+    // The same with gaps: points whose x or y equals null_value are left
+    // out, and each run after a gap begins with a moveTo.
+    QPainterPath* addPoints(QPainterPath* path, int npts, double* xpts, double* ypts, double null_value,
+                            int start);
+    // The points of every element of from (world coordinates); null when
+    // from is empty.
+    QPainterPath* addPoints(QPainterPath* path, QPainterPath* from, int start, int subtract);
+
+    VXScaledata* scale;  // owned
+    int w, h;            // plot size
+    double x_last, y_last;  // last point seen, normalised
+    int ret_last;           // its disposition
+    int zone_last;          // its zone, 0 to 8
+    int first;              // 1 until a point was emitted
+    double xgain, ygain;
+    int xmode, ymode;
+
+private:
+    void addRun(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start);
+    void emitPoint(QPainterPath* path, int disposition, double x, double y);
+
+    // A point that begins a line was skipped: the next point emitted has to
+    // begin the line in its place.
+    bool move_pending = false;
+};

@@ -1,0 +1,238 @@
+// The plane projections of HLMapTransform: round trips, the centre, the
+// antipode, the far side and rim of the globe, longitude ranges.
+#include "support/testsupport.h"
+
+#include "map/maptransform.h"
+#include "viewport/viewport.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+constexpr double r2d = HLMapTransform::r2d;
+constexpr double d2r = HLMapTransform::d2r;
+
+// Great-circle distance in degrees.
+double arcDegrees(double lat1, double lon1, double lat2, double lon2)
+{
+    const double a = std::sin(d2r * lat1) * std::sin(d2r * lat2)
+                   + std::cos(d2r * lat1) * std::cos(d2r * lat2) * std::cos(d2r * (lon2 - lon1));
+    return r2d * std::acos(std::clamp(a, -1.0, 1.0));
+}
+
+// Difference of two longitudes, modulo 360.
+double lonDiff(double a, double b)
+{
+    return std::fabs(std::remainder(a - b, 360.0));
+}
+
+} // namespace
+
+TEST(MapTransform, PrecomputesTrigonometryOfReferenceLatitude)
+{
+    HLMapTransform t(30.0, 20.0);
+    EXPECT_DOUBLE_EQ(t.clat, std::cos(30.0 * d2r));
+    EXPECT_DOUBLE_EQ(t.slat, 0.5);
+    EXPECT_EQ(t.latr, 30.0);
+    EXPECT_EQ(t.lonr, 20.0);
+}
+
+TEST(MapTransform, EdpRoundTripOverDenseGrid)
+{
+    int checked = 0;
+    for (double latr = -89.5; latr <= 90.0; latr += 14.75) {
+        for (double lonr = -179.0; lonr <= 180.0; lonr += 37.3) {
+            HLMapTransform t(latr + 0.0001, lonr + 0.0001);
+            for (double lat = -88.0; lat <= 88.0; lat += 8.0) {
+                for (double lon = -180.0; lon <= 180.0; lon += 12.5) {
+                    if (arcDegrees(t.latr, t.lonr, lat, lon) > 170.0)
+                        continue;  // the antipode is ill-conditioned by nature
+                    double dx, dy, la, lo;
+                    t.edpLatlon2delxy(lat, lon, &dx, &dy);
+                    t.edpDelxy2geopointat(dx, dy, &la, &lo);
+                    ASSERT_NEAR(la, lat, 1e-9) << latr << " " << lonr << " " << lat << " " << lon;
+                    ASSERT_LE(lonDiff(lo, lon), 1e-9) << latr << " " << lonr << " " << lat << " " << lon;
+                    // the plane distance is the great-circle distance
+                    ASSERT_NEAR(std::hypot(dx, dy), arcDegrees(t.latr, t.lonr, lat, lon), 1e-7);
+                    checked++;
+                }
+            }
+        }
+    }
+    EXPECT_GT(checked, 40000);
+}
+
+TEST(MapTransform, GlobeRoundTripOverNearSide)
+{
+    int checked = 0;
+    for (double latr = -85.0; latr <= 90.0; latr += 17.0) {
+        for (double lonr = -170.0; lonr <= 180.0; lonr += 41.0) {
+            HLMapTransform t(latr + 0.0001, lonr + 0.0001);
+            for (double lat = -88.0; lat <= 88.0; lat += 4.0) {
+                for (double lon = -180.0; lon <= 180.0; lon += 7.5) {
+                    const double arc = arcDegrees(t.latr, t.lonr, lat, lon);
+                    if (arc > 85.0 || arc < 1e-6)
+                        continue;
+                    double dx, dy, la = -999.0, lo = -999.0;
+                    ASSERT_EQ(t.globeLatlon2delxy(lat, lon, &dx, &dy), 0);
+                    ASSERT_NEAR(std::hypot(dx, dy), r2d * std::sin(d2r * arc), 1e-7);
+                    ASSERT_EQ(t.globeDelxy2geopointat(dx, dy, &la, &lo), 0);
+                    ASSERT_NEAR(la, lat, 1e-9) << latr << " " << lonr << " " << lat << " " << lon;
+                    ASSERT_LE(lonDiff(lo, lon), 1e-9) << latr << " " << lonr << " " << lat << " " << lon;
+                    checked++;
+                }
+            }
+        }
+    }
+    EXPECT_GT(checked, 20000);
+}
+
+TEST(MapTransform, CentreGivesReferencePointExactly)
+{
+    HLMapTransform t(12.3456, -98.7654);
+    double lat = 0, lon = 0;
+    t.edpDelxy2geopointat(0.0, 0.0, &lat, &lon);
+    EXPECT_EQ(lat, 12.3456);
+    EXPECT_EQ(lon, -98.7654);
+    lat = lon = 0;
+    EXPECT_EQ(t.globeDelxy2geopointat(0.0, 0.0, &lat, &lon), 0);
+    EXPECT_EQ(lat, 12.3456);
+    EXPECT_EQ(lon, -98.7654);
+    double dx = 1, dy = 1;
+    t.edpLatlon2delxy(12.3456, -98.7654, &dx, &dy);
+    EXPECT_EQ(dx, 0.0);
+    EXPECT_EQ(dy, 0.0);
+}
+
+TEST(MapTransform, DirectionsOnThePlane)
+{
+    HLMapTransform t(0.0001, 0.0001);
+    double dx, dy;
+    t.edpLatlon2delxy(10.0001, 0.0001, &dx, &dy);  // due north
+    EXPECT_NEAR(dx, 0.0, 1e-9);
+    EXPECT_NEAR(dy, 10.0, 1e-9);
+    t.edpLatlon2delxy(0.0001, 20.0001, &dx, &dy);  // due east
+    EXPECT_NEAR(dx, 20.0, 1e-4);
+    EXPECT_NEAR(dy, 0.0, 1e-4);  // the great circle bows off the parallel
+}
+
+TEST(MapTransform, AntipodeLiesAtDistance180)
+{
+    HLMapTransform t(40.0001, 10.0001);
+    double dx, dy;
+    t.edpLatlon2delxy(-40.0001, -169.9999, &dx, &dy);
+    EXPECT_TRUE(std::isfinite(dx) && std::isfinite(dy));
+    EXPECT_NEAR(std::hypot(dx, dy), 180.0, 1e-5);
+}
+
+TEST(MapTransform, GlobeRimAndFarSide)
+{
+    HLMapTransform t(0.0, 0.0);
+    double dx, dy;
+    // 90 degrees away: on the rim, still the near side
+    EXPECT_EQ(t.globeLatlon2delxy(0.0, 90.0, &dx, &dy), 0);
+    EXPECT_NEAR(std::hypot(dx, dy), r2d, 1e-9);
+    // the antipode: far side, folded out to twice the rim
+    EXPECT_EQ(t.globeLatlon2delxy(0.0, 180.0, &dx, &dy), -1);
+    EXPECT_NEAR(std::hypot(dx, dy), 2.0 * r2d, 1e-6);
+    // between the two: inside the ring
+    EXPECT_EQ(t.globeLatlon2delxy(0.0, 135.0, &dx, &dy), -1);
+    EXPECT_NEAR(std::hypot(dx, dy), r2d * (2.0 - std::sin(d2r * 135.0)), 1e-9);
+}
+
+TEST(MapTransform, GlobeInverseOutsideDiscLeavesOutputsUntouched)
+{
+    HLMapTransform t(10.0, 20.0);
+    double lat = 123.0, lon = 456.0;
+    EXPECT_EQ(t.globeDelxy2geopointat(r2d * (1.0 + 1e-12), 0.0, &lat, &lon), -1);
+    EXPECT_EQ(lat, 123.0);
+    EXPECT_EQ(lon, 456.0);
+    EXPECT_EQ(t.globeDelxy2geopointat(0.0, -100.0, &lat, &lon), -1);
+    EXPECT_EQ(t.globeDelxy2geopointat(NAN, 0.0, &lat, &lon), -1);
+    EXPECT_EQ(lat, 123.0);
+    // on the rim itself: the point 90 degrees east
+    EXPECT_EQ(t.globeDelxy2geopointat(r2d, 0.0, &lat, &lon), 0);
+    EXPECT_NEAR(arcDegrees(10.0, 20.0, lat, lon), 90.0, 1e-6);
+}
+
+TEST(MapTransform, InverseLongitudesStayInRangeForAnyReference)
+{
+    const double lonrs[] = {-1e6, -725.0, -180.0, -179.9999, 0.0, 179.9999, 180.0, 359.0, 721.5, 1e6, 1e300};
+    for (double lonr : lonrs) {
+        SCOPED_TRACE(lonr);
+        HLMapTransform t(33.0, lonr);
+        for (double dx = -180.0; dx <= 180.0; dx += 15.0) {
+            for (double dy = -180.0; dy <= 180.0; dy += 15.0) {
+                double lat, lon;
+                t.edpDelxy2geopointat(dx, dy, &lat, &lon);
+                ASSERT_GE(lon, -180.0);
+                ASSERT_LE(lon, 180.0);
+                ASSERT_GE(lat, -90.0);
+                ASSERT_LE(lat, 90.0);
+                if (t.globeDelxy2geopointat(dx * 0.3, dy * 0.3, &lat, &lon) == 0) {
+                    ASSERT_GE(lon, -180.0);
+                    ASSERT_LE(lon, 180.0);
+                }
+            }
+        }
+    }
+}
+
+TEST(MapTransform, PoleOnTheAxis)
+{
+    // from the north pole straight down the plane's y axis lies the south
+    // pole, where x and y of the rotated vector vanish
+    HLMapTransform t(90.0, 0.0);
+    double lat, lon;
+    t.edpDelxy2geopointat(0.0, 180.0, &lat, &lon);
+    EXPECT_NEAR(lat, -90.0, 1e-9);
+    EXPECT_GE(lon, -180.0);
+    EXPECT_LE(lon, 180.0);
+}
+
+TEST(MapTransform, MercatorClampAndInverse)
+{
+    EXPECT_EQ(VX_mercator_y(90.0), 100000.0);
+    EXPECT_EQ(VX_mercator_y(95.0), 100000.0);
+    EXPECT_EQ(VX_mercator_y(-90.0), -100000.0);
+    EXPECT_NEAR(VX_mercator_y(0.0), 0.0, 1e-12);
+    // the inverse is not special-cased for the clamp value
+    EXPECT_TRUE(std::isfinite(VX_mercator_lat(100000.0)));
+    for (double lat = -85.0; lat <= 85.0; lat += 0.5)
+        ASSERT_NEAR(VX_mercator_lat(VX_mercator_y(lat)), lat, 1e-9) << lat;
+}
+
+TEST(MapTransform, MapBoundingBoxByProjection)
+{
+    auto vp = std::make_unique<VXViewport>(nullptr, 0, 0);
+    vp->vars.map_tran = VX_MAP_GEOG;
+    vp->vars.xleft = -10.0;
+    vp->vars.xright = 30.0;
+    vp->vars.ybottom = -5.0;
+    vp->vars.ytop = 25.0;
+    vp->computeMapBB();
+    EXPECT_EQ(vp->vars.bblonmin, -10.0);
+    EXPECT_EQ(vp->vars.bblonmax, 30.0);
+    EXPECT_EQ(vp->vars.bblatmin, -5.0);
+    EXPECT_EQ(vp->vars.bblatmax, 25.0);
+
+    vp->vars.map_tran = VX_MAP_EDP;
+    vp->vars.latr = 0.0001;
+    vp->vars.lonr = 0.0001;
+    vp->vars.xleft = -10.0;
+    vp->vars.xright = 10.0;
+    vp->vars.ybottom = -10.0;
+    vp->vars.ytop = 10.0;
+    vp->computeMapBB();
+    EXPECT_NEAR(vp->vars.bblatmin, -10.0, 0.01);
+    EXPECT_NEAR(vp->vars.bblatmax, 10.0, 0.01);
+    EXPECT_LT(vp->vars.bblonmin, -9.9);
+    EXPECT_GT(vp->vars.bblonmax, 9.9);
+
+    vp->vars.latr = 85.0;  // the north pole is in view
+    vp->computeMapBB();
+    EXPECT_EQ(vp->vars.bblonmin, 0.0);
+    EXPECT_EQ(vp->vars.bblonmax, 360.0);
+}

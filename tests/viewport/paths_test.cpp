@@ -1,0 +1,383 @@
+// Path building: the nine-zone rule, continuation, gaps, subtraction, and
+// the subdivision of map lines to about a pixel.
+#include "support/testsupport.h"
+
+#include "viewport/polydraw.h"
+#include "viewport/scaledata.h"
+#include "viewport/vptest.h"
+
+#include <gtest/gtest.h>
+
+#include <QPainterPath>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace {
+
+struct El
+{
+    int type;  // QPainterPath::ElementType: 0 move, 1 line
+    double x, y;
+};
+
+std::vector<El> elementsOf(const QPainterPath& p)
+{
+    std::vector<El> out;
+    for (int i = 0; i < p.elementCount(); i++) {
+        const QPainterPath::Element e = p.elementAt(i);
+        out.push_back({static_cast<int>(e.type), e.x, e.y});
+    }
+    return out;
+}
+
+void expectElements(const QPainterPath& p, const std::vector<El>& expected)
+{
+    const std::vector<El> got = elementsOf(p);
+    ASSERT_EQ(got.size(), expected.size());
+    for (size_t i = 0; i < got.size(); i++) {
+        EXPECT_EQ(got[i].type, expected[i].type) << "element " << i;
+        EXPECT_NEAR(got[i].x, expected[i].x, 1e-9) << "element " << i;
+        EXPECT_NEAR(got[i].y, expected[i].y, 1e-9) << "element " << i;
+    }
+}
+
+// 100 x 100 pixels, world 0 to 100 both ways: pixel x = world x, pixel
+// y = 100 - world y.
+std::unique_ptr<VXViewport> linearView()
+{
+    return vptest::makeViewport(100, 100, {"xleft", "0", "xright", "100", "ybottom", "0", "ytop", "100"});
+}
+
+constexpr int M = 0, L = 1;
+
+} // namespace
+
+TEST(PathZones, ZoneRuleTable)
+{
+    struct Case
+    {
+        const char* name;
+        std::vector<double> x, y;
+        std::vector<El> expected;
+    };
+    const Case cases[] = {
+        {"a run in one outer zone keeps only its first point",
+         {-10, -20, -30, -40},
+         {50, 60, 70, 80},
+         {{M, -10, 50}}},
+        {"zone 0 to zone 8 keeps both ends", {-10, 110}, {110, -10}, {{M, -10, -10}, {L, 110, 110}}},
+        {"entering the view restores the last skipped point",
+         {-10, -20, -30, 50},
+         {50, 50, 50, 50},
+         {{M, -10, 50}, {L, -30, 50}, {L, 50, 50}}},
+        {"a run along the top is skipped", {10, 20, 30, 40}, {110, 120, 110, 130}, {{M, 10, -10}}},
+        {"moving along one side emits without the previous point",
+         {-10, 50, 110},
+         {110, 110, 110},
+         {{M, -10, -10}, {L, 50, -10}, {L, 110, -10}}},
+        {"inside points are all kept",
+         {10, 20, 30, 40, 50},
+         {10, 20, 30, 40, 50},
+         {{M, 10, 90}, {L, 20, 80}, {L, 30, 70}, {L, 40, 60}, {L, 50, 50}}},
+        {"leaving the view keeps the first point outside",
+         {50, 150, 160, 170},
+         {50, 50, 50, 50},
+         {{M, 50, 50}, {L, 150, 50}}},
+        {"returning into the view restores the exit run's end",
+         {50, 150, 160, 50},
+         {50, 50, 50, 50},
+         {{M, 50, 50}, {L, 150, 50}, {L, 160, 50}, {L, 50, 50}}},
+        {"a corner-cutting step restores its start",
+         {-10, -20, 50},
+         {50, 60, 150},
+         {{M, -10, 50}, {L, -20, 40}, {L, 50, -50}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = linearView();
+        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+        QPainterPath path;
+        std::vector<double> x = c.x, y = c.y;
+        EXPECT_EQ(pd.addPoints(&path, static_cast<int>(x.size()), x.data(), y.data(), 0, 0), &path);
+        expectElements(path, c.expected);
+    }
+}
+
+TEST(PathZones, GainsAndInputModes)
+{
+    auto vp = linearView();
+    {
+        VXPolyDraw pd(&vp->vars, 0, 2.0, 0.5, 0, 0);
+        QPainterPath path;
+        double x[] = {10, 20}, y[] = {40, 80};
+        pd.addPoints(&path, 2, x, y, 0, 0);
+        expectElements(path, {{M, 20, 80}, {L, 40, 60}});
+    }
+    {
+        // pixels in x, normalised in y
+        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 1, 2);
+        QPainterPath path;
+        double x[] = {10, 20}, y[] = {0.25, 0.5};
+        pd.addPoints(&path, 2, x, y, 0, 0);
+        expectElements(path, {{M, 10, 25}, {L, 20, 50}});
+    }
+}
+
+TEST(PathContinuation, CallsContinueUnlessStartIsSet)
+{
+    auto vp = linearView();
+    VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+    QPainterPath path;
+    double x1[] = {10, 20}, y1[] = {10, 20};
+    double x2[] = {30, 40}, y2[] = {30, 40};
+    double x3[] = {50, 60}, y3[] = {50, 60};
+    pd.addPoints(&path, 2, x1, y1, 0, 0);
+    pd.addPoints(&path, 2, x2, y2, 0, 0);
+    pd.addPoints(&path, 2, x3, y3, 1, 0);
+    expectElements(path, {{M, 10, 90}, {L, 20, 80}, {L, 30, 70}, {L, 40, 60}, {M, 50, 50}, {L, 60, 40}});
+}
+
+TEST(PathContinuation, ContinuationAcrossCallsKeepsSkippedPredecessor)
+{
+    auto vp = linearView();
+    VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+    QPainterPath path;
+    double x1[] = {50, 150, 160}, y1[] = {50, 50, 50};
+    double x2[] = {50}, y2[] = {60};
+    pd.addPoints(&path, 3, x1, y1, 0, 0);
+    pd.addPoints(&path, 1, x2, y2, 0, 0);
+    expectElements(path, {{M, 50, 50}, {L, 150, 50}, {L, 160, 50}, {L, 50, 40}});
+}
+
+TEST(PathGaps, LogAxisBreaksAtNonPositiveValues)
+{
+    auto vp = vptest::makeViewport(100, 100, {"xleft", "0", "xright", "100", "ymode", "log", "ybottom", "1",
+                                              "ytop", "100"});
+    VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+    QPainterPath path;
+    double x[] = {10, 20, 30, 40, 50}, y[] = {10, 100, -5, 0, 10};
+    pd.addPoints(&path, 5, x, y, 0, 0);
+    expectElements(path, {{M, 10, 50}, {L, 20, 0}, {M, 50, 50}});
+}
+
+TEST(PathGaps, GapsInsideTheViewAndOutside)
+{
+    struct Case
+    {
+        const char* name;
+        std::vector<double> x, y;
+        std::vector<El> expected;
+    };
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const Case cases[] = {
+        {"sentinel splits the line", {10, 20, VX_NULL_VALUE, 30, 40}, {10, 20, 30, 30, 40},
+         {{M, 10, 90}, {L, 20, 80}, {M, 30, 70}, {L, 40, 60}}},
+        {"NaN and infinity split the line", {10, 20, nan, 30, 40, INFINITY, 50, 60},
+         {10, 20, 25, 30, 40, 0, 50, 60},
+         {{M, 10, 90}, {L, 20, 80}, {M, 30, 70}, {L, 40, 60}, {M, 50, 50}, {L, 60, 40}}},
+        // after the gap the line begins with a skipped point outside the
+        // view; the first point emitted takes over its move, so that no line
+        // bridges the gap (Qt merges the two moves)
+        {"a gap before an outer run", {-5, VX_NULL_VALUE, -10, -20, 50}, {50, 0, 50, 50, 50},
+         {{M, -20, 50}, {L, 50, 50}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = linearView();
+        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+        QPainterPath path;
+        std::vector<double> x = c.x, y = c.y;
+        pd.addPoints(&path, static_cast<int>(x.size()), x.data(), y.data(), 0, 0);
+        expectElements(path, c.expected);
+    }
+}
+
+TEST(PathGaps, NullValueForm)
+{
+    auto vp = linearView();
+    {
+        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+        QPainterPath path;
+        path.moveTo(1, 2);
+        double x[] = {-1, -1, 5}, y[] = {3, 4, -1};
+        EXPECT_EQ(pd.addPoints(&path, 3, x, y, -1.0, 0), &path);
+        expectElements(path, {{M, 1, 2}});
+    }
+    {
+        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+        QPainterPath path;
+        double x[] = {10, 15, -1, 20, 30, 40, 50, 55}, y[] = {10, 15, 0, 20, 30, -1, 50, 55};
+        pd.addPoints(&path, 8, x, y, -1.0, 0);
+        expectElements(path, {{M, 10, 90}, {L, 15, 85}, {M, 20, 80}, {L, 30, 70}, {M, 50, 50}, {L, 55, 45}});
+    }
+}
+
+TEST(PathForms, PathInputAndSubtraction)
+{
+    auto vp = linearView();
+    {
+        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+        QPainterPath path, from;
+        EXPECT_EQ(pd.addPoints(&path, &from, 0, 0), nullptr);
+        from.moveTo(10, 10);
+        from.lineTo(20, 30);
+        EXPECT_EQ(pd.addPoints(&path, &from, 0, 0), &path);
+        expectElements(path, {{M, 10, 90}, {L, 20, 70}});
+    }
+    {
+        // nothing to subtract: the path is left as it was
+        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+        QPainterPath path;
+        path.addRect(0, 0, 100, 100);
+        const QPainterPath before = path;
+        double x[] = {VX_NULL_VALUE, NAN}, y[] = {1, 2};
+        pd.addPoints(&path, 2, x, y, 0, 1);
+        EXPECT_EQ(path, before);
+    }
+    {
+        // the left half removed
+        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+        QPainterPath path;
+        path.addRect(0, 0, 100, 100);
+        double x[] = {-10, 50, 50, -10, -10}, y[] = {-10, -10, 110, 110, -10};
+        pd.addPoints(&path, 5, x, y, 1, 1);
+        EXPECT_FALSE(path.contains(QPointF(25, 50)));
+        EXPECT_TRUE(path.contains(QPointF(75, 50)));
+    }
+}
+
+TEST(PathScaledata, DispositionsAndNoInput)
+{
+    auto vp = linearView();
+    VXScaledata s(&vp->vars, 0, 0, 0);
+    double x = -1, y = -1;
+    EXPECT_EQ(s.popPoint(&x, &y), VXScaledata::disposition_noInput);
+    s.pushPoint(25, 75);
+    EXPECT_EQ(s.popPoint(&x, &y), VXScaledata::disposition_moveTo);
+    EXPECT_DOUBLE_EQ(x, 0.25);
+    EXPECT_DOUBLE_EQ(y, 0.25);
+    EXPECT_EQ(s.popPoint(&x, &y), VXScaledata::disposition_noInput);
+    s.pushPoint(50, 50);
+    EXPECT_EQ(s.popPoint(&x, &y), VXScaledata::disposition_lineTo);
+    s.pushPoint(VX_NULL_VALUE, 50);
+    EXPECT_EQ(s.popPoint(&x, &y), VXScaledata::disposition_notUsed);
+    s.pushPoint(50, 50);
+    EXPECT_EQ(s.popPoint(&x, &y), VXScaledata::disposition_moveTo);
+}
+
+TEST(PathScaledata, ViewWithoutScalesDropsEverything)
+{
+    auto vp = vptest::makeViewport(2, 2, {"xleft", "0", "xright", "100", "ybottom", "0", "ytop", "100"});
+    VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+    QPainterPath path;
+    double x[] = {10, 20}, y[] = {10, 20};
+    pd.addPoints(&path, 2, x, y, 0, 0);
+    EXPECT_TRUE(path.isEmpty());
+}
+
+namespace {
+
+// Segment lengths, in pixels, of every line element of path.
+std::vector<double> segmentLengths(const QPainterPath& p)
+{
+    std::vector<double> out;
+    for (int i = 1; i < p.elementCount(); i++) {
+        const QPainterPath::Element a = p.elementAt(i - 1), b = p.elementAt(i);
+        if (b.type == QPainterPath::LineToElement)
+            out.push_back(std::hypot(b.x - a.x, b.y - a.y));
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(PathSubdivision, MapLinesAreCutToAboutAPixel)
+{
+    struct Case
+    {
+        const char* name;
+        const char* map;
+        double lat0, lon0, lat1, lon1;
+        int min_elements, max_elements;
+    };
+    // 200 pixels over 40 degrees: 0.2 degrees a pixel
+    const Case cases[] = {
+        {"edp along the equator", "edp", 0.0, -10.0, 0.0, 10.0, 95, 106},
+        {"edp along a meridian", "edp", -15.0, 0.0, 15.0, 0.0, 145, 156},
+        {"globe along the equator", "globe", 0.0, -10.0, 0.0, 10.0, 95, 106},
+        {"a short step is not cut", "edp", 0.0, 0.0, 0.0, 0.1, 2, 2},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = vptest::makeViewport(200, 200, {"map", c.map, "latr", "0", "lonr", "0", "range", "40"});
+        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+        QPainterPath path;
+        double x[] = {c.lon0, c.lon1}, y[] = {c.lat0, c.lat1};
+        pd.addPoints(&path, 2, x, y, 0, 0);
+        EXPECT_GE(path.elementCount(), c.min_elements);
+        EXPECT_LE(path.elementCount(), c.max_elements);
+        for (double len : segmentLengths(path))
+            ASSERT_LT(len, 1.6);
+        // the last element is the end point itself
+        double px = 0, py = 0;
+        ASSERT_EQ(VXViewport::getPcoords(&vp->vars, c.lon1, c.lat1, &px, &py, 0, 0), 0);
+        const QPainterPath::Element last = path.elementAt(path.elementCount() - 1);
+        EXPECT_NEAR(last.x, px - vp->vars.mleft, 1e-6);
+        EXPECT_NEAR(last.y, py - vp->vars.mtop, 1e-6);
+    }
+}
+
+TEST(PathSubdivision, SubdivisionFollowsTheShortWayAcrossTheDateLine)
+{
+    auto vp = vptest::makeViewport(200, 200, {"map", "edp", "latr", "0", "lonr", "180", "range", "40"});
+    VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+    QPainterPath path;
+    double x[] = {170.0, -170.0}, y[] = {0.0, 0.0};
+    pd.addPoints(&path, 2, x, y, 0, 0);
+    EXPECT_GE(path.elementCount(), 95);
+    EXPECT_LE(path.elementCount(), 106);
+    for (double len : segmentLengths(path))
+        ASSERT_LT(len, 1.6);
+}
+
+TEST(PathSubdivision, HardPointsStayBoundedAndFinite)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    struct Case
+    {
+        const char* name;
+        const char* map;
+        const char* range;
+        std::vector<double> lon, lat;
+    };
+    const Case cases[] = {
+        {"poles", "edp", "40", {0, 0, 90, 0}, {90, -90, 90, -90}},
+        {"date line back and forth", "edp", "40", {179.9, -179.9, 179.9, -179.9}, {0, 0, 10, -10}},
+        {"antipode", "edp", "40", {0.0001, 180.0001, 0.0001}, {0.0001, -0.0001, 0.0001}},
+        {"antipode on the globe", "globe", "40", {0.0001, 180.0001, 0.0001}, {0.0001, -0.0001, 0.0001}},
+        {"the globe's reference point itself", "globe", "40", {10, 0.0001, -10}, {0, 0.0001, 0}},
+        {"NaN, infinity, sentinel", "edp", "40", {nan, 10, INFINITY, VX_NULL_VALUE, 20, 1e300},
+         {0, nan, 0, 0, VX_NULL_VALUE, 0}},
+        {"huge longitudes", "edp", "40", {1e30, -1e30, 1e15}, {0, 10, 20}},
+        {"zoomed far in", "edp", "1e-9", {-180, 180, 0}, {-80, 80, 0}},
+        {"zoomed far in on the globe", "globe", "1e-9", {-170, 170, 0.0002}, {-80, 80, 0.0002}},
+        {"mercator poles", "merc", "40", {0, 10, 20}, {90, -90, 95}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = vptest::makeViewport(200, 200, {"map", c.map, "latr", "0", "lonr", "0", "range", c.range});
+        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+        QPainterPath path;
+        std::vector<double> x = c.lon, y = c.lat;
+        const int n = static_cast<int>(x.size());
+        pd.addPoints(&path, n, x.data(), y.data(), 0, 0);
+        // at most a few pieces per plot pixel per step
+        EXPECT_LE(path.elementCount(), n * (4 * 400 + 16 + 2));
+        for (int i = 0; i < path.elementCount(); i++) {
+            ASSERT_TRUE(std::isfinite(path.elementAt(i).x)) << i;
+            ASSERT_TRUE(std::isfinite(path.elementAt(i).y)) << i;
+        }
+    }
+}
