@@ -51,6 +51,7 @@
 #include "items/logo.h"
 
 // command server
+#include "server/callbacks.h"
 #include "server/commands.h"
 #include "server/commandscript.h"
 #include "server/graphicsserver.h"

@@ -7,6 +7,9 @@
 // Rows of each area of the server.
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_core;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_common;
+extern const std::vector<VX_GraphicsServer_command_row> vx_commands_windows;
+extern const std::vector<VX_GraphicsServer_command_row> vx_commands_widgets;
+extern const std::vector<VX_GraphicsServer_command_row> vx_commands_callbacks;
 
 namespace {
 
@@ -23,7 +26,8 @@ const std::vector<VX_GraphicsServer_command_row>& VX_GraphicsServer_commands()
 {
     static const std::vector<VX_GraphicsServer_command_row> all = [] {
         std::vector<VX_GraphicsServer_command_row> rows;
-        for (const auto* area : {&vx_commands_core, &vx_commands_common})
+        for (const auto* area : {&vx_commands_core, &vx_commands_common, &vx_commands_windows,
+                                 &vx_commands_widgets, &vx_commands_callbacks})
             rows.insert(rows.end(), area->begin(), area->end());
         return rows;
     }();

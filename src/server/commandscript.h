@@ -22,7 +22,8 @@
 // Directives: "@echo words..." prints the words; "@sleep ms" waits;
 // "@snapshot file.png" names the image the shell writes at the end;
 // "@keepgoing on|off" sets whether a failed command stops the script;
-// "@set name value" binds a variable.
+// "@set name value" binds a variable.  The command shell adds "@callback",
+// "@wait" and "@errlog", which report callbacks as event lines.
 #pragma once
 
 #include "vxplot_export.h"

@@ -1,11 +1,28 @@
 // The handle table and the helpers of the handler pattern.
+#include "server/callbacks.h"
 #include "server/graphicsserver.h"
 #include "server/mainwindow.h"
 #include "server/procs.h"
 #include "server/toplevel.h"
 
+#include <QAction>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialog>
+#include <QDockWidget>
+#include <QFileDialog>
+#include <QFormLayout>
 #include <QFrame>
+#include <QGridLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
 #include <QObject>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSplitter>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -107,12 +124,25 @@ QObject* vx_as_qobject(int type, void* widget)
     if (!widget)
         return nullptr;
     switch (type) {
-    case VX_TYPE_FRAME:
-        return static_cast<QFrame*>(widget);
-    case VX_TYPE_MAINWINDOW:
-        return static_cast<VXMainWindow*>(widget);
-    default:
-        return nullptr;
+    case VX_TYPE_FRAME: return static_cast<QFrame*>(widget);
+    case VX_TYPE_GRIDLAYOUT: return static_cast<QGridLayout*>(widget);
+    case VX_TYPE_FORMLAYOUT: return static_cast<QFormLayout*>(widget);
+    case VX_TYPE_SPLITTER: return static_cast<QSplitter*>(widget);
+    case VX_TYPE_DOCKWIDGET: return static_cast<QDockWidget*>(widget);
+    case VX_TYPE_BUTTON: return static_cast<QPushButton*>(widget);
+    case VX_TYPE_MENUBAR: return static_cast<QMenuBar*>(widget);
+    case VX_TYPE_MENU: return static_cast<QMenu*>(widget);
+    case VX_TYPE_LINEEDIT: return static_cast<QLineEdit*>(widget);
+    case VX_TYPE_ACTION: return static_cast<QAction*>(widget);
+    case VX_TYPE_FILEDIALOG: return static_cast<QFileDialog*>(widget);
+    case VX_TYPE_MAINWINDOW: return static_cast<VXMainWindow*>(widget);
+    case VX_TYPE_TIMER: return static_cast<QTimer*>(widget);
+    case VX_TYPE_SCROLLAREA: return static_cast<QScrollArea*>(widget);
+    case VX_TYPE_CHECKBOX: return static_cast<QCheckBox*>(widget);
+    case VX_TYPE_COMBOBOX: return static_cast<QComboBox*>(widget);
+    case VX_TYPE_DIALOG: return static_cast<QDialog*>(widget);
+    case VX_TYPE_LABEL: return static_cast<QLabel*>(widget);
+    default: return nullptr;
     }
 }
 
@@ -120,13 +150,37 @@ void vx_destroy_object(int type, void* widget)
 {
     if (!widget)
         return;
+    if (type != VX_TYPE_ACTION && VX_GraphicsServer_callback_depth() > 0) {
+        // A client callback is running and may be one of this object's own
+        // signals, whose emitter still uses the object after the callback
+        // returns: hide it now and destroy it when control is back in the
+        // event loop.
+        if (QObject* object = vx_as_qobject(type, widget)) {
+            if (object->isWidgetType())
+                static_cast<QWidget*>(object)->hide();
+            object->disconnect();
+            object->deleteLater();
+            return;
+        }
+    }
     switch (type) {
-    case VX_TYPE_FRAME:
-        delete static_cast<QFrame*>(widget);
-        break;
-    case VX_TYPE_MAINWINDOW:
-        delete static_cast<VXMainWindow*>(widget);
-        break;
+    case VX_TYPE_FRAME: delete static_cast<QFrame*>(widget); break;
+    case VX_TYPE_GRIDLAYOUT: delete static_cast<QGridLayout*>(widget); break;
+    case VX_TYPE_FORMLAYOUT: delete static_cast<QFormLayout*>(widget); break;
+    case VX_TYPE_SPLITTER: delete static_cast<QSplitter*>(widget); break;
+    case VX_TYPE_DOCKWIDGET: delete static_cast<QDockWidget*>(widget); break;
+    case VX_TYPE_BUTTON: delete static_cast<QPushButton*>(widget); break;
+    case VX_TYPE_MENUBAR: delete static_cast<QMenuBar*>(widget); break;
+    case VX_TYPE_MENU: delete static_cast<QMenu*>(widget); break;
+    case VX_TYPE_LINEEDIT: delete static_cast<QLineEdit*>(widget); break;
+    case VX_TYPE_FILEDIALOG: delete static_cast<QFileDialog*>(widget); break;
+    case VX_TYPE_MAINWINDOW: delete static_cast<VXMainWindow*>(widget); break;
+    case VX_TYPE_TIMER: delete static_cast<QTimer*>(widget); break;
+    case VX_TYPE_SCROLLAREA: delete static_cast<QScrollArea*>(widget); break;
+    case VX_TYPE_CHECKBOX: delete static_cast<QCheckBox*>(widget); break;
+    case VX_TYPE_COMBOBOX: delete static_cast<QComboBox*>(widget); break;
+    case VX_TYPE_DIALOG: delete static_cast<QDialog*>(widget); break;
+    case VX_TYPE_LABEL: delete static_cast<QLabel*>(widget); break;
     case VX_TYPE_ACTION:
     case VX_TYPE_TRACEVIEW:
         // the entry goes, the object stays: actions belong to their menus

@@ -40,7 +40,7 @@ bool vx_to_int(const char* proc, const char* name, const QString& text, int* val
 int vx_answer(VX_GraphicsServer_response* response, const QString& handle);
 
 // The Qt object behind a handle-table entry of a Qt type, or null.
-QObject* vx_as_qobject(int type, void* widget);
+VXPLOT_EXPORT QObject* vx_as_qobject(int type, void* widget);
 
 // Destroy the object of a handle-table entry as its type requires.
 void vx_destroy_object(int type, void* widget);

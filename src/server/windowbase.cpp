@@ -42,6 +42,9 @@ bool VXWindowBase::windowPaint(QWidget* self)
     if (parent_widget)
         return true;
     // a new top-level window raises itself once, after its first paint
+    if (first <= 0 || raise_pending)
+        return false;
+    raise_pending = true;
     QPointer<QWidget> guard(self);
     QTimer::singleShot(0, self, [this, guard] {
         if (!guard)
@@ -49,6 +52,7 @@ bool VXWindowBase::windowPaint(QWidget* self)
         if (first > 0)
             guard->raise();
         first = 0;
+        raise_pending = false;
     });
     return false;
 }

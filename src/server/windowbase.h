@@ -38,6 +38,7 @@ public:
     // logic.  Not called parent, which would hide QObject::parent().
     QWidget* parent_widget = nullptr;
     int first = 1;                        // 1 until the window has raised itself after its first paint
+    bool raise_pending = false;           // the raise after the first paint is queued
     int close_window = 0;                 // non-zero: closing the window ends the session
     QList<VxCloseCallback> close_callbacks;
     QList<VXViewport*> viewports;

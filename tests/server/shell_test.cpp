@@ -139,3 +139,45 @@ TEST(Shell, BadOptionsAndMissingFiles)
     EXPECT_EQ(r.status, 1);
     EXPECT_TRUE(r.err.contains("cannot open '/nonexistent/script.vxs'")) << r.err.toStdString();
 }
+
+TEST(Shell, TraceLinesOfWindowAndWidgetCommands)
+{
+    ShellRun r = vxsh({"-q", "-c",
+                       "w = mainwindow none\ng = gridlayout frame:0\nb = button $w\n"
+                       "gridlayout_addwidget $g $b 0 1 1 2\nt = timer $w\ntimer_setinterval $t 20\n"
+                       "s = splitter $w vertical\nsplitter_stretch $s 0 4\nbutton_text $b Go\n"
+                       "a = scrollarea $w\nscrollarea_scrollbar $a 1 0\nx = checkbox $w 1 Grid\n"},
+                      {}, {"VXPLOT_DEBUG=1"});
+    EXPECT_EQ(r.status, 0);
+    QStringList lines;
+    for (const QString& line : r.err.split('\n', Qt::SkipEmptyParts))
+        lines << line.section(" (", 0, 0);
+    const QStringList expected = {
+        "Debug: mainwindow:1 = new QFrame(none)",
+        "Debug: gridlayout:2 = new QGridLayout(frame:0)",
+        "Debug: button:3 = new QPushButton(mainwindow:1)",
+        "Debug: gridlayout:2->addWidget(button:3, 0, 1, 1, 2)",
+        "Debug: timer:4 = new QTimer(mainwindow:1)",
+        "Debug: timer:4 = set timer interval to 20",
+        "Debug: splitter:5 = new QSplitter(Qt::Vertical, mainwindow:1)",
+        "Debug: splitter:5->setStretchFactor(0, 1)",
+        "Debug: button:3->setText(Go)",
+        "Debug: scrollarea:6 = new QScrollArea(mainwindow:1)",
+        "Debug: scrollarea:6->verticalScrollBar()->setEnabled(false)",
+        "Debug: scrollarea:6->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff)",
+        "Debug: checkbox:7 = new QCheckBox(Grid,mainwindow:1)",
+        "Debug: checkbox:7->setCheckState(1)",
+    };
+    EXPECT_EQ(lines, expected) << r.err.toStdString();
+}
+
+TEST(Shell, CallbackDirectiveErrors)
+{
+    ShellRun r = vxsh({"-k", "-c", "w = mainwindow none\nt = timer $w\n@callback $t zero timer_stop $t\n"
+                                   "@callback $t 2\n@wait $t x\n"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, "0\tmainwindow:1\n0\ttimer:2\n");
+    EXPECT_EQ(r.err, "vxsh: -c:3: @callback: the event number must be a positive integer or 'every'\n"
+                     "vxsh: -c:4: unknown directive or wrong arguments: @callback\n"
+                     "vxsh: -c:5: @wait takes a handle and a count of events\n");
+}

@@ -2,14 +2,19 @@
 
 #include <VX.h>
 
+#include "server/callbacks.h"
+
 #include <QApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QPixmap>
+#include <QPushButton>
 #include <QWidget>
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <unistd.h>
@@ -21,6 +26,108 @@ ShellState& shellState()
 }
 
 namespace {
+
+// ---- events: callbacks of the session reported on standard output --------
+//
+// Callbacks run on the Qt thread; they only queue their lines.  The client
+// thread prints the queue after each response and while it waits in @wait,
+// so that the transcript of a script is the same from run to run.
+
+struct EventQueue
+{
+    std::mutex mutex;
+    std::condition_variable changed;
+    QStringList lines;             // not yet printed
+    QHash<QString, int> counts;    // events reported per handle
+};
+
+EventQueue& events()
+{
+    static EventQueue queue;
+    return queue;
+}
+
+void queueLine(const QString& line)
+{
+    std::lock_guard<std::mutex> lock(events().mutex);
+    events().lines.append(line);
+}
+
+// Print what the callbacks have queued; client thread only.
+void flushEvents()
+{
+    QStringList lines;
+    {
+        std::lock_guard<std::mutex> lock(events().mutex);
+        lines.swap(events().lines);
+    }
+    for (const QString& line : lines)
+        printf("%s\n", line.toUtf8().constData());
+    fflush(stdout);
+}
+
+// What @callback binds to a handle: an optional statement run on the Qt
+// thread on the n-th event (every event with n 0).
+struct Binding
+{
+    VX_GraphicsServer* server = nullptr;
+    int on_event = 0;
+    QString word;        // empty: report only
+    QString target;
+    QStringList args;
+};
+
+void runAction(const Binding& b)
+{
+    if (b.word == QLatin1String("@click")) {
+        int type = -1;
+        void* item = VX_GraphicsServer_get_item(b.server, b.target, &type, 0);
+        if (item && type == VX_TYPE_BUTTON)
+            static_cast<QAbstractButton*>(static_cast<QPushButton*>(item))->click();
+        else
+            queueLine(QStringLiteral("1\t") + VXCommandScript::escapeField(
+                QStringLiteral("@click: '%1' is not a button.\n").arg(b.target)));
+        hl_clear_register(0);
+        return;
+    }
+    VX_GraphicsServer_response* response = nullptr;
+    VX_GraphicsServer_send2(b.server, 1, &response, b.word, b.target, &b.args, nullptr);
+    queueLine(VXCommandScript::formatResponse(response));
+    delete response;
+    hl_clear_register(0);
+}
+
+QVariant shellCallback(void*, QString handle, QStringList params, int type, HL_ClientData client_data)
+{
+    const auto* b = static_cast<const Binding*>(client_data);
+    QString line = QStringLiteral("event\t") + VXCommandScript::escapeField(handle) + QLatin1Char('\t') +
+                   QString::fromLatin1(VX_GraphicsServer_type_name(type));
+    for (const QString& p : params)
+        line += QLatin1Char('\t') + VXCommandScript::escapeField(p);
+    queueLine(line);
+    int n;
+    {
+        std::lock_guard<std::mutex> lock(events().mutex);
+        n = events().counts.value(handle) + 1;
+    }
+    if (!b->word.isEmpty() && (b->on_event == 0 || b->on_event == n))
+        runAction(*b);
+    // counted after the action, so that @wait also waits for its lines
+    {
+        std::lock_guard<std::mutex> lock(events().mutex);
+        events().counts[handle] = n;
+    }
+    events().changed.notify_all();
+    return QVariant();
+}
+
+void shellErrlog(const char* line)
+{
+    QString text = QString::fromUtf8(line);
+    if (text.endsWith(QLatin1Char('\n')))
+        text.chop(1);
+    queueLine(QStringLiteral("log\t") + VXCommandScript::escapeField(text));
+}
 
 struct Runner
 {
@@ -68,10 +175,77 @@ struct Runner
             opt.keep_going = value != 0;
         } else if (d == QLatin1String("set") && st.args.size() == 2) {
             script.variables.insert(st.args[0], st.args[1]);
+        } else if (d == QLatin1String("callback") && (st.args.size() == 1 || st.args.size() >= 3)) {
+            bindCallback(st);
+        } else if (d == QLatin1String("wait") && st.args.size() == 2) {
+            waitEvents(st);
+        } else if (d == QLatin1String("errlog") && st.args.size() == 1) {
+            int on = 0;
+            if (HL_ParseBoolean(st.args[0].toUtf8().constData(), &on) < 0)
+                return fail(st.line, "@errlog takes on or off");
+            QList<void*> extra{on ? reinterpret_cast<void*>(&shellErrlog) : nullptr};
+            sendAndReport(st.line, QStringLiteral("errlog_callback"), QStringLiteral("none"), extra);
         } else {
             QByteArray msg = "unknown directive or wrong arguments: @" + d.toUtf8();
             fail(st.line, msg.constData());
         }
+    }
+
+    // Send a command with raw pointers and print its response like any other.
+    void sendAndReport(int line, const QString& word, const QString& handle, const QList<void*>& extra)
+    {
+        int ret = VX_GraphicsServer_send_extra(server, 0, &response, word, handle, extra);
+        if (!shellState().options.quiet && response) {
+            printf("%s\n", VXCommandScript::formatResponse(response).toUtf8().constData());
+            fflush(stdout);
+        }
+        flushEvents();
+        if (ret < 0) {
+            fail(line, hl_errlog_string(0));
+            hl_clear_register(0);
+        }
+    }
+
+    // @callback HANDLE [N|every WORD [TARGET [ARGS...]]]
+    void bindCallback(const VX_ScriptStatement& st)
+    {
+        // bindings live as long as the session: a callback may fire until the end
+        static QList<Binding*>* bindings = new QList<Binding*>;
+        auto* b = new Binding;
+        b->server = server;
+        if (st.args.size() >= 3) {
+            bool ok = true;
+            b->on_event = st.args[1] == QLatin1String("every") ? 0 : st.args[1].toInt(&ok);
+            if (!ok || b->on_event < 0 || (b->on_event == 0 && st.args[1] != QLatin1String("every"))) {
+                delete b;
+                return fail(st.line, "@callback: the event number must be a positive integer or 'every'");
+            }
+            b->word = st.args[2];
+            b->target = st.args.size() > 3 ? st.args[3] : QStringLiteral("none");
+            b->args = st.args.mid(4);
+        }
+        bindings->append(b);
+        QList<void*> extra{reinterpret_cast<void*>(&shellCallback), b};
+        sendAndReport(st.line, QStringLiteral("qt_callback"), st.args[0], extra);
+    }
+
+    // @wait HANDLE N: until HANDLE has reported N events in all
+    void waitEvents(const VX_ScriptStatement& st)
+    {
+        bool ok = false;
+        int n = st.args[1].toInt(&ok);
+        if (!ok || n < 0)
+            return fail(st.line, "@wait takes a handle and a count of events");
+        const QString& handle = st.args[0];
+        bool reached;
+        {
+            std::unique_lock<std::mutex> lock(events().mutex);
+            reached = events().changed.wait_for(lock, std::chrono::seconds(60),
+                                                [&] { return events().counts.value(handle) >= n; });
+        }
+        flushEvents();
+        if (!reached)
+            fail(st.line, "@wait: the events did not come within 60 seconds");
     }
 
     void command(const VX_ScriptStatement& st)
@@ -83,6 +257,7 @@ struct Runner
             printf("%s\n", VXCommandScript::formatResponse(response).toUtf8().constData());
             fflush(stdout);
         }
+        flushEvents();
         if (ret < 0) {
             fail(st.line, hl_errlog_string(0));
             hl_clear_register(0);
@@ -190,7 +365,7 @@ void shellClient(VX_GraphicsServer* server, int, char**)
         VX_GraphicsServer_send2(server, 0, &runner.response, QStringLiteral("quit"), QStringLiteral("none"), &none,
                                 nullptr);
     }
-    fflush(stdout);
+    flushEvents();
     shellState().finished = true;
     // The main thread writes the snapshot and ends the process; returning
     // from here would end it at once with status 0.
