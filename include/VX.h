@@ -14,6 +14,7 @@
 #include "toolkit/hlconfigure.h"
 #include "toolkit/hlmoment.h"
 #include "toolkit/hltime.h"
+#include "toolkit/hlvector.h"
 #include "toolkit/kv.h"
 #include "toolkit/lists.h"
 #include "toolkit/mtpool.h"
@@ -49,6 +50,9 @@
 
 // plot items
 #include "items/logo.h"
+#include "items/polyline.h"
+#include "items/text.h"
+#include "items/textpopup.h"
 
 // command server
 #include "server/callbacks.h"

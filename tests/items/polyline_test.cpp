@@ -1,0 +1,500 @@
+// Polylines: where the points land, each source, gaps, clipping, modes,
+// maps, and the errors of bad keys and values.
+#include "viewport/vptest.h"
+
+#include "items/polyline.h"
+#include "toolkit/hlvector.h"
+#include "viewport/viewport.h"
+
+#include <gtest/gtest.h>
+
+#include <QPainter>
+#include <QPainterPath>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+
+using vptest::blank;
+using vptest::inkBox;
+using vptest::inkOutside;
+using vptest::keep;
+using vptest::makeViewport;
+using vptest::takeErrors;
+
+namespace {
+
+// 200 by 150 pixels, plot area 160 by 100 at (20, 10): x 0 to 16 and y 0
+// to 10, ten pixels a unit.  World (x, y) is pixel (20 + 10x, 110 - 10y).
+std::unique_ptr<VXViewport> plotViewport(std::initializer_list<const char*> extra = {})
+{
+    std::vector<const char*> config = {"mleft", "20", "mright", "20", "mtop", "10", "mbottom", "40",
+                                       "xleft", "0", "xright", "16", "ybottom", "0", "ytop", "10"};
+    config.insert(config.end(), extra.begin(), extra.end());
+    auto vp = std::make_unique<VXViewport>(nullptr, 0, 0);
+    vp->resize(200, 150);
+    for (size_t i = 0; i + 1 < config.size(); i += 2)
+        EXPECT_EQ(vp->configure(config[i], config[i + 1], nullptr), 0) << config[i] << " " << takeErrors();
+    vp->setScales();
+    return vp;
+}
+
+const QRect plot_area(20, 10, 160, 100);
+
+std::unique_ptr<VXPolyline> redLine(VXViewport* vp)
+{
+    auto line = std::make_unique<VXPolyline>(vp);
+    line->setAntialias(false);
+    EXPECT_EQ(line->configure("color_outline", "red", nullptr), 0) << takeErrors();
+    return line;
+}
+
+// Draw the line alone into a white image; *ret gets draw's result.
+QImage drawLine(VXPolyline* line, int* ret = nullptr)
+{
+    QImage image = blank(200, 150);
+    QPainter painter(&image);
+    const int r = line->draw(&painter);
+    painter.end();
+    if (ret)
+        *ret = r;
+    return image;
+}
+
+// The box is within one pixel of expected on every side.
+std::string text(const QRect& r)
+{
+    return std::to_string(r.left()) + "," + std::to_string(r.top()) + " to " + std::to_string(r.right()) + ","
+           + std::to_string(r.bottom());
+}
+
+void expectBox(const QRect& box, const QRect& expected)
+{
+    EXPECT_NEAR(box.left(), expected.left(), 1) << "box " << text(box);
+    EXPECT_NEAR(box.right(), expected.right(), 1) << "box " << text(box);
+    EXPECT_NEAR(box.top(), expected.top(), 1) << "box " << text(box);
+    EXPECT_NEAR(box.bottom(), expected.bottom(), 1) << "box " << text(box);
+}
+
+bool inkAt(const QImage& image, int x, int y)
+{
+    return image.pixel(x, y) != QColor(Qt::white).rgba();
+}
+
+std::string pointerText(const void* p)
+{
+    char buf[32];
+    snprintf(buf, sizeof buf, "%p", p);
+    return buf;
+}
+
+} // namespace
+
+TEST(PolylineDraw, NoSourceDrawsNothing)
+{
+    hl_clear_register(0);
+    auto vp = plotViewport();
+    auto line = redLine(vp.get());
+    int ret = -1;
+    const QImage image = drawLine(line.get(), &ret);
+    EXPECT_EQ(ret, 0);
+    EXPECT_TRUE(inkBox(image).isEmpty());
+}
+
+TEST(PolylineDraw, PointsLandOnTheirPixels)
+{
+    hl_clear_register(0);
+    auto vp = plotViewport();
+    auto line = redLine(vp.get());
+    ASSERT_EQ(line->configure("points", "2 5\n14 5\n14 8", nullptr), 0) << takeErrors();
+    int ret = 0;
+    const QImage image = drawLine(line.get(), &ret);
+    keep(image, "polyline_points");
+    EXPECT_EQ(ret, 1);
+    // (2,5) -> (40,60), (14,5) -> (160,60), (14,8) -> (160,30)
+    expectBox(inkBox(image), QRect(QPoint(40, 30), QPoint(160, 60)));
+    EXPECT_TRUE(inkAt(image, 100, 60));
+    EXPECT_TRUE(inkAt(image, 160, 45));
+    EXPECT_FALSE(inkAt(image, 100, 45));
+    EXPECT_EQ(image.pixel(100, 60), QColor(Qt::red).rgba());
+}
+
+TEST(PolylineDraw, DrawnByThePaintLoop)
+{
+    hl_clear_register(0);
+    auto vp = plotViewport();
+    auto line = redLine(vp.get());
+    ASSERT_EQ(line->configure("points", "2 5\n14 5", nullptr), 0) << takeErrors();
+    const QImage image = vptest::render(vp.get());
+    keep(image, "polyline_paint_loop");
+    expectBox(inkBox(image), QRect(QPoint(40, 60), QPoint(160, 60)));
+}
+
+TEST(PolylineSources, EachSourceGivesItsPoints)
+{
+    hl_clear_register(0);
+    const double vx[] = {2.0, 14.0};
+    const double vy[] = {5.0, 5.0};
+    const double v2y1[] = {8.0, 8.0};
+    ASSERT_EQ(hlvector_create("pl_vec", 2, vx, vy), 0);
+    ASSERT_EQ(hlvector2_create("pl_vec2", 2, vx, vy, v2y1), 0);
+    ASSERT_EQ(hlhistory_create("pl_hist", 2), 0);
+    // the oldest sample falls out of a full history
+    ASSERT_EQ(hlhistory_append("pl_hist", 0.0, 0.0), 0);
+    ASSERT_EQ(hlhistory_append("pl_hist", 4.0, 2.0), 0);
+    ASSERT_EQ(hlhistory_append("pl_hist", 8.0, 2.0), 0);
+    QList<VX_XY> list = {{6.0, 1.0}, {6.0, 9.0}};
+    const std::string list_text = pointerText(&list);
+
+    struct Case
+    {
+        const char* name;
+        std::function<void(VXPolyline*)> set;
+        QRect expected;
+    } cases[] = {
+        {"vector", [](VXPolyline* p) { EXPECT_EQ(p->configure("vector", "pl_vec", nullptr), 0); },
+         QRect(QPoint(40, 60), QPoint(160, 60))},
+        {"vector of a two-component set takes its index",
+         [](VXPolyline* p) { EXPECT_EQ(p->configure("vector", "pl_vec2:1", nullptr), 0); },
+         QRect(QPoint(40, 30), QPoint(160, 30))},
+        {"vector2 component 0", [](VXPolyline* p) { EXPECT_EQ(p->configure("vector2", "pl_vec2:0", nullptr), 0); },
+         QRect(QPoint(40, 60), QPoint(160, 60))},
+        {"thistory", [](VXPolyline* p) { EXPECT_EQ(p->configure("thistory", "pl_hist", nullptr), 0); },
+         QRect(QPoint(60, 90), QPoint(100, 90))},
+        {"qlist", [&](VXPolyline* p) { EXPECT_EQ(p->configure("qlist", list_text.c_str(), nullptr), 0); },
+         QRect(QPoint(80, 20), QPoint(80, 100))},
+        {"points", [](VXPolyline* p) { EXPECT_EQ(p->configure("points", "0 1, 16 1", nullptr), 0); },
+         QRect(QPoint(20, 100), QPoint(180, 100))},
+        {"plpath",
+         [](VXPolyline* p) {
+             auto* path = new VXPolylinePath;
+             path->path = new QPainterPath(QPointF(4.0, 2.0));
+             path->path->lineTo(4.0, 6.0);
+             EXPECT_EQ(p->configure("plpath", pointerText(path).c_str(), nullptr), 0);
+         },
+         QRect(QPoint(60, 50), QPoint(60, 90))},
+        // flat to x 1, then a sine decaying from amplitude 1 over x 1 to 10
+        {"test", [](VXPolyline* p) { EXPECT_EQ(p->configure("test", "yes", nullptr), 0); },
+         QRect(QPoint(20, 50), QPoint(120, 110))},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = plotViewport({"ybottom", "-5", "ytop", "5"});
+        // y from -5 to 5 for the test curve; the others shift by 5
+        if (std::string(c.name) != "test")
+            vp = plotViewport();
+        auto line = redLine(vp.get());
+        c.set(line.get());
+        EXPECT_EQ(takeErrors(), "");
+        int ret = 0;
+        const QImage image = drawLine(line.get(), &ret);
+        EXPECT_EQ(ret, 1);
+        const QRect box = inkBox(image);
+        if (std::string(c.name) == "test") {
+            // the flat part on y 0, the first crest near y 1 / 1.25
+            EXPECT_EQ(box.left(), 20);
+            EXPECT_EQ(box.right(), 119);
+            EXPECT_TRUE(inkAt(image, 25, 60));
+            EXPECT_NEAR(box.top(), 60 - 10 * 0.8, 2);
+        } else {
+            expectBox(box, c.expected);
+        }
+    }
+    hlvector_delete("pl_vec");
+    hlvector_delete("pl_vec2");
+    hlvector_delete("pl_hist");
+}
+
+TEST(PolylineSources, EmptySourcesDrawNothing)
+{
+    hl_clear_register(0);
+    ASSERT_EQ(hlvector_create("pl_empty", 0, nullptr, nullptr), 0);
+    QList<VX_XY> empty;
+    const std::string empty_text = pointerText(&empty);
+    struct Case
+    {
+        const char* key;
+        const char* value;
+    } cases[] = {
+        {"vector", "pl_empty"},
+        {"qlist", empty_text.c_str()},
+        {"qlist", "0"},
+        {"points", ""},
+        {"plpath", "0"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.key);
+        auto vp = plotViewport();
+        auto line = redLine(vp.get());
+        ASSERT_EQ(line->configure("points", "2 5\n14 5", nullptr), 0);
+        EXPECT_EQ(line->configure(c.key, c.value, nullptr), 0) << takeErrors();
+        int ret = -1;
+        const QImage image = drawLine(line.get(), &ret);
+        EXPECT_EQ(ret, 0);
+        EXPECT_TRUE(inkBox(image).isEmpty());
+    }
+    hlvector_delete("pl_empty");
+}
+
+TEST(PolylineDraw, GapValueBreaksTheLine)
+{
+    hl_clear_register(0);
+    auto vp = plotViewport();
+    auto line = redLine(vp.get());
+    ASSERT_EQ(line->configure("gap_value", "-999", "points", "1 5\n6 5\n-999 -999\n10 5\n15 5", nullptr), 0)
+        << takeErrors();
+    const QImage image = drawLine(line.get());
+    keep(image, "polyline_gap");
+    EXPECT_TRUE(inkAt(image, 50, 60));   // x 3
+    EXPECT_FALSE(inkAt(image, 100, 60)); // x 8, inside the gap
+    EXPECT_TRUE(inkAt(image, 150, 60));  // x 13
+    expectBox(inkBox(image), QRect(QPoint(30, 60), QPoint(170, 60)));
+
+    // the same points with the gap value left at its default join up
+    // through the far point: the line leaves the plot area
+    auto joined = redLine(vp.get());
+    ASSERT_EQ(joined->configure("points", "1 5\n6 5\n10 5\n15 5", nullptr), 0);
+    EXPECT_TRUE(inkAt(drawLine(joined.get()), 100, 60));
+}
+
+TEST(PolylineDraw, ClippedToThePlotArea)
+{
+    hl_clear_register(0);
+    auto vp = plotViewport();
+    auto line = redLine(vp.get());
+    ASSERT_EQ(line->configure("linewidth", "3", "points", "-10 5\n30 5\n30 -20", nullptr), 0) << takeErrors();
+    const QImage image = drawLine(line.get());
+    keep(image, "polyline_clip");
+    EXPECT_EQ(inkOutside(image, plot_area), 0);
+    const QRect box = inkBox(image);
+    EXPECT_EQ(box.left(), 20);
+    EXPECT_EQ(box.right(), 179);
+    EXPECT_NEAR(box.center().y(), 60, 1);
+}
+
+TEST(PolylineDraw, ViewportModeIgnoresTheView)
+{
+    hl_clear_register(0);
+    const char* views[][4] = {{"0", "16", "0", "10"}, {"-500", "3", "1e6", "2e6"}};
+    for (auto& v : views) {
+        SCOPED_TRACE(v[0]);
+        auto vp = plotViewport({"xleft", v[0], "xright", v[1], "ybottom", v[2], "ytop", v[3]});
+        auto line = redLine(vp.get());
+        ASSERT_EQ(line->configure("xmode", "viewport", "ymode", "viewport", "points", "0.25 0.75\n0.75 0.75",
+                                  nullptr),
+                  0)
+            << takeErrors();
+        const QImage image = drawLine(line.get());
+        // y counts from the bottom: 0.75 is a quarter below the top edge
+        expectBox(inkBox(image), QRect(QPoint(60, 35), QPoint(140, 35)));
+        auto centre = redLine(vp.get());
+        ASSERT_EQ(centre->configure("xmode", "viewport", "ymode", "viewport", "points", "0.5 0.4\n0.5 0.6",
+                                    nullptr),
+                  0);
+        expectBox(inkBox(drawLine(centre.get())), QRect(QPoint(100, 50), QPoint(100, 70)));
+    }
+}
+
+TEST(PolylineDraw, GainScalesTheInput)
+{
+    hl_clear_register(0);
+    auto vp = plotViewport();
+    auto line = redLine(vp.get());
+    ASSERT_EQ(line->configure("xgain", "2", "ygain", "0.5", "points", "1 10\n4 10", nullptr), 0) << takeErrors();
+    expectBox(inkBox(drawLine(line.get())), QRect(QPoint(40, 60), QPoint(100, 60)));
+    char* text = line->getConfigureValue("xgain");
+    EXPECT_STREQ(text, "2");
+    free(text);
+}
+
+TEST(PolylineDraw, FillPaintsTheInside)
+{
+    hl_clear_register(0);
+    auto vp = plotViewport();
+    auto line = std::make_unique<VXPolyline>(vp.get());
+    line->setAntialias(false);
+    ASSERT_EQ(line->configure("color_fill", "blue", "points", "2 2\n8 2\n8 8\n2 8\n2 2", nullptr), 0)
+        << takeErrors();
+    const QImage image = drawLine(line.get());
+    EXPECT_EQ(image.pixel(70, 60), QColor(Qt::blue).rgba());
+    EXPECT_EQ(image.pixel(120, 60), QColor(Qt::white).rgba());
+    expectBox(inkBox(image), QRect(QPoint(40, 30), QPoint(100, 90)));
+}
+
+TEST(PolylineDraw, GraphicsContextTakesThePlaceOfColours)
+{
+    hl_clear_register(0);
+    auto vp = plotViewport();
+    auto line = redLine(vp.get());
+    VXGraphicsContext contexts;
+    ASSERT_NE(contexts.setGcItem("pl_gc:pen", VX_GC_PEN_COLOR, "green", 1), nullptr) << takeErrors();
+    line->setGc(contexts.getGc("pl_gc"));
+    ASSERT_EQ(line->configure("points", "2 5\n14 5", nullptr), 0);
+    const QImage image = drawLine(line.get());
+    EXPECT_EQ(image.pixel(100, 60), QColor("green").rgba());
+}
+
+TEST(PolylineMaps, GlobeBlacksOutTheSpaceAroundTheDisc)
+{
+    hl_clear_register(0);
+    auto vp = plotViewport({"map", "globe", "range", "160"});
+    auto line = redLine(vp.get());
+    ASSERT_EQ(line->configure("points", "-20 0\n20 0", nullptr), 0) << takeErrors();
+    QImage image = blank(200, 150, Qt::yellow);
+    QPainter painter(&image);
+    EXPECT_EQ(line->draw(&painter), 1);
+    painter.end();
+    keep(image, "polyline_globe");
+    // the plot corners are outside the disc, the centre inside
+    EXPECT_EQ(image.pixel(22, 12), QColor(Qt::black).rgba());
+    EXPECT_EQ(image.pixel(177, 107), QColor(Qt::black).rgba());
+    EXPECT_EQ(image.pixel(100, 40), QColor(Qt::yellow).rgba());
+    EXPECT_EQ(image.pixel(100, 60), QColor(Qt::red).rgba());
+    // outside the plot area nothing is touched
+    EXPECT_EQ(image.pixel(5, 5), QColor(Qt::yellow).rgba());
+
+    // no fill_black: no mask
+    ASSERT_EQ(line->configure("fill_black", "", nullptr), 0) << takeErrors();
+    QImage plain = blank(200, 150, Qt::yellow);
+    QPainter p2(&plain);
+    line->draw(&p2);
+    p2.end();
+    EXPECT_EQ(plain.pixel(22, 12), QColor(Qt::yellow).rgba());
+}
+
+TEST(PolylineMaps, LongitudesRepeatInGeographicViews)
+{
+    hl_clear_register(0);
+    // a view 720 degrees wide shows every longitude twice
+    auto vp = plotViewport({"map", "geog", "range", "720"});
+    auto line = redLine(vp.get());
+    ASSERT_EQ(line->configure("points", "10 -30\n10 30\n30 30\n30 -30\n10 -30", nullptr), 0) << takeErrors();
+    int ret = 0;
+    const QImage image = drawLine(line.get(), &ret);
+    keep(image, "polyline_geog");
+    EXPECT_EQ(ret, 1);
+    // runs of ink along the middle row of the drawing: two edges per copy
+    const QRect box = inkBox(image);
+    ASSERT_FALSE(box.isEmpty());
+    const int row = box.center().y();
+    std::vector<int> starts;
+    for (int x = 0; x < image.width(); x++)
+        if (inkAt(image, x, row) && (x == 0 || !inkAt(image, x - 1, row)))
+            starts.push_back(x);
+    ASSERT_EQ(starts.size(), 4u);
+    // the copies are 360 degrees apart, the edges 20
+    const double px_per_degree = 160.0 / 720.0;
+    EXPECT_NEAR(starts[2] - starts[0], 360.0 * px_per_degree, 1.5);
+    EXPECT_NEAR(starts[1] - starts[0], 20.0 * px_per_degree, 1.5);
+}
+
+TEST(PolylineConfig, BadValuesKeepTheEarlierState)
+{
+    hl_clear_register(0);
+    const double vx[] = {2.0, 14.0};
+    const double vy[] = {5.0, 5.0};
+    ASSERT_EQ(hlvector_create("pl_keep", 2, vx, vy), 0);
+    struct Case
+    {
+        const char* name;
+        const char* key;
+        const char* value;
+        const char* message;  // a line the register holds after the failure
+    } cases[] = {
+        {"gain not a number", "xgain", "abc", "polyline_parse_gain: strtod(abc) error.\n"},
+        {"gain with trailing text", "ygain", "2x", "polyline_parse_gain: strtod(2x) error.\n"},
+        {"unknown mode", "xmode", "pixels", "polyline_parse_mode: unrecognized mode value 'pixels'.\n"},
+        {"unknown vector", "vector", "nosuch:1",
+         "polyline_parse_vector: Cannot find hlvector or hlvector2 corresponding to handle 'nosuch'.\n"},
+        {"unknown vector2", "vector2", "nosuch:0", "polyline_parse_vector2: hlvector2_get_points(nosuch:0) error.\n"},
+        {"unknown history", "thistory", "nosuch", "polyline_parse_thistory: hlhistory_get_points(nosuch) error.\n"},
+        {"bad pointer", "qlist", "zz", "polyline_parse_pointer: bad pointer value 'zz'.\n"},
+        {"unknown key", "trace", "1", "Unknown key 'trace'"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = plotViewport();
+        auto line = redLine(vp.get());
+        ASSERT_EQ(line->configure("vector", "pl_keep", nullptr), 0);
+        takeErrors();
+        EXPECT_LT(line->configure(c.key, c.value, nullptr), 0);
+        const std::string errors = takeErrors();
+        EXPECT_NE(errors.find(c.message), std::string::npos) << errors;
+        EXPECT_EQ(line->vars.xgain, 1.0);
+        EXPECT_EQ(line->vars.ygain, 1.0);
+        EXPECT_EQ(line->vars.xmode, 0);
+        EXPECT_STREQ(line->vars.vechandle, "pl_keep");
+        expectBox(inkBox(drawLine(line.get())), QRect(QPoint(40, 60), QPoint(160, 60)));
+    }
+    hlvector_delete("pl_keep");
+}
+
+TEST(PolylineConfig, BadPointEntriesAreDropped)
+{
+    hl_clear_register(0);
+    struct Case
+    {
+        const char* name;
+        const char* text;
+        const char* message;
+    } cases[] = {
+        {"one number", "2 5\n7\n14 5", "polyline_parse_point: Not enough fields.\n"},
+        {"bad x", "2 5\nabc 3\n14 5", "polyline_parse_point: error parsing x 'abc 3'.\n"},
+        {"bad y", "2 5\n3 abc\n14 5", "polyline_parse_point: error parsing y 'abc'.\n"},
+        {"long entry", nullptr, "polyline_parse_point: entry longer than 8191 characters.\n"},
+    };
+    const std::string long_text = "2 5\n" + std::string(9000, '1') + " 3\n14 5";
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = plotViewport();
+        auto line = redLine(vp.get());
+        EXPECT_LT(line->configure("points", c.text ? c.text : long_text.c_str(), nullptr), 0);
+        const std::string errors = takeErrors();
+        EXPECT_NE(errors.find(c.message), std::string::npos) << errors;
+        EXPECT_EQ(line->vars.npts, 2);
+        expectBox(inkBox(drawLine(line.get())), QRect(QPoint(40, 60), QPoint(160, 60)));
+    }
+}
+
+TEST(PolylineConfig, PrintersAndDefaults)
+{
+    hl_clear_register(0);
+    const double vx[] = {1.0};
+    ASSERT_EQ(hlvector2_create("pl_print", 1, vx, vx, vx), 0);
+    auto vp = plotViewport();
+    VXPolyline line(vp.get());
+    struct Case
+    {
+        const char* key;
+        const char* value;   // set first, or null
+        const char* printed;
+    } cases[] = {
+        {"xmode", nullptr, "world"},
+        {"ymode", "viewport", "viewport"},
+        {"xmode", "", "world"},
+        {"xgain", nullptr, "1"},
+        {"linewidth", nullptr, "1"},
+        {"fill_black", nullptr, "black"},
+        {"vector", "pl_print:1", "pl_print:1"},
+        {"test", "1", ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.key);
+        if (c.value) {
+            ASSERT_EQ(line.configure(c.key, c.value, nullptr), 0) << takeErrors();
+        }
+        char* text = line.getConfigureValue(c.key);
+        ASSERT_NE(text, nullptr);
+        EXPECT_STREQ(text, c.printed);
+        free(text);
+    }
+    EXPECT_EQ(line.vars.linestyle, 1);
+    EXPECT_EQ(line.vars.gap_value, 2.12345e30);
+    EXPECT_EQ(line.class_name, "VXPolyline");
+    EXPECT_TRUE(vp->vars.display_list.contains(&line));
+    EXPECT_FALSE(line.hasConfigureKey("trace"));
+    EXPECT_EQ(line.setSourceHlgrid("grid0"), 0);
+    hlvector_delete("pl_print");
+}

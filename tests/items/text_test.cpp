@@ -1,0 +1,340 @@
+// Text items and the text popup: anchors, rotation, background, chaining by
+// "r" terms, callbacks, keys; the popup's picture, placement and timer.
+#include "viewport/vptest.h"
+
+#include "items/text.h"
+#include "items/textpopup.h"
+#include "viewport/viewport.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QMouseEvent>
+#include <QPainter>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+using vptest::blank;
+using vptest::countColor;
+using vptest::inkBox;
+using vptest::keep;
+using vptest::takeErrors;
+
+namespace {
+
+// 200 by 150 pixels, plot area 160 by 100 from (20, 10): the position
+// (x, y) of an expression is pixel (20 + x, 110 - y).
+std::unique_ptr<VXViewport> textViewport()
+{
+    auto vp = std::make_unique<VXViewport>(nullptr, 0, 0);
+    vp->resize(200, 150);
+    EXPECT_EQ(vp->configure("mleft", "20", "mright", "20", "mtop", "10", "mbottom", "40", nullptr), 0);
+    vp->setScales();
+    return vp;
+}
+
+std::unique_ptr<VXText> makeText(VXViewport* vp, const char* text, const char* x, const char* y)
+{
+    auto t = std::make_unique<VXText>(vp, text, x, y);
+    t->setAntialias(false);
+    EXPECT_EQ(t->configure("font", "Sans,20", nullptr), 0) << takeErrors();
+    return t;
+}
+
+QImage drawText(VXText* t, int* ret = nullptr)
+{
+    QImage image = blank(200, 150);
+    QPainter painter(&image);
+    const int r = t->draw(&painter);
+    painter.end();
+    if (ret)
+        *ret = r;
+    return image;
+}
+
+} // namespace
+
+TEST(TextPlacement, AnchorsPutTheTextAroundItsPosition)
+{
+    hl_clear_register(0);
+    // the position (80, 50) is pixel (100, 60)
+    struct Case
+    {
+        const char* anchor;
+        int side_x;  // -1: ink starts at x 100; 1: ends there; 0: centred on it
+        int side_y;  // -1: ink ends at row 60; 1: starts there; 0: centred on it
+    } cases[] = {
+        {"sw", -1, -1}, {"se", 1, -1}, {"ne", 1, 1}, {"nw", -1, 1}, {"c", 0, 0}, {"n", 0, 1}, {"w", -1, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.anchor);
+        auto vp = textViewport();
+        auto t = makeText(vp.get(), "HEH", "80", "50");
+        ASSERT_EQ(t->configure("justification", c.anchor, nullptr), 0);
+        int ret = 0;
+        const QImage image = drawText(t.get(), &ret);
+        keep(image, (std::string("text_") + c.anchor).c_str());
+        EXPECT_EQ(ret, 1);
+        const QRect box = inkBox(image);
+        ASSERT_FALSE(box.isEmpty());
+        EXPECT_GT(box.width(), box.height());
+        const int x = c.side_x < 0 ? box.left() : (c.side_x > 0 ? box.right() : box.center().x());
+        const int y = c.side_y < 0 ? box.bottom() : (c.side_y > 0 ? box.top() : box.center().y());
+        EXPECT_NEAR(x, 100, 3);
+        EXPECT_NEAR(y, 60, 3);
+        EXPECT_DOUBLE_EQ(t->vars.x, 80.0);
+        EXPECT_DOUBLE_EQ(t->vars.y, 50.0);
+    }
+}
+
+TEST(TextPlacement, RotationTurnsTheText)
+{
+    hl_clear_register(0);
+    auto vp = textViewport();
+    // the position (80, 10) is pixel (100, 100)
+    auto t = makeText(vp.get(), "HEHEH", "80", "10");
+    const QRect flat = inkBox(drawText(t.get()));
+    ASSERT_EQ(t->configure("angle", "-90", nullptr), 0);
+    const QImage image = drawText(t.get());
+    keep(image, "text_rotated");
+    const QRect turned = inkBox(image);
+    ASSERT_FALSE(turned.isEmpty());
+    EXPECT_GT(flat.width(), flat.height());
+    EXPECT_GT(turned.height(), turned.width());
+    EXPECT_NEAR(turned.height(), flat.width(), 3);
+    // read upwards from the anchor, left of it
+    EXPECT_NEAR(turned.bottom(), 100, 3);
+    EXPECT_LE(turned.right(), 101);
+    // a turned text still reports a box for chaining
+    EXPECT_GT(t->vars.wbb, 0);
+}
+
+TEST(TextPlacement, BackgroundAndOutline)
+{
+    hl_clear_register(0);
+    auto vp = textViewport();
+    auto t = makeText(vp.get(), "HEH", "80", "50");
+    ASSERT_EQ(t->configure("color_background", "blue", "color_background_outline", "red", nullptr), 0);
+    const QImage image = drawText(t.get());
+    keep(image, "text_background");
+    EXPECT_GT(countColor(image, Qt::blue), 100);
+    EXPECT_GT(countColor(image, Qt::red), 20);
+    // the box is the background with its margins around the text
+    const QRect box = inkBox(image);
+    EXPECT_EQ(box.width() - 1, t->vars.wbb);
+    ASSERT_NE(t->vars.path, nullptr);
+    const QPointF inside = box.center();
+    QMouseEvent in(QEvent::MouseButtonPress, inside, inside, inside, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QMouseEvent out(QEvent::MouseButtonPress, QPointF(5, 5), QPointF(5, 5), QPointF(5, 5), Qt::LeftButton,
+                    Qt::LeftButton, Qt::NoModifier);
+    EXPECT_TRUE(t->contains(&in));
+    EXPECT_FALSE(t->contains(&out));
+
+    // opacity 0 leaves no ink
+    ASSERT_EQ(t->configure("opacity", "0", nullptr), 0);
+    EXPECT_TRUE(inkBox(drawText(t.get())).isEmpty());
+}
+
+TEST(TextPlacement, EmptyTextKeepsTheOldBox)
+{
+    hl_clear_register(0);
+    auto vp = textViewport();
+    auto t = makeText(vp.get(), "HEH", "80", "50");
+    drawText(t.get());
+    double x, y;
+    int w, h;
+    t->getBB(&x, &y, &w, &h);
+    EXPECT_GT(w, 0);
+    ASSERT_EQ(t->configure("text", "", nullptr), 0);
+    t->setPosition("10", "10");
+    int ret = -1;
+    EXPECT_TRUE(inkBox(drawText(t.get(), &ret)).isEmpty());
+    EXPECT_EQ(ret, 0);
+    double x2, y2;
+    int w2, h2;
+    t->getBB(&x2, &y2, &w2, &h2);
+    EXPECT_EQ(x2, x);
+    EXPECT_EQ(y2, y);
+    EXPECT_EQ(w2, w);
+    EXPECT_EQ(h2, h);
+}
+
+TEST(TextPlacement, RelativeTextsChain)
+{
+    hl_clear_register(0);
+    auto vp = textViewport();
+    auto first = makeText(vp.get(), "HEH", "10", "50");
+    auto second = makeText(vp.get(), "EHE", "1r+5", "0r");
+    second->setRelative(first.get());
+    // nothing drawn yet: "r" terms leave what was built so far
+    QImage image = blank(200, 150);
+    QPainter painter(&image);
+    EXPECT_EQ(second->draw(&painter), 1);
+    EXPECT_DOUBLE_EQ(second->vars.x, 5.0);
+    EXPECT_DOUBLE_EQ(second->vars.y, 0.0);
+    first->draw(&painter);
+    second->draw(&painter);
+    painter.end();
+    keep(image, "text_chain");
+    EXPECT_DOUBLE_EQ(second->vars.x, first->vars.fxbb + first->vars.wbb + 5);
+    EXPECT_DOUBLE_EQ(second->vars.y, first->vars.fybb);
+    double rx, ry, rw, rh;
+    ASSERT_EQ(first->getRelativeBox(&rx, &ry, &rw, &rh), 0);
+    EXPECT_EQ(rw, first->vars.wbb);
+
+    // a relative text that is gone counts as none
+    first.reset();
+    auto third = makeText(vp.get(), "H", "30+0r", "20");
+    third->setRelative(second.get());
+    second.reset();
+    drawText(third.get());
+    EXPECT_DOUBLE_EQ(third->vars.x, 30.0);
+}
+
+TEST(TextConfig, KeysAndBadValues)
+{
+    hl_clear_register(0);
+    auto vp = textViewport();
+    auto t = makeText(vp.get(), "HEH", "80", "50");
+    // both keys write one field
+    ASSERT_EQ(t->configure("alignment", "ne", nullptr), 0);
+    EXPECT_STREQ(t->vars.justification, "ne");
+    char* value = t->getConfigureValue("justification");
+    EXPECT_STREQ(value, "ne");
+    free(value);
+    ASSERT_EQ(t->configure("justification", "c", nullptr), 0);
+    value = t->getConfigureValue("alignment");
+    EXPECT_STREQ(value, "c");
+    free(value);
+
+    struct Case
+    {
+        const char* key;
+        const char* value;
+        const char* message;
+    } cases[] = {
+        {"angle", "abc", "Unable to parse double from 'abc'"},
+        {"relative", "0x1234", "Key 'relative' is set by code only"},
+        {"show_not_symbol", "maybe", "Bad value 'maybe' for key 'show_not_symbol'"},
+        {"color_text", "nocolour", "Bad value 'nocolour' for key 'color_text'"},
+        {"nosuch", "1", "Unknown key 'nosuch'"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.key);
+        EXPECT_LT(t->configure(c.key, c.value, nullptr), 0);
+        const std::string errors = takeErrors();
+        EXPECT_NE(errors.find(c.message), std::string::npos) << errors;
+    }
+    EXPECT_EQ(t->vars.angle, 0.0);
+    EXPECT_EQ(t->vars.relative, nullptr);
+    EXPECT_EQ(t->vars.show_not_symbol, 0);
+    EXPECT_EQ(t->vars.foreground.color, QColor(Qt::black));
+}
+
+TEST(TextConfig, CallbacksInOrderUntilOneConsumes)
+{
+    hl_clear_register(0);
+    auto vp = textViewport();
+    VXText t(vp.get(), "x", "0", "0");
+    std::string calls;
+    EXPECT_EQ(t.processEvent(1, nullptr), 1);
+    t.setTextCallback([&](VXText* self, int type, QEvent*, void* data) {
+        EXPECT_EQ(self, &t);
+        EXPECT_EQ(type, 3);
+        calls += static_cast<const char*>(data);
+        return 1;
+    }, const_cast<char*>("a"));
+    t.setTextCallback([&](VXText*, int, QEvent*, void* data) {
+        calls += static_cast<const char*>(data);
+        return 2;
+    }, const_cast<char*>("b"));
+    t.setTextCallback([&](VXText*, int, QEvent*, void*) {
+        calls += "c";
+        return 1;
+    }, nullptr);
+    EXPECT_EQ(t.processEvent(3, nullptr), 2);
+    EXPECT_EQ(calls, "ab");
+}
+
+TEST(TextConfig, SpecialSymbolsAreCached)
+{
+    hl_clear_register(0);
+    const QPixmap check = VXText::specialSymbol("check", 16);
+    ASSERT_FALSE(check.isNull());
+    EXPECT_EQ(check.size(), QSize(16, 16));
+    EXPECT_EQ(VXText::specialSymbol("check", 16).cacheKey(), check.cacheKey());
+    EXPECT_NE(VXText::specialSymbol("check", 20).cacheKey(), check.cacheKey());
+    EXPECT_TRUE(VXText::specialSymbol("nosuch", 16).isNull());
+    EXPECT_TRUE(VXText::specialSymbol("dot", 100000).isNull());
+}
+
+TEST(TextPopup, PictureAndPlacement)
+{
+    hl_clear_register(0);
+    VXTextPopup popup;
+    ASSERT_EQ(popup.configure("color_background", "yellow", "text", "amplitude 12", "position", "300 200",
+                              "justification", "nw", nullptr),
+              0)
+        << takeErrors();
+    popup.raiseTextPopup();
+    EXPECT_TRUE(popup.isVisible());
+    EXPECT_EQ(popup.pos(), QPoint(300, 200));
+    QImage image(popup.size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::white);
+    popup.render(&image);
+    keep(image, "text_popup");
+    EXPECT_EQ(image.pixel(1, 1), QColor(Qt::yellow).rgba());
+    EXPECT_GT(image.width() - countColor(image, Qt::yellow) / image.height(), 0);  // some text ink
+
+    popup.setJustification("c");
+    popup.setMinMax("min -3 max 4");
+    const QSize one_line = popup.size();
+    popup.raiseTextPopup();
+    EXPECT_GT(popup.height(), one_line.height());
+    EXPECT_NEAR(popup.geometry().center().x(), 300, 1);
+    EXPECT_NEAR(popup.geometry().center().y(), 200, 1);
+
+    // the default background is the palette's
+    ASSERT_EQ(popup.configure("color_background", "default", nullptr), 0);
+    char* value = popup.getConfigureValue("color_background");
+    EXPECT_STREQ(value, "default");
+    free(value);
+
+    EXPECT_LT(popup.configure("position", "12", nullptr), 0);
+    EXPECT_NE(takeErrors().find("VXTextPopup::setPosition: bad position '12'.\n"), std::string::npos);
+    EXPECT_LT(popup.configure("timeout", "soon", nullptr), 0);
+    EXPECT_NE(takeErrors().find("VXTextPopup::setTimeout: bad timeout 'soon'.\n"), std::string::npos);
+    EXPECT_EQ(popup.vars.timeout, 0.0);
+}
+
+TEST(TextPopup, TimeoutHidesAndStopTimerCancels)
+{
+    hl_clear_register(0);
+    VXTextPopup popup;
+    popup.setText("x");
+    ASSERT_EQ(popup.configure("timeout", "2.5", nullptr), 0);
+    EXPECT_FALSE(popup.timerActive());
+    popup.raiseTextPopup();
+    EXPECT_TRUE(popup.timerActive());
+    EXPECT_EQ(popup.timerInterval(), 2500);
+    popup.stopTimer();
+    EXPECT_FALSE(popup.timerActive());
+    EXPECT_TRUE(popup.isVisible());
+
+    // no timeout: shown until hidden
+    popup.setTimeout(0.0);
+    popup.raiseTextPopup();
+    EXPECT_FALSE(popup.timerActive());
+
+    // a short timeout ends with the popup hidden
+    popup.setTimeout(0.001);
+    popup.raiseTextPopup();
+    QElapsedTimer guard;
+    guard.start();
+    while (popup.isVisible() && guard.elapsed() < 10000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    EXPECT_FALSE(popup.isVisible());
+}
