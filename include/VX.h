@@ -49,6 +49,7 @@
 #include "glyphs/shape.h"
 
 // plot items
+#include "items/axes.h"
 #include "items/logo.h"
 #include "items/polyline.h"
 #include "items/text.h"

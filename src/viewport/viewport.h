@@ -271,6 +271,14 @@ public:
                   const char* text, int show_not_symbol, int background_width, int background_height,
                   VX_Color* text_color, VX_Color* background_color, VX_Color* background_outline_color,
                   QPainterPath** path, double* xbb, double* ybb, int* wbb, int* hbb, int clip);
+    // A time axis along the bottom: with width >= 0 a full-height line in
+    // axis_color at each round time, then the times in time_format and
+    // below them the dates in date_format (an empty format leaves its line
+    // out).  Times up to 100000 s are not dates: they are written as plain
+    // seconds "%.3f" with a blank date.  0; what getScales() answers when it
+    // fails.  Defined with the axes item (items/axes_time.cpp).
+    int drawXTimeAxis(QPainter* painter, VX_Font* font, VX_Color* axis_color, int width, int style,
+                      VX_Color* text_color, char* time_format, char* date_format);
     // Index (*imin, -1 for none) and pixel distance of the shown point
     // nearest to the pixel x, y.  0; -1 when the scales fail.
     int findClosest(int npts, double* xpts, double* ypts, double x, double y, int* imin, double* dmin);
