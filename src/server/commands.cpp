@@ -10,6 +10,8 @@ extern const std::vector<VX_GraphicsServer_command_row> vx_commands_common;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_windows;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_widgets;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_callbacks;
+extern const std::vector<VX_GraphicsServer_command_row> vx_commands_config;
+extern const std::vector<VX_GraphicsServer_command_row> vx_commands_viewport;
 
 namespace {
 
@@ -27,7 +29,8 @@ const std::vector<VX_GraphicsServer_command_row>& VX_GraphicsServer_commands()
     static const std::vector<VX_GraphicsServer_command_row> all = [] {
         std::vector<VX_GraphicsServer_command_row> rows;
         for (const auto* area : {&vx_commands_core, &vx_commands_common, &vx_commands_windows,
-                                 &vx_commands_widgets, &vx_commands_callbacks})
+                                 &vx_commands_widgets, &vx_commands_callbacks, &vx_commands_config,
+                                 &vx_commands_viewport})
             rows.insert(rows.end(), area->begin(), area->end());
         return rows;
     }();

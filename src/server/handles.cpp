@@ -1,9 +1,14 @@
 // The handle table and the helpers of the handler pattern.
+#include "items/axes.h"
+#include "items/polyline.h"
+#include "items/text.h"
 #include "server/callbacks.h"
 #include "server/graphicsserver.h"
 #include "server/mainwindow.h"
+#include "server/itemprocs.h"
 #include "server/procs.h"
 #include "server/toplevel.h"
+#include "viewport/viewport.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -124,6 +129,7 @@ QObject* vx_as_qobject(int type, void* widget)
     if (!widget)
         return nullptr;
     switch (type) {
+    case VX_TYPE_VIEWPORT: return static_cast<VXViewport*>(widget);
     case VX_TYPE_FRAME: return static_cast<QFrame*>(widget);
     case VX_TYPE_GRIDLAYOUT: return static_cast<QGridLayout*>(widget);
     case VX_TYPE_FORMLAYOUT: return static_cast<QFormLayout*>(widget);
@@ -164,6 +170,10 @@ void vx_destroy_object(int type, void* widget)
         }
     }
     switch (type) {
+    case VX_TYPE_VIEWPORT: delete static_cast<VXViewport*>(widget); break;
+    case VX_TYPE_AXES: delete static_cast<VXAxes*>(widget); break;
+    case VX_TYPE_TEXT: delete static_cast<VXText*>(widget); break;
+    case VX_TYPE_POLYLINE: delete static_cast<VXPolyline*>(widget); break;
     case VX_TYPE_FRAME: delete static_cast<QFrame*>(widget); break;
     case VX_TYPE_GRIDLAYOUT: delete static_cast<QGridLayout*>(widget); break;
     case VX_TYPE_FORMLAYOUT: delete static_cast<QFormLayout*>(widget); break;
@@ -188,6 +198,19 @@ void vx_destroy_object(int type, void* widget)
         break;
     default:
         break;
+    }
+}
+
+HLConfigure* vx_as_configure(int type, void* item)
+{
+    if (!item)
+        return nullptr;
+    switch (type) {
+    case VX_TYPE_VIEWPORT: return static_cast<VXViewport*>(item);
+    case VX_TYPE_AXES: return static_cast<VXAxes*>(item);
+    case VX_TYPE_TEXT: return static_cast<VXText*>(item);
+    case VX_TYPE_POLYLINE: return static_cast<VXPolyline*>(item);
+    default: return nullptr;
     }
 }
 

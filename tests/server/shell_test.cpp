@@ -181,3 +181,41 @@ TEST(Shell, CallbackDirectiveErrors)
                      "vxsh: -c:4: unknown directive or wrong arguments: @callback\n"
                      "vxsh: -c:5: @wait takes a handle and a count of events\n");
 }
+
+// A curve set through configure shows in the snapshot, inside the plot area
+// that the viewport's margins leave.
+TEST(Shell, SnapshotShowsAPolylineInsideThePlotArea)
+{
+    QTemporaryDir tmp;
+    QString png = tmp.filePath("curve.png");
+    const char* script = "w = mainwindow none\nf = mainwindow_getframe $w\ng = gridlayout $f\n"
+                         "gridlayout_margins $g 0 0 0 0\nv = viewport $w\ngridlayout_addwidget $g $v 0 0 1 1\n"
+                         "configure $v xleft=0 xright=10 ybottom=-1 ytop=1 mleft=60 mright=20 mbottom=30 mtop=10\n"
+                         "a = axes $v\np = polyline $v\n"
+                         "configure $p color_outline=red linewidth=2 points=\"0 -0.9\n5 0.9\n10 -0.9\"\nexec\n";
+    ShellRun r = vxsh({"--snapshot", png, "-c", script});
+    ASSERT_EQ(r.status, 0) << r.err.toStdString();
+    QImage image(png);
+    ASSERT_FALSE(image.isNull());
+    // the bounding box of the red ink
+    int left = image.width(), right = -1, top = image.height(), bottom = -1;
+    for (int y = 0; y < image.height(); y++)
+        for (int x = 0; x < image.width(); x++) {
+            QColor c = image.pixelColor(x, y);
+            if (c.red() > 200 && c.green() < 80 && c.blue() < 80) {
+                left = qMin(left, x), right = qMax(right, x);
+                top = qMin(top, y), bottom = qMax(bottom, y);
+            }
+        }
+    ASSERT_GE(right, 0) << "no curve ink";
+    // the plot area runs from 60 to width - 20 and from 10 to height - 30
+    EXPECT_GE(left, 58);
+    EXPECT_LE(right, image.width() - 18);
+    EXPECT_GE(top, 8);
+    EXPECT_LE(bottom, image.height() - 28);
+    // the curve spans nearly the whole plot area
+    EXPECT_GT(right - left, (image.width() - 80) * 8 / 10);
+    EXPECT_GT(bottom - top, (image.height() - 40) * 7 / 10);
+    // the tip of the middle point reaches near the top of the plot area
+    EXPECT_LT(top, 10 + (image.height() - 40) / 5);
+}

@@ -1,0 +1,9 @@
+// Helpers of the procedures that make and drive plot items.  Private to
+// the server.
+#pragma once
+
+class HLConfigure;
+
+// The configuration of a handle-table entry: the viewport and the plot
+// items the server makes; null for every other type.
+HLConfigure* vx_as_configure(int type, void* item);

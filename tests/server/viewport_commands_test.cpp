@@ -1,0 +1,192 @@
+// The viewport commands and configuration by command, sent directly.
+#include "support/testsupport.h"
+
+#include "items/polyline.h"
+#include "server/procs.h"
+#include "viewport/viewport.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QString handleOf(const char* prefix)
+{
+    return QString("%1:%2").arg(prefix).arg(vx_next_instance());
+}
+
+struct Session
+{
+    QString window, viewport;
+    Session()
+    {
+        window = vx_send("mainwindow", "none", {"0"}).handle;
+        viewport = vx_send("viewport", window).handle;
+    }
+    ~Session()
+    {
+        vx_send("delete", viewport);
+        vx_send("delete", window);
+    }
+};
+
+} // namespace
+
+TEST(ViewportCommands, CreatingCommandsAnswerWithTheNewHandle)
+{
+    Session s;
+    EXPECT_TRUE(s.viewport.startsWith("viewport:")) << s.viewport.toStdString();
+    QString expected = handleOf("axes");
+    Reply r = vx_send("axes", s.viewport);
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, expected);
+    expected = handleOf("polyline");
+    r = vx_send("polyline", s.viewport);
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, expected);
+    EXPECT_TRUE(vx_test_server()->viewports.contains(
+        static_cast<VXViewport*>(VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0))));
+}
+
+TEST(ViewportCommands, ViewportListForgetsDeletedViewports)
+{
+    int before = int(vx_test_server()->viewports.size());
+    {
+        Session s;
+        EXPECT_EQ(int(vx_test_server()->viewports.size()), before + 1);
+    }
+    EXPECT_EQ(int(vx_test_server()->viewports.size()), before);
+}
+
+TEST(ViewportCommands, ErrorsNameTheProcAndTheHandle)
+{
+    Session s;
+    QString frame = vx_send("mainwindow_getframe", s.window).handle;
+    struct Case
+    {
+        const char* name;
+        QString word, handle;
+        QStringList args;
+        QString expected;
+    };
+    const Case cases[] = {
+        {"viewport on unknown", "viewport", "frame:99999", {},
+         "VX_GraphicsServer_get_item: Handle 'frame:99999' not found.\n"
+         "VX_GraphicsServer_viewport: VX_GraphicsServer_get_item(frame:99999) error.\n"},
+        {"viewport on viewport", "viewport", s.viewport, {},
+         "VX_GraphicsServer_viewport: parent must be a frame or mainwindow.\n"},
+        {"axes on frame", "axes", frame, {}, "VX_GraphicsServer_axes: '" + frame + "' not a viewport.\n"},
+        {"polyline on window", "polyline", s.window, {},
+         "VX_GraphicsServer_polyline: '" + s.window + "' not a viewport.\n"},
+        {"axes on unknown", "axes", "viewport:99999", {},
+         "VX_GraphicsServer_get_item: Handle 'viewport:99999' not found.\n"
+         "VX_GraphicsServer_axes: VX_GraphicsServer_get_item(viewport:99999) error.\n"},
+        {"bb on frame", "viewport_getwcoordbb", frame, {},
+         "VX_GraphicsServer_viewport_getwcoordbb: Item " + frame + " not a viewport item.\n"},
+        {"dimensions on frame", "viewport_getdimensions", frame, {},
+         "VX_GraphicsServer_viewport_getdimensions: Item " + frame + " not a viewport item.\n"},
+        {"cursor on frame", "viewport_setcursor", frame, {"blank"},
+         "VX_GraphicsServer_viewport_setcursor: Item " + frame + " not a viewport item.\n"},
+        {"cursor no name", "viewport_setcursor", s.viewport, {},
+         "VX_GraphicsServer_setcursor: setcursor needs 1 arguments.\n"},
+        {"cursor bad name", "viewport_setcursor", s.viewport, {"arrow"},
+         "VX_GraphicsServer_setcursor: Unrecognized cursor name 'arrow'.\n"},
+        {"display list on frame", "viewport_showdisplaylist", frame, {},
+         "VX_GraphicsServer_viewport_showdisplaylist: '" + frame + "' not a viewport.\n"},
+        {"getwcoords on frame", "getwcoords", frame, {"1", "2"},
+         "VX_GraphicsServer_getwcoords: getwcoords must have viewport item, not frame.\n"},
+        {"getwcoords one arg", "getwcoords", s.viewport, {"1"},
+         "VX_GraphicsServer_getwcoords: getwcoords needs 2 arguments.\n"},
+        {"getwcoords bad x", "getwcoords", s.viewport, {"x1", "2"},
+         "VX_GraphicsServer_getwcoords: getwcoords conversion error 'x1'.\n"},
+        {"getwcoords bad y", "getwcoords", s.viewport, {"1", "2y"},
+         "VX_GraphicsServer_getwcoords: getwcoords conversion error '2y'.\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        int next = vx_next_instance();
+        Reply r = vx_send(c.word, c.handle, c.args);
+        EXPECT_EQ(r.ret, -1);
+        EXPECT_EQ(r.code, 1);
+        EXPECT_EQ(r.handle, c.expected);
+        EXPECT_EQ(vx_next_instance(), next) << "a failure made a handle";
+    }
+}
+
+TEST(ViewportCommands, QueriesAnswerWordOrHandleAndNumbers)
+{
+    Session s;
+    Reply r = vx_send("configure", s.viewport, {}, {"xleft 0", "xright 10", "ybottom -1", "ytop 1", "mleft 7",
+                                                     "mright 8", "mbottom 9", "mtop 6"});
+    ASSERT_EQ(r.code, 0) << r.handle.toStdString();
+    EXPECT_EQ(r.handle, "configure");
+    r = vx_send("viewport_getdimensions", s.viewport);
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, "viewport_getdimensions");
+    ASSERT_EQ(r.params.size(), 6);
+    EXPECT_EQ(r.params.mid(2), QStringList({"7", "8", "9", "6"}));
+    r = vx_send("viewport_getwcoordbb", s.viewport);
+    EXPECT_EQ(r.handle, "viewport_getwcoordbb");
+    EXPECT_EQ(r.params.size(), 4);
+    r = vx_send("viewport_setcursor", s.viewport, {"closedhand"});
+    EXPECT_EQ(r.handle, "viewport_setcursor");
+    auto* vp = static_cast<VXViewport*>(VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0));
+    EXPECT_EQ(vp->cursor().shape(), Qt::ClosedHandCursor);
+    // an unknown name leaves the cursor alone
+    vx_send("viewport_setcursor", s.viewport, {"bogus"});
+    EXPECT_EQ(vp->cursor().shape(), Qt::ClosedHandCursor);
+    r = vx_send("getwcoords", s.viewport, {"10", "20"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, s.viewport);
+    EXPECT_EQ(r.params.size(), 2);
+    r = vx_send("viewport_showdisplaylist", s.viewport);
+    EXPECT_EQ(r.handle, s.viewport);
+}
+
+TEST(ConfigureCommands, SetKeysAndReportFailuresByHandle)
+{
+    Session s;
+    QString line = vx_send("polyline", s.viewport).handle;
+    QString frame = vx_send("mainwindow_getframe", s.window).handle;
+    struct Case
+    {
+        const char* name;
+        QString word, handle;
+        QStringList args, config;
+        int code;
+        QString expected;
+    };
+    const Case cases[] = {
+        {"pairs", "configure", line, {}, {"points 0 0\n1 1\n2 0"}, 0, "configure"},
+        {"no pairs", "configure", line, {}, {}, 0, "configure"},
+        {"unknown key", "configure", line, {}, {"nosuchkey 1"}, 1,
+         "VX_GraphicsServer_configure: configure(" + line + ") error.\n"},
+        {"frame", "configure", frame, {}, {"a 1"}, 1, "VX_GraphicsServer_configure: frame object not a vxplot item.\n"},
+        {"silent mainwindow", "configure", s.window, {}, {"a 1"}, 0, "configure"},
+        {"unknown handle", "configure", "polyline:99999", {}, {}, 1,
+         "VX_GraphicsServer_get_item: Handle 'polyline:99999' not found.\n"
+         "VX_GraphicsServer_configure: VX_GraphicsServer_get_item(polyline:99999) error.\n"},
+        {"kvstring", "configure_kvstring", s.viewport, {"xleft 0\nxright 5\n"}, {}, 0, "configure_kvstring"},
+        {"kvstring no arg", "configure_kvstring", s.viewport, {}, {}, 1,
+         "VX_GraphicsServer_configure_kvstring: Need 1 kvstring argument.\n"},
+        {"kvstring two args", "configure_kvstring", s.viewport, {"a", "b"}, {}, 1,
+         "VX_GraphicsServer_configure_kvstring: Need 1 kvstring argument.\n"},
+        {"kvstring bad text", "configure_kvstring", s.viewport, {"a &Arr{\n"}, {}, 1,
+         "kvcompile: Line 1: '&Arr{' is not closed by the end of the text.\n"
+         "VX_GraphicsServer_configure_kvstring: kvcompile() error.\n"},
+        {"kvstring bad value", "configure_kvstring", s.viewport, {"xleft abc\n"}, {}, 1,
+         "VX_GraphicsServer_configure_kvstring: configure(" + s.viewport + ") error.\n"},
+        {"kvstring frame", "configure_kvstring", frame, {"a 1\n"}, {}, 1,
+         "VX_GraphicsServer_configure_kvstring: frame object not a vxplot item.\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Reply r = vx_send(c.word, c.handle, c.args, c.config);
+        EXPECT_EQ(r.code, c.code);
+        EXPECT_EQ(r.handle, c.expected);
+    }
+    auto* pl = static_cast<VXPolyline*>(VX_GraphicsServer_get_item(vx_test_server(), line, nullptr, 0));
+    EXPECT_DOUBLE_EQ(pl->vars.xmax, 2.0);
+    auto* vp = static_cast<VXViewport*>(VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0));
+    EXPECT_DOUBLE_EQ(vp->vars.spc_xright, 5.0);
+    EXPECT_EQ(vx_send("delete", line).handle, "delete");
+}
