@@ -7,6 +7,7 @@
 // Rows of each area of the server.
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_core;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_common;
+extern const std::vector<VX_GraphicsServer_command_row> vx_commands_geometry;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_windows;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_widgets;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_callbacks;
@@ -28,7 +29,7 @@ const std::vector<VX_GraphicsServer_command_row>& VX_GraphicsServer_commands()
 {
     static const std::vector<VX_GraphicsServer_command_row> all = [] {
         std::vector<VX_GraphicsServer_command_row> rows;
-        for (const auto* area : {&vx_commands_core, &vx_commands_common, &vx_commands_windows,
+        for (const auto* area : {&vx_commands_core, &vx_commands_common, &vx_commands_geometry, &vx_commands_windows,
                                  &vx_commands_widgets, &vx_commands_callbacks, &vx_commands_config,
                                  &vx_commands_viewport})
             rows.insert(rows.end(), area->begin(), area->end());

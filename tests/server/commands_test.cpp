@@ -288,3 +288,64 @@ TEST(CommandTable, EveryRowHasAProcUsageAndUniqueWord)
     for (const char* word : {"mainwindow", "delete", "exec", "quit"})
         EXPECT_TRUE(words.contains(word)) << word;
 }
+
+TEST(Geometry, SizesPlacesAndLimitsWidgets)
+{
+    Reply w = vx_send("mainwindow", "none");
+    auto* window = static_cast<QWidget*>(static_cast<VXMainWindow*>(
+        VX_GraphicsServer_get_item(vx_test_server(), w.handle, nullptr, 0)));
+    EXPECT_EQ(vx_send("geometry", w.handle, {"640", "480"}).handle, "geometry");
+    EXPECT_EQ(window->size(), QSize(640, 480));
+    vx_send("geometry", w.handle, {"5", "6", "300", "200"});
+    EXPECT_EQ(window->geometry(), QRect(5, 6, 300, 200));
+    vx_send("position", w.handle, {"30", "40"});
+    EXPECT_EQ(window->pos(), QPoint(30, 40));
+    vx_send("minimumsize", w.handle, {"0", "150"});
+    EXPECT_EQ(window->minimumHeight(), 150);
+    vx_send("maximumsize", w.handle, {"900", "0"});
+    EXPECT_EQ(window->maximumWidth(), 900);
+    vx_send("geometry_fixed", w.handle, {"1", "2", "320", "240"});
+    EXPECT_EQ(window->minimumSize(), QSize(320, 240));
+    EXPECT_EQ(window->maximumSize(), QSize(320, 240));
+    EXPECT_EQ(window->pos(), QPoint(1, 2));
+    vx_send("delete", w.handle);
+}
+
+TEST(Geometry, ExactRefusals)
+{
+    Reply w = vx_send("mainwindow", "none");
+    static int item;
+    QString axes;
+    VX_GraphicsServer_set_item(vx_test_server(), VX_TYPE_AXES, &item, axes);
+    const struct
+    {
+        const char* name;
+        QString word;
+        QString handle;
+        QStringList args;
+        QString expected;
+    } cases[] = {
+        {"three numbers", "geometry", w.handle, {"1", "2", "3"},
+         "VX_GraphicsServer_geometry: geometry command must have 2 or 4 arguments.\n"},
+        {"bad number", "geometry", w.handle, {"1", "x"}, "VX_GraphicsServer_geometry: gemeometry conversion error 'x'.\n"},
+        {"fixed count", "geometry_fixed", w.handle, {"1"},
+         "VX_GraphicsServer_fixed_geometry: geometry command must have 2 or 4 arguments.\n"},
+        {"position count", "position", w.handle, {"1"}, "VX_GraphicsServer_position: position command must have 2.\n"},
+        {"position number", "position", w.handle, {"a", "1"},
+         "VX_GraphicsServer_position: gemeometry conversion error 'a'.\n"},
+        {"maximum count", "maximumsize", w.handle, {}, "VX_GraphicsServer_maximumsize: maximumsize command must have 2 arguments.\n"},
+        {"minimum height", "minimumsize", w.handle, {"1", "h"}, "VX_GraphicsServer_minimumsize: height conversion error 'h'.\n"},
+        {"unknown handle", "geometry", "frame:424242", {"1", "2"},
+         "VX_GraphicsServer_get_item: Handle 'frame:424242' not found.\n"
+         "VX_GraphicsServer_geometry: VX_GraphicsServer_get_item(frame:424242) error.\n"},
+        {"plot item", "geometry", axes, {"1", "2"}, "VX_GraphicsServer_geometry: axes object is not a widget.\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Reply r = vx_send(c.word, c.handle, c.args);
+        EXPECT_EQ(r.code, 1);
+        EXPECT_EQ(r.handle, c.expected);
+    }
+    VX_GraphicsServer_get_item(vx_test_server(), axes, nullptr, 1);
+    vx_send("delete", w.handle);
+}
