@@ -47,7 +47,7 @@ int VX_GraphicsServer_mainwindow_adjustsize(S* server, C* command, R* response)
     LOOKUP(proc);
     if (type != VX_TYPE_MAINWINDOW)
         return vx_fail(server, response, "%s: item must be mainwindow.\n", proc);
-    static_cast<VXMainWindow*>(item)->getToplevel()->adjustSize();
+    vx_parent_widget(type, item)->adjustSize();
     return vx_answer(response, command->handle);
 }
 

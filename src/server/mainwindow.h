@@ -4,10 +4,11 @@
 
 #include "server/windowbase.h"
 
+#include <QFrame>
 #include <QMainWindow>
+#include <QPointer>
 #include <QString>
 
-class QFrame;
 
 class VXPLOT_EXPORT VXMainWindow : public QMainWindow, public VXWindowBase
 {
@@ -20,11 +21,12 @@ public:
     VXMainWindow(QWidget* parent, int close_window);
     ~VXMainWindow() override;
 
-    // The central frame, parent of everything placed in the window.
-    QFrame* getToplevel() const { return tl; }
+    // The central frame, parent of everything placed in the window; null
+    // once a client has deleted it by its handle.
+    QFrame* getToplevel() const { return tl.data(); }
 
     QString tl_handle;  // handle of the central frame
-    QFrame* tl = nullptr;
+    QPointer<QFrame> tl;
 
 protected:
     void paintEvent(QPaintEvent* event) override;

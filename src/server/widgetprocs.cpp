@@ -23,8 +23,14 @@ QWidget* vx_as_widget(int type, void* item)
 
 QWidget* vx_parent_widget(int type, void* item)
 {
-    if (type == VX_TYPE_MAINWINDOW)
-        return static_cast<VXMainWindow*>(item)->getToplevel();
+    if (type == VX_TYPE_MAINWINDOW) {
+        // a main window stands for its central frame; if a client deleted
+        // that frame, the window itself takes its place
+        auto* window = static_cast<VXMainWindow*>(item);
+        if (QFrame* frame = window->getToplevel())
+            return frame;
+        return window;
+    }
     return vx_as_widget(type, item);
 }
 

@@ -349,3 +349,17 @@ TEST(Geometry, ExactRefusals)
     VX_GraphicsServer_get_item(vx_test_server(), axes, nullptr, 1);
     vx_send("delete", w.handle);
 }
+
+TEST(HandleTable, MainWindowWhoseCentralFrameWasDeletedStillTakesChildren)
+{
+    Reply w = vx_send("mainwindow", "none");
+    auto* window = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(vx_test_server(), w.handle, nullptr, 0));
+    ASSERT_EQ(vx_send("delete", window->tl_handle).code, 0);
+    EXPECT_EQ(window->getToplevel(), nullptr);
+    Reply f = vx_send("frame", w.handle);
+    ASSERT_EQ(f.code, 0) << f.handle.toStdString();
+    auto* frame = static_cast<QFrame*>(VX_GraphicsServer_get_item(vx_test_server(), f.handle, nullptr, 0));
+    EXPECT_EQ(frame->parentWidget(), window);
+    EXPECT_EQ(vx_send("mainwindow_adjustsize", w.handle).code, 0);
+    vx_send("delete", w.handle);
+}
