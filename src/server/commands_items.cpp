@@ -5,6 +5,7 @@
 #include "items/axes.h"
 #include "items/polyline.h"
 #include "items/text.h"
+#include "server/itemprocs.h"
 #include "server/procs.h"
 #include "server/widgetprocs.h"
 #include "viewport/viewport.h"
@@ -14,21 +15,6 @@
 #include <QWidget>
 
 namespace {
-
-// The viewport item behind a handle-table entry: the viewport itself and the
-// plot items this server makes; null for every other type.
-VXViewportItem* asViewportItem(int type, void* item)
-{
-    if (!item)
-        return nullptr;
-    switch (type) {
-    case VX_TYPE_VIEWPORT: return static_cast<VXViewport*>(item);
-    case VX_TYPE_AXES: return static_cast<VXAxes*>(item);
-    case VX_TYPE_TEXT: return static_cast<VXText*>(item);
-    case VX_TYPE_POLYLINE: return static_cast<VXPolyline*>(item);
-    default: return nullptr;
-    }
-}
 
 // True for the plot items that are drawn by a viewport (not the viewport).
 bool isPlotItem(int type)
@@ -70,7 +56,7 @@ int itemCommand(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
         return vx_fail(server, response, "%s: %s object not a vxplot item.\n", proc, vx_type_word(type));
     if (action == ItemAction::SetName && command->args.size() != 1)
         return vx_fail(server, response, "VX_GraphicsServer_itemsetname: itemsetname needs 1 arguments.\n");
-    if (VXViewportItem* vi = asViewportItem(type, item)) {
+    if (VXViewportItem* vi = vx_as_viewport_item(type, item)) {
         switch (action) {
         case ItemAction::Hide: vi->hideItem(); break;
         case ItemAction::Show: vi->showItem(); break;
@@ -116,7 +102,7 @@ int VX_GraphicsServer_update(VX_GraphicsServer* server, VX_GraphicsServer_comman
     if (type == VX_TYPE_GRIDLAYOUT || type == VX_TYPE_FORMLAYOUT || type == VX_TYPE_TIMER)
         return vx_fail(server, response, "VX_GraphicsServer_update: cannot update %s object.\n", vx_type_word(type));
     if (isPlotItem(type)) {
-        VXViewportItem* vi = asViewportItem(type, item);
+        VXViewportItem* vi = vx_as_viewport_item(type, item);
         if (VXViewport* vp = vi ? vi->getViewportParent() : nullptr)
             vp->update();
     } else if (auto* widget = qobject_cast<QWidget*>(vx_as_qobject(type, item))) {
@@ -140,7 +126,7 @@ int stackCommand(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
         return vx_fail(server, response, top ? "VX_GraphicsServer_totop: cannot raise timer object.\n"
                                              : "VX_GraphicsServer_tobottom: cannot lower timer object.\n");
     if (isPlotItem(type)) {
-        VXViewportItem* vi = asViewportItem(type, item);
+        VXViewportItem* vi = vx_as_viewport_item(type, item);
         if (VXViewport* vp = vi ? vi->getViewportParent() : nullptr)
             top ? vp->moveItemToTop(vi) : vp->moveItemToBottom(vi);
     } else if (auto* widget = qobject_cast<QWidget*>(vx_as_qobject(type, item))) {

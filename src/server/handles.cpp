@@ -201,6 +201,19 @@ void vx_destroy_object(int type, void* widget)
     }
 }
 
+VXViewportItem* vx_as_viewport_item(int type, void* item)
+{
+    if (!item)
+        return nullptr;
+    switch (type) {
+    case VX_TYPE_VIEWPORT: return static_cast<VXViewport*>(item);
+    case VX_TYPE_AXES: return static_cast<VXAxes*>(item);
+    case VX_TYPE_TEXT: return static_cast<VXText*>(item);
+    case VX_TYPE_POLYLINE: return static_cast<VXPolyline*>(item);
+    default: return nullptr;
+    }
+}
+
 HLConfigure* vx_as_configure(int type, void* item)
 {
     if (!item)

@@ -3,7 +3,12 @@
 #pragma once
 
 class HLConfigure;
+class VXViewportItem;
 
 // The configuration of a handle-table entry: the viewport and the plot
 // items the server makes; null for every other type.
 HLConfigure* vx_as_configure(int type, void* item);
+
+// The viewport item behind a handle-table entry: the viewport and the plot
+// items the server makes; null for every other type.
+VXViewportItem* vx_as_viewport_item(int type, void* item);
