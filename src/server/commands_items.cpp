@@ -1,5 +1,6 @@
 // Commands that apply to any handle: itemhide, itemshow, itemsetname,
-// setitemstale, update, totop, tobottom, getgeometry, getscreen.  Plot items
+// setitemstale, update, totop, tobottom, setlayer, setlayervisibility,
+// layertotop, layertobottom, getviewport, getgeometry, getscreen.  Plot items
 // live inside a viewport and have no window, so each command first decides
 // by the handle's type whether it acts on the item or on a widget.
 #include "items/axes.h"
@@ -8,6 +9,7 @@
 #include "server/itemprocs.h"
 #include "server/procs.h"
 #include "server/widgetprocs.h"
+#include "viewport/layer.h"
 #include "viewport/viewport.h"
 
 #include <QGuiApplication>
@@ -147,6 +149,99 @@ int VX_GraphicsServer_tobottom(VX_GraphicsServer* server, VX_GraphicsServer_comm
     return stackCommand(server, command, response, false);
 }
 
+int VX_GraphicsServer_setlayer(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                               VX_GraphicsServer_response* response)
+{
+    const char* proc = "VX_GraphicsServer_setlayer";
+    int type = -1;
+    void* item = vx_lookup(server, proc, command->handle, &type);
+    if (!item)
+        return VX_GraphicsServer_error2(server, response);
+    if (command->args.size() != 1)
+        return vx_fail(server, response, "VX_GraphicsServer_setlayer: setlayer needs 1 arguments.\n");
+    // other types are accepted and answer an empty text
+    QString name;
+    if (VXViewportItem* vi = vx_as_viewport_item(type, item))
+        name = vi->setLayer(command->args[0]);
+    return vx_answer(response, name);
+}
+
+// The handle holds a layer name: no lookup in the handle table.
+int VX_GraphicsServer_setlayervisibility(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                                         VX_GraphicsServer_response* response)
+{
+    const char* proc = "VX_GraphicsServer_setlayervisibility";
+    if (command->args.size() != 1)
+        return vx_fail(server, response, "VX_GraphicsServer_setlayervisibility: setlayervisibility needs 1 arguments.\n");
+    int visibility = 0;
+    if (!vx_to_int(proc, "visibility", command->args[0], &visibility))
+        return VX_GraphicsServer_error2(server, response);
+    VXLayer::setLayerVisibility(command->handle, visibility);
+    return vx_answer(response, command->command);
+}
+
+// layertotop, layertobottom: the layer is itself an item of its viewport's
+// display list.
+int layerStackCommand(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                      VX_GraphicsServer_response* response, bool top)
+{
+    VXLayer* layer = VXLayer::getLayer(command->handle);
+    if (!layer)
+        return vx_fail(server, response, "VX_GraphicsServer_%s: cannot find layer '%s'.\n",
+                       top ? "layertotop" : "layertobottom", qPrintable(command->handle));
+    if (VXViewport* vp = layer->getViewportParent())
+        top ? vp->moveItemToTop(layer) : vp->moveItemToBottom(layer);
+    return vx_answer(response, command->command);
+}
+
+int VX_GraphicsServer_layertotop(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                                 VX_GraphicsServer_response* response)
+{
+    return layerStackCommand(server, command, response, true);
+}
+
+int VX_GraphicsServer_layertobottom(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                                    VX_GraphicsServer_response* response)
+{
+    return layerStackCommand(server, command, response, false);
+}
+
+// The viewport of an item, registered the first time a client asks for it
+// when it was made by a composite item rather than by command.
+int VX_GraphicsServer_getviewport(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                                  VX_GraphicsServer_response* response)
+{
+    const char* proc = "VX_GraphicsServer_getviewport";
+    if (!command->args.isEmpty())
+        return vx_fail(server, response, "VX_GraphicsServer_getviewport: setlayer needs 0 arguments.\n");
+    int type = -1;
+    void* item = vx_lookup(server, proc, command->handle, &type);
+    if (!item)
+        return VX_GraphicsServer_error2(server, response);
+    VXViewport* viewport = nullptr;
+    switch (type) {
+    case VX_TYPE_FRAME: case VX_TYPE_GRIDLAYOUT: case VX_TYPE_BUTTON: case VX_TYPE_MENUBAR: case VX_TYPE_MENU:
+    case VX_TYPE_LINEEDIT: case VX_TYPE_FILEDIALOG: case VX_TYPE_SPREADSHEET: case VX_TYPE_TIMER:
+    case VX_TYPE_CHECKBOX: case VX_TYPE_COMBOBOX: case VX_TYPE_LABEL:
+        return vx_fail(server, response, "VX_GraphicsServer_getviewport: %s object has no viewport.\n",
+                       vx_type_word(type));
+    case VX_TYPE_VIEWPORT:
+        viewport = static_cast<VXViewport*>(vx_as_viewport_item(type, item));
+        break;
+    default:
+        if (isPlotItem(type))
+            if (VXViewportItem* vi = vx_as_viewport_item(type, item))
+                viewport = vi->getViewportParent();
+        break;
+    }
+    if (!viewport)
+        return vx_fail(server, response, "VX_GraphicsServer_getviewport: Cannot find viewport.\n");
+    QString handle = VX_GraphicsServer_get_value(server, viewport);
+    if (handle.isEmpty() && VX_GraphicsServer_set_object(server, VX_TYPE_VIEWPORT, viewport, viewport, handle) < 0)
+        return VX_GraphicsServer_error2(server, response);
+    return vx_answer(response, handle);
+}
+
 int VX_GraphicsServer_getgeometry(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
                                   VX_GraphicsServer_response* response)
 {
@@ -208,6 +303,16 @@ extern const std::vector<VX_GraphicsServer_command_row> vx_commands_items = {
      "w = mainwindow none\nv = viewport $w\na = axes $v\np = polyline $v\ntotop $a"},
     {"tobottom", VX_GraphicsServer_tobottom, "tobottom ITEM|WIDGET",
      "w = mainwindow none\nv = viewport $w\na = axes $v\np = polyline $v\ntobottom $p"},
+    {"setlayer", VX_GraphicsServer_setlayer, "setlayer ITEM layer",
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nsetlayer $a back"},
+    {"setlayervisibility", VX_GraphicsServer_setlayervisibility, "setlayervisibility LAYER 0|1",
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nl = setlayer $a back\nsetlayervisibility $l 0"},
+    {"layertotop", VX_GraphicsServer_layertotop, "layertotop LAYER",
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nl = setlayer $a back\np = polyline $v\nlayertotop $l"},
+    {"layertobottom", VX_GraphicsServer_layertobottom, "layertobottom LAYER",
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nl = setlayer $a back\nlayertobottom $l"},
+    {"getviewport", VX_GraphicsServer_getviewport, "getviewport ITEM",
+     "w = mainwindow none\nv = viewport $w\na = axes $v\ngetviewport $a"},
     {"getgeometry", VX_GraphicsServer_getgeometry, "getgeometry WIDGET",
      "w = mainwindow none\ngeometry $w 10 10 320 200\ngetgeometry $w"},
     {"getscreen", VX_GraphicsServer_getscreen, "getscreen none [screen]", "getscreen none 0"},

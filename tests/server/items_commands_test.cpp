@@ -3,6 +3,7 @@
 #include "support/testsupport.h"
 
 #include "server/procs.h"
+#include "viewport/layer.h"
 #include "viewport/viewport.h"
 
 #include <QGuiApplication>
@@ -172,4 +173,118 @@ TEST(ItemCommands, GetscreenClampsTheNumber)
             EXPECT_TRUE(r.handle.contains(c.text)) << r.handle.toStdString();
         }
     }
+}
+
+TEST(LayerCommands, SetlayerAnswersTheFullNameOnceAndChecksItsCount)
+{
+    Session s;
+    VXViewportItem* item = axesItem(s.axes);
+    Reply r = vx_send("setlayer", s.axes, {"back"});
+    ASSERT_EQ(r.code, 0);
+    EXPECT_TRUE(r.handle.startsWith("back:")) << qPrintable(r.handle);
+    EXPECT_EQ(item->getFullLayerName("back"), r.handle);
+    EXPECT_EQ(VXLayer::getLayer(r.handle), item->getLayer());
+    // the same name again changes nothing and answers an empty text
+    EXPECT_EQ(vx_send("setlayer", s.axes, {"back"}).handle, "");
+
+    r = vx_send("setlayer", s.axes, {});
+    EXPECT_NE(r.code, 0);
+    EXPECT_EQ(r.handle, "VX_GraphicsServer_setlayer: setlayer needs 1 arguments.\n");
+
+    // other types are accepted and nothing happens
+    QString button = vx_send("button", s.window, {"b"}).handle;
+    r = vx_send("setlayer", button, {"back"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, "");
+    vx_send("delete", button);
+}
+
+TEST(LayerCommands, VisibilityTakesAnIntegerForALayerName)
+{
+    Session s;
+    const QString layer = vx_send("setlayer", s.axes, {"back"}).handle;
+    Reply r = vx_send("setlayervisibility", layer, {"0"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, "setlayervisibility");
+    EXPECT_EQ(VXLayer::getLayer(layer)->visibility, 0);
+
+    struct Case { const char* name; QStringList args; const char* text; };
+    const Case cases[] = {
+        {"no argument", {}, "VX_GraphicsServer_setlayervisibility: setlayervisibility needs 1 arguments.\n"},
+        {"two arguments", {"1", "1"}, "VX_GraphicsServer_setlayervisibility: setlayervisibility needs 1 arguments.\n"},
+        {"not a number", {"on"}, "VX_GraphicsServer_setlayervisibility: visibility conversion error 'on'.\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        r = vx_send("setlayervisibility", layer, c.args);
+        EXPECT_NE(r.code, 0);
+        EXPECT_EQ(r.handle, c.text);
+        EXPECT_EQ(VXLayer::getLayer(layer)->visibility, 0);
+    }
+}
+
+TEST(LayerCommands, LayertotopAndBottomRestackTheLayer)
+{
+    Session s;
+    const QString layer = vx_send("setlayer", s.axes, {"back"}).handle;
+    const QString line = vx_send("polyline", s.viewport).handle;
+    auto* vp = itemOf<VXViewport>(s.viewport);
+    VXLayer* l = VXLayer::getLayer(layer);
+    ASSERT_NE(l, nullptr);
+
+    Reply r = vx_send("layertotop", layer);
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, "layertotop");
+    EXPECT_EQ(vp->vars.display_list.last(), l);
+    r = vx_send("layertobottom", layer);
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(vp->vars.display_list.first(), l);
+
+    for (const char* word : {"layertotop", "layertobottom"}) {
+        SCOPED_TRACE(word);
+        r = vx_send(word, "nolayer:nowhere");
+        EXPECT_NE(r.code, 0);
+        EXPECT_EQ(r.handle, QString("VX_GraphicsServer_%1: cannot find layer 'nolayer:nowhere'.\n").arg(word));
+    }
+    vx_send("delete", line);
+}
+
+TEST(GetViewport, AnswersTheViewportHandleOfItemsAndRefusesWidgets)
+{
+    Session s;
+    EXPECT_EQ(vx_send("getviewport", s.axes).handle, s.viewport);
+    EXPECT_EQ(vx_send("getviewport", s.viewport).handle, s.viewport);
+
+    QString frame = vx_send("frame", s.window).handle;
+    struct Case { const char* name; QString handle; QStringList args; const char* text; };
+    const Case cases[] = {
+        {"arguments", s.axes, {"x"}, "VX_GraphicsServer_getviewport: setlayer needs 0 arguments.\n"},
+        {"a frame", frame, {}, "VX_GraphicsServer_getviewport: frame object has no viewport.\n"},
+        {"a main window", s.window, {}, "VX_GraphicsServer_getviewport: Cannot find viewport.\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Reply r = vx_send("getviewport", c.handle, c.args);
+        EXPECT_NE(r.code, 0);
+        EXPECT_EQ(r.handle, c.text);
+    }
+    vx_send("delete", frame);
+}
+
+TEST(GetViewport, RegistersAViewportMadeOutsideTheServerOnce)
+{
+    Session s;
+    auto* parent = itemOf<QWidget>(s.window);
+    auto* vp = new VXViewport(parent, 1, 1);
+    auto* axes = new VXAxes(vp);
+    QString axes_handle;
+    ASSERT_EQ(VX_GraphicsServer_set_item(vx_test_server(), VX_TYPE_AXES, axes, axes_handle), 0);
+
+    Reply first = vx_send("getviewport", axes_handle);
+    ASSERT_EQ(first.code, 0);
+    EXPECT_TRUE(first.handle.startsWith("viewport:")) << qPrintable(first.handle);
+    EXPECT_EQ(vx_send("getviewport", axes_handle).handle, first.handle);
+    EXPECT_EQ(itemOf<VXViewport>(first.handle), vp);
+    vx_send("delete", axes_handle);
+    vx_send("delete", first.handle);
 }
