@@ -8,6 +8,7 @@
 //   points    text, one "x y" entry per line (or per ',' or ';')
 //   qlist     a QList<VX_XY>* as pointer text ("0x..."); copied
 //   plpath    a VXPolylinePath* as pointer text; the item takes it over
+//   trace     a record of a "Trace4.x" trace table, "%ld %ld %ld %ld"
 //   test      any value: the built-in test curve
 //   grid      reserved: a grid handle is accepted and draws nothing
 // A new source replaces the points of the old one.  The path is rebuilt at
@@ -17,6 +18,7 @@
 #include "foundation/configure.h"
 #include "foundation/values.h"
 #include "glyphs/graphicscontext.h"
+#include "toolkit/recordstore.h"
 #include "viewport/viewportitem.h"
 #include "vxplot_export.h"
 
@@ -88,6 +90,10 @@ public:
     // stay, and the result is then -1.
     int setSourcePoints(const char* text);
     int setSourceTest();
+    // The samples of a trace row (time + i / samprate, value), or of every
+    // row of its bundle when the table has one, with a gap point between
+    // rows; gap_value becomes the waveform gap marker.
+    int setSourceTrace(Rsptr trace);
 
     // Draw the source; 0 when there is nothing to draw, 1 when drawn.
     int draw(QPainter* painter);

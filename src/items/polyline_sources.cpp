@@ -30,6 +30,7 @@ enum {
     opt_qlist,
     opt_points,
     opt_test,
+    opt_trace,
     opt_grid,
     opt_xgain,
     opt_ygain,
@@ -116,6 +117,16 @@ int parseOption(HL_ConfigureSpec* spec, HL_ClientData, const char* value, char* 
     case opt_test:
         ret = p->setSourceTest();
         break;
+    case opt_trace: {
+        Rsptr trace{};
+        if (rsptr_parse(text, &trace) != 0) {
+            p->clearPoints();
+            hl_register_error(HL_SEVERITY_NORMAL, "polyline_parse_trace: Cannot parse Rsptr '%s'.\n", text);
+            return -1;
+        }
+        ret = p->setSourceTrace(trace);
+        break;
+    }
     case opt_grid:
         ret = p->setSourceHlgrid(QString::fromUtf8(text));
         break;
@@ -174,6 +185,7 @@ char* printOption(HL_ConfigureSpec*, HL_ClientData, char* paramRec, int offset, 
     case opt_qlist:
     case opt_points:
     case opt_test:
+    case opt_trace:
     case opt_grid:
         return strdup("");
     case opt_xgain:
@@ -201,6 +213,7 @@ HL_ConfigureSpec polyline_specs[] = {
     CUSTOM("plpath", nullptr, opt_plpath),
     CUSTOM("qlist", nullptr, opt_qlist),
     CUSTOM("points", nullptr, opt_points),
+    CUSTOM("trace", nullptr, opt_trace),
     CUSTOM("test", nullptr, opt_test),
     CUSTOM("grid", nullptr, opt_grid),
     FIELD("color", "color_fill", nullptr, fill),

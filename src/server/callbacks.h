@@ -25,6 +25,12 @@ typedef void* HL_ClientData;
 typedef QVariant (*VX_GraphicsServer_callback)(void* item, QString handle, QStringList params, int type,
                                                HL_ClientData client_data);
 
+// What viewport_callback registers on a viewport: called on the Qt thread
+// with the viewport, each event its items did not consume, and the client's
+// data.
+class VXEvent;
+typedef void (*VX_GraphicsServer_viewport_event_callback)(void* viewport, VXEvent* event, HL_ClientData client_data);
+
 struct VXPLOT_EXPORT VxGraphicsServerCallback
 {
     HL_ClientData client_data = nullptr;

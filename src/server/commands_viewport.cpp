@@ -2,6 +2,7 @@
 // viewport's queries.
 #include "items/axes.h"
 #include "items/polyline.h"
+#include "server/callbacks.h"
 #include "server/procs.h"
 #include "server/widgetprocs.h"
 #include "viewport/viewport.h"
@@ -89,6 +90,51 @@ int VX_GraphicsServer_polyline(VX_GraphicsServer* server, VX_GraphicsServer_comm
     VX_GraphicsServer_set_item(server, VX_TYPE_POLYLINE, polyline, handle);
     VX_TRACE("%s = new VXPolyline(%s)", vx_msg(handle).constData(), vx_msg(command->handle).constData());
     return vx_answer(response, handle);
+}
+
+// The first argument is a record pointer as text ("%ld %ld %ld %ld"); a
+// client that splits it into four arguments is understood too.  Further
+// arguments are accepted and not used.
+int VX_GraphicsServer_polyline_setsource_trace(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                                               VX_GraphicsServer_response* response)
+{
+    const char* proc = "VX_GraphicsServer_polyline_setsource_trace";
+    int type = -1;
+    void* item = vx_lookup(server, proc, command->handle, &type);
+    if (!item)
+        return VX_GraphicsServer_error2(server, response);
+    if (type != VX_TYPE_POLYLINE)
+        return vx_fail(server, response, "VX_GraphicsServer_polyline_setsource_trace: Item %s not a polyline item.\n",
+                       vx_msg(command->handle).constData());
+    if (command->args.isEmpty())
+        return vx_fail(server, response, "VX_GraphicsServer_polyline_setsource_trace: No Rsptr argument.\n");
+    Rsptr trace{};
+    QByteArray text = command->args[0].toUtf8();
+    if (rsptr_parse(text.constData(), &trace) != 0 &&
+        (command->args.size() != 4 || rsptr_parse(command->args.join(QLatin1Char(' ')).toUtf8().constData(), &trace) != 0))
+        return vx_fail(server, response, "VX_GraphicsServer_polyline_setsource_trace: Cannot parse Rsptr argument(%s).\n",
+                       vx_msg(command->args[0]).constData());
+    auto* polyline = static_cast<VXPolyline*>(item);
+    if (polyline->setSourceTrace(trace) < 0)
+        return vx_fail(server, response, "VX_GraphicsServer_polyline_setsource_trace: VXPolyline::setSourceTrace() error.\n");
+    polyline->setItemStale();
+    return vx_answer(response, command->handle);
+}
+
+// extra_args: the function (VX_GraphicsServer_viewport_event_callback) and the
+// client's data; a null function registers nothing.
+int VX_GraphicsServer_viewport_callback(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                                        VX_GraphicsServer_response* response)
+{
+    const char* proc = "VX_GraphicsServer_viewport_callback";
+    if (command->extra_args.size() != 2)
+        return vx_fail(server, response, "VX_GraphicsServer_viewport_callback: Need 2 callback arguments.\n");
+    VXViewport* viewport = vx_viewport_target(server, proc, command->handle, "%s: Item %s not a viewport item.\n");
+    if (!viewport)
+        return VX_GraphicsServer_error2(server, response);
+    if (auto fn = reinterpret_cast<VX_GraphicsServer_viewport_event_callback>(command->extra_args[0]))
+        viewport->setEventCallback(fn, viewport, command->extra_args[1]);
+    return vx_answer(response, command->command);
 }
 
 int VX_GraphicsServer_viewport_getwcoordbb(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
@@ -191,6 +237,10 @@ extern const std::vector<VX_GraphicsServer_command_row> vx_commands_viewport = {
     {"viewport", VX_GraphicsServer_viewport, "viewport FRAME|MAINWINDOW", "w = mainwindow none\nviewport $w"},
     {"axes", VX_GraphicsServer_axes, "axes VIEWPORT", "w = mainwindow none\nv = viewport $w\naxes $v"},
     {"polyline", VX_GraphicsServer_polyline, "polyline VIEWPORT", "w = mainwindow none\nv = viewport $w\npolyline $v"},
+    {"polyline_setsource_trace", VX_GraphicsServer_polyline_setsource_trace,
+     "polyline_setsource_trace POLYLINE \"database table field record\"", ""},
+    {"viewport_callback", VX_GraphicsServer_viewport_callback, "viewport_callback VIEWPORT (function, client data)",
+     "w = mainwindow none\nv = viewport $w\n@callback $v"},
     {"viewport_getwcoordbb", VX_GraphicsServer_viewport_getwcoordbb, "viewport_getwcoordbb VIEWPORT",
      "w = mainwindow none\nv = viewport $w\nviewport_getwcoordbb $v"},
     {"viewport_getdimensions", VX_GraphicsServer_viewport_getdimensions, "viewport_getdimensions VIEWPORT",

@@ -767,3 +767,21 @@ long rsnextid(Rsptr db, const char* name)
     return id;
 }
 
+
+void rsptr_print(Rsptr db, char* buffer)
+{
+    snprintf(buffer, RS_PTR_TEXT, "%ld %ld %ld %ld", db.database, db.table, db.field, db.record);
+}
+
+int rsptr_parse(const char* text, Rsptr* db)
+{
+    if (!text || !db)
+        return -1;
+    Rsptr p;
+    int end = 0;
+    if (sscanf(text, " %ld %ld %ld %ld %n", &p.database, &p.table, &p.field, &p.record, &end) != 4 ||
+        text[end] != '\0')
+        return -1;
+    *db = p;
+    return 0;
+}

@@ -152,6 +152,15 @@ VXPLOT_EXPORT int rsclose(Rsptr db);
 // The pointer that stands for failure: every index RS_INVALID.
 VXPLOT_EXPORT Rsptr rsinvalid();
 
+// An Rsptr written as text, "%ld %ld %ld %ld" (database, table, field,
+// record), for clients that pass record pointers through commands.  The
+// buffer holds at least RS_PTR_TEXT characters.
+constexpr int RS_PTR_TEXT = 96;
+VXPLOT_EXPORT void rsptr_print(Rsptr db, char* buffer);
+// Read that text: 0 when it holds exactly four integers (blanks around them
+// allowed), else -1 and *db untouched.
+VXPLOT_EXPORT int rsptr_parse(const char* text, Rsptr* db);
+
 // 1 when db is rsinvalid() or its database is not open, else 0.
 VXPLOT_EXPORT int rsisinvalid(Rsptr db);
 

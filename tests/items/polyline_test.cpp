@@ -4,6 +4,8 @@
 
 #include "items/polyline.h"
 #include "toolkit/hlvector.h"
+#include "toolkit/recordstore.h"
+#include "toolkit/wfgap.h"
 #include "viewport/viewport.h"
 
 #include <gtest/gtest.h>
@@ -16,6 +18,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
+#include <vector>
 
 using vptest::blank;
 using vptest::inkBox;
@@ -497,4 +501,95 @@ TEST(PolylineConfig, PrintersAndDefaults)
     EXPECT_FALSE(line.hasConfigureKey("trace"));
     EXPECT_EQ(line.setSourceHlgrid("grid0"), 0);
     hlvector_delete("pl_print");
+}
+
+// ---- the trace source --------------------------------------------------
+
+namespace {
+
+// A "Trace4.0" database in memory with the rows given as (time, samprate,
+// samples), all in one bundle.  Closed by the caller.
+Rsptr traceTable(const char* name, const std::vector<std::tuple<double, double, std::vector<float>>>& rows,
+                 bool bundle = true)
+{
+    Rsptr db = rsopen(name, "Trace4.0", RS_READ);
+    EXPECT_FALSE(rsisinvalid(db)) << takeErrors();
+    Rsptr tr = rslookup(db, nullptr, "trace", nullptr, "rsSCRATCH");
+    const long n = static_cast<long>(rows.size());
+    for (const auto& [time, samprate, samples] : rows) {
+        EXPECT_EQ(rsputv(tr, nullptr, "sta", "FUR", "chan", "BHZ", "time", time, "samprate", samprate, "data",
+                         samples.data(), static_cast<long>(samples.size()), "bundle", 0L, bundle ? n : 1L, nullptr),
+                  0)
+            << takeErrors();
+        EXPECT_GE(rsaddrecord(tr), 0) << takeErrors();
+    }
+    tr.record = 0;
+    return tr;
+}
+
+std::string rsptrText(Rsptr p)
+{
+    char buf[RS_PTR_TEXT];
+    rsptr_print(p, buf);
+    return buf;
+}
+
+} // namespace
+
+TEST(PolylineTrace, SamplesLandAtTheirTimesWithAGapBetweenRows)
+{
+    hl_clear_register(0);
+    // two rows of 4 samples at 1 sample/s: x 1..4 and 9..12, y as given
+    Rsptr tr = traceTable("trace_gap", {{1.0, 1.0, {2, 4, 6, 8}}, {9.0, 1.0, {8, 6, 4, 2}}});
+    auto vp = plotViewport();
+    auto line = redLine(vp.get());
+    ASSERT_EQ(line->configure("trace", rsptrText(tr).c_str(), nullptr), 0) << takeErrors();
+    ASSERT_EQ(line->vars.npts, 9);
+    EXPECT_EQ(line->vars.xpts[1], 2.0);
+    EXPECT_EQ(line->vars.ypts[1], 4.0);
+    EXPECT_EQ(line->vars.xpts[5], 9.0);
+    EXPECT_EQ(line->vars.gap_value, static_cast<double>(WF_GAP_VALUE));
+    EXPECT_EQ(line->vars.xpts[4], line->vars.gap_value);
+    EXPECT_EQ(line->vars.xmax, 12.0);  // bounds leave the gap out
+    EXPECT_EQ(line->vars.ymax, 8.0);
+
+    const QImage image = drawLine(line.get());
+    keep(image, "polyline_trace");
+    EXPECT_TRUE(inkAt(image, 40, 70));    // (2, 4): x 20 + 10*2, y 110 - 10*4
+    EXPECT_TRUE(inkAt(image, 110, 30));   // (9, 8), the second row's first sample
+    EXPECT_FALSE(inkAt(image, 80, 30));   // x 6, between the rows: no stroke joins them
+    rsclose(tr);
+}
+
+TEST(PolylineTrace, WithoutTheBundleOnlyTheGivenRow)
+{
+    Rsptr tr = traceTable("trace_single", {{0.0, 2.0, {1, 2, 3}}, {5.0, 2.0, {4, 5}}}, false);
+    tr.record = 1;
+    VXPolyline line(nullptr);
+    ASSERT_EQ(line.setSourceTrace(tr), 0) << takeErrors();
+    ASSERT_EQ(line.vars.npts, 2);
+    EXPECT_EQ(line.vars.xpts[1], 5.5);  // 2 samples per second
+    EXPECT_EQ(line.vars.ypts[1], 5.0);
+    rsclose(tr);
+}
+
+TEST(PolylineTrace, FailuresClearTheSourceWithTheirMessage)
+{
+    hl_clear_register(0);
+    Rsptr tr = traceTable("trace_bad", {{0.0, 1.0, {1, 2, 3}}});
+    Rsptr empty = tr;
+    ASSERT_GE(empty.record = rsaddnull(tr), 0);  // no data, nsamp null
+
+    VXPolyline line(nullptr);
+    ASSERT_EQ(line.setSourceTrace(tr), 0);
+    ASSERT_EQ(line.vars.npts, 3);
+    // a row whose samples are missing although it counts some
+    ASSERT_EQ(rsputv(empty, nullptr, "nsamp", 5L, nullptr), 0) << takeErrors();
+    EXPECT_EQ(line.setSourceTrace(empty), -1);
+    EXPECT_EQ(takeErrors(), "VXPolyline::setSourceTrace: NULL data.\n");
+    EXPECT_EQ(line.vars.npts, 0);
+
+    EXPECT_EQ(line.configure("trace", "1 2 three 4", nullptr), -1);
+    EXPECT_NE(takeErrors().find("polyline_parse_trace: Cannot parse Rsptr '1 2 three 4'.\n"), std::string::npos);
+    rsclose(tr);
 }
