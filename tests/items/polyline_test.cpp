@@ -415,7 +415,7 @@ TEST(PolylineConfig, BadValuesKeepTheEarlierState)
         {"unknown vector2", "vector2", "nosuch:0", "polyline_parse_vector2: hlvector2_get_points(nosuch:0) error.\n"},
         {"unknown history", "thistory", "nosuch", "polyline_parse_thistory: hlhistory_get_points(nosuch) error.\n"},
         {"bad pointer", "qlist", "zz", "polyline_parse_pointer: bad pointer value 'zz'.\n"},
-        {"unknown key", "trace", "1", "Unknown key 'trace'"},
+        {"unknown key", "nosuch", "1", "Unknown key 'nosuch'"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -498,7 +498,7 @@ TEST(PolylineConfig, PrintersAndDefaults)
     EXPECT_EQ(line.vars.gap_value, 2.12345e30);
     EXPECT_EQ(line.class_name, "VXPolyline");
     EXPECT_TRUE(vp->vars.display_list.contains(&line));
-    EXPECT_FALSE(line.hasConfigureKey("trace"));
+    EXPECT_TRUE(line.hasConfigureKey("trace"));
     EXPECT_EQ(line.setSourceHlgrid("grid0"), 0);
     hlvector_delete("pl_print");
 }
@@ -508,7 +508,7 @@ TEST(PolylineConfig, PrintersAndDefaults)
 namespace {
 
 // A "Trace4.0" database in memory with the rows given as (time, samprate,
-// samples), all in one bundle.  Closed by the caller.
+// samples), all in one bundle or each in its own.  Closed by the caller.
 Rsptr traceTable(const char* name, const std::vector<std::tuple<double, double, std::vector<float>>>& rows,
                  bool bundle = true)
 {
@@ -516,12 +516,13 @@ Rsptr traceTable(const char* name, const std::vector<std::tuple<double, double, 
     EXPECT_FALSE(rsisinvalid(db)) << takeErrors();
     Rsptr tr = rslookup(db, nullptr, "trace", nullptr, "rsSCRATCH");
     const long n = static_cast<long>(rows.size());
+    long i = 0;
     for (const auto& [time, samprate, samples] : rows) {
         EXPECT_EQ(rsputv(tr, nullptr, "sta", "FUR", "chan", "BHZ", "time", time, "samprate", samprate, "data",
-                         samples.data(), static_cast<long>(samples.size()), "bundle", 0L, bundle ? n : 1L, nullptr),
+                         samples.data(), static_cast<long>(samples.size()), "bundle", bundle ? 0L : i, bundle ? n : i + 1, nullptr),
                   0)
             << takeErrors();
-        EXPECT_GE(rsaddrecord(tr), 0) << takeErrors();
+        EXPECT_EQ(rsaddrecord(tr), i++) << takeErrors();
     }
     tr.record = 0;
     return tr;
@@ -561,7 +562,7 @@ TEST(PolylineTrace, SamplesLandAtTheirTimesWithAGapBetweenRows)
     rsclose(tr);
 }
 
-TEST(PolylineTrace, WithoutTheBundleOnlyTheGivenRow)
+TEST(PolylineTrace, ABundleOfOneRowGivesThatRow)
 {
     Rsptr tr = traceTable("trace_single", {{0.0, 2.0, {1, 2, 3}}, {5.0, 2.0, {4, 5}}}, false);
     tr.record = 1;

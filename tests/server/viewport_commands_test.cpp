@@ -3,6 +3,7 @@
 
 #include "items/polyline.h"
 #include "server/procs.h"
+#include "toolkit/recordstore.h"
 #include "viewport/viewport.h"
 
 #include <gtest/gtest.h>
@@ -189,4 +190,109 @@ TEST(ConfigureCommands, SetKeysAndReportFailuresByHandle)
     auto* vp = static_cast<VXViewport*>(VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0));
     EXPECT_DOUBLE_EQ(vp->vars.spc_xright, 5.0);
     EXPECT_EQ(vx_send("delete", line).handle, "delete");
+}
+
+namespace {
+
+Reply sendExtra(const QString& word, const QString& handle, const QList<void*>& extra)
+{
+    Reply r;
+    VX_GraphicsServer_response* response = nullptr;
+    r.ret = VX_GraphicsServer_send_extra(vx_test_server(), 0, &response, word, handle, extra);
+    if (response) {
+        r.code = response->response;
+        r.handle = response->handle;
+        r.params = response->return_params;
+    }
+    delete response;
+    hl_clear_register(0);
+    return r;
+}
+
+void countEvents(void*, VXEvent*, void* client_data)
+{
+    ++*static_cast<int*>(client_data);
+}
+
+} // namespace
+
+TEST(ViewportCommands, CallbackTakesAFunctionAndClientData)
+{
+    Session s;
+    auto* vp = static_cast<VXViewport*>(VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0));
+    int count = 0;
+    const qsizetype before = vp->vars.event_callbacks.size();
+    Reply r = sendExtra("viewport_callback", s.viewport,
+                        {reinterpret_cast<void*>(&countEvents), &count});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, "viewport_callback");
+    ASSERT_EQ(vp->vars.event_callbacks.size(), before + 1);
+    EXPECT_EQ(vp->vars.event_callbacks.last().client_data, &count);
+    // a null function registers nothing
+    EXPECT_EQ(sendExtra("viewport_callback", s.viewport, {nullptr, nullptr}).code, 0);
+    EXPECT_EQ(vp->vars.event_callbacks.size(), before + 1);
+
+    const QString axes = vx_send("axes", s.viewport).handle;
+    struct Case { const char* name; QString handle; QList<void*> extra; QString text; };
+    const Case cases[] = {
+        {"one argument", s.viewport, {reinterpret_cast<void*>(&countEvents)},
+         "VX_GraphicsServer_viewport_callback: Need 2 callback arguments.\n"},
+        {"not a viewport", axes, {reinterpret_cast<void*>(&countEvents), &count},
+         QString("VX_GraphicsServer_viewport_callback: Item %1 not a viewport item.\n").arg(axes)},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        r = sendExtra("viewport_callback", c.handle, c.extra);
+        EXPECT_NE(r.code, 0);
+        EXPECT_EQ(r.handle, c.text);
+    }
+    EXPECT_EQ(vp->vars.event_callbacks.size(), before + 1);
+    vx_send("delete", axes);
+}
+
+TEST(ViewportCommands, PolylineTraceSourceFromARecordPointer)
+{
+    Session s;
+    Rsptr db = rsopen("cmd_traces", "Trace4.0", RS_READ);
+    ASSERT_FALSE(rsisinvalid(db));
+    Rsptr tr = rslookup(db, nullptr, "trace", nullptr, "rsSCRATCH");
+    const float samples[] = {1, 2, 3};
+    ASSERT_EQ(rsputv(tr, nullptr, "time", 10.0, "samprate", 1.0, "data", samples, 3L, "bundle", 0L, 1L, nullptr), 0);
+    ASSERT_EQ(rsaddrecord(tr), 0);
+    tr.record = 0;
+    char text[RS_PTR_TEXT];
+    rsptr_print(tr, text);
+
+    const QString line = vx_send("polyline", s.viewport).handle;
+    auto* polyline = static_cast<VXPolyline*>(VX_GraphicsServer_get_item(vx_test_server(), line, nullptr, 0));
+    Reply r = vx_send("polyline_setsource_trace", line, {text});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, line);
+    ASSERT_EQ(polyline->vars.npts, 3);
+    EXPECT_EQ(polyline->vars.xpts[2], 12.0);
+    // the four numbers as separate arguments are understood too
+    EXPECT_EQ(vx_send("polyline_setsource_trace", line, QString(text).split(' ')).code, 0);
+
+    Rsptr missing = tr;
+    missing.record = 7;
+    char missing_text[RS_PTR_TEXT];
+    rsptr_print(missing, missing_text);
+    struct Case { const char* name; QString handle; QStringList args; QString text; };
+    const Case cases[] = {
+        {"not a polyline", s.viewport, {text},
+         QString("VX_GraphicsServer_polyline_setsource_trace: Item %1 not a polyline item.\n").arg(s.viewport)},
+        {"no argument", line, {}, "VX_GraphicsServer_polyline_setsource_trace: No Rsptr argument.\n"},
+        {"three numbers", line, {"1 2 3"},
+         "VX_GraphicsServer_polyline_setsource_trace: Cannot parse Rsptr argument(1 2 3).\n"},
+        {"no such record", line, {missing_text},
+         "VX_GraphicsServer_polyline_setsource_trace: VXPolyline::setSourceTrace() error.\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        r = vx_send("polyline_setsource_trace", c.handle, c.args);
+        EXPECT_NE(r.code, 0);
+        EXPECT_TRUE(r.handle.contains(c.text)) << r.handle.toStdString();
+    }
+    vx_send("delete", line);
+    rsclose(db);
 }
