@@ -1,7 +1,9 @@
-// The viewport and its first items: viewport, axes, polyline, and the
-// viewport's queries.
+// The viewport and its first items: viewport, axes, polyline, text,
+// textpopup, and the viewport's queries.
 #include "items/axes.h"
 #include "items/polyline.h"
+#include "items/text.h"
+#include "items/textpopup.h"
 #include "server/callbacks.h"
 #include "server/procs.h"
 #include "server/widgetprocs.h"
@@ -89,6 +91,40 @@ int VX_GraphicsServer_polyline(VX_GraphicsServer* server, VX_GraphicsServer_comm
     QString handle;
     VX_GraphicsServer_set_item(server, VX_TYPE_POLYLINE, polyline, handle);
     VX_TRACE("%s = new VXPolyline(%s)", vx_msg(handle).constData(), vx_msg(command->handle).constData());
+    return vx_answer(response, handle);
+}
+
+// text VIEWPORT text x y: x and y stay pixel expressions ("0.5v", "left+10")
+// that the item evaluates at each draw.
+int VX_GraphicsServer_text(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                           VX_GraphicsServer_response* response)
+{
+    VXViewport* viewport = vx_viewport_target(server, "VX_GraphicsServer_text", command->handle,
+                                              "%s: '%s' not a viewport.\n");
+    if (!viewport)
+        return VX_GraphicsServer_error2(server, response);
+    if (command->args.size() != 3)
+        return vx_fail(server, response, "VX_GraphicsServer_text: text item needs 3 arguments.\n");
+    const QByteArray text = command->args[0].toUtf8(), x = command->args[1].toUtf8(), y = command->args[2].toUtf8();
+    auto* item = new VXText(viewport, text.constData(), x.constData(), y.constData());
+    QString handle;
+    VX_GraphicsServer_set_item(server, VX_TYPE_TEXT, item, handle);
+    VX_TRACE("%s = new VXText(%s, %s, %s, %s)", vx_msg(handle).constData(), vx_msg(command->handle).constData(),
+             text.constData(), x.constData(), y.constData());
+    return vx_answer(response, handle);
+}
+
+int VX_GraphicsServer_textpopup(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                                VX_GraphicsServer_response* response)
+{
+    VXViewport* viewport = vx_viewport_target(server, "VX_GraphicsServer_textpopup", command->handle,
+                                              "%s: '%s' not a viewport.\n");
+    if (!viewport)
+        return VX_GraphicsServer_error2(server, response);
+    auto* popup = new VXTextPopup(viewport);
+    QString handle;
+    VX_GraphicsServer_set_object(server, VX_TYPE_TEXTPOPUP, popup, popup, handle);
+    VX_TRACE("%s = new VXTextPopup(%s)", vx_msg(handle).constData(), vx_msg(command->handle).constData());
     return vx_answer(response, handle);
 }
 
@@ -237,10 +273,13 @@ extern const std::vector<VX_GraphicsServer_command_row> vx_commands_viewport = {
     {"viewport", VX_GraphicsServer_viewport, "viewport FRAME|MAINWINDOW", "w = mainwindow none\nviewport $w"},
     {"axes", VX_GraphicsServer_axes, "axes VIEWPORT", "w = mainwindow none\nv = viewport $w\naxes $v"},
     {"polyline", VX_GraphicsServer_polyline, "polyline VIEWPORT", "w = mainwindow none\nv = viewport $w\npolyline $v"},
+    {"text", VX_GraphicsServer_text, "text VIEWPORT text x y",
+     "w = mainwindow none\nv = viewport $w\ntext $v \"Station PAS\" 0.5v 1.0v-10"},
+    {"textpopup", VX_GraphicsServer_textpopup, "textpopup VIEWPORT",
+     "w = mainwindow none\nv = viewport $w\nt = textpopup $v\nconfigure $t text=hello timeout=1"},
     {"polyline_setsource_trace", VX_GraphicsServer_polyline_setsource_trace,
      "polyline_setsource_trace POLYLINE \"database table field record\"", ""},
-    {"viewport_callback", VX_GraphicsServer_viewport_callback, "viewport_callback VIEWPORT (function, client data)",
-     "w = mainwindow none\nv = viewport $w\n@callback $v"},
+    {"viewport_callback", VX_GraphicsServer_viewport_callback, "viewport_callback VIEWPORT (function, client data)", ""},
     {"viewport_getwcoordbb", VX_GraphicsServer_viewport_getwcoordbb, "viewport_getwcoordbb VIEWPORT",
      "w = mainwindow none\nv = viewport $w\nviewport_getwcoordbb $v"},
     {"viewport_getdimensions", VX_GraphicsServer_viewport_getdimensions, "viewport_getdimensions VIEWPORT",

@@ -2,6 +2,7 @@
 #include "items/axes.h"
 #include "items/polyline.h"
 #include "items/text.h"
+#include "items/textpopup.h"
 #include "server/callbacks.h"
 #include "server/graphicsserver.h"
 #include "server/mainwindow.h"
@@ -130,6 +131,7 @@ QObject* vx_as_qobject(int type, void* widget)
         return nullptr;
     switch (type) {
     case VX_TYPE_VIEWPORT: return static_cast<VXViewport*>(widget);
+    case VX_TYPE_TEXTPOPUP: return static_cast<VXTextPopup*>(widget);
     case VX_TYPE_FRAME: return static_cast<QFrame*>(widget);
     case VX_TYPE_GRIDLAYOUT: return static_cast<QGridLayout*>(widget);
     case VX_TYPE_FORMLAYOUT: return static_cast<QFormLayout*>(widget);
@@ -174,6 +176,7 @@ void vx_destroy_object(int type, void* widget)
     case VX_TYPE_AXES: delete static_cast<VXAxes*>(widget); break;
     case VX_TYPE_TEXT: delete static_cast<VXText*>(widget); break;
     case VX_TYPE_POLYLINE: delete static_cast<VXPolyline*>(widget); break;
+    case VX_TYPE_TEXTPOPUP: delete static_cast<VXTextPopup*>(widget); break;
     case VX_TYPE_FRAME: delete static_cast<QFrame*>(widget); break;
     case VX_TYPE_GRIDLAYOUT: delete static_cast<QGridLayout*>(widget); break;
     case VX_TYPE_FORMLAYOUT: delete static_cast<QFormLayout*>(widget); break;
@@ -223,6 +226,7 @@ HLConfigure* vx_as_configure(int type, void* item)
     case VX_TYPE_AXES: return static_cast<VXAxes*>(item);
     case VX_TYPE_TEXT: return static_cast<VXText*>(item);
     case VX_TYPE_POLYLINE: return static_cast<VXPolyline*>(item);
+    case VX_TYPE_TEXTPOPUP: return static_cast<VXTextPopup*>(item);
     default: return nullptr;
     }
 }

@@ -2,6 +2,7 @@
 #include "support/testsupport.h"
 
 #include "items/polyline.h"
+#include "items/text.h"
 #include "server/procs.h"
 #include "toolkit/recordstore.h"
 #include "viewport/viewport.h"
@@ -295,4 +296,43 @@ TEST(ViewportCommands, PolylineTraceSourceFromARecordPointer)
     }
     vx_send("delete", line);
     rsclose(db);
+}
+
+TEST(ViewportCommands, TextAndTextpopupAreMadeOnAViewport)
+{
+    Session s;
+    QString expected = handleOf("text");
+    Reply r = vx_send("text", s.viewport, {"Station PAS", "0.5v", "1.0v-10"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, expected);
+    auto* text = static_cast<VXText*>(VX_GraphicsServer_get_item(vx_test_server(), r.handle, nullptr, 0));
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(text->getViewportParent(), VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0));
+    EXPECT_EQ(vx_send("configure", r.handle, {}, {"color_text red"}).code, 0);
+
+    Reply popup = vx_send("textpopup", s.viewport);
+    EXPECT_EQ(popup.code, 0);
+    EXPECT_TRUE(popup.handle.startsWith("textpopup:")) << qPrintable(popup.handle);
+    EXPECT_EQ(vx_send("configure", popup.handle, {}, {"text hello", "timeout 1"}).code, 0);
+    // the popup is a window of its own: deleting it leaves the table
+    EXPECT_EQ(vx_send("delete", popup.handle).code, 0);
+    EXPECT_EQ(VX_GraphicsServer_get_item(vx_test_server(), popup.handle, nullptr, 0), nullptr);
+    hl_clear_register(0);
+
+    struct Case { const char* name; const char* word; QString handle; QStringList args; QString text; };
+    const Case cases[] = {
+        {"text on a window", "text", s.window, {"a", "0", "0"},
+         QString("VX_GraphicsServer_text: '%1' not a viewport.\n").arg(s.window)},
+        {"text with two arguments", "text", s.viewport, {"a", "0"},
+         "VX_GraphicsServer_text: text item needs 3 arguments.\n"},
+        {"popup on a window", "textpopup", s.window, {},
+         QString("VX_GraphicsServer_textpopup: '%1' not a viewport.\n").arg(s.window)},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        r = vx_send(c.word, c.handle, c.args);
+        EXPECT_NE(r.code, 0);
+        EXPECT_EQ(r.handle, c.text);
+    }
+    vx_send("delete", expected);
 }
