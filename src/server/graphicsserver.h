@@ -168,6 +168,13 @@ VXPLOT_EXPORT VX_GraphicsServer* VX_GraphicsServer_create(int argc, char** argv,
 // Tolerates null.
 VXPLOT_EXPORT void VX_GraphicsServer_destroy(VX_GraphicsServer* server);
 
+// Write each top-level window of the session (main windows and parentless
+// frames, in the order of their handles) to a PNG file: the first to path,
+// the next to "stem-2.png" and so on.  Hidden windows are shown first.  Qt
+// thread only, typically after the session has ended.  The number written,
+// or -1 with a registered error.
+VXPLOT_EXPORT int VX_GraphicsServer_snapshot(VX_GraphicsServer* server, const QString& path);
+
 // The main loop of the Qt thread; returns when the session has ended.
 VXPLOT_EXPORT void VX_GraphicsServer_run_qt(VX_GraphicsServer* server);
 

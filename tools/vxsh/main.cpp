@@ -105,7 +105,7 @@ int main(int argc, char** argv)
         std::lock_guard<std::mutex> lock(shellState().mutex);
         snapshot = shellState().snapshot;
     }
-    if (!snapshot.isEmpty() && shellSnapshot(server, snapshot) < 0) {
+    if (!snapshot.isEmpty() && VX_GraphicsServer_snapshot(server, snapshot) < 0) {
         fprintf(stderr, "vxsh: %s", hl_errlog_string(0));
         hl_clear_register(0);
         shellState().status = 1;

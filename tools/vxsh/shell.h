@@ -38,8 +38,3 @@ ShellState& shellState();
 // The client thread's function: runs the scripts, then ends the session or
 // waits for it to end.  Never returns.
 void shellClient(VX_GraphicsServer* server, int argc, char** argv);
-
-// Write each top-level window of the session to an image; the first to
-// path, the others to path with "-2", "-3"... before the extension.
-// Returns the number of images written, negative on failure.
-int shellSnapshot(VX_GraphicsServer* server, const QString& path);
