@@ -3,10 +3,13 @@
 //   (a) a repaint of a viewport whose clean layer holds an item of 10^6
 //       points (one pixmap copy) against the full paint of that item;
 //   (b) polyDraw of 10^6 points through clipping and batching against a
-//       bare QPainter::drawPolyline of the same points in pixels.
+//       bare QPainter::drawPolyline of the same points in pixels;
+//   (c) a VXPolyline of the same points drawn by the item (path rebuilt,
+//       gaps looked for, pen set up) against the same bare drawPolyline.
 // The ratios are printed after the table.  Build in Release.
 #include <VX.h>
 
+#include "items/polyline.h"
 #include "viewport/viewport.h"
 
 #include <benchmark/benchmark.h>
@@ -150,6 +153,26 @@ void BM_BarePolyline(benchmark::State& state)
 }
 BENCHMARK(BM_BarePolyline)->Unit(benchmark::kMillisecond);
 
+void BM_PolylineItem(benchmark::State& state)
+{
+    auto vp = makeViewport();
+    const Trace& t = trace();
+    QList<VX_XY> points(npoints);
+    for (int i = 0; i < npoints; i++)
+        points[i] = VX_XY{t.x[i], t.y[i]};
+    VXPolyline line(vp.get());
+    line.setAntialias(false);
+    line.configure("color_outline", "darkblue", nullptr);
+    line.setSourceQList(&points);
+    QImage image(width, height, QImage::Format_ARGB32_Premultiplied);
+    for (auto _ : state) {
+        image.fill(Qt::white);
+        QPainter painter(&image);
+        line.draw(&painter);
+    }
+}
+BENCHMARK(BM_PolylineItem)->Unit(benchmark::kMillisecond);
+
 // Console output plus the real time of each benchmark, for the ratios.
 class RatioReporter : public benchmark::ConsoleReporter
 {
@@ -186,6 +209,9 @@ int main(int argc, char** argv)
     printf("(b) polyDraw / bare drawPolyline: %.2fx wall, %.2fx cpu (goal at most 1.5x)\n",
            ratio(reporter.seconds, "BM_PolyDraw", "BM_BarePolyline"),
            ratio(reporter.cpu_seconds, "BM_PolyDraw", "BM_BarePolyline"));
+    printf("(c) VXPolyline / bare drawPolyline: %.2fx wall, %.2fx cpu (goal at most 1.5x)\n",
+           ratio(reporter.seconds, "BM_PolylineItem", "BM_BarePolyline"),
+           ratio(reporter.cpu_seconds, "BM_PolylineItem", "BM_BarePolyline"));
     benchmark::Shutdown();
     return 0;
 }

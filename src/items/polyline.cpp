@@ -6,6 +6,7 @@
 
 #include <QPainter>
 #include <QPainterPath>
+#include <QVarLengthArray>
 #include <QTransform>
 
 #include <cmath>
@@ -44,6 +45,48 @@ void VXPolyline::setVisibility()
 {
 }
 
+namespace {
+
+// Strokes the points of VXPolyDraw, shifted by an offset, as polylines
+// of at most a thousand points: Qt strokes polylines much faster than the
+// same points as one long path, and short ones fastest.
+class PolylineStroker : public VXPolyDrawSink
+{
+public:
+    PolylineStroker(QPainter* painter, QPointF offset) : painter(painter), offset(offset) {}
+    ~PolylineStroker() override { flush(); }
+    void moveTo(double x, double y) override
+    {
+        flush();
+        run.clear();
+        run.append(QPointF(x + offset.x(), y + offset.y()));
+    }
+    void lineTo(double x, double y) override
+    {
+        if (run.size() == batch) {
+            // the next batch continues the line from the last point
+            const QPointF last = run.last();
+            flush();
+            run.clear();
+            run.append(last);
+        }
+        run.append(QPointF(x + offset.x(), y + offset.y()));
+    }
+    void flush()
+    {
+        if (run.size() > 1)
+            painter->drawPolyline(run.data(), static_cast<int>(run.size()));
+    }
+
+private:
+    static constexpr int batch = 1000;
+    QPainter* painter;
+    QPointF offset;
+    QVarLengthArray<QPointF, batch> run;
+};
+
+} // namespace
+
 int VXPolyline::drawViewportItem(QPainter* painter)
 {
     return draw(painter);
@@ -67,6 +110,22 @@ int VXPolyline::draw(QPainter* painter)
     // normalised y counts from the top
     const bool flip_y = vars.ymode == VX_POLYLINE_VIEWPORT;
 
+    painter->save();
+    if (vars.gc && !vars.gc->isEmpty()) {
+        QPen pen;
+        QBrush brush;
+        VXGraphicsContext::makeGcPenBrush(vars.gc, &pen, &brush);
+        VXGraphicsContext::drawGcPainter(vars.gc, &pen, &brush, painter);
+    } else {
+        painter->setPen(Qt::NoPen);
+        painter->setBrush(Qt::NoBrush);
+        if (vars.fill.color.isValid())
+            VX_setup_fill(painter, &vars.fill);
+        if (vars.outline.color.isValid())
+            VX_setup_line(painter, &vars.outline, vars.linewidth, vars.linestyle, -1, -1);
+    }
+    painter->setRenderHint(QPainter::Antialiasing, antialias);
+    painter->setClipRect(state->mleft, state->mtop, w, h, Qt::IntersectClip);
     QPainterPath* path = nullptr;
     if (vars.plpath && vars.plpath->path) {
         QPainterPath source = *vars.plpath->path;
@@ -99,33 +158,31 @@ int VXPolyline::draw(QPainter* painter)
             path = vp->wrapLongitudes(n, x, y, 0, 0);
         } else {
             VXPolyDraw pd(state, 0, vars.xgain, vars.ygain, vars.xmode, vars.ymode);
+            // a line without fill is stroked while the points are pumped,
+            // with no path in between; a painter that is not translated
+            // spares Qt a mapping of every point
+            std::unique_ptr<PolylineStroker> stroker;
+            if (painter->brush().style() == Qt::NoBrush) {
+                stroker = std::make_unique<PolylineStroker>(painter, QPointF(state->mleft, state->mtop));
+                pd.sink = stroker.get();
+            }
+            auto* empty = new QPainterPath();
+            if (!stroker)
+                empty->reserve(n + 1);  // one growth instead of twenty for long traces
             if (vars.gap_value == VX_NULL_VALUE)
-                path = pd.addPoints(new QPainterPath(), n, x, y, 0, 0);
+                path = pd.addPoints(empty, n, x, y, 0, 0);
             else
-                path = pd.addPoints(new QPainterPath(), n, x, y, vars.gap_value, 0);
+                path = pd.addPoints(empty, n, x, y, vars.gap_value, 0);
         }
     }
-    if (!path)
+    if (!path) {
+        painter->restore();
         return 0;
-
-    painter->save();
-    if (vars.gc && !vars.gc->isEmpty()) {
-        QPen pen;
-        QBrush brush;
-        VXGraphicsContext::makeGcPenBrush(vars.gc, &pen, &brush);
-        VXGraphicsContext::drawGcPainter(vars.gc, &pen, &brush, painter);
-    } else {
-        painter->setPen(Qt::NoPen);
-        painter->setBrush(Qt::NoBrush);
-        if (vars.fill.color.isValid())
-            VX_setup_fill(painter, &vars.fill);
-        if (vars.outline.color.isValid())
-            VX_setup_line(painter, &vars.outline, vars.linewidth, vars.linestyle, -1, -1);
     }
-    painter->setRenderHint(QPainter::Antialiasing, antialias);
-    painter->translate(state->mleft, state->mtop);
-    painter->setClipRect(0, 0, w, h, Qt::IntersectClip);
-    painter->drawPath(*path);
+    if (!path->isEmpty()) {
+        painter->translate(state->mleft, state->mtop);
+        painter->drawPath(*path);
+    }
     painter->restore();
     delete path;
 

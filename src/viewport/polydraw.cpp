@@ -69,6 +69,13 @@ void VXPolyDraw::emitPoint(QPainterPath* path, int disposition, double x, double
         disposition = VXScaledata::disposition_moveTo;
         move_pending = false;
     }
+    if (sink) {
+        if (disposition == VXScaledata::disposition_moveTo)
+            sink->moveTo(w * x, h * y);
+        else
+            sink->lineTo(w * x, h * y);
+        return;
+    }
     if (disposition == VXScaledata::disposition_moveTo)
         path->moveTo(w * x, h * y);
     else

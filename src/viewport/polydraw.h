@@ -17,6 +17,16 @@ class QPainterPath;
 class VXScaledata;
 struct VxViewport;
 
+// Takes the points of VXPolyDraw in place of a path, for callers that
+// stroke them at once: a long path costs more to build than to draw.
+class VXPLOT_EXPORT VXPolyDrawSink
+{
+public:
+    virtual ~VXPolyDrawSink() = default;
+    virtual void moveTo(double x, double y) = 0;
+    virtual void lineTo(double x, double y) = 0;
+};
+
 class VXPLOT_EXPORT VXPolyDraw
 {
 public:
@@ -47,6 +57,9 @@ public:
     int first;              // 1 until a point was emitted
     double xgain, ygain;
     int xmode, ymode;
+    // When set, points go to the sink and the path given to addPoints()
+    // stays as it is.  Not owned.
+    VXPolyDrawSink* sink = nullptr;
 
 private:
     void addRun(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start);
