@@ -64,6 +64,7 @@
 #include "server/toplevel.h"
 
 // tables and parameter views
+#include "views/commandconsole.h"
 #include "views/dbtableview.h"
 #include "views/tableview.h"
 #include "views/tableview_model.h"

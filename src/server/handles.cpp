@@ -10,6 +10,7 @@
 #include "server/procs.h"
 #include "server/toplevel.h"
 #include "viewport/viewport.h"
+#include "views/commandconsole.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -150,6 +151,7 @@ QObject* vx_as_qobject(int type, void* widget)
     case VX_TYPE_COMBOBOX: return static_cast<QComboBox*>(widget);
     case VX_TYPE_DIALOG: return static_cast<QDialog*>(widget);
     case VX_TYPE_LABEL: return static_cast<QLabel*>(widget);
+    case VX_TYPE_COMMANDCONSOLE: return static_cast<VXCommandConsole*>(widget);
     default: return nullptr;
     }
 }
@@ -194,6 +196,7 @@ void vx_destroy_object(int type, void* widget)
     case VX_TYPE_COMBOBOX: delete static_cast<QComboBox*>(widget); break;
     case VX_TYPE_DIALOG: delete static_cast<QDialog*>(widget); break;
     case VX_TYPE_LABEL: delete static_cast<QLabel*>(widget); break;
+    case VX_TYPE_COMMANDCONSOLE: delete static_cast<VXCommandConsole*>(widget); break;
     case VX_TYPE_ACTION:
     case VX_TYPE_TRACEVIEW:
         // the entry goes, the object stays: actions belong to their menus
@@ -227,6 +230,7 @@ HLConfigure* vx_as_configure(int type, void* item)
     case VX_TYPE_TEXT: return static_cast<VXText*>(item);
     case VX_TYPE_POLYLINE: return static_cast<VXPolyline*>(item);
     case VX_TYPE_TEXTPOPUP: return static_cast<VXTextPopup*>(item);
+    case VX_TYPE_COMMANDCONSOLE: return static_cast<VXCommandConsole*>(item);
     default: return nullptr;
     }
 }

@@ -1,0 +1,369 @@
+// The command console's words, sent directly on the test thread: making a
+// console, queuing commands, output, file import, the command callback, the
+// error texts, and the common words on a console handle.
+#include "support/testsupport.h"
+
+#include "server/procs.h"
+#include "views/commandconsole.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QGridLayout>
+#include <QPointer>
+#include <QPushButton>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace {
+
+template <class T>
+T* object(const QString& handle, int* type_out = nullptr)
+{
+    int type = -1;
+    void* item = VX_GraphicsServer_get_item(vx_test_server(), handle, &type, 0);
+    hl_clear_register(0);
+    if (type_out)
+        *type_out = type;
+    return static_cast<T*>(static_cast<QObject*>(vx_as_qobject(type, item)));
+}
+
+Reply sendExtra(const QString& word, const QString& handle, const QList<void*>& extra)
+{
+    Reply r;
+    VX_GraphicsServer_response* response = nullptr;
+    r.ret = VX_GraphicsServer_send_extra(vx_test_server(), 0, &response, word, handle, extra);
+    if (response) {
+        r.code = response->response;
+        r.handle = response->handle;
+        r.params = response->return_params;
+    }
+    delete response;
+    hl_clear_register(0);
+    return r;
+}
+
+void record(QString command, HL_ClientData data)
+{
+    static_cast<QStringList*>(data)->append(command);
+}
+
+// A window with a console; {w} window, {f} its frame, {c} the console, {b} a button.
+struct Session
+{
+    QHash<QString, QString> h;
+    VXCommandConsole* console = nullptr;
+
+    Session()
+    {
+        h["w"] = vx_send("mainwindow", "none").handle;
+        h["f"] = object<VXMainWindow>(h["w"])->tl_handle;
+        h["c"] = vx_send("commandconsole", h["w"]).handle;
+        h["b"] = vx_send("button", h["w"]).handle;
+        console = object<VXCommandConsole>(h["c"]);
+    }
+    ~Session()
+    {
+        QCoreApplication::processEvents();
+        vx_send("delete", h["w"]);
+    }
+    QString fill(QString text) const
+    {
+        for (auto it = h.cbegin(); it != h.cend(); ++it)
+            text.replace("{" + it.key() + "}", it.value());
+        return text;
+    }
+};
+
+// Trace lines written while f runs, with the trace switched on.
+template <class F>
+QStringList traced(F f)
+{
+    static QStringList* lines = nullptr;
+    QStringList captured;
+    lines = &captured;
+    const int was = vxplot_debug;
+    vxplot_debug = 1;
+    QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& m) {
+        if (type == QtDebugMsg && lines)
+            lines->append(m);
+    });
+    f();
+    qInstallMessageHandler(previous);
+    vxplot_debug = was;
+    lines = nullptr;
+    return captured;
+}
+
+} // namespace
+
+TEST(ConsoleCommands, MakesAConsoleInAFrameOrMainWindow)
+{
+    Session s;
+    int n = vx_next_instance();
+    int type = -1;
+    ASSERT_NE(s.console, nullptr);
+    object<VXCommandConsole>(s.h["c"], &type);
+    EXPECT_EQ(type, VX_TYPE_COMMANDCONSOLE);
+    EXPECT_TRUE(s.h["c"].startsWith("commandconsole:"));
+    EXPECT_EQ(s.console->parentWidget(), object<QFrame>(s.h["f"]));  // the window's central frame
+    EXPECT_EQ(s.console->toPlainText(), ">");
+
+    Reply r = vx_send("commandconsole", s.h["f"]);
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, QStringLiteral("commandconsole:%1").arg(n));
+    EXPECT_EQ(VX_GraphicsServer_get_value(vx_test_server(), object<VXCommandConsole>(r.handle)), r.handle);
+
+    QStringList lines = traced([&] { r = vx_send("commandconsole", s.h["w"]); });
+    EXPECT_EQ(lines, QStringList({QStringLiteral("%1 = new VXCommandConsole(%2)").arg(r.handle, s.h["w"])}));
+}
+
+TEST(ConsoleCommands, TwoCommandsRunInOrderOneTurnApart)
+{
+    Session s;
+    QStringList seen;
+    Reply r = sendExtra("commandconsole_callback", s.h["c"], {reinterpret_cast<void*>(&record), &seen});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, "commandconsole_callback");
+    r = vx_send("commandconsole_sendcommand", s.h["c"], {"show all"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, s.h["c"]);
+    EXPECT_EQ(vx_send("commandconsole_sendcommand", s.h["c"], {"filter off", "1", "1"}).code, 0);
+    EXPECT_TRUE(seen.isEmpty());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(seen, QStringList({"show all"}));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(seen, QStringList({"show all", "filter off"}));
+    // both echoed, in order
+    EXPECT_EQ(s.console->toPlainText(), ">show all\n>filter off\n");
+}
+
+TEST(ConsoleCommands, OutputGetCommandAndEcho)
+{
+    Session s;
+    EXPECT_EQ(vx_send("commandconsole_sendcommand", s.h["c"], {"first", "1", "0"}).code, 0);
+    QCoreApplication::processEvents();
+    Reply r = vx_send("commandconsole_printlineoutput", s.h["c"], {"result 42", "", "0", "1"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, s.h["c"]);
+    EXPECT_EQ(s.console->toPlainText(), ">first\nresult 42\n>");
+    r = vx_send("commandconsole_getcommand", s.h["c"], {"0"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, s.h["c"]);
+    EXPECT_EQ(r.params, QStringList({"first"}));
+    // past the end: an empty text
+    r = vx_send("commandconsole_getcommand", s.h["c"], {"99"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.params, QStringList({""}));
+    // without echo nothing is written on the prompt line
+    EXPECT_EQ(vx_send("commandconsole_sendcommand", s.h["c"], {"silent", "0", "0"}).code, 0);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(s.console->toPlainText(), ">first\nresult 42\n>");
+    // error output with a prefix
+    EXPECT_EQ(vx_send("commandconsole_printlineoutput", s.h["c"], {"oops", "E: ", "1", "0"}).code, 0);
+    EXPECT_EQ(s.console->toPlainText(), ">first\nresult 42\nE: oops\n>");
+}
+
+TEST(ConsoleCommands, ImportFromFile)
+{
+    Session s;
+    QStringList seen;
+    sendExtra("commandconsole_callback", s.h["c"], {reinterpret_cast<void*>(&record), &seen});
+
+    const QString missing = "/nonexistent/console/commands.txt";
+    Reply r = vx_send("commandconsole_importfromfile", s.h["c"], {missing});
+    EXPECT_EQ(r.ret, -1);
+    EXPECT_EQ(r.code, 1);
+    EXPECT_EQ(r.handle, "VXCommandConsole::importFromFile: file.open(" + missing + ") error.\n"
+                        "VX_GraphicsServer_commandconsole_importfromfile: VXCommandConsole::importFromFile(" +
+                            missing + ") error.\n");
+    EXPECT_TRUE(s.console->command_queue.isEmpty());
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(seen.isEmpty());
+
+    QTemporaryDir dir;
+    const QString path = dir.filePath("session.cmd");
+    {
+        QFile f(path);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write("time 0 600\nscale 2\nshow BHZ\n");
+    }
+    r = vx_send("commandconsole_importfromfile", s.h["c"], {path, "0"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, s.h["c"]);
+    EXPECT_EQ(s.console->command_queue.size(), 3);
+    for (int i = 0; i < 3; i++)
+        QCoreApplication::processEvents();
+    EXPECT_EQ(seen, QStringList({"time 0 600", "scale 2", "show BHZ"}));
+    EXPECT_TRUE(s.console->command_queue.isEmpty());
+    EXPECT_EQ(s.console->toPlainText(), ">");  // echo 0
+}
+
+TEST(ConsoleCommands, ANullCallbackSilencesTheConsole)
+{
+    Session s;
+    QStringList seen;
+    sendExtra("commandconsole_callback", s.h["c"], {reinterpret_cast<void*>(&record), &seen});
+    EXPECT_EQ(sendExtra("commandconsole_callback", s.h["c"], {nullptr, nullptr}).code, 0);
+    vx_send("commandconsole_sendcommand", s.h["c"], {"x"});
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(seen.isEmpty());
+}
+
+TEST(ConsoleCommands, TraceLines)
+{
+    Session s;
+    QTemporaryDir dir;
+    const QString path = dir.filePath("empty.cmd");
+    {
+        QFile f(path);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    }
+    const QString c = s.h["c"];
+    QStringList lines = traced([&] {
+        vx_send("commandconsole_sendcommand", c, {"a b"});
+        vx_send("commandconsole_printlineoutput", c, {"out", "p", "1", "0"});
+        vx_send("commandconsole_importfromfile", c, {path, "0"});
+        vx_send("commandconsole_getcommand", c, {"0"});
+    });
+    QCoreApplication::processEvents();
+    EXPECT_EQ(lines, QStringList({c + "->sendCommand(a b, 1, 1)", c + "->printLineOutput(out, p, 1, 0)",
+                                  c + "->importFromFile(" + path + ", 0)"}));
+}
+
+TEST(ConsoleCommands, ErrorTextsAndNothingChanges)
+{
+    Session s;
+    struct Row
+    {
+        const char* name;
+        const char* word;
+        const char* handle;
+        QStringList args;
+        const char* expected;
+    };
+    const Row rows[] = {
+        {"make parent", "commandconsole", "{b}", {}, "VX_GraphicsServer_commandconsole: parent must be a frame or mainwindow.\n"},
+        {"make parent console", "commandconsole", "{c}", {}, "VX_GraphicsServer_commandconsole: parent must be a frame or mainwindow.\n"},
+        {"make unknown", "commandconsole", "frame:999999", {},
+         "VX_GraphicsServer_get_item: Handle 'frame:999999' not found.\nVX_GraphicsServer_commandconsole: VX_GraphicsServer_get_item(frame:999999) error.\n"},
+        {"send target", "commandconsole_sendcommand", "{b}", {"x"}, "VX_GraphicsServer_commandconsole_sendcommand: must be commandconsole item parent.\n"},
+        {"send unknown", "commandconsole_sendcommand", "commandconsole:999999", {"x"},
+         "VX_GraphicsServer_get_item: Handle 'commandconsole:999999' not found.\nVX_GraphicsServer_commandconsole_sendcommand: VX_GraphicsServer_get_item(commandconsole:999999) error.\n"},
+        {"send none", "commandconsole_sendcommand", "{c}", {}, "VX_GraphicsServer_commandconsole_sendcommand: sendcommand needs 1, 2, or 3 arguments.\n"},
+        {"send four", "commandconsole_sendcommand", "{c}", {"x", "1", "1", "1"}, "VX_GraphicsServer_commandconsole_sendcommand: sendcommand needs 1, 2, or 3 arguments.\n"},
+        {"send echo_command", "commandconsole_sendcommand", "{c}", {"x", "yes"}, "VX_GraphicsServer_commandconsole_sendcommand: echo_command conversion error 'yes'.\n"},
+        {"send echo_output", "commandconsole_sendcommand", "{c}", {"x", "1", "1.5"}, "VX_GraphicsServer_commandconsole_sendcommand: echo_output conversion error '1.5'.\n"},
+        {"print target", "commandconsole_printlineoutput", "{w}", {"a", "", "0", "1"}, "VX_GraphicsServer_commandconsole_printlineoutput: must be commandconsole item parent.\n"},
+        {"print three", "commandconsole_printlineoutput", "{c}", {"a", "", "0"}, "VX_GraphicsServer_commandconsole_printlineoutput: printlineoutput needs 4 arguments.\n"},
+        {"print error flag", "commandconsole_printlineoutput", "{c}", {"a", "", "e", "1"}, "VX_GraphicsServer_commandconsole_printlineoutput: error_output_flag conversion error 'e'.\n"},
+        {"print done flag", "commandconsole_printlineoutput", "{c}", {"a", "", "0", "done"}, "VX_GraphicsServer_commandconsole_printlineoutput: output_done_flag conversion error 'done'.\n"},
+        {"import target", "commandconsole_importfromfile", "{f}", {"/dev/null"}, "VX_GraphicsServer_commandconsole_importfromfile: must be commandconsole item parent.\n"},
+        {"import none", "commandconsole_importfromfile", "{c}", {}, "VX_GraphicsServer_commandconsole_importfromfile: importfromfile needs 1 or 2 arguments.\n"},
+        {"import three", "commandconsole_importfromfile", "{c}", {"/dev/null", "1", "1"}, "VX_GraphicsServer_commandconsole_importfromfile: importfromfile needs 1 or 2 arguments.\n"},
+        {"import echo", "commandconsole_importfromfile", "{c}", {"/dev/null", "on"}, "VX_GraphicsServer_commandconsole_importfromfile: echo conversion error 'on'.\n"},
+        {"get target", "commandconsole_getcommand", "{b}", {"0"}, "VX_GraphicsServer_commandconsole_getcommand: must be commandconsole item parent.\n"},
+        {"get none", "commandconsole_getcommand", "{c}", {}, "VX_GraphicsServer_commandconsole_getcommand: getcommand needs 1 argument.\n"},
+        {"get two", "commandconsole_getcommand", "{c}", {"0", "1"}, "VX_GraphicsServer_commandconsole_getcommand: getcommand needs 1 argument.\n"},
+        {"get index", "commandconsole_getcommand", "{c}", {"first"}, "VX_GraphicsServer_commandconsole_importfromfile: command_index conversion error 'first'.\n"},
+        {"callback target", "commandconsole_callback", "{b}", {}, "VX_GraphicsServer_commandconsole_callback: must be commandconsole item parent.\n"},
+        {"callback count", "commandconsole_callback", "{c}", {}, "VX_GraphicsServer_commandconsole_callback: callback needs 2 arguments.\n"},
+    };
+    for (const Row& c : rows) {
+        SCOPED_TRACE(c.name);
+        QStringList args;
+        for (const QString& a : c.args)
+            args.append(s.fill(a));
+        const int n = vx_next_instance();
+        const auto entries = vx_test_server()->handles.size();
+        const QString before = s.console->toPlainText();
+        Reply r = vx_send(c.word, s.fill(c.handle), args);
+        EXPECT_EQ(r.ret, -1);
+        EXPECT_EQ(r.code, 1);
+        EXPECT_EQ(r.handle, s.fill(c.expected));
+        EXPECT_EQ(vx_next_instance(), n);
+        EXPECT_EQ(vx_test_server()->handles.size(), entries);
+        EXPECT_TRUE(s.console->command_queue.isEmpty());
+        EXPECT_EQ(s.console->toPlainText(), before);
+    }
+}
+
+TEST(ConsoleCommands, KeysThroughConfigure)
+{
+    Session s;
+    struct Row
+    {
+        const char* key;
+        const char* value;  // default
+    };
+    const Row rows[] = {
+        {"font", "courier,14"},         {"color_foreground", "blue"},  {"color_foreground_selection", "lightyellow"},
+        {"color_background", "lightyellow"}, {"color_background_selection", "blue"}, {"color_prompt", "orange"},
+        {"color_output", "black"},      {"color_erroroutput", "red"},  {"prompt", ">"},
+    };
+    for (const Row& c : rows) {
+        SCOPED_TRACE(c.key);
+        char* value = s.console->getConfigureValue(c.key);
+        ASSERT_NE(value, nullptr);
+        EXPECT_STREQ(value, c.value);
+        free(value);
+        // setting the default again through the server is accepted
+        Reply r = vx_send("configure", s.h["c"], {}, {QStringLiteral("%1 %2").arg(c.key, c.value)});
+        EXPECT_EQ(r.code, 0) << r.handle.toStdString();
+        EXPECT_EQ(r.handle, "configure");
+    }
+    Reply r = vx_send("configure", s.h["c"], {}, {"color_background green", "prompt $"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(s.console->palette().color(QPalette::Base), QColor("green"));
+    char* prompt = s.console->getConfigureValue("prompt");
+    EXPECT_STREQ(prompt, "$");
+    free(prompt);
+    r = vx_send("configure", s.h["c"], {}, {"color_output notacolour"});
+    EXPECT_EQ(r.code, 1);
+    EXPECT_EQ(r.handle, "VX_GraphicsServer_configure: configure(" + s.h["c"] + ") error.\n");
+    r = vx_send("configure_kvstring", s.h["c"], {"color_prompt red\nfont courier,18\n"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(s.console->font().pixelSize(), 18);
+}
+
+TEST(ConsoleCommands, CommonWordsTakeAConsole)
+{
+    Session s;
+    const QString c = s.h["c"];
+    EXPECT_EQ(vx_send("hide", c).handle, "hide");
+    EXPECT_TRUE(s.console->isHidden());
+    EXPECT_EQ(vx_send("show", c).handle, "show");
+    EXPECT_FALSE(s.console->isHidden());
+    EXPECT_EQ(vx_send("geometry", c, {"10", "20", "300", "200"}).code, 0);
+    EXPECT_EQ(s.console->geometry(), QRect(10, 20, 300, 200));
+    EXPECT_EQ(vx_send("update", c).code, 0);
+    EXPECT_EQ(vx_send("totop", c).code, 0);
+    struct Row
+    {
+        const char* word;
+        QStringList args;
+    };
+    const Row refused[] = {{"itemhide", {}}, {"itemshow", {}}, {"itemsetname", {"n"}}, {"setitemstale", {}}};
+    for (const Row& row : refused) {
+        SCOPED_TRACE(row.word);
+        Reply r = vx_send(row.word, c, row.args);
+        EXPECT_EQ(r.code, 1);
+        EXPECT_EQ(r.handle, QStringLiteral("VX_GraphicsServer_%1: commandconsole object not a vxplot item.\n")
+                                .arg(QLatin1String(row.word)));
+    }
+    // a layout on the console, and the console in a layout and a splitter
+    Reply g = vx_send("gridlayout", c);
+    EXPECT_EQ(g.code, 0) << g.handle.toStdString();
+    EXPECT_EQ(s.console->layout(), object<QGridLayout>(g.handle));
+    Reply outer = vx_send("gridlayout", s.h["f"]);
+    Reply add = vx_send("gridlayout_addwidget", outer.handle, {c, "0", "0", "1", "1"});
+    EXPECT_EQ(add.code, 0) << add.handle.toStdString();
+    Reply sp = vx_send("splitter", s.h["w"]);
+    EXPECT_EQ(vx_send("splitter_addwidget", sp.handle, {c, "0"}).code, 0);
+
+    QPointer<VXCommandConsole> alive(s.console);
+    EXPECT_EQ(vx_send("delete", c).handle, "delete");
+    EXPECT_TRUE(alive.isNull());
+}

@@ -1,0 +1,495 @@
+// The command console: prompt, the read-only old text, history, the queue
+// that runs one command per event-loop turn, output, file import, mouse
+// selection, clipboard actions and configuration keys.
+#include "support/testsupport.h"
+
+#include "views/commandconsole.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QCoreApplication>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+namespace {
+
+std::string takeErrors()
+{
+    std::string text = hl_errlog_string(0);
+    hl_clear_register(0);
+    return text;
+}
+
+// What the command callback saw; with print set it answers each command
+// with "out:<command>" and the next prompt, as a real client does.
+struct Recorder
+{
+    QStringList commands;
+    VXCommandConsole* console = nullptr;
+    bool print = false;
+};
+
+void record(QString command, HL_ClientData data)
+{
+    auto* r = static_cast<Recorder*>(data);
+    r->commands.append(command);
+    if (r->print && r->console)
+        r->console->printLineOutput(QStringLiteral("out:") + command, QString(), 0, 1);
+}
+
+void other(QString, HL_ClientData data)
+{
+    ++*static_cast<int*>(data);
+}
+
+void destroyConsole(QString, HL_ClientData data)
+{
+    delete static_cast<VXCommandConsole*>(data);
+}
+
+struct ConsoleTest : ::testing::Test
+{
+    void SetUp() override
+    {
+        console = std::make_unique<VXCommandConsole>();
+        console->resize(400, 300);
+        recorder.console = console.get();
+    }
+    void TearDown() override { QCoreApplication::processEvents(); }
+    QString text() const { return console->toPlainText(); }
+    // One turn of the event loop.
+    static void turn() { QCoreApplication::processEvents(); }
+    void turns(int n)
+    {
+        for (int i = 0; i < n; i++)
+            turn();
+    }
+    void putCursor(int position)
+    {
+        QTextCursor c = console->textCursor();
+        c.setPosition(position);
+        console->setTextCursor(c);
+    }
+    QPoint pointOf(int position)
+    {
+        QTextCursor c(console->document());
+        c.setPosition(position);
+        const QRect r = console->cursorRect(c);
+        return QPoint(r.left() + 2, r.center().y());
+    }
+    QColor colorAt(int position)
+    {
+        QTextCursor c(console->document());
+        c.setPosition(position + 1);  // the format of the character before
+        return c.charFormat().foreground().color();
+    }
+
+    std::unique_ptr<VXCommandConsole> console;
+    Recorder recorder;
+};
+
+} // namespace
+
+TEST(CommandConsoleKeys, DefaultsAndChanges)
+{
+    VXCommandConsole console;
+    struct Row
+    {
+        const char* key;
+        const char* expected;
+    };
+    const Row rows[] = {
+        {"font", "courier,14"},
+        {"color_foreground", "blue"},
+        {"color_foreground_selection", "lightyellow"},
+        {"color_background", "lightyellow"},
+        {"color_background_selection", "blue"},
+        {"color_prompt", "orange"},
+        {"color_output", "black"},
+        {"color_erroroutput", "red"},
+        {"prompt", ">"},
+    };
+    for (const Row& c : rows) {
+        SCOPED_TRACE(c.key);
+        char* value = console.getConfigureValue(c.key);
+        ASSERT_NE(value, nullptr) << takeErrors();
+        EXPECT_STREQ(value, c.expected);
+        free(value);
+    }
+    EXPECT_EQ(console.palette().color(QPalette::Base), QColor("lightyellow"));
+    EXPECT_EQ(console.palette().color(QPalette::Text), QColor("blue"));
+    EXPECT_EQ(console.font().pixelSize(), 14);
+    EXPECT_EQ(console.lineWrapMode(), QTextEdit::NoWrap);
+
+    // a change shows at once; a bad value leaves the old one
+    EXPECT_EQ(console.configure("color_background", "red", "font", "courier,20", nullptr), 0) << takeErrors();
+    EXPECT_EQ(console.palette().color(QPalette::Base), QColor("red"));
+    EXPECT_EQ(console.font().pixelSize(), 20);
+    EXPECT_LT(console.configure("color_background", "nocolour", nullptr), 0);
+    takeErrors();
+    EXPECT_EQ(console.palette().color(QPalette::Base), QColor("red"));
+    // every row keeps its value on an empty text
+    EXPECT_EQ(console.configure("prompt", "", "color_prompt", "", nullptr), 0) << takeErrors();
+    char* prompt = console.getConfigureValue("prompt");
+    EXPECT_STREQ(prompt, ">");
+    free(prompt);
+}
+
+TEST_F(ConsoleTest, StartsWithAPromptInItsColour)
+{
+    EXPECT_EQ(text(), ">");
+    EXPECT_EQ(console->commandCount(), 1);
+    EXPECT_EQ(colorAt(0), QColor("orange"));
+    EXPECT_EQ(console->getCommand(0), "");
+}
+
+TEST_F(ConsoleTest, QueuedCommandsRunInOrderOneTurnApart)
+{
+    console->setCommandCallback(record, &recorder);
+    console->sendCommand("first", 1, 1);
+    console->sendCommand("second", 1, 1);
+    EXPECT_TRUE(recorder.commands.isEmpty());  // nothing runs inside sendCommand
+    EXPECT_EQ(console->command_queue.size(), 2);
+    turn();
+    EXPECT_EQ(recorder.commands, QStringList({"first"}));
+    turn();
+    EXPECT_EQ(recorder.commands, QStringList({"first", "second"}));
+    EXPECT_TRUE(console->command_queue.isEmpty());
+    turns(3);
+    EXPECT_EQ(recorder.commands.size(), 2);
+}
+
+TEST_F(ConsoleTest, EchoedCommandsAndTheirOutputBuildTheHistory)
+{
+    recorder.print = true;
+    console->setCommandCallback(record, &recorder);
+    console->sendCommand("a", 1, 1);
+    console->sendCommand("b", 1, 1);
+    turns(2);
+    EXPECT_EQ(text(), ">a\nout:a\n>b\nout:b\n>");
+    EXPECT_EQ(console->commandCount(), 3);
+    EXPECT_EQ(console->getCommand(0), "a");
+    EXPECT_EQ(console->getCommand(1), "b");
+    EXPECT_EQ(console->getCommand(2), "");
+    EXPECT_EQ(console->getCommand(3), "");
+    EXPECT_EQ(console->getCommand(-1), "");
+    EXPECT_EQ(colorAt(text().indexOf("out:a")), QColor("black"));
+    EXPECT_EQ(colorAt(text().indexOf("a\n")), QColor("blue"));
+}
+
+TEST_F(ConsoleTest, WithoutEchoNothingIsWrittenAndThePromptStays)
+{
+    console->setCommandCallback(record, &recorder);
+    console->sendCommand("quiet", 0, 0);
+    turn();
+    EXPECT_EQ(recorder.commands, QStringList({"quiet"}));
+    EXPECT_EQ(text(), ">");
+}
+
+TEST_F(ConsoleTest, WithoutCallbacksThePromptComesBack)
+{
+    console->sendCommand("lonely", 1, 1);
+    EXPECT_EQ(text(), ">lonely\n");
+    turn();
+    EXPECT_EQ(text(), ">lonely\n>");
+}
+
+TEST_F(ConsoleTest, TypedLinesGoToTheCallbacks)
+{
+    recorder.print = true;
+    console->setCommandCallback(record, &recorder);
+    QTest::keyClicks(console.get(), "hello");
+    EXPECT_EQ(text(), ">hello");
+    QTest::keyClick(console.get(), Qt::Key_Return);
+    EXPECT_EQ(text(), ">hello\n");
+    turn();
+    EXPECT_EQ(recorder.commands, QStringList({"hello"}));
+    EXPECT_EQ(text(), ">hello\nout:hello\n>");
+}
+
+TEST_F(ConsoleTest, UpOnAnEmptyHistoryLeavesTheLine)
+{
+    QTest::keyClicks(console.get(), "abc");
+    QTest::keyClick(console.get(), Qt::Key_Up);
+    EXPECT_EQ(text(), ">abc");
+    QTest::keyClick(console.get(), Qt::Key_Down);
+    EXPECT_EQ(text(), ">abc");
+    QTest::keyClicks(console.get(), "d");
+    EXPECT_EQ(text(), ">abcd");
+}
+
+TEST_F(ConsoleTest, UpAndDownWalkTheHistoryAndRestoreTheTypedLine)
+{
+    recorder.print = true;
+    console->setCommandCallback(record, &recorder);
+    console->sendCommand("one", 1, 1);
+    console->sendCommand("two", 1, 1);
+    turns(2);
+    const QString before = ">one\nout:one\n>two\nout:two\n>";
+    QTest::keyClicks(console.get(), "new");
+    QTest::keyClick(console.get(), Qt::Key_Up);
+    EXPECT_EQ(text(), before + "two");
+    QTest::keyClick(console.get(), Qt::Key_Up);
+    EXPECT_EQ(text(), before + "one");
+    QTest::keyClick(console.get(), Qt::Key_Up);  // the oldest stays
+    EXPECT_EQ(text(), before + "one");
+    QTest::keyClick(console.get(), Qt::Key_Down);
+    EXPECT_EQ(text(), before + "two");
+    QTest::keyClick(console.get(), Qt::Key_Down);
+    EXPECT_EQ(text(), before + "new");
+    QTest::keyClick(console.get(), Qt::Key_Down);
+    EXPECT_EQ(text(), before + "new");
+}
+
+TEST_F(ConsoleTest, TypingInsideOldOutputChangesNothing)
+{
+    console->setCommandCallback(record, &recorder);
+    console->sendCommand("old", 1, 0);
+    turn();
+    console->printLineOutput("old output", QString(), 0, 0);
+    QTest::keyClicks(console.get(), "now");
+    const QString before = text();
+    ASSERT_EQ(before, ">old\nold output\n>now");
+    struct Row
+    {
+        const char* name;
+        int position;
+    };
+    const Row rows[] = {{"in an old command", 2}, {"in old output", 8}, {"in the prompt", int(before.size()) - 4}};
+    for (const Row& c : rows) {
+        SCOPED_TRACE(c.name);
+        putCursor(c.position);
+        QTest::keyClicks(console.get(), "zz");
+        QTest::keyClick(console.get(), Qt::Key_Backspace);
+        QTest::keyClick(console.get(), Qt::Key_Delete);
+        QTest::keyClick(console.get(), Qt::Key_Tab);
+        EXPECT_EQ(text(), before);
+    }
+    // a text selection that reaches into old output is not replaced either
+    QTextCursor c = console->textCursor();
+    c.setPosition(int(before.size()) - 5);
+    c.setPosition(int(before.size()), QTextCursor::KeepAnchor);
+    console->setTextCursor(c);
+    QTest::keyClicks(console.get(), "x");
+    QTest::keyClick(console.get(), Qt::Key_Backspace);
+    EXPECT_EQ(text(), before);
+    EXPECT_EQ(recorder.commands, QStringList({"old"}));
+}
+
+TEST_F(ConsoleTest, EditingStopsAtTheStartOfTheLine)
+{
+    QTest::keyClicks(console.get(), "ab");
+    QTest::keyClick(console.get(), Qt::Key_Left);
+    QTest::keyClick(console.get(), Qt::Key_Left);
+    QTest::keyClick(console.get(), Qt::Key_Left);  // would enter the prompt
+    EXPECT_EQ(console->textCursor().position(), 1);
+    QTest::keyClick(console.get(), Qt::Key_Backspace);
+    EXPECT_EQ(text(), ">ab");
+    QTest::keyClicks(console.get(), "x");
+    EXPECT_EQ(text(), ">xab");
+    QTest::keyClick(console.get(), Qt::Key_Delete);
+    EXPECT_EQ(text(), ">xb");
+    QTest::keyClick(console.get(), Qt::Key_End);
+    QTest::keyClick(console.get(), Qt::Key_Backspace);
+    EXPECT_EQ(text(), ">x");
+    // Control with another key than X, C, V does nothing
+    QTest::keyClick(console.get(), Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(console.get(), Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(text(), ">x");
+    QTest::keyClick(console.get(), Qt::Key_Home);
+    QTest::keyClicks(console.get(), "y");
+    EXPECT_EQ(text(), ">yx");
+}
+
+TEST_F(ConsoleTest, OutputColoursPrefixAndNewlineBeforeThePrompt)
+{
+    console->sendCommand("c", 1, 1);
+    console->setCommandCallback(record, &recorder);
+    turn();
+    console->printLineOutput("partial", QString(), 0, 0);
+    console->printLineOutput("bad", "E: ", 1, 0);
+    console->printLineOutput(QString(), QString(), 0, 1);
+    EXPECT_EQ(text(), ">c\npartialE: bad\n>");
+    EXPECT_EQ(colorAt(text().indexOf("partial")), QColor("black"));
+    EXPECT_EQ(colorAt(text().indexOf("E: bad")), QColor("red"));
+    EXPECT_EQ(colorAt(int(text().size()) - 1), QColor("orange"));
+    // a finished line that ends in a newline gets no empty line after it
+    console->sendCommand("d", 1, 1);
+    turn();
+    console->printLineOutput("line\n", QString(), 0, 1);
+    EXPECT_EQ(text(), ">c\npartialE: bad\n>d\nline\n>");
+}
+
+TEST_F(ConsoleTest, OutputWhileTypingGoesAboveTheOpenPrompt)
+{
+    QTest::keyClicks(console.get(), "ab");
+    console->printLineOutput("note", QString(), 0, 1);
+    EXPECT_EQ(text(), "note\n>ab");
+    EXPECT_EQ(console->commandCount(), 1);
+    QTest::keyClicks(console.get(), "c");
+    EXPECT_EQ(text(), "note\n>abc");
+    EXPECT_EQ(console->getCommand(0), "abc");
+}
+
+TEST_F(ConsoleTest, ImportQueuesEveryLineOfAFile)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("commands.txt");
+    {
+        QFile f(path);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write("show all\r\n\nfilter BP 1 5\n");
+    }
+    console->setCommandCallback(record, &recorder);
+    EXPECT_EQ(console->importFromFile(path, 1), 3);
+    EXPECT_EQ(console->command_queue.size(), 3);
+    turns(3);
+    EXPECT_EQ(recorder.commands, QStringList({"show all", "", "filter BP 1 5"}));
+    EXPECT_EQ(console->getCommand(0), "show all");
+}
+
+TEST_F(ConsoleTest, AMissingFileQueuesNothing)
+{
+    console->setCommandCallback(record, &recorder);
+    EXPECT_EQ(console->importFromFile("/nonexistent/dir/commands.txt", 1), -1);
+    EXPECT_EQ(takeErrors(), "VXCommandConsole::importFromFile: file.open(/nonexistent/dir/commands.txt) error.\n");
+    EXPECT_TRUE(console->command_queue.isEmpty());
+    turns(2);
+    EXPECT_TRUE(recorder.commands.isEmpty());
+    EXPECT_EQ(text(), ">");
+}
+
+TEST_F(ConsoleTest, CallbacksRegisterOnceAndCanBeRemoved)
+{
+    int count = 0;
+    console->setCommandCallback(record, &recorder);
+    console->setCommandCallback(other, &count);
+    console->setCommandCallback(other, &count);  // same function: once
+    console->sendCommand("x", 0, 0);
+    turn();
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(recorder.commands.size(), 1);
+    console->removeCommandCallback(other);
+    console->sendCommand("y", 0, 0);
+    turn();
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(recorder.commands.size(), 2);
+    console->removeCommandCallback(nullptr);
+    console->sendCommand("z", 0, 0);
+    turn();
+    EXPECT_EQ(recorder.commands.size(), 2);
+}
+
+TEST(CommandConsoleLifetime, ACallbackMayDestroyTheConsole)
+{
+    auto* console = new VXCommandConsole();
+    QPointer<VXCommandConsole> alive(console);
+    console->setCommandCallback(destroyConsole, console);
+    console->sendCommand("bye", 1, 1);
+    console->sendCommand("never", 1, 1);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(alive.isNull());
+    QCoreApplication::processEvents();
+}
+
+TEST_F(ConsoleTest, MouseSelectsOldTextButNotPrompts)
+{
+    console->show();
+    console->sendCommand("select me", 1, 0);
+    turn();
+    const QString all = text();
+    ASSERT_EQ(all, ">select me\n>");
+    QWidget* vp = console->viewport();
+    // a press on the prompt selects nothing
+    QTest::mousePress(vp, Qt::LeftButton, {}, pointOf(0));
+    QTest::mouseRelease(vp, Qt::LeftButton, {}, pointOf(0));
+    EXPECT_EQ(console->selectedText(), "");
+    // press on "s", drag to after "select"
+    QTest::mousePress(vp, Qt::LeftButton, {}, pointOf(1));
+    EXPECT_EQ(console->selectedText(), "s");
+    EXPECT_EQ(console->extraSelections().size(), 1);
+    QMouseEvent move(QEvent::MouseMove, pointOf(7), vp->mapToGlobal(pointOf(7)), Qt::NoButton, Qt::LeftButton,
+                     Qt::NoModifier);
+    QApplication::sendEvent(vp, &move);
+    QTest::mouseRelease(vp, Qt::LeftButton, {}, pointOf(7));
+    EXPECT_EQ(console->selectedText(), "select");
+    const QTextEdit::ExtraSelection shown = console->extraSelections().value(0);
+    EXPECT_EQ(shown.format.background().color(), QColor("blue"));
+    EXPECT_EQ(shown.format.foreground().color(), QColor("lightyellow"));
+    // the text cursor stayed on the command line
+    EXPECT_EQ(console->textCursor().position(), int(all.size()));
+
+    std::unique_ptr<QMenu> menu(console->createContextMenu());
+    QStringList entries;
+    for (QAction* a : menu->actions())
+        entries << a->text();
+    EXPECT_EQ(entries, QStringList({"&Cut", "&Copy", "&Paste", "Delete"}));
+    QApplication::clipboard()->clear();
+    menu->actions()[1]->trigger();
+    EXPECT_EQ(QApplication::clipboard()->text(), "select");
+    // cut and delete of old text copy but never remove
+    menu->actions()[0]->trigger();
+    menu->actions()[3]->trigger();
+    EXPECT_EQ(text(), all);
+    // paste goes to the command line, as one line
+    QApplication::clipboard()->setText("p1\np2");
+    menu->actions()[2]->trigger();
+    EXPECT_EQ(text(), all + "p1 p2");
+    QTest::keyClick(console.get(), Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(text(), all + "p1 p2p1 p2");
+    // a key ends the selection
+    QTest::mousePress(vp, Qt::LeftButton, {}, pointOf(1));
+    QTest::mouseRelease(vp, Qt::LeftButton, {}, pointOf(1));
+    EXPECT_EQ(console->selectedText(), "s");
+    QTest::keyClick(console.get(), Qt::Key_Right);
+    EXPECT_EQ(console->selectedText(), "");
+    EXPECT_TRUE(console->extraSelections().isEmpty());
+}
+
+TEST_F(ConsoleTest, DeleteRemovesASelectionInsideTheLine)
+{
+    console->show();
+    QTest::keyClicks(console.get(), "abcdef");
+    QWidget* vp = console->viewport();
+    QTest::mousePress(vp, Qt::LeftButton, {}, pointOf(2));
+    QMouseEvent move(QEvent::MouseMove, pointOf(4), vp->mapToGlobal(pointOf(4)), Qt::NoButton, Qt::LeftButton,
+                     Qt::NoModifier);
+    QApplication::sendEvent(vp, &move);
+    QTest::mouseRelease(vp, Qt::LeftButton, {}, pointOf(4));
+    EXPECT_EQ(console->selectedText(), "bc");
+    console->deleteAction();
+    EXPECT_EQ(text(), ">adef");
+    EXPECT_EQ(console->getCommand(0), "adef");
+}
+
+TEST_F(ConsoleTest, EchoCommandRecordsWithoutRunning)
+{
+    console->setCommandCallback(record, &recorder);
+    console->echoCommand("done elsewhere");
+    turn();
+    EXPECT_TRUE(recorder.commands.isEmpty());
+    EXPECT_EQ(text(), ">done elsewhere\n>");
+    EXPECT_EQ(console->getCommand(0), "done elsewhere");
+}
+
+TEST_F(ConsoleTest, ThePromptKeyAppliesToTheNextPrompt)
+{
+    ASSERT_EQ(console->configure("prompt", "vx% ", nullptr), 0) << takeErrors();
+    console->sendCommand("a", 1, 0);
+    turn();
+    EXPECT_EQ(text(), ">a\nvx% ");
+    QTest::keyClicks(console.get(), "b");
+    EXPECT_EQ(console->getCommand(1), "b");
+}
