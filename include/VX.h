@@ -40,6 +40,7 @@
 #include "viewport/scaledata.h"
 #include "viewport/viewport.h"
 #include "viewport/viewportitem.h"
+#include "viewport/vxevent.h"
 
 // maps
 #include "map/maptransform.h"

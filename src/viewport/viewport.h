@@ -22,6 +22,7 @@
 #include "foundation/configure.h"
 #include "foundation/values.h"
 #include "viewport/viewportitem.h"
+#include "viewport/vxevent.h"
 #include "vxplot_export.h"
 
 #include <QList>
@@ -31,12 +32,16 @@
 #include <QWidget>
 
 #include <functional>
+#include <memory>
 
+class QEnterEvent;
 class QGridLayout;
+class QKeyEvent;
+class QMouseEvent;
+class QWheelEvent;
 class QPainterPath;
 class QResizeEvent;
 class QRubberBand;
-class VXEvent;
 class VXLogo;
 
 // A coordinate that is not specified; compared exactly, never NaN.
@@ -116,16 +121,16 @@ struct VxViewport
     double range = 0.0;             // view width in degrees of the projected x axis
     double latl = 0.0, lonl = 0.0;  // second reference point, for clients
     double bblatmin = 0.0, bblatmax = 0.0, bblonmin = 0.0, bblonmax = 0.0;  // computeMapBB
-    int qevent_state = 0;
-    QPointF mouse_start, mouse_start_wc;
+    int qevent_state = 0;           // 1 idle, 2 pan, 3 box zoom in, 4 box zoom out, 5 reference drag
+    QPointF mouse_start, mouse_start_wc;  // gesture start: pixels; world (x, y or lon, lat)
     QRubberBand* rubberband = nullptr;
     VXLogo* logo = nullptr;
     QResizeEvent* resize_event = nullptr;  // from a resize to the first paint callback
-    int mouse_timer_event = 0, wheel_timer_event = 0;
-    int default_event_processing = 0;
+    int mouse_timer_event = 0, wheel_timer_event = 0;  // 1 while a coalesced pan, wheel zoom waits
+    int default_event_processing = 0;  // 0 off, 1 all interactions, 2 all but the wheel
     QWidget* parent = nullptr;
     int make_logo = 0;
-    VXViewportItem* item_grab = nullptr;
+    VXViewportItem* item_grab = nullptr;  // takes every event while set; see grabEventStream()
     QGridLayout* layout = nullptr;         // stacks item widgets
     QGridLayout* layout_parent = nullptr;  // made in the parent, if any
     int debug = 0;
@@ -251,6 +256,29 @@ public:
     // The default cursor: a thin cross, transparent at its centre.
     void setDefaultCursor(int force);
 
+    // --- interaction (viewport_events.cpp) ---
+    // Deliver an event of the given type (1 press ... 6 wheel): to the
+    // grabbing item if any, else to the items from the top of the display
+    // list down to the viewport's own entry, then to the event callbacks.
+    // An item answering 2 consumes the event: nothing further sees it.  A
+    // handler may add or delete items, or delete the viewport.  2 when
+    // consumed, 1 when the callbacks ran, 0 when the viewport was deleted
+    // on the way.
+    int processevent_pvt(int type, QEvent* event);
+    // Run the event callbacks, on a copy of the list, each with a fresh
+    // VXEvent of event.
+    void eventCallback(int type, QEvent* event);
+    // The default interactions (pan, box zoom, reference drag, key and
+    // wheel zoom), while default_event_processing is non-zero.  Always 1.
+    int processEvent(int type, QEvent* event) override;
+    // item takes every event until ungrabEventStream(); the event callbacks
+    // still run.  An item that grabs must release.
+    void grabEventStream(VXViewportItem* item);
+    void ungrabEventStream();
+    // Event-service notices (VXQKCallbackEvent) go to their receivers;
+    // everything else to QWidget.
+    bool event(QEvent* event) override;
+
     // --- drawing (viewport_draw.cpp) ---
     // Draw world coordinates clipped to the plot area: fill 0 an open line
     // with the pen, 1 a polygon with brush and pen, 2 the plot area outside
@@ -298,9 +326,28 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void keyReleaseEvent(QKeyEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void enterEvent(QEnterEvent* event) override;
+    void leaveEvent(QEvent* event) override;
 
 private:
     void init();
+    // parts of processEvent (viewport_events.cpp)
+    void pressIdle(const VXEvent& press, int qt_button);
+    void keyIdle(const QString& text);
+    void panTo(const VXEvent& move);
+    void flushPan();
+    void releasePan(const VXEvent& release);
+    void releaseBox(const VXEvent& release);
+    void fireWheel();
+    int planeReference(QPointF pt, double* latr, double* lonr);
+    // the events waiting for the pan and wheel timers
+    std::unique_ptr<VXEvent> pan_pending, wheel_pending;
     void paintCallback();
     void resizeCallback();
     void makeLogo();

@@ -1,0 +1,899 @@
+// Input on a viewport: the VXEvent record, delivery through grabs, items and
+// callbacks (also while handlers change the display list), and the default
+// interactions (box zoom, pan, reference drag, keys, the coalesced wheel).
+// Events are synthetic and sent straight to offscreen viewports.
+#include "viewport/vptest.h"
+
+#include "viewport/viewport.h"
+#include "viewport/vxevent.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QCursor>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QRubberBand>
+#include <QTest>
+#include <QWheelEvent>
+
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+using vptest::makeViewport;
+
+namespace {
+
+void sendMouse(VXViewport* vp, QEvent::Type type, QPointF pos, Qt::MouseButton button, Qt::MouseButtons buttons,
+               Qt::KeyboardModifiers mods)
+{
+    QMouseEvent e(type, pos, QPointF(vp->mapToGlobal(pos.toPoint())), button, buttons, mods);
+    QCoreApplication::sendEvent(vp, &e);
+}
+
+void press(VXViewport* vp, QPointF pos, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = {})
+{
+    sendMouse(vp, QEvent::MouseButtonPress, pos, b, b, m);
+}
+
+void move(VXViewport* vp, QPointF pos, Qt::MouseButtons held = Qt::LeftButton, Qt::KeyboardModifiers m = {})
+{
+    sendMouse(vp, QEvent::MouseMove, pos, Qt::NoButton, held, m);
+}
+
+void release(VXViewport* vp, QPointF pos, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = {})
+{
+    sendMouse(vp, QEvent::MouseButtonRelease, pos, b, Qt::NoButton, m);
+}
+
+// Press, move and release, letting the event loop run after the move.
+void drag(VXViewport* vp, QPointF from, QPointF to, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = {})
+{
+    press(vp, from, b, m);
+    move(vp, to, b, m);
+    QCoreApplication::processEvents();
+    release(vp, to, b, m);
+}
+
+void wheel(VXViewport* vp, QPointF pos, int angle_y, QPoint pixels = QPoint())
+{
+    QWheelEvent e(pos, QPointF(vp->mapToGlobal(pos.toPoint())), pixels, QPoint(0, angle_y), Qt::NoButton,
+                  Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(vp, &e);
+}
+
+void key(VXViewport* vp, int qt_key, const char* text, Qt::KeyboardModifiers m = {})
+{
+    QKeyEvent e(QEvent::KeyPress, qt_key, m, QString::fromLatin1(text));
+    QCoreApplication::sendEvent(vp, &e);
+}
+
+// Let the event loop run until the wheel timer has fired (bounded).
+bool waitForWheel(VXViewport* vp)
+{
+    for (int i = 0; i < 200 && vp->vars.wheel_timer_event; i++)
+        QTest::qWait(10);
+    return vp->vars.wheel_timer_event == 0;
+}
+
+QPointF world(VXViewport* vp, QPointF px)
+{
+    double x = 0.0, y = 0.0;
+    EXPECT_EQ(vp->getWcoords(px.x(), px.y(), &x, &y, 0, 0, 0), 0);
+    return QPointF(x, y);
+}
+
+// A plain 400 by 300 view of 0..400 by 0..300.
+std::unique_ptr<VXViewport> plainViewport(std::initializer_list<const char*> extra = {})
+{
+    auto vp = makeViewport(400, 300, {"xleft", "0", "xright", "400", "ybottom", "0", "ytop", "300"});
+    const std::vector<const char*> pairs(extra);
+    for (size_t i = 0; i + 1 < pairs.size(); i += 2)
+        EXPECT_EQ(vp->configure(pairs[i], pairs[i + 1], nullptr), 0) << pairs[i];
+    vp->setScales();
+    return vp;
+}
+
+bool hasDefaultCursor(VXViewport* vp)
+{
+    return vp->cursor().shape() == Qt::BitmapCursor;
+}
+
+// An item that logs the events offered to it and runs a hook.
+class LogItem : public VXViewportItem
+{
+public:
+    LogItem(VXViewport* vp, const char* name, std::string* log)
+        : VXViewportItem(vp, nullptr, "LogItem", 1), log_(log)
+    {
+        setItemName(name);
+    }
+    int processEvent(int type, QEvent*) override
+    {
+        *log_ += (log_->empty() ? "" : ",") + item_name.toStdString();
+        int result = type == consume_type ? 2 : 1;
+        if (hook)
+            hook();  // may delete this item: nothing after it
+        return result;
+    }
+    int consume_type = 0;
+    std::function<void()> hook;
+
+private:
+    std::string* log_;
+};
+
+// Run f with standard output captured.
+template <typename F>
+std::string captureStdout(F f)
+{
+    fflush(stdout);
+    char path[] = "/tmp/vxevent_stdout_XXXXXX";
+    int fd = mkstemp(path);
+    int saved = dup(1);
+    dup2(fd, 1);
+    f();
+    fflush(stdout);
+    dup2(saved, 1);
+    close(saved);
+    std::string text;
+    char buffer[1024];
+    lseek(fd, 0, SEEK_SET);
+    ssize_t n;
+    while ((n = read(fd, buffer, sizeof buffer)) > 0)
+        text.append(buffer, static_cast<size_t>(n));
+    close(fd);
+    unlink(path);
+    return text;
+}
+
+} // namespace
+
+// --- the record ---
+
+TEST(VXEventRecord, PrintForm)
+{
+    using M = Qt::KeyboardModifiers;
+    const QPointF p(10, 20);
+    QMouseEvent left_press(QEvent::MouseButtonPress, p, p, Qt::LeftButton, Qt::LeftButton, M());
+    QMouseEvent right_shift(QEvent::MouseMove, p, p, Qt::NoButton, Qt::RightButton, Qt::ShiftModifier);
+    QMouseEvent middle_ctrl(QEvent::MouseMove, p, p, Qt::NoButton, Qt::MiddleButton, Qt::ControlModifier);
+    QMouseEvent two(QEvent::MouseMove, p, p, Qt::NoButton, Qt::LeftButton | Qt::RightButton,
+                    Qt::ShiftModifier | Qt::ControlModifier);
+    QMouseEvent up(QEvent::MouseButtonRelease, p, p, Qt::LeftButton, Qt::NoButton, M());
+    QKeyEvent shifted_a(QEvent::KeyPress, Qt::Key_A, Qt::ShiftModifier, "A");
+    QKeyEvent digit(QEvent::KeyRelease, Qt::Key_7, M(), "7");
+    QKeyEvent arrow(QEvent::KeyPress, Qt::Key_Up, M(), "");
+    QKeyEvent del(QEvent::KeyPress, Qt::Key_Delete, M(), "\x7f");
+    QKeyEvent plus(QEvent::KeyPress, Qt::Key_Plus, M(), "+");
+    QKeyEvent bare_f1(QEvent::KeyPress, Qt::Key_F1, Qt::ShiftModifier, "");
+    QWheelEvent roll(p, p, QPoint(), QPoint(0, 120), Qt::NoButton, M(), Qt::NoScrollPhase, false);
+    struct Case
+    {
+        const char* name;
+        int type;
+        QEvent* event;
+        const char* expected;
+    } cases[] = {
+        {"left press", 1, &left_press,
+         "vxevent.type mousepress\nvxevent.button left\nvxevent.key none\nvxevent.modifiers none\n"},
+        {"right held, shift", 2, &right_shift,
+         "vxevent.type mousemove\nvxevent.button right\nvxevent.key none\nvxevent.modifiers shift\n"},
+        {"middle held, control", 2, &middle_ctrl,
+         "vxevent.type mousemove\nvxevent.button middle\nvxevent.key none\nvxevent.modifiers control\n"},
+        {"two buttons, two modifiers", 2, &two,
+         "vxevent.type mousemove\nvxevent.button unknown\nvxevent.key none\nvxevent.modifiers unknown\n"},
+        {"release holds nothing", 3, &up,
+         "vxevent.type mouserelease\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
+        {"shifted letter in lower case", 4, &shifted_a,
+         "vxevent.type keypress\nvxevent.button none\nvxevent.key a\nvxevent.modifiers shift\n"},
+        {"digit", 5, &digit, "vxevent.type keyrelease\nvxevent.button none\nvxevent.key 7\nvxevent.modifiers none\n"},
+        {"arrow", 4, &arrow, "vxevent.type keypress\nvxevent.button none\nvxevent.key up\nvxevent.modifiers none\n"},
+        {"delete", 4, &del, "vxevent.type keypress\nvxevent.button none\nvxevent.key delete\nvxevent.modifiers none\n"},
+        {"other keys by their text", 4, &plus,
+         "vxevent.type keypress\nvxevent.button none\nvxevent.key +\nvxevent.modifiers none\n"},
+        {"key without text", 4, &bare_f1,
+         "vxevent.type keypress\nvxevent.button none\nvxevent.key none\nvxevent.modifiers shift\n"},
+        {"wheel", 6, &roll, "vxevent.type wheel\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
+        {"enter", 7, nullptr, "vxevent.type enter\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
+        {"paint", 10, nullptr, "vxevent.type paint\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
+        {"unknown type", 11, nullptr,
+         "vxevent.type unknown\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
+        {"type that does not fit the event", 1, &shifted_a,
+         "vxevent.type mousepress\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        VXEvent e(c.type, c.event, nullptr);
+        EXPECT_EQ(e.printString().toStdString(), c.expected);
+    }
+    VXEvent e(1, &left_press, nullptr);
+    EXPECT_EQ(captureStdout([&] { e.print(); }), e.printString().toStdString());
+}
+
+TEST(VXEventRecord, PositionsAndWheelAmounts)
+{
+    QMouseEvent m(QEvent::MouseMove, QPointF(3.5, 4), QPointF(103.5, 204), Qt::NoButton, Qt::NoButton, {});
+    VXEvent me(2, &m, nullptr);
+    EXPECT_EQ(me.pt, QPointF(3.5, 4));
+    EXPECT_EQ(me.gpt, QPointF(103.5, 204));
+
+    struct Case
+    {
+        const char* name;
+        QPoint pixels, angle;
+        double delta, deltax;
+    } cases[] = {
+        {"degrees from eighths", QPoint(), QPoint(-240, 120), 15.0, -30.0},
+        {"pixels first", QPoint(4, -7), QPoint(0, 120), -7.0, 4.0},
+        {"nothing", QPoint(), QPoint(), 0.0, 0.0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        QWheelEvent w(QPointF(5, 6), QPointF(50, 60), c.pixels, c.angle, Qt::NoButton, {}, Qt::NoScrollPhase, false);
+        VXEvent we(6, &w, nullptr);
+        EXPECT_EQ(we.delta, c.delta);
+        EXPECT_EQ(we.deltax, c.deltax);
+        EXPECT_EQ(we.pt, QPointF(5, 6));
+        EXPECT_EQ(we.gpt, QPointF(50, 60));
+    }
+
+    // key events stand at the cursor, mapped into the widget
+    auto vp = plainViewport();
+    QKeyEvent k(QEvent::KeyPress, Qt::Key_X, {}, "x");
+    VXEvent ke(4, &k, vp.get());
+    EXPECT_EQ(ke.gpt, QPointF(QCursor::pos()));
+    EXPECT_EQ(ke.pt, QPointF(vp->mapFromGlobal(QCursor::pos())));
+}
+
+// --- delivery ---
+
+TEST(EventDelivery, TopItemFirstThenCallbacks)
+{
+    auto vp = plainViewport({"default_event_interaction", "0"});
+    std::string log;
+    LogItem a(vp.get(), "a", &log), b(vp.get(), "b", &log), c(vp.get(), "c", &log);
+    std::vector<VXEvent> seen;
+    vp->setEventCallback([&](void*, VXEvent* e, void*) { log += ",cb"; seen.push_back(*e); }, nullptr, nullptr);
+
+    press(vp.get(), QPointF(10, 10));
+    EXPECT_EQ(log, "c,b,a,cb");
+    ASSERT_EQ(seen.size(), 1u);
+    EXPECT_EQ(seen[0].type, 1);
+    EXPECT_EQ(seen[0].pt, QPointF(10, 10));
+
+    // an item left out of the walk, a consumed event
+    log.clear();
+    b.ignoreItem();
+    a.consume_type = 3;
+    release(vp.get(), QPointF(10, 10));
+    EXPECT_EQ(log, "c,a");
+    log.clear();
+    key(vp.get(), Qt::Key_K, "k");
+    EXPECT_EQ(log, "c,a,cb");
+    EXPECT_EQ(seen.back().key, "k");
+}
+
+TEST(EventDelivery, ConsumedPressReachesNeitherViewportNorCallbacks)
+{
+    auto vp = plainViewport();
+    std::string log;
+    LogItem a(vp.get(), "a", &log);
+    a.consume_type = 1;
+    int calls = 0;
+    vp->setEventCallback([&](void*, VXEvent*, void*) { calls++; }, nullptr, nullptr);
+    press(vp.get(), QPointF(50, 50));
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(vp->vars.qevent_state, 1);  // no pan began
+    EXPECT_EQ(vp->vars.item_grab, nullptr);
+    a.consume_type = 0;
+    press(vp.get(), QPointF(50, 50));
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(vp->vars.qevent_state, 2);
+}
+
+TEST(EventDelivery, GrabTakesTheStream)
+{
+    auto vp = plainViewport({"default_event_interaction", "0"});
+    std::string log;
+    LogItem a(vp.get(), "a", &log), b(vp.get(), "b", &log);
+    vp->setEventCallback([&](void*, VXEvent*, void*) { log += ",cb"; }, nullptr, nullptr);
+    vp->grabEventStream(&a);
+    move(vp.get(), QPointF(1, 1));
+    EXPECT_EQ(log, "a,cb");
+    log.clear();
+    a.consume_type = 2;
+    move(vp.get(), QPointF(2, 2));
+    EXPECT_EQ(log, "a");
+    vp->ungrabEventStream();
+    log.clear();
+    move(vp.get(), QPointF(3, 3));
+    EXPECT_EQ(log, "b,a");
+
+    // a grabbing item that goes away releases the stream
+    {
+        LogItem gone(vp.get(), "gone", &log);
+        vp->grabEventStream(&gone);
+    }
+    EXPECT_EQ(vp->vars.item_grab, nullptr);
+    log.clear();
+    a.consume_type = 0;
+    move(vp.get(), QPointF(4, 4));
+    EXPECT_EQ(log, "b,a,cb");
+}
+
+TEST(EventDelivery, HandlersChangingTheDisplayList)
+{
+    // list bottom to top: vp, a, b, c; the handler runs in the item named
+    struct Case
+    {
+        const char* name;
+        const char* handler;
+        const char* victim;  // deleted by the handler; "new" adds an item d on top
+        const char* expected;
+    } cases[] = {
+        {"top deletes the bottom item", "c", "a", "c,b,cb"},
+        {"top deletes the one below it", "c", "b", "c,a,cb"},
+        {"top deletes itself", "c", "c", "c,b,a,cb"},
+        {"middle deletes the top, already offered", "b", "c", "c,b,a,cb"},
+        {"middle deletes itself", "b", "b", "c,b,a,cb"},
+        {"middle adds an item on top", "b", "new", "c,b,d,a,cb"},
+        {"bottom adds an item on top", "a", "new", "c,b,a,d,cb"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = plainViewport({"default_event_interaction", "0"});
+        std::string log;
+        std::map<std::string, std::unique_ptr<LogItem>> items;
+        for (const char* n : {"a", "b", "c"})
+            items[n] = std::make_unique<LogItem>(vp.get(), n, &log);
+        vp->setEventCallback([&](void*, VXEvent*, void*) { log += ",cb"; }, nullptr, nullptr);
+        const std::string victim = c.victim;
+        items[c.handler]->hook = [&items, &log, &vp, victim] {
+            if (victim == "new") {
+                if (!items.count("d"))
+                    items["d"] = std::make_unique<LogItem>(vp.get(), "d", &log);
+            } else {
+                items[victim].reset();
+            }
+        };
+        press(vp.get(), QPointF(5, 5));
+        EXPECT_EQ(log, c.expected);
+        // the next event sees the list as it now is, with the hook gone
+        for (auto& [name, item] : items)
+            if (item)
+                item->hook = nullptr;
+        log.clear();
+        release(vp.get(), QPointF(5, 5));
+        EXPECT_NE(log.find("cb"), std::string::npos);
+    }
+}
+
+TEST(EventDelivery, HandlerAddingItemsAtEveryTurnEnds)
+{
+    auto vp = plainViewport({"default_event_interaction", "0"});
+    std::string log;
+    std::vector<std::unique_ptr<LogItem>> items;
+    std::function<void()> grow = [&] {
+        items.push_back(std::make_unique<LogItem>(vp.get(), "x", &log));
+        items.back()->hook = grow;
+    };
+    items.push_back(std::make_unique<LogItem>(vp.get(), "x", &log));
+    items.back()->hook = grow;
+    int calls = 0;
+    vp->setEventCallback([&](void*, VXEvent*, void*) { calls++; }, nullptr, nullptr);
+    press(vp.get(), QPointF(5, 5));
+    EXPECT_EQ(calls, 1);
+    EXPECT_LT(items.size(), 1000u);
+}
+
+TEST(EventDelivery, CallbacksDeletingItemsAndTheViewport)
+{
+    auto vp = plainViewport({"default_event_interaction", "0"});
+    std::string log;
+    auto a = std::make_unique<LogItem>(vp.get(), "a", &log);
+    int late = 0;
+    // the first callback deletes an item and adds a callback; the list in
+    // use is a copy, so the new one runs from the next event on
+    vp->setEventCallback(
+        [&](void*, VXEvent*, void*) {
+            a.reset();
+            vp->setEventCallback([&](void*, VXEvent*, void*) { late++; }, nullptr, nullptr);
+        },
+        nullptr, nullptr);
+    press(vp.get(), QPointF(5, 5));
+    EXPECT_EQ(log, "a");
+    EXPECT_EQ(late, 0);
+    release(vp.get(), QPointF(5, 5));
+    EXPECT_EQ(late, 1);
+
+    // a callback that deletes the viewport ends the delivery
+    VXViewport* raw = plainViewport({"default_event_interaction", "0"}).release();
+    int after = 0;
+    raw->setEventCallback([&](void*, VXEvent*, void*) { delete raw; }, nullptr, nullptr);
+    raw->setEventCallback([&](void*, VXEvent*, void*) { after++; }, nullptr, nullptr);
+    QMouseEvent e(QEvent::MouseMove, QPointF(1, 1), QPointF(1, 1), Qt::NoButton, Qt::NoButton, {});
+    EXPECT_EQ(raw->processevent_pvt(2, &e), 0);
+    EXPECT_EQ(after, 0);
+}
+
+TEST(EventDelivery, ItemsComingAndGoingUnderAStreamOfEvents)
+{
+    auto vp = plainViewport();
+    std::string log;
+    std::vector<std::unique_ptr<LogItem>> items;
+    unsigned seed = 7;
+    auto next = [&seed] {
+        seed = seed * 1103515245u + 12345u;
+        return (seed >> 16) & 0x7fff;
+    };
+    int callbacks = 0;
+    vp->setEventCallback(
+        [&](void*, VXEvent*, void*) {
+            callbacks++;
+            if (!items.empty() && next() % 3 == 0)
+                items.erase(items.begin() + next() % items.size());
+        },
+        nullptr, nullptr);
+    int sent = 0;
+    for (int i = 0; i < 400; i++) {
+        if (next() % 2 || items.empty()) {
+            items.push_back(std::make_unique<LogItem>(vp.get(), "i", &log));
+            LogItem* fresh = items.back().get();
+            if (next() % 4 == 0)  // some delete a neighbour while handling
+                fresh->hook = [&items, &next] {
+                    if (items.size() > 1)
+                        items.erase(items.begin() + next() % items.size());
+                };
+        }
+        const QPointF p(next() % 400, next() % 300);
+        switch (i % 4) {
+        case 0:
+            press(vp.get(), p);
+            break;
+        case 1:
+        case 2:
+            move(vp.get(), p);
+            break;
+        default:
+            release(vp.get(), p);
+            QCoreApplication::processEvents();
+            break;
+        }
+        sent++;
+        if (!items.empty() && items.size() > 40)
+            items.resize(20);
+    }
+    EXPECT_EQ(callbacks, sent);
+    EXPECT_EQ(vp->vars.qevent_state, 1);
+}
+
+namespace {
+
+class CountingReceiver : public VXQKCallbackReceiver
+{
+public:
+    void processQKCallback(VXQKCallbackEvent* event) override
+    {
+        calls++;
+        if (on_call)
+            on_call(event);
+    }
+    int calls = 0;
+    std::function<void(VXQKCallbackEvent*)> on_call;
+};
+
+} // namespace
+
+TEST(EventDelivery, ServiceNoticesReachTheirReceivers)
+{
+    auto vp = plainViewport();
+    CountingReceiver map_events, trace_view;
+    auto* notice = new VXQKCallbackEvent;
+    notice->vxme = &map_events;
+    notice->vxtr = &trace_view;
+    EXPECT_EQ(notice->type(), VXQKCallbackEvent::eventType());
+    EXPECT_GT(static_cast<int>(VXQKCallbackEvent::eventType()), static_cast<int>(QEvent::User));
+    QCoreApplication::postEvent(vp.get(), notice);
+    EXPECT_EQ(map_events.calls, 0);  // posted: nothing happens before the loop runs
+    QCoreApplication::processEvents();
+    EXPECT_EQ(map_events.calls, 1);
+    EXPECT_EQ(trace_view.calls, 1);
+
+    // a receiver gone before delivery, or by the hand of the first
+    auto* gone = new CountingReceiver;
+    auto* second = new CountingReceiver;
+    notice = new VXQKCallbackEvent;
+    notice->vxme = gone;
+    notice->vxtr = &trace_view;
+    QCoreApplication::postEvent(vp.get(), notice);
+    delete gone;
+    notice = new VXQKCallbackEvent;
+    notice->vxme = &map_events;
+    notice->vxtr = second;
+    map_events.on_call = [&second](VXQKCallbackEvent*) {
+        delete second;
+        second = nullptr;
+    };
+    QCoreApplication::postEvent(vp.get(), notice);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(trace_view.calls, 2);
+    EXPECT_EQ(map_events.calls, 2);
+    EXPECT_EQ(second, nullptr);
+}
+
+// --- the default interactions ---
+
+TEST(ViewportInteraction, ShiftDragBoxGivesTheWorldBoxOfItsCorners)
+{
+    struct Case
+    {
+        const char* name;
+        QPointF from, to;
+    } cases[] = {
+        {"down and right", QPointF(100, 80), QPointF(300, 220)},
+        {"up and left", QPointF(300, 220), QPointF(100, 80)},
+        {"fractional pixels round half away", QPointF(99.5, 80.4), QPointF(300.2, 219.6)},
+        {"five by five", QPointF(10, 10), QPointF(14, 14)},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = plainViewport();
+        const QPointF tl(std::min(std::round(c.from.x()), std::round(c.to.x())),
+                         std::min(std::round(c.from.y()), std::round(c.to.y())));
+        const QPointF br(std::max(std::round(c.from.x()), std::round(c.to.x())),
+                         std::max(std::round(c.from.y()), std::round(c.to.y())));
+        const QPointF w1 = world(vp.get(), tl), w2 = world(vp.get(), br);
+
+        press(vp.get(), c.from, Qt::LeftButton, Qt::ShiftModifier);
+        EXPECT_EQ(vp->vars.qevent_state, 3);
+        EXPECT_EQ(vp->vars.item_grab, static_cast<VXViewportItem*>(vp.get()));
+        ASSERT_NE(vp->vars.rubberband, nullptr);
+        EXPECT_TRUE(vp->vars.rubberband->isVisibleTo(vp.get()));
+        EXPECT_EQ(vp->cursor().shape(), Qt::BlankCursor);
+        move(vp.get(), c.to, Qt::LeftButton, Qt::ShiftModifier);
+        EXPECT_EQ(vp->vars.rubberband->geometry(), QRect(tl.toPoint(), br.toPoint()));
+        release(vp.get(), c.to, Qt::LeftButton, Qt::ShiftModifier);
+
+        EXPECT_NEAR(vp->vars.spc_xleft, w1.x(), 1e-9);
+        EXPECT_NEAR(vp->vars.spc_ytop, w1.y(), 1e-9);
+        EXPECT_NEAR(vp->vars.spc_xright, w2.x(), 1e-9);
+        EXPECT_NEAR(vp->vars.spc_ybottom, w2.y(), 1e-9);
+        EXPECT_EQ(vp->vars.qevent_state, 1);
+        EXPECT_EQ(vp->vars.item_grab, nullptr);
+        EXPECT_FALSE(vp->vars.rubberband->isVisibleTo(vp.get()));
+        EXPECT_TRUE(hasDefaultCursor(vp.get()));
+    }
+}
+
+TEST(ViewportInteraction, BoxUnderFivePixelsChangesNothing)
+{
+    struct Case
+    {
+        const char* name;
+        QPointF to;  // from 100, 100
+        Qt::MouseButton button;
+    } cases[] = {
+        {"four wide", QPointF(103, 200), Qt::LeftButton},
+        {"four high", QPointF(200, 103), Qt::LeftButton},
+        {"a click", QPointF(100, 100), Qt::LeftButton},
+        {"four wide, zooming out", QPointF(97, 200), Qt::RightButton},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = plainViewport();
+        const VxViewport before = vp->vars;
+        press(vp.get(), QPointF(100, 100), c.button, Qt::ShiftModifier);
+        EXPECT_EQ(vp->vars.qevent_state, c.button == Qt::LeftButton ? 3 : 4);
+        move(vp.get(), c.to, c.button, Qt::ShiftModifier);
+        release(vp.get(), c.to, c.button, Qt::ShiftModifier);
+        EXPECT_EQ(vp->vars.spc_xleft, before.spc_xleft);
+        EXPECT_EQ(vp->vars.spc_xright, before.spc_xright);
+        EXPECT_EQ(vp->vars.spc_ybottom, before.spc_ybottom);
+        EXPECT_EQ(vp->vars.spc_ytop, before.spc_ytop);
+        EXPECT_EQ(vp->vars.qevent_state, 1);
+        EXPECT_EQ(vp->vars.item_grab, nullptr);
+        EXPECT_TRUE(hasDefaultCursor(vp.get()));
+    }
+}
+
+TEST(ViewportInteraction, ShiftRightDragZoomsOut)
+{
+    auto vp = plainViewport();
+    const VxViewport v = vp->vars;
+    const QPointF w1 = world(vp.get(), QPointF(100, 50)), w2 = world(vp.get(), QPointF(299, 149));
+    drag(vp.get(), QPointF(100, 50), QPointF(299, 149), Qt::RightButton, Qt::ShiftModifier);
+    // the view grows by its width over the box's
+    const double fx = (v.xright - v.xleft) / (w2.x() - w1.x());
+    EXPECT_NEAR(vp->vars.spc_xleft, v.xleft - (w1.x() - v.xleft) * fx, 1e-9);
+    EXPECT_NEAR(vp->vars.spc_xright - vp->vars.spc_xleft, (v.xright - v.xleft) * fx, 1e-9);
+    const double fy = (v.ybottom - v.ytop) / (w2.y() - w1.y());
+    EXPECT_NEAR(vp->vars.spc_ytop, v.ytop - (w1.y() - v.ytop) * fy, 1e-9);
+    EXPECT_NEAR(vp->vars.spc_ybottom - vp->vars.spc_ytop, (v.ybottom - v.ytop) * fy, 1e-9);
+    EXPECT_GT(vp->vars.xright - vp->vars.xleft, 1.9 * (v.xright - v.xleft));
+}
+
+TEST(ViewportInteraction, WheelZoomsOnceAfterTheDelayWithinLimits)
+{
+    struct Case
+    {
+        const char* name;
+        int angle;
+        QPoint pixels;
+        double factor;
+    } cases[] = {
+        {"one step in", 120, QPoint(), 0.85},
+        {"one step out", -120, QPoint(), 1.15},
+        {"huge step in", 120000, QPoint(), 0.6666666666666666},
+        {"huge step out", -120000, QPoint(), 1.5},
+        {"pixels", 0, QPoint(0, 10), 0.9},
+        {"nothing", 0, QPoint(), 1.0},
+    };
+    const QPointF at(100, 100);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = plainViewport();
+        const double width = vp->vars.xright - vp->vars.xleft, height = vp->vars.ytop - vp->vars.ybottom;
+        const QPointF w = world(vp.get(), at);
+        wheel(vp.get(), at, c.angle, c.pixels);
+        EXPECT_EQ(vp->vars.wheel_timer_event, 1);
+        // more steps while the timer runs are dropped
+        for (int i = 0; i < 5; i++)
+            wheel(vp.get(), at, 120);
+        EXPECT_EQ(vp->vars.xright - vp->vars.xleft, width);
+        ASSERT_TRUE(waitForWheel(vp.get()));
+        EXPECT_NEAR((vp->vars.xright - vp->vars.xleft) / width, c.factor, 1e-12);
+        EXPECT_NEAR((vp->vars.ytop - vp->vars.ybottom) / height, c.factor, 1e-12);
+        // the point under the wheel stays in place
+        const QPointF after = world(vp.get(), at);
+        EXPECT_NEAR(after.x(), w.x(), 1e-9);
+        EXPECT_NEAR(after.y(), w.y(), 1e-9);
+    }
+}
+
+TEST(ViewportInteraction, SwitchingInteractionsOff)
+{
+    struct Case
+    {
+        const char* value;
+        bool wheel, keys, press;
+    } cases[] = {
+        {"1", true, true, true},
+        {"nowheel", false, true, true},
+        {"0", false, false, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.value);
+        auto vp = plainViewport({"default_event_interaction", c.value});
+        double width = vp->vars.xright - vp->vars.xleft;
+        wheel(vp.get(), QPointF(100, 100), 120);
+        EXPECT_EQ(vp->vars.wheel_timer_event, c.wheel ? 1 : 0);
+        QTest::qWait(150);
+        ASSERT_TRUE(waitForWheel(vp.get()));
+        EXPECT_EQ(vp->vars.xright - vp->vars.xleft != width, c.wheel);
+        width = vp->vars.xright - vp->vars.xleft;
+        key(vp.get(), Qt::Key_I, "i");
+        EXPECT_EQ(vp->vars.xright - vp->vars.xleft != width, c.keys);
+        press(vp.get(), QPointF(100, 100));
+        EXPECT_EQ(vp->vars.qevent_state, c.press ? 2 : 1);
+        release(vp.get(), QPointF(100, 100));
+    }
+}
+
+TEST(ViewportInteraction, KeysZoom)
+{
+    struct Case
+    {
+        const char* name;
+        int qt_key;
+        const char* text;
+        double factor;
+    } cases[] = {
+        {"i", Qt::Key_I, "i", 0.8333333333333334},
+        {"plus zooms as i does", Qt::Key_Plus, "+", 0.8333333333333334},
+        {"capital I zooms faster", Qt::Key_I, "I", 0.5},
+        {"o", Qt::Key_O, "o", 1.2},
+        {"minus", Qt::Key_Minus, "-", 1.2},
+        {"capital O", Qt::Key_O, "O", 2.0},
+        {"other keys do nothing", Qt::Key_X, "x", 1.0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto vp = plainViewport();
+        const double width = vp->vars.xright - vp->vars.xleft, height = vp->vars.ytop - vp->vars.ybottom;
+        key(vp.get(), c.qt_key, c.text);
+        EXPECT_NEAR((vp->vars.xright - vp->vars.xleft) / width, c.factor, 1e-12);
+        EXPECT_NEAR((vp->vars.ytop - vp->vars.ybottom) / height, c.factor, 1e-12);
+    }
+}
+
+TEST(ViewportInteraction, KeyCCentresOnTheCursor)
+{
+    auto vp = plainViewport();
+    QCursor::setPos(vp->mapToGlobal(QPoint(120, 90)));
+    const QPointF target = world(vp.get(), QPointF(vp->mapFromGlobal(QCursor::pos())));
+    key(vp.get(), Qt::Key_C, "c");
+    EXPECT_NEAR(0.5 * (vp->vars.xleft + vp->vars.xright), target.x(), 1e-9);
+    EXPECT_NEAR(0.5 * (vp->vars.ybottom + vp->vars.ytop), target.y(), 1e-9);
+    EXPECT_NEAR(vp->vars.xright - vp->vars.xleft, 400.0, 1e-9);
+}
+
+TEST(ViewportInteraction, PanMovesTheLimitsByItsPixels)
+{
+    auto vp = plainViewport({"xleft", "0", "xright", "800", "ybottom", "0", "ytop", "150"});
+    const VxViewport v = vp->vars;
+    const double xunits = (v.xright - v.xleft) / 400.0, yunits = (v.ytop - v.ybottom) / 300.0;
+    press(vp.get(), QPointF(200, 150));
+    EXPECT_EQ(vp->vars.qevent_state, 2);
+    EXPECT_EQ(vp->cursor().shape(), Qt::ClosedHandCursor);
+    move(vp.get(), QPointF(250, 130));
+    // coalesced: nothing before the event loop runs
+    EXPECT_EQ(vp->vars.mouse_timer_event, 1);
+    EXPECT_EQ(vp->vars.xleft, v.xleft);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(vp->vars.mouse_timer_event, 0);
+    EXPECT_EQ(vp->vars.xoffset, -50);
+    EXPECT_EQ(vp->vars.yoffset, 20);
+    EXPECT_NEAR(vp->vars.xleft, v.xleft - 50 * xunits, 1e-9);
+    EXPECT_NEAR(vp->vars.ytop, v.ytop - 20 * yunits, 1e-9);
+    release(vp.get(), QPointF(250, 130));
+    // folded into the specified limits
+    EXPECT_EQ(vp->vars.xoffset, 0);
+    EXPECT_EQ(vp->vars.yoffset, 0);
+    EXPECT_NEAR(vp->vars.spc_xleft, v.xleft - 50 * xunits, 1e-9);
+    EXPECT_NEAR(vp->vars.spc_xright, v.xright - 50 * xunits, 1e-9);
+    EXPECT_NEAR(vp->vars.spc_ybottom, v.ybottom - 20 * yunits, 1e-9);
+    EXPECT_EQ(vp->vars.qevent_state, 1);
+    EXPECT_EQ(vp->vars.item_grab, nullptr);
+    EXPECT_TRUE(hasDefaultCursor(vp.get()));
+}
+
+TEST(ViewportInteraction, PanCoalescesMovesAndEndsWhereReleased)
+{
+    auto vp = plainViewport();
+    const VxViewport v = vp->vars;
+    press(vp.get(), QPointF(200, 150));
+    // moves in one pass of the loop: the first is kept, the rest dropped
+    for (int dx = 10; dx <= 100; dx += 10)
+        move(vp.get(), QPointF(200 + dx, 150));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(vp->vars.xoffset, -10);
+    // a move still waiting when the button comes up is applied first, and
+    // nothing moves afterwards
+    move(vp.get(), QPointF(240, 150));
+    release(vp.get(), QPointF(240, 150));
+    EXPECT_EQ(vp->vars.xoffset, 0);
+    EXPECT_NEAR(vp->vars.spc_xleft, v.xleft - 40.0, 1e-9);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(vp->vars.xoffset, 0);
+    EXPECT_NEAR(vp->vars.xleft, v.xleft - 40.0, 1e-9);
+}
+
+TEST(ViewportInteraction, PanOnFlatMapsMovesTheReference)
+{
+    for (const char* map : {"geog", "merc"}) {
+        SCOPED_TRACE(map);
+        auto vp = makeViewport(400, 300, {"map", map, "range", "40", "lonr", "10", "latr", "0"});
+        const double lonr = vp->vars.lonr;
+        drag(vp.get(), QPointF(200, 150), QPointF(250, 150));
+        EXPECT_NEAR(vp->vars.lonr, lonr - 50 * 40.0 / 400.0, 1e-6);
+        EXPECT_NEAR(vp->vars.latr, 0.0, 1e-3);
+        EXPECT_EQ(vp->vars.xoffset, 0);
+    }
+}
+
+TEST(ViewportInteraction, PlaneMapsDragTheStartPointUnderThePointer)
+{
+    for (const char* map : {"edp", "globe"}) {
+        SCOPED_TRACE(map);
+        auto vp = makeViewport(400, 300, {"map", map, "range", "60", "lonr", "10", "latr", "20"});
+        const QPointF start = world(vp.get(), QPointF(200, 150));
+        press(vp.get(), QPointF(200, 150));
+        move(vp.get(), QPointF(240, 120));
+        QCoreApplication::processEvents();
+        vp->setScales();
+        QPointF now = world(vp.get(), QPointF(240, 120));
+        EXPECT_NEAR(now.x(), start.x(), 1e-6);
+        EXPECT_NEAR(now.y(), start.y(), 1e-6);
+        release(vp.get(), QPointF(260, 120));
+        vp->setScales();
+        now = world(vp.get(), QPointF(260, 120));
+        EXPECT_NEAR(now.x(), start.x(), 1e-6);
+        EXPECT_NEAR(now.y(), start.y(), 1e-6);
+        EXPECT_EQ(vp->vars.item_grab, nullptr);
+    }
+}
+
+TEST(ViewportInteraction, ReferenceDragKeepsTheGrab)
+{
+    auto vp = makeViewport(400, 300, {"map", "edp", "range", "60", "lonr", "10", "latr", "20"});
+    std::string log;
+    LogItem a(vp.get(), "a", &log);
+    press(vp.get(), QPointF(200, 150), Qt::LeftButton, Qt::ControlModifier);
+    EXPECT_EQ(vp->vars.qevent_state, 5);
+    EXPECT_EQ(vp->cursor().shape(), Qt::ClosedHandCursor);
+    const QPointF target = world(vp.get(), QPointF(300, 100));
+    move(vp.get(), QPointF(300, 100), Qt::LeftButton, Qt::ControlModifier);
+    EXPECT_NEAR(vp->vars.lonr, target.x(), 1e-9);
+    EXPECT_NEAR(vp->vars.latr, target.y(), 1e-9);
+    release(vp.get(), QPointF(300, 100), Qt::LeftButton, Qt::ControlModifier);
+    EXPECT_EQ(vp->vars.qevent_state, 1);
+    EXPECT_TRUE(hasDefaultCursor(vp.get()));
+    // the viewport holds the stream until another gesture ends
+    EXPECT_EQ(vp->vars.item_grab, static_cast<VXViewportItem*>(vp.get()));
+    EXPECT_EQ(log, "a");  // the press, before the grab
+    log.clear();
+    move(vp.get(), QPointF(10, 10), Qt::NoButton);
+    EXPECT_EQ(log, "");
+    drag(vp.get(), QPointF(100, 100), QPointF(110, 100));
+    EXPECT_EQ(vp->vars.item_grab, nullptr);
+    EXPECT_EQ(log, "");
+    move(vp.get(), QPointF(10, 10), Qt::NoButton);
+    EXPECT_EQ(log, "a");
+}
+
+TEST(ViewportInteraction, BoxZoomOnMaps)
+{
+    {
+        auto vp = makeViewport(400, 300, {"map", "geog", "range", "40", "lonr", "10", "latr", "0"});
+        const QPointF w1 = world(vp.get(), QPointF(100, 100)), w2 = world(vp.get(), QPointF(199, 179));
+        drag(vp.get(), QPointF(100, 100), QPointF(199, 179), Qt::LeftButton, Qt::ShiftModifier);
+        EXPECT_NEAR(vp->vars.range, w2.x() - w1.x(), 1e-9);
+        EXPECT_NEAR(vp->vars.lonr, 0.5 * (w1.x() + w2.x()), 1e-9);
+        EXPECT_NEAR(vp->vars.latr, 0.5 * (w1.y() + w2.y()), 1e-9);
+    }
+    {
+        auto vp = makeViewport(400, 300, {"map", "edp", "range", "60", "lonr", "10", "latr", "20"});
+        const QPointF centre = world(vp.get(), QPointF(150, 125));
+        drag(vp.get(), QPointF(100, 100), QPointF(200, 150), Qt::LeftButton, Qt::ShiftModifier);
+        EXPECT_NEAR(vp->vars.lonr, centre.x(), 1e-9);
+        EXPECT_NEAR(vp->vars.latr, centre.y(), 1e-9);
+        EXPECT_GT(vp->vars.range, 0.0);
+        EXPECT_LT(vp->vars.range, 60.0);
+    }
+}
+
+TEST(ViewportInteraction, PaintsAndTeardownDuringGestures)
+{
+    auto vp = plainViewport();
+    auto item = std::make_unique<VXViewportItem>(vp.get(), nullptr, "Plain", 1);
+    vp->show();
+    press(vp.get(), QPointF(100, 100), Qt::LeftButton, Qt::ShiftModifier);
+    move(vp.get(), QPointF(150, 160), Qt::LeftButton, Qt::ShiftModifier);
+    QImage image = vptest::render(vp.get());
+    EXPECT_FALSE(image.isNull());
+    item.reset();  // an item going away mid-gesture
+    release(vp.get(), QPointF(150, 160), Qt::LeftButton, Qt::ShiftModifier);
+    press(vp.get(), QPointF(100, 100));
+    move(vp.get(), QPointF(150, 160));
+    vp->repaint();
+    QCoreApplication::processEvents();
+    release(vp.get(), QPointF(150, 160));
+    // a viewport destroyed while its timers wait
+    wheel(vp.get(), QPointF(100, 100), 120);
+    press(vp.get(), QPointF(100, 100));
+    move(vp.get(), QPointF(120, 100));
+    vp.reset();
+    QTest::qWait(150);
+}
+
+TEST(ViewportInteraction, DefaultCursorIsAThinCross)
+{
+    auto vp = plainViewport();
+    const QCursor c = vp->cursor();
+    ASSERT_EQ(c.shape(), Qt::BitmapCursor);
+    const QImage image = c.pixmap().toImage().convertToFormat(QImage::Format_ARGB32);
+    ASSERT_EQ(image.size(), QSize(31, 31));
+    EXPECT_EQ(qAlpha(image.pixel(15, 3)), 0x80);
+    EXPECT_EQ(qRed(image.pixel(15, 3)), 0);
+    EXPECT_EQ(qRed(image.pixel(3, 14)), 255);
+    EXPECT_EQ(qAlpha(image.pixel(3, 14)), 0x80);
+    EXPECT_EQ(qAlpha(image.pixel(14, 14)), 0x80);
+    EXPECT_EQ(qAlpha(image.pixel(5, 5)), 0);
+}
