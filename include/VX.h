@@ -46,6 +46,9 @@
 #include "map/maptransform.h"
 
 // graphics contexts and shapes
+#include "glyphs/glyph.h"
+#include "glyphs/glyphs.h"
+#include "glyphs/glyphsgc.h"
 #include "glyphs/graphicscontext.h"
 #include "glyphs/shape.h"
 
