@@ -160,5 +160,6 @@ extern const std::vector<VX_GraphicsServer_command_row> vx_commands_console = {
      "commandconsole_getcommand COMMANDCONSOLE command_index",
      "w = mainwindow none\nc = commandconsole $w\ncommandconsole_getcommand $c 0"},
     {"commandconsole_callback", VX_GraphicsServer_commandconsole_callback,
-     "commandconsole_callback COMMANDCONSOLE (extra: function, client data)", ""},
+     "commandconsole_callback COMMANDCONSOLE (extra: function, client data)",
+     "w = mainwindow none\nc = commandconsole $w\n@callback $c every @run"},
 };

@@ -68,6 +68,7 @@ void flushEvents()
 struct Binding
 {
     VX_GraphicsServer* server = nullptr;
+    QString handle;      // the handle bound
     int on_event = 0;
     QString word;        // empty: report only
     QString target;
@@ -94,9 +95,50 @@ void runAction(const Binding& b)
     hl_clear_register(0);
 }
 
-QVariant shellCallback(void*, QString handle, QStringList params, int type, HL_ClientData client_data)
+// @run: the line typed in a console is a statement of the shell's
+// language, run on the Qt thread; its response goes back into the console
+// (and onto standard output).  Without @run the console only gets its
+// prompt back.
+void runConsoleLine(const Binding& b, const QString& handle, const QString& text)
 {
-    const auto* b = static_cast<const Binding*>(client_data);
+    int type = -1;
+    auto* console = static_cast<VXCommandConsole*>(VX_GraphicsServer_get_item(b.server, handle, &type, 0));
+    if (!console || type != VX_TYPE_COMMANDCONSOLE) {
+        hl_clear_register(0);
+        return;
+    }
+    if (b.word != QLatin1String("@run") || text.trimmed().isEmpty()) {
+        console->printLineOutput(QString(), QString(), 0, 1);
+        return;
+    }
+    // the console's own variables: a handle bound there stays known
+    static VXCommandScript* script = new VXCommandScript;
+    qsizetype pos = 0;
+    int line = 1;
+    VX_ScriptStatement st;
+    const int r = script->next(text, &pos, &line, &st);
+    QString out;
+    bool error = false;
+    if (r != VXCommandScript::Statement || st.directive) {
+        error = true;
+        out = r == VXCommandScript::Statement ? QStringLiteral("directives are not run from a console")
+                                              : QString::fromUtf8(hl_errlog_string(0)).trimmed();
+    } else {
+        VX_GraphicsServer_response* response = nullptr;
+        error = script->run(b.server, st, &response, 1) < 0;
+        out = VXCommandScript::formatResponse(response);
+        delete response;
+    }
+    hl_clear_register(0);
+    queueLine(out);
+    console->printLineOutput(out, QString(), error ? 1 : 0, 1);
+}
+
+// Queue the event line of a binding, run its action when its turn has
+// come, and count the event.  Qt thread.
+void reportEvent(const Binding* b, const QString& handle, int type, const QStringList& params,
+                 const QString& console_line = QString())
+{
     QString line = QStringLiteral("event\t") + VXCommandScript::escapeField(handle) + QLatin1Char('\t') +
                    QString::fromLatin1(VX_GraphicsServer_type_name(type));
     for (const QString& p : params)
@@ -107,7 +149,9 @@ QVariant shellCallback(void*, QString handle, QStringList params, int type, HL_C
         std::lock_guard<std::mutex> lock(events().mutex);
         n = events().counts.value(handle) + 1;
     }
-    if (!b->word.isEmpty() && (b->on_event == 0 || b->on_event == n))
+    if (b->word == QLatin1String("@run"))
+        runConsoleLine(*b, handle, console_line);
+    else if (!b->word.isEmpty() && (b->on_event == 0 || b->on_event == n))
         runAction(*b);
     // counted after the action, so that @wait also waits for its lines
     {
@@ -115,7 +159,38 @@ QVariant shellCallback(void*, QString handle, QStringList params, int type, HL_C
         events().counts[handle] = n;
     }
     events().changed.notify_all();
+}
+
+QVariant shellCallback(void*, QString handle, QStringList params, int type, HL_ClientData client_data)
+{
+    reportEvent(static_cast<const Binding*>(client_data), handle, type, params);
     return QVariant();
+}
+
+// Events of a viewport that its items left over: the event's name, its
+// pixel and world position, the buttons held and the key.  Moves with no
+// button held are left out: they would bury everything else.
+void shellViewportCallback(void* item, VXEvent* e, void* client_data)
+{
+    const auto* b = static_cast<const Binding*>(client_data);
+    if (!e || (e->type == VX_EVENT_MOVE && e->button == 0))
+        return;
+    auto* viewport = static_cast<VXViewport*>(item);
+    double wx = 0.0, wy = 0.0;
+    QString world;
+    if (viewport && viewport->getWcoords(e->pt.x(), e->pt.y(), &wx, &wy, 0, 0, 0) == 0)
+        world = QString::asprintf("%.10g %.10g", wx, wy);
+    const char* name = VXEvent::typeName(e->type);
+    reportEvent(b, b->handle, VX_TYPE_VIEWPORT,
+                {QString::fromLatin1(name ? name : "unknown"),
+                 QString::asprintf("%g %g", e->pt.x(), e->pt.y()), world, QString::number(e->button), e->key});
+}
+
+// A line the user finished in a console.
+void shellConsoleCallback(QString command, HL_ClientData client_data)
+{
+    const auto* b = static_cast<const Binding*>(client_data);
+    reportEvent(b, b->handle, VX_TYPE_COMMANDCONSOLE, {command}, command);
 }
 
 void shellErrlog(const char* line)
@@ -203,7 +278,8 @@ struct Runner
         }
     }
 
-    // @callback HANDLE [N|every WORD [TARGET [ARGS...]]]
+    // @callback HANDLE [N|every WORD [TARGET [ARGS...]]], or for a console
+    // @callback CONSOLE every @run
     void bindCallback(const VX_ScriptStatement& st)
     {
         // bindings live as long as the session: a callback may fire until the end
@@ -221,9 +297,26 @@ struct Runner
             b->target = st.args.size() > 3 ? st.args[3] : QStringLiteral("none");
             b->args = st.args.mid(4);
         }
+        b->handle = st.args[0];
+        if (b->word == QLatin1String("@run") && st.args[1] != QLatin1String("every")) {
+            delete b;
+            return fail(st.line, "@callback: @run runs on every line: write 'every @run'");
+        }
         bindings->append(b);
-        QList<void*> extra{reinterpret_cast<void*>(&shellCallback), b};
-        sendAndReport(st.line, QStringLiteral("qt_callback"), st.args[0], extra);
+        // viewports and consoles have callbacks of their own kinds
+        int type = -1;
+        VX_GraphicsServer_get_item(server, b->handle, &type, 0);
+        hl_clear_register(0);
+        if (type == VX_TYPE_VIEWPORT) {
+            QList<void*> extra{reinterpret_cast<void*>(&shellViewportCallback), b};
+            sendAndReport(st.line, QStringLiteral("viewport_callback"), b->handle, extra);
+        } else if (type == VX_TYPE_COMMANDCONSOLE) {
+            QList<void*> extra{reinterpret_cast<void*>(&shellConsoleCallback), b};
+            sendAndReport(st.line, QStringLiteral("commandconsole_callback"), b->handle, extra);
+        } else {
+            QList<void*> extra{reinterpret_cast<void*>(&shellCallback), b};
+            sendAndReport(st.line, QStringLiteral("qt_callback"), b->handle, extra);
+        }
     }
 
     // @wait HANDLE N: until HANDLE has reported N events in all
