@@ -94,17 +94,11 @@ std::string nested(int depth)
 
 TEST_F(KvTest, CompilesEveryConstruct)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* expected;
-    } cases[] = {
+    struct Case { const char* name; const char* text; const char* expected; } cases[] = {
         {"key and value", "key value", R"({key="value"})"},
         {"inner blanks kept, ends trimmed", "key   a  b\t c  \n", "{key=\"a  b\t c\"}"},
         {"tabs between key and value", "key\t\t\tvalue", R"({key="value"})"},
-        {"key alone has empty value", "key\n", R"({key=""})"},
-        {"empty text", "", "{}"},
+        {"key alone has empty value", "key\n", R"({key=""})"}, {"empty text", "", "{}"},
         {"blank and comment lines", "\n   \n# comment\n\t# another\n", "{}"},
         {"comment after value", "color red # the pen", R"({color="red"})"},
         {"escaped hash", R"(color \#6060ff)", R"({color="#6060ff"})"},
@@ -185,7 +179,6 @@ TEST_F(KvTest, KvgetAnswersKinds)
     EXPECT_EQ(kvgetindex(t, 1, &value), KV_KIND_ARR);
     EXPECT_EQ(kvgetindex(t, 2, &value), KV_KIND_NOTFOUND);
     EXPECT_EQ(kvgetindex(t, -1, &value), KV_KIND_NOTFOUND);
-
     value = &value;
     EXPECT_EQ(kvget(doc.kv, "missing", &value), KV_KIND_NOTFOUND);
     EXPECT_EQ(value, &value) << "not found leaves *value alone";
@@ -204,26 +197,14 @@ TEST_F(KvTest, KvparamConvertsScalars)
     std::string text = "i -42\nbig 99999999999\nfrac 1.5\nd 2.5e-3\nneg -1D2\nunset 2.12345e30\ncomma 1,5\n"
                        "yes yes\noff off\nbad maybe\ns a b  c\nt &Tbl{\n}\nlong " + std::string(300, 'x') + "\n";
     Doc doc(text.c_str());
-    struct Case
-    {
-        const char* name;
-        const char* key;
-        int type;
-        bool ok;
-        double expected;  // for numbers and booleans
-    } cases[] = {
-        {"int", "i", KV_INT, true, -42},
-        {"int out of range", "big", KV_INT, false, 0},
-        {"int from fraction", "frac", KV_INT, false, 0},
-        {"int from words", "s", KV_INT, false, 0},
-        {"double", "d", KV_DOUBLE, true, 2.5e-3},
-        {"double with d exponent", "neg", KV_DOUBLE, true, -100},
-        {"double sentinel", "unset", KV_DOUBLE, true, 2.12345e30},
-        {"double with comma", "comma", KV_DOUBLE, false, 0},
-        {"double of a block", "t", KV_DOUBLE, false, 0},
-        {"boolean yes", "yes", KV_BOOLEAN, true, 1},
-        {"boolean off", "off", KV_BOOLEAN, true, 0},
-        {"boolean bad", "bad", KV_BOOLEAN, false, 0},
+    // expected: for numbers and booleans
+    struct Case { const char* name; const char* key; int type; bool ok; double expected; } cases[] = {
+        {"int", "i", KV_INT, true, -42}, {"int out of range", "big", KV_INT, false, 0},
+        {"int from fraction", "frac", KV_INT, false, 0}, {"int from words", "s", KV_INT, false, 0},
+        {"double", "d", KV_DOUBLE, true, 2.5e-3}, {"double with d exponent", "neg", KV_DOUBLE, true, -100},
+        {"double sentinel", "unset", KV_DOUBLE, true, 2.12345e30}, {"double with comma", "comma", KV_DOUBLE, false, 0},
+        {"double of a block", "t", KV_DOUBLE, false, 0}, {"boolean yes", "yes", KV_BOOLEAN, true, 1},
+        {"boolean off", "off", KV_BOOLEAN, true, 0}, {"boolean bad", "bad", KV_BOOLEAN, false, 0},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -241,12 +222,10 @@ TEST_F(KvTest, KvparamConvertsScalars)
             EXPECT_NE(errors().find(c.key), std::string::npos) << errors();
         }
     }
-
     char* s = nullptr;
     ASSERT_EQ(kvparam(doc.kv, "s", KV_STRING, 1, &s), 0);
     EXPECT_STREQ(s, "a b  c");
     free(s);
-
     char buffer[KV_STRING_BUFFER_MIN];
     strcpy(buffer, "old");
     EXPECT_EQ(kvparam(doc.kv, "s", KV_STRING_BUFFER, 1, buffer), 0);
@@ -289,27 +268,23 @@ TEST_F(KvTest, KvparamConvertsBlocks)
 {
     Doc doc("rows &Tbl{\none two\n three \n}\nmixed &Tbl{\nx\n&Arr{\n}\n}\n"
             "pairs &Arr{\nb 2\na 1 # one\n}\ndeep &Arr{\nsub &Arr{\n}\n}\ns text\n");
-
     Tbl* rows = nullptr;
     ASSERT_EQ(kvparam(doc.kv, "rows", KV_TBL_STRINGS, 1, &rows), 0);
     ASSERT_EQ(seqcount(rows), 2);
     EXPECT_STREQ(static_cast<char*>(seqget(rows, 0)), "one two");
     EXPECT_STREQ(static_cast<char*>(seqget(rows, 1)), "three");
     seqfree(rows, free);
-
     rows = nullptr;
     EXPECT_LT(kvparam(doc.kv, "mixed", KV_TBL_STRINGS, 1, &rows), 0) << "a block row is not a string";
     EXPECT_EQ(rows, nullptr);
     EXPECT_LT(kvparam(doc.kv, "s", KV_TBL_STRINGS, 1, &rows), 0) << "a string is not an &Tbl";
     EXPECT_LT(kvparam(doc.kv, "pairs", KV_TBL, 1, &rows), 0) << "an &Arr is not an &Tbl";
-
     Kv* sub = nullptr;
     ASSERT_EQ(kvparam(doc.kv, "mixed", KV_TBL, 1, &sub), 0);
     EXPECT_EQ(dump(sub), "[\"x\" {}]");
     kvfree(sub);  // owned by the document: ignored
     ASSERT_EQ(kvparam(doc.kv, "deep", KV_ARR, 1, &sub), 0);
     EXPECT_EQ(dump(sub), "{sub={}}");
-
     Arr* pairs = nullptr;
     ASSERT_EQ(kvparam(doc.kv, "pairs", KV_ARR_STRINGS, 1, &pairs), 0);
     EXPECT_EQ(mapcount(pairs), 2);
@@ -392,12 +367,7 @@ TEST_F(KvTest, WriterFormat)
 
 TEST_F(KvTest, SyntaxErrorsNameTheLine)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* fragment;
-    } cases[] = {
+    struct Case { const char* name; const char* text; const char* fragment; } cases[] = {
         {"brace at the top", "a 1\n\n}\n", "Line 3: '}' without an open block"},
         {"brace too many", "a &Arr{\n}\n}\nb 2\n", "Line 3: '}' without an open block"},
         {"arr not closed", "x 1\na &Arr{\nb 1\n", "Line 2: '&Arr{' is not closed"},
@@ -423,23 +393,16 @@ TEST_F(KvTest, SyntaxErrorsNameTheLine)
     }
 }
 
-TEST_F(KvTest, FailedCompileLeavesAnExistingDocument)
-{
-    Doc doc("a 1\nb &Arr{\nc 2\n}\n");
-    Kv* kv = doc.kv;
-    EXPECT_LT(kvcompile("a 9\nb 3\n}\n", &kv), 0);
-    EXPECT_EQ(kv, doc.kv);
-    EXPECT_EQ(dump(doc.kv), R"({a="1" b={c="2"}})");
-}
-
 TEST_F(KvTest, CompileIntoAnExistingDocumentMerges)
 {
     Doc doc("a 1\nb &Arr{\nc 2\n}\nz 0\n");
     Kv* kv = doc.kv;
+    EXPECT_LT(kvcompile("a 9\nb 3\n}\n", &kv), 0);  // a failed compile leaves the document
+    EXPECT_EQ(kv, doc.kv);
+    EXPECT_EQ(dump(doc.kv), R"({a="1" b={c="2"} z="0"})");
     ASSERT_EQ(kvcompile("b x\nn &Tbl{\nr\n}\na 5\n", &kv), 0);
     EXPECT_EQ(kv, doc.kv);
     EXPECT_EQ(dump(doc.kv), R"({a="5" b="x" z="0" n=["r"]})");
-
     void* t = nullptr;
     ASSERT_EQ(kvget(doc.kv, "n", &t), KV_KIND_TBL);
     Kv* tbl = static_cast<Kv*>(t);
@@ -457,13 +420,11 @@ TEST_F(KvTest, NestingIsCapped)
     EXPECT_EQ(toText(again), written);
     kvfree(kv);
     kvfree(again);
-
     kv = nullptr;
     std::string deep = nested(KV_MAX_DEPTH + 1);
     EXPECT_LT(kvcompile(deep.c_str(), &kv), 0);
     EXPECT_EQ(kv, nullptr);
     EXPECT_NE(errors().find("Line 257: Blocks nested deeper than 256 levels"), std::string::npos) << errors();
-
     // a huge nesting stops at the cap without walking it all
     hl_clear_register(0);
     std::string huge;
@@ -554,7 +515,6 @@ protected:
         kvfree(kv);
         return out;
     }
-
     QTemporaryDir first_, second_, work_;
     bool had_path_ = false;
     std::string old_path_, old_cwd_;
@@ -571,37 +531,25 @@ TEST_F(KvReadTest, SearchPathOrder)
     std::string path = "::" + first_.path().toStdString() + "::" + second_.path().toStdString() + "/:";
     setenv("VXPLOT_PARAMPATH", path.c_str(), 1);
     ASSERT_EQ(chdir(work_.path().toLocal8Bit().constData()), 0);
-
-    struct Case
-    {
-        const char* name;
-        const char* file;
-        const char* expected;
-    } cases[] = {
-        {"first folder of the path wins", "kvtest_both", "first"},
-        {"suffix given", "kvtest_both.pf", "first"},
-        {"second folder of the path", "kvtest_second", "second"},
-        {"working folder last", "kvtest_work", "work"},
-        {"files need the suffix", "kvtest_nosuffix", "error"},
-        {"absent", "kvtest_absent", "error"},
+    struct Case { const char* name; const char* file; const char* expected; } cases[] = {
+        {"first folder of the path wins", "kvtest_both", "first"}, {"suffix given", "kvtest_both.pf", "first"},
+        {"second folder of the path", "kvtest_second", "second"}, {"working folder last", "kvtest_work", "work"},
+        {"files need the suffix", "kvtest_nosuffix", "error"}, {"absent", "kvtest_absent", "error"},
         {"a path is not searched", "./kvtest_both", "work"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(read(c.file), c.expected);
     }
-
     char* found = kvfind("kvtest_second");
     ASSERT_NE(found, nullptr);
     EXPECT_EQ(QDir::cleanPath(found), second_.filePath("kvtest_second.pf"));
     free(found);
     EXPECT_EQ(kvfind("kvtest_absent"), nullptr);
-
     hl_clear_register(0);
     Kv* kv = nullptr;
     EXPECT_LT(kvread("kvtest_absent", &kv), 0);
     EXPECT_NE(errors().find("Cannot find parameter file 'kvtest_absent.pf'"), std::string::npos) << errors();
-
     unsetenv("VXPLOT_PARAMPATH");
     EXPECT_EQ(read("kvtest_both"), "work") << "without the variable the working folder is found";
 }
@@ -633,19 +581,14 @@ TEST_F(KvTest, MakeKvstring)
 {
     const char* text = "s value \\# x\nlit &Literal{\n two\n lines\n}\n"
                        "a &Arr{\nk v\n}\nt &Tbl{\nr1\nr2\n}\n";
-    struct Case
-    {
-        const char* name;
-        const char* input_key;
-        const char* output_key;
-        const char* expected;  // null: fails
-        const char* error;
+    // expected null: fails
+    struct Case {
+        const char* name; const char* input_key; const char* output_key; const char* expected; const char* error;
     } cases[] = {
         {"string", "s", "out", "out value \\# x\n", nullptr},
         {"literal string", "lit", "out", "out &Literal{\n two\n lines\n}\n", nullptr},
         {"arr", "a", "out", "out &Arr{\nk v\n}\n", nullptr},
-        {"tbl", "t", "rows", "rows &Tbl{\n    r1\n    r2\n}\n", nullptr},
-        {"file", "", "all", nullptr, nullptr},
+        {"tbl", "t", "rows", "rows &Tbl{\n    r1\n    r2\n}\n", nullptr}, {"file", "", "all", nullptr, nullptr},
         {"key not found", "nothing", "out", nullptr, "VX_make_kvstring: kvget(nothing) error - key not found.\n"},
     };
     for (const Case& c : cases) {

@@ -33,28 +33,18 @@ std::string captureStderr(Fn fn)
 
 } // namespace
 
-TEST(MessageHandler, DebugLinesCarryTheirPlace)
+TEST(MessageHandler, DebugCarriesItsPlaceCriticalATraceWarningsAndInfoAreDropped)
 {
-    QMessageLogContext context("file.cpp", 42, "void f()", "default");
-    std::string out = captureStderr([&] { VX_MessageOutput(QtDebugMsg, context, "frame:0 = new QFrame(none)"); });
-    EXPECT_EQ(out, "Debug: frame:0 = new QFrame(none) (file.cpp:42, void f())\n");
-}
-
-TEST(MessageHandler, WarningsAndInfoAreDropped)
-{
-    QMessageLogContext context("file.cpp", 1, "f", "default");
+    QMessageLogContext place("file.cpp", 42, "void f()", "default"), none(nullptr, 0, nullptr, "default");
+    EXPECT_EQ(captureStderr([&] { VX_MessageOutput(QtDebugMsg, place, "frame:0 = new QFrame(none)"); }),
+              "Debug: frame:0 = new QFrame(none) (file.cpp:42, void f())\n");
     std::string out = captureStderr([&] {
-        VX_MessageOutput(QtWarningMsg, context, "a warning");
-        VX_MessageOutput(QtInfoMsg, context, "some info");
-        VX_MessageOutput(QtDebugMsg, context, "x QMacCGContext:: Unsupported painter devtype type y");
+        VX_MessageOutput(QtWarningMsg, place, "a warning");
+        VX_MessageOutput(QtInfoMsg, place, "some info");
+        VX_MessageOutput(QtDebugMsg, place, "x QMacCGContext:: Unsupported painter devtype type y");
     });
     EXPECT_EQ(out, "");
-}
-
-TEST(MessageHandler, CriticalIsWrittenWithAStackTrace)
-{
-    QMessageLogContext context(nullptr, 0, nullptr, "default");
-    std::string out = captureStderr([&] { VX_MessageOutput(QtCriticalMsg, context, "broken"); });
+    out = captureStderr([&] { VX_MessageOutput(QtCriticalMsg, none, "broken"); });
     EXPECT_EQ(out.rfind("Critical: broken (:0, )\nStack trace:\n", 0), 0u) << out;
 }
 

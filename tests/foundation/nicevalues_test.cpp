@@ -22,41 +22,22 @@ std::string takeErrors()
 
 TEST(NiceNumber, Texts)
 {
-    struct Case
-    {
-        const char* name;
-        double number;
-        const char* format;
-        const char* text;
-    } cases[] = {
-        {"auto zero", 0.0, "auto", "0"},
-        {"auto negative zero", -0.0, "auto", "0"},
-        {"auto one", 1.0, "auto", "1"},
-        {"auto hundred keeps its zeros", 100.0, "auto", "100"},
-        {"auto fraction", -2.5, "auto", "-2.5"},
-        {"auto sum of tenths", 0.1 + 0.2, "auto", "0.3"},
-        {"auto just under round", 2.9999999999999, "auto", "3"},
-        {"auto small", 0.000123, "auto", "0.000123"},
-        {"auto below ten decimals", 1e-12, "auto", "0"},
+    struct Case { const char* name; double number; const char* format; const char* text; } cases[] = {
+        {"auto zero", 0.0, "auto", "0"}, {"auto negative zero", -0.0, "auto", "0"}, {"auto one", 1.0, "auto", "1"},
+        {"auto hundred keeps its zeros", 100.0, "auto", "100"}, {"auto fraction", -2.5, "auto", "-2.5"},
+        {"auto sum of tenths", 0.1 + 0.2, "auto", "0.3"}, {"auto just under round", 2.9999999999999, "auto", "3"},
+        {"auto small", 0.000123, "auto", "0.000123"}, {"auto below ten decimals", 1e-12, "auto", "0"},
         {"auto tiny negative", -1e-12, "auto", "0"},
         {"auto sixteen digits", 1234567890123456.0, "auto", "1234567890123000"},
         {"auto sixteen digits negative", -1234567890123456.0, "auto", "-1234567890123000"},
         {"auto thirteen digits with decimals", 1234567.123456789, "auto", "1234567.123456"},
-        {"none", 1.5, "none", ""},
-        {"fixed", 1234.5678, "%.2f", "1234.57"},
-        {"fixed with text", 0.5, "x=%g s", "x=0.5 s"},
-        {"percent sign", 2.5, "%.1f%%", "2.5%"},
-        {"exponent", 12.0, "%e", "1.200000e+01"},
-        {"long double spelling", 0.25, "%lf", "0.250000"},
-        {"int half up", 2.5, "%5d", "    3"},
-        {"int half away from zero", -2.5, "%5d", "   -3"},
-        {"int below half", 3.49, "%d", "3"},
-        {"int minus half", -0.5, "%d", "-1"},
-        {"int flags", 7.0, "%+03d", "+07"},
-        {"int long", 12.0, "%ld", "12"},
-        {"int beyond int", 1e20, "%d", "2147483647"},
-        {"int below int", -1e20, "%d", "-2147483648"},
-        {"int NaN", std::nan(""), "%d", "0"},
+        {"none", 1.5, "none", ""}, {"fixed", 1234.5678, "%.2f", "1234.57"},
+        {"fixed with text", 0.5, "x=%g s", "x=0.5 s"}, {"percent sign", 2.5, "%.1f%%", "2.5%"},
+        {"exponent", 12.0, "%e", "1.200000e+01"}, {"long double spelling", 0.25, "%lf", "0.250000"},
+        {"int half up", 2.5, "%5d", "    3"}, {"int half away from zero", -2.5, "%5d", "   -3"},
+        {"int below half", 3.49, "%d", "3"}, {"int minus half", -0.5, "%d", "-1"}, {"int flags", 7.0, "%+03d", "+07"},
+        {"int long", 12.0, "%ld", "12"}, {"int beyond int", 1e20, "%d", "2147483647"},
+        {"int below int", -1e20, "%d", "-2147483648"}, {"int NaN", std::nan(""), "%d", "0"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -92,13 +73,11 @@ TEST(NiceNumber, TextMustFitTheBuffer)
     EXPECT_EQ(VX_nice_number(1234.5, "%f", text, sizeof text), -1);
     EXPECT_STREQ(text, "");
     EXPECT_EQ(takeErrors(), "VX_nice_number: Text of 1234.5 does not fit in 8 bytes.\n");
-
     EXPECT_EQ(VX_nice_number(1234.5, "auto", text, sizeof text), 0);
     EXPECT_STREQ(text, "1234.5");
     EXPECT_EQ(VX_nice_number(12345678.0, "auto", text, sizeof text), -1) << "needs 9 bytes";
     EXPECT_STREQ(text, "");
     takeErrors();
-
     // the three-argument form writes at most VX_NICE_NUMBER_SIZE bytes
     char big[VX_NICE_NUMBER_SIZE + 16];
     memset(big, 'x', sizeof big);
@@ -151,12 +130,9 @@ void expectClose(double got, double want, const char* what)
 
 TEST(NiceTicks, Layouts)
 {
-    struct Case
-    {
-        const char* name;
-        double start, end, width, minbigwidth;
-        double incr_big_in, incr_sml_in;  // caller minima
-        Ticks want;
+    // incr_*_in: caller minima
+    struct Case {
+        const char* name; double start, end, width, minbigwidth; double incr_big_in, incr_sml_in; Ticks want;
     } cases[] = {
         {"unit steps", 0, 10, 100, 10, 0, 0, {0, 11, 1, 0, 101, 0.1}},
         {"minbigwidth from width", 0, 10, 100, 0, 0, 0, {0, 11, 1, 0, 101, 0.1}},
@@ -193,11 +169,7 @@ TEST(NiceTicks, Layouts)
 
 TEST(NiceTicks, TicksLieInsideTheRange)
 {
-    struct Case
-    {
-        const char* name;
-        double start, end;
-    } cases[] = {
+    struct Case { const char* name; double start, end; } cases[] = {
         {"up", -3.7, 123.4}, {"down", 123.4, -3.7}, {"small up", 1e-7, 3e-7}, {"far from zero", 1e6 + 0.3, 1e6 + 5.9},
     };
     for (const Case& c : cases) {
@@ -224,18 +196,10 @@ TEST(NiceTicks, TicksLieInsideTheRange)
 
 TEST(NiceTicks, NothingToDoLeavesTheOutputs)
 {
-    struct Case
-    {
-        const char* name;
-        double start, end, width, minbigwidth;
-    } cases[] = {
-        {"zero window", 5, 5, 100, 10},
-        {"NaN start", std::nan(""), 5, 100, 10},
-        {"infinite end", 0, HUGE_VAL, 100, 10},
-        {"window overflows", -1e308, 1e308, 100, 10},
-        {"narrower than one tick", 0, 10, 5, 10},
-        {"NaN width", 0, 10, std::nan(""), 10},
-        {"window underflows the search", 0, 1e-300, 100, 10},
+    struct Case { const char* name; double start, end, width, minbigwidth; } cases[] = {
+        {"zero window", 5, 5, 100, 10}, {"NaN start", std::nan(""), 5, 100, 10}, {"infinite end", 0, HUGE_VAL, 100, 10},
+        {"window overflows", -1e308, 1e308, 100, 10}, {"narrower than one tick", 0, 10, 5, 10},
+        {"NaN width", 0, 10, std::nan(""), 10}, {"window underflows the search", 0, 1e-300, 100, 10},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -260,7 +224,6 @@ TEST(NiceTicks, TickCountsAreCapped)
     EXPECT_EQ(niceTicks(0, 10, 100, 10, &t), 0);
     EXPECT_EQ(t.n_sml, -7);
     EXPECT_EQ(t.incr_sml, 1e-9);
-
     Ticks wide;
     EXPECT_EQ(niceTicks(0, 1, 1e9, 1, &wide), 0) << "a million small ticks";
     EXPECT_EQ(wide.n_big, -7);

@@ -121,7 +121,6 @@ TEST(MapPlanes, KnownPlanePositions)
     ASSERT_EQ(VX_geopointat2globe(0, 0, 90, 0, &x, &y), 0);
     EXPECT_NEAR(x, 0, 1e-9);
     EXPECT_NEAR(y, globe_radius, 1e-9);
-
     // off the globe is taken to its rim
     double lat = 0, lon = 0;
     VX_globe2geopointat(0, 0, 2 * globe_radius, 0, &lat, &lon);
@@ -174,14 +173,8 @@ TEST(MapPlanes, CentreSolvesPutThePointWhereAsked)
 
 TEST(MapPlanes, FarSideOfTheGlobe)
 {
-    struct Case
-    {
-        const char* name;
-        double latr, lonr, lat, lon;
-    } cases[] = {
-        {"antipode", 0, 0, 0, 180},
-        {"just past the rim", 0, 0, 0, 91},
-        {"behind the pole", 60, 0, 20, 180},
+    struct Case { const char* name; double latr, lonr, lat, lon; } cases[] = {
+        {"antipode", 0, 0, 0, 180}, {"just past the rim", 0, 0, 0, 91}, {"behind the pole", 60, 0, 20, 180},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -212,20 +205,13 @@ TEST(MapPlanes, FarSideOfTheGlobe)
 
 TEST(MapPlanes, NorthDirection)
 {
-    struct Case
-    {
-        const char* name;
-        double latr, lonr, lat, lon;
-        double north;  // degrees clockwise from the plane's up
-        double tolerance;
-    } cases[] = {
-        {"on the central meridian", 0, 0, 30, 0, 0, 1e-9},
-        {"below the centre", 20, 10, -10, 10, 0, 1e-9},
+    // north: degrees clockwise from the plane's up
+    struct Case { const char* name; double latr, lonr, lat, lon; double north; double tolerance; } cases[] = {
+        {"on the central meridian", 0, 0, 30, 0, 0, 1e-9}, {"below the centre", 20, 10, -10, 10, 0, 1e-9},
         // the equator is the plane's x axis and meridians cross it upright
         {"on the equator", 0, 0, 0, 40, 0, 0.1},
         // around a pole, north points to the plane's origin
-        {"pole centred, east", 90, 0, 45, 90, 0, 0},
-        {"pole centred, south-west", 90, 0, 30, -135, 0, 0},
+        {"pole centred, east", 90, 0, 45, 90, 0, 0}, {"pole centred, south-west", 90, 0, 30, -135, 0, 0},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -249,10 +235,7 @@ TEST(MapPlanes, NorthDirection)
 
 namespace {
 
-struct Box
-{
-    double latmn, latmx, lonmn, lonmx;
-};
+struct Box { double latmn, latmx, lonmn, lonmx; };
 
 Box llbox(double latc, double lonc, double xmn, double xmx, double ymn, double ymx, int globe)
 {
@@ -274,20 +257,13 @@ double latitudeAt(double latc, double d, double az)
 TEST(PlaneBoxes, BoxesHoldingAPoleSpanAllLongitudes)
 {
     const double corner = latitudeAt(80, std::sqrt(800.0), 135);  // about 54
-    struct Case
-    {
-        const char* name;
-        double latc, lonc, xmn, xmx, ymn, ymx;
-        int globe;
-        double latmn, latmx;  // NaN: only checked to lie in -90..90
-    } cases[] = {
+    // latmn/latmx NaN: only checked to lie in -90..90
+    struct Case { const char* name; double latc, lonc, xmn, xmx, ymn, ymx; int globe; double latmn, latmx; } cases[] = {
         {"north, equidistant", 80, 0, -20, 20, -20, 20, 0, corner, 90},
         {"south, equidistant", -80, 50, -20, 20, -20, 20, 0, -90, -corner},
-        {"narrow box", 85, 30, -1, 1, -1, 6, 0, NAN, 90},
-        {"both poles", 0, 0, -100, 100, -100, 100, 0, -90, 90},
+        {"narrow box", 85, 30, -1, 1, -1, 6, 0, NAN, 90}, {"both poles", 0, 0, -100, 100, -100, 100, 0, -90, 90},
         {"north, globe", 60, 10, -30, 30, -10, 40, 1, NAN, 90},
-        {"south, globe", -60, 10, -30, 30, -40, 10, 1, -90, NAN},
-        {"whole globe", 0, 0, -60, 60, -60, 60, 1, -90, 90},
+        {"south, globe", -60, 10, -30, 30, -40, 10, 1, -90, NAN}, {"whole globe", 0, 0, -60, 60, -60, 60, 1, -90, 90},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -314,10 +290,8 @@ TEST(PlaneBoxes, BoxAcrossTheDateLine)
     // corner of a 10-degree box on the equator: longitude offset
     const double d = std::sqrt(200.0) * rad;
     const double dlon = std::atan2(std::sin(45 * rad) * std::sin(d), std::cos(d)) / rad;  // about 10.15
-    struct Case
-    {
-        const char* name;
-        double lonc;
+    struct Case {
+        const char* name; double lonc;
     } cases[] = {{"centre 180", 180}, {"centre -180", -180}, {"centre 175", 175}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -348,21 +322,12 @@ TEST(PlaneBoxes, OrdinaryBox)
 
 TEST(EventNames, QtNamesBelow215)
 {
-    struct Case
-    {
-        const char* name;
-        int type;
-        const char* text;
-    } cases[] = {
-        {"press", QEvent::MouseButtonPress, "MouseButtonPress"},
-        {"paint", QEvent::Paint, "Paint"},
+    struct Case { const char* name; int type; const char* text; } cases[] = {
+        {"press", QEvent::MouseButtonPress, "MouseButtonPress"}, {"paint", QEvent::Paint, "Paint"},
         {"resize", QEvent::Resize, "Resize"},
         {"last named", QEvent::ApplicationStateChange, "ApplicationStateChange"},
-        {"none", QEvent::None, "None"},
-        {"a gap Qt does not name", 28, "None"},
-        {"first cut off", 215, "None"},
-        {"user range", 1000, "None"},
-        {"user type", QEvent::User, "None"},
+        {"none", QEvent::None, "None"}, {"a gap Qt does not name", 28, "None"}, {"first cut off", 215, "None"},
+        {"user range", 1000, "None"}, {"user type", QEvent::User, "None"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -21,10 +21,7 @@ std::string takeErrors()
     return text;
 }
 
-struct Rgba
-{
-    int r, g, b, a;
-};
+struct Rgba { int r, g, b, a; };
 
 void expectRgba(const QColor& c, Rgba want)
 {
@@ -40,29 +37,16 @@ void expectRgba(const QColor& c, Rgba want)
 
 TEST(ColorText, WellFormedTexts)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        Rgba rgba;
-    } cases[] = {
-        {"named", "blue", {0, 0, 255, 255}},
-        {"named long", "lightyellow", {255, 255, 224, 255}},
-        {"short hex", "#f00", {255, 0, 0, 255}},
-        {"hex", "#00ff00", {0, 255, 0, 255}},
-        {"alpha first white", "#a0ffffff", {255, 255, 255, 0xa0}},
-        {"alpha first red", "#20ff0000", {255, 0, 0, 0x20}},
-        {"hsl blue", "240,1,0.5", {0, 0, 255, 255}},
-        {"hsla half blue", "240,1,0.5,0.5", {0, 0, 255, 128}},
-        {"hsl white", "0,0,1", {255, 255, 255, 255}},
-        {"hue above a turn", "480,1,0.5", {0, 255, 0, 255}},
-        {"hue many turns", "3720,1,0.5", {0, 255, 0, 255}},
-        {"negative hue and clamps", "-30,2,-1", {0, 0, 0, 255}},
+    struct Case { const char* name; const char* text; Rgba rgba; } cases[] = {
+        {"named", "blue", {0, 0, 255, 255}}, {"named long", "lightyellow", {255, 255, 224, 255}},
+        {"short hex", "#f00", {255, 0, 0, 255}}, {"hex", "#00ff00", {0, 255, 0, 255}},
+        {"alpha first white", "#a0ffffff", {255, 255, 255, 0xa0}}, {"alpha first red", "#20ff0000", {255, 0, 0, 0x20}},
+        {"hsl blue", "240,1,0.5", {0, 0, 255, 255}}, {"hsla half blue", "240,1,0.5,0.5", {0, 0, 255, 128}},
+        {"hsl white", "0,0,1", {255, 255, 255, 255}}, {"hue above a turn", "480,1,0.5", {0, 255, 0, 255}},
+        {"hue many turns", "3720,1,0.5", {0, 255, 0, 255}}, {"negative hue and clamps", "-30,2,-1", {0, 0, 0, 255}},
         {"hue 330 red-magenta", "-30,1,0.5", {255, 0, 128, 255}},
-        {"alpha clamped high", "120,1,0.5,7", {0, 255, 0, 255}},
-        {"alpha clamped low", "120,1,0.5,-3", {0, 255, 0, 0}},
-        {"lightness clamped", "0,-1,2", {255, 255, 255, 255}},
-        {"exponent", "2.4e2,1,5e-1", {0, 0, 255, 255}},
+        {"alpha clamped high", "120,1,0.5,7", {0, 255, 0, 255}}, {"alpha clamped low", "120,1,0.5,-3", {0, 255, 0, 0}},
+        {"lightness clamped", "0,-1,2", {255, 255, 255, 255}}, {"exponent", "2.4e2,1,5e-1", {0, 0, 255, 255}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -76,16 +60,9 @@ TEST(ColorText, WellFormedTexts)
 
 TEST(ColorText, HueWrapsIntoOneTurn)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        int hue, saturation, lightness;
-    } cases[] = {
-        {"above a turn", "480,1,0.5", 120, 255, 128},
-        {"below zero, clamps", "-30,2,-1", 330, 255, 0},
-        {"whole turn", "360,1,0.5", 0, 255, 128},
-        {"minus a turn", "-360,1,0.5", 0, 255, 128},
+    struct Case { const char* name; const char* text; int hue, saturation, lightness; } cases[] = {
+        {"above a turn", "480,1,0.5", 120, 255, 128}, {"below zero, clamps", "-30,2,-1", 330, 255, 0},
+        {"whole turn", "360,1,0.5", 0, 255, 128}, {"minus a turn", "-360,1,0.5", 0, 255, 128},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -128,7 +105,6 @@ TEST(ColorText, ReturnCodesFollowChanges)
     EXPECT_FALSE(color.color.isValid());
     EXPECT_TRUE(color.color_name.isEmpty());
     EXPECT_EQ(VX_ParseColor("", color), 0);
-
     // a failed text leaves nothing to compare with: it fails again
     EXPECT_EQ(VX_ParseColor("notacolor", color), -1);
     EXPECT_EQ(VX_ParseColor("notacolor", color), -1);
@@ -158,20 +134,17 @@ TEST(ColorText, ClearAndCopy)
     EXPECT_EQ(copy.color, src.color);
     // the copy shares the source's text now
     EXPECT_EQ(copy.color_name.constData(), src.color_name.constData());
-
     // equal and both set: nothing is written, the copy keeps its own text
     VX_Color same;
     ASSERT_EQ(VX_ParseColor(QString("#20ff") + "0000", same), 1);
     const QChar* own = same.color_name.constData();
     VX_CopyColor(src, same);
     EXPECT_EQ(same.color_name.constData(), own);
-
     // an unset source unsets the copy
     VX_Color unset;
     VX_CopyColor(unset, copy);
     EXPECT_TRUE(copy.color_name.isEmpty());
     EXPECT_FALSE(copy.color.isValid());
-
     VX_ClearColor(src);
     EXPECT_TRUE(src.color_name.isEmpty());
     EXPECT_FALSE(src.color.isValid());
@@ -179,23 +152,13 @@ TEST(ColorText, ClearAndCopy)
 
 TEST(FontText, WellFormedTexts)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* family;
-        int size, weight, italic;
-    } cases[] = {
+    struct Case { const char* name; const char* text; const char* family; int size, weight, italic; } cases[] = {
         {"family and size", "Helvetica,12", "Helvetica", 12, -1, 0},
-        {"all four", "courier,14,Bold,yes", "courier", 14, 700, 1},
-        {"size only", ",10", "", 10, -1, 0},
-        {"family only", "Serif", "Serif", -1, -1, 0},
-        {"light", "Sans,8,Light", "Sans", 8, 300, 0},
+        {"all four", "courier,14,Bold,yes", "courier", 14, 700, 1}, {"size only", ",10", "", 10, -1, 0},
+        {"family only", "Serif", "Serif", -1, -1, 0}, {"light", "Sans,8,Light", "Sans", 8, 300, 0},
         {"normal, not italic", "Sans,9,Normal,no", "Sans", 9, 400, 0},
-        {"demibold", "Sans,9,DemiBold", "Sans", 9, 600, 0},
-        {"black, empty size", "Sans,,Black", "Sans", -1, 900, 0},
-        {"word in any case", "Sans,9,bold", "Sans", 9, 700, 0},
-        {"number weight", "Sans,9,550,true", "Sans", 9, 550, 1},
+        {"demibold", "Sans,9,DemiBold", "Sans", 9, 600, 0}, {"black, empty size", "Sans,,Black", "Sans", -1, 900, 0},
+        {"word in any case", "Sans,9,bold", "Sans", 9, 700, 0}, {"number weight", "Sans,9,550,true", "Sans", 9, 550, 1},
         {"blanks around fields", " Sans , 11 , Bold , on ", "Sans", 11, 700, 1},
     };
     for (const Case& c : cases) {
@@ -223,12 +186,7 @@ TEST(FontText, WellFormedTexts)
 
 TEST(FontText, BadTextsAreRefusedWithTheirReason)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* error;
-    } cases[] = {
+    struct Case { const char* name; const char* text; const char* error; } cases[] = {
         {"five fields", "a,b,c,d,e", "VX_ParseFont: Too many fields in font 'a,b,c,d,e'\n"},
         {"size word", "Sans,big", "VX_ParseFont: Unable to parse size from 'big'.\n"},
         {"size fraction", "Sans,1.5", "VX_ParseFont: Unable to parse size from '1.5'.\n"},
@@ -279,7 +237,6 @@ TEST(FontText, EmptyTextUnsetsTheFont)
     EXPECT_EQ(font.invalid, 1);
     EXPECT_TRUE(font.family.isEmpty());
     EXPECT_EQ(font.font, QFont());
-
     // a font with no family is set all the same, and comes back after unset
     ASSERT_EQ(VX_ParseFont(",12", font), 1);
     EXPECT_EQ(font.invalid, 0);
@@ -345,34 +302,33 @@ TEST(PainterSetup, LineSetsThePen)
     EXPECT_EQ(pen.style(), Qt::DashLine);
     EXPECT_EQ(pen.joinStyle(), Qt::RoundJoin);
     EXPECT_EQ(pen.capStyle(), Qt::FlatCap);
-
     // negative join and cap leave the pen's own
     EXPECT_EQ(VX_setup_line(&canvas.painter, &red, 1, Qt::SolidLine, -1, -1), 0);
     EXPECT_EQ(canvas.painter.pen().joinStyle(), QPen().joinStyle());
     EXPECT_EQ(canvas.painter.pen().capStyle(), QPen().capStyle());
-
     // and the pen draws
     VX_setup_line(&canvas.painter, &red, 3, Qt::SolidLine, -1, -1);
     canvas.painter.drawLine(0, 10, 39, 10);
     EXPECT_EQ(canvas.at(20, 10), QColor(Qt::red));
+    // a fractional width
+    VX_Color green = colorOf("#00ff00");
+    EXPECT_EQ(VX_setup_line(&canvas.painter, &green, 2.5, Qt::DotLine, Qt::MiterJoin, Qt::RoundCap), 0);
+    EXPECT_DOUBLE_EQ(canvas.painter.pen().widthF(), 2.5);
+    EXPECT_EQ(canvas.painter.pen().style(), Qt::DotLine);
+    EXPECT_EQ(canvas.painter.pen().joinStyle(), Qt::MiterJoin);
+    EXPECT_EQ(canvas.painter.pen().capStyle(), Qt::RoundCap);
+    // a number that is no pen style draws solid
+    EXPECT_EQ(VX_setup_line(&canvas.painter, &green, 1.0, 77, -1, -1), 0);
+    EXPECT_EQ(canvas.painter.pen().style(), Qt::SolidLine);
 }
 
 TEST(PainterSetup, LineWithoutColourOrWidthDrawsNothing)
 {
     VX_Color red = colorOf("red");
     VX_Color unset;
-    struct Case
-    {
-        const char* name;
-        VX_Color* color;
-        double width;
-        bool fractional;
-    } cases[] = {
-        {"null colour", nullptr, 1, false},
-        {"unset colour", &unset, 1, false},
-        {"negative width", &red, -1, false},
-        {"negative fractional width", &red, -0.5, true},
-        {"NaN width", &red, std::nan(""), true},
+    struct Case { const char* name; VX_Color* color; double width; bool fractional; } cases[] = {
+        {"null colour", nullptr, 1, false}, {"unset colour", &unset, 1, false}, {"negative width", &red, -1, false},
+        {"negative fractional width", &red, -0.5, true}, {"NaN width", &red, std::nan(""), true},
         {"infinite width", &red, HUGE_VAL, true},
     };
     for (const Case& c : cases) {
@@ -389,20 +345,6 @@ TEST(PainterSetup, LineWithoutColourOrWidthDrawsNothing)
     }
 }
 
-TEST(PainterSetup, FractionalLineWidth)
-{
-    Canvas canvas;
-    VX_Color green = colorOf("#00ff00");
-    EXPECT_EQ(VX_setup_line(&canvas.painter, &green, 2.5, Qt::DotLine, Qt::MiterJoin, Qt::RoundCap), 0);
-    EXPECT_DOUBLE_EQ(canvas.painter.pen().widthF(), 2.5);
-    EXPECT_EQ(canvas.painter.pen().style(), Qt::DotLine);
-    EXPECT_EQ(canvas.painter.pen().joinStyle(), Qt::MiterJoin);
-    EXPECT_EQ(canvas.painter.pen().capStyle(), Qt::RoundCap);
-    // a number that is no pen style draws solid
-    EXPECT_EQ(VX_setup_line(&canvas.painter, &green, 1.0, 77, -1, -1), 0);
-    EXPECT_EQ(canvas.painter.pen().style(), Qt::SolidLine);
-}
-
 TEST(PainterSetup, FillSetsTheBrushAndNoPen)
 {
     Canvas canvas;
@@ -415,7 +357,6 @@ TEST(PainterSetup, FillSetsTheBrushAndNoPen)
     canvas.painter.drawRect(5, 5, 10, 10);
     EXPECT_EQ(canvas.at(10, 10), QColor(Qt::blue));
     EXPECT_EQ(canvas.at(5, 4), QColor(Qt::white)) << "no outline";
-
     VX_Color unset;
     EXPECT_EQ(VX_setup_fill(&canvas.painter, &unset), 0);
     EXPECT_EQ(canvas.painter.brush().style(), Qt::NoBrush);
@@ -432,7 +373,6 @@ TEST(PainterSetup, TextSetsPenAndFont)
     EXPECT_EQ(VX_setup_text(&canvas.painter, &red, &font), 0);
     EXPECT_EQ(canvas.painter.pen().color(), QColor(Qt::red));
     EXPECT_EQ(canvas.painter.font().pixelSize(), 17);
-
     // an unset font leaves the painter's font; an unset colour takes the pen
     VX_Font unset;
     EXPECT_EQ(VX_setup_text(&canvas.painter, &red, &unset), 0);
@@ -474,15 +414,10 @@ TEST(FontMetrics, MeasuresTextInASetFont)
 TEST(FontMetrics, ZeroForAnUnsetFont)
 {
     VX_Font unset;
-    struct Case
-    {
-        const char* name;
-        VX_Font* font;
-    } cases[] = {{"unset", &unset}, {"null", nullptr}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (VX_Font* font : {&unset, static_cast<VX_Font*>(nullptr)}) {
+        SCOPED_TRACE(font ? "unset" : "null");
         int w = 9, h = 9, ascent = 9, descent = 9;
-        EXPECT_EQ(VX_get_fontmetrics(c.font, "Hello", &w, &h, &ascent, &descent), 0);
+        EXPECT_EQ(VX_get_fontmetrics(font, "Hello", &w, &h, &ascent, &descent), 0);
         EXPECT_EQ(w, 0);
         EXPECT_EQ(h, 0);
         EXPECT_EQ(ascent, 0);

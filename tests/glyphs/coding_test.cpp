@@ -38,14 +38,8 @@ QColor colourAt(const VxGraphicsContextItem& item, double input)
 
 TEST(CodingText, WellFormed)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        VxGraphicsContextCoding want;
-    } cases[] = {
-        {"constant", "7", {0.0, 7.0, 0.0, 1.0, -1.0}},
-        {"two points", "0.5,1:5.5,10", {0.5, 1.0, 1.8, 1.0, -1.0}},
+    struct Case { const char* name; const char* text; VxGraphicsContextCoding want; } cases[] = {
+        {"constant", "7", {0.0, 7.0, 0.0, 1.0, -1.0}}, {"two points", "0.5,1:5.5,10", {0.5, 1.0, 1.8, 1.0, -1.0}},
         {"with limits", "0.5,1:5.5,10:2:8", {0.5, 1.0, 1.8, 2.0, 8.0}},
         {"equal inputs", "3,1:3,9", {3.0, 1.0, 0.0, 1.0, -1.0}},
         {"falling", "0.0,240.0:650.0,0.0", {0.0, 240.0, -240.0 / 650.0, 1.0, -1.0}},
@@ -66,12 +60,7 @@ TEST(CodingText, WellFormed)
 
 TEST(CodingText, BadTextsAreRefusedWithTheirMessages)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* errors;
-    } cases[] = {
+    struct Case { const char* name; const char* text; const char* errors; } cases[] = {
         {"two colons", "1,2:3,4:5",
          "vxgraphicscontext_parse_coding: parse error for '1,2:3,4:5' - only 0, 1, or 3 ':' characters allowed.\n"},
         {"four colons", "1,2:3,4:5:6:7",
@@ -119,25 +108,13 @@ TEST(CodingText, BadTextsAreRefusedWithTheirMessages)
 
 TEST(ScalarCoding, Examples)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        double input;
-        double want;
-    } cases[] = {
-        {"first point", "0.5,1:5.5,10", 0.5, 1.0},
-        {"second point", "0.5,1:5.5,10", 5.5, 10.0},
-        {"extended without limits", "0.5,1:5.5,10", 10.5, 19.0},
-        {"below without limits", "0.5,1:5.5,10", -0.5, -0.8},
-        {"limited above", "0.5,1:5.5,10:2:8", 10.5, 8.0},
-        {"limited below", "0.5,1:5.5,10:2:8", 0.5, 2.0},
-        {"inside limits", "0.5,1:5.5,10:2:8", 3.0, 5.5},
-        {"constant", "7", -1e6, 7.0},
-        {"constant at zero", "7", 0.0, 7.0},
-        {"equal inputs give the first output", "3,1:3,9", 100.0, 1.0},
-        {"limits reversed are off", "0,0:10,10:8:2", 20.0, 20.0},
-        {"magnitude 4", "4.0,10:7.0,50:10:100", 4.0, 10.0},
+    struct Case { const char* name; const char* text; double input; double want; } cases[] = {
+        {"first point", "0.5,1:5.5,10", 0.5, 1.0}, {"second point", "0.5,1:5.5,10", 5.5, 10.0},
+        {"extended without limits", "0.5,1:5.5,10", 10.5, 19.0}, {"below without limits", "0.5,1:5.5,10", -0.5, -0.8},
+        {"limited above", "0.5,1:5.5,10:2:8", 10.5, 8.0}, {"limited below", "0.5,1:5.5,10:2:8", 0.5, 2.0},
+        {"inside limits", "0.5,1:5.5,10:2:8", 3.0, 5.5}, {"constant", "7", -1e6, 7.0},
+        {"constant at zero", "7", 0.0, 7.0}, {"equal inputs give the first output", "3,1:3,9", 100.0, 1.0},
+        {"limits reversed are off", "0,0:10,10:8:2", 20.0, 20.0}, {"magnitude 4", "4.0,10:7.0,50:10:100", 4.0, 10.0},
         {"magnitude 7", "4.0,10:7.0,50:10:100", 7.0, 50.0},
         {"magnitude 9 limited", "4.0,10:7.0,50:10:100", 9.0, 76.666666666666671},
         {"magnitude 2 limited", "4.0,10:7.0,50:10:100", 2.0, 10.0},
@@ -159,7 +136,7 @@ TEST(ScalarCoding, Examples)
     }
 }
 
-TEST(ScalarCoding, NoInputGivesThePlainValue)
+TEST(ScalarCoding, NoOrBadInputGivesThePlainValue)
 {
     VXGraphicsContext gc;
     VxGraphicsContextItem item = gc.setGcItem("events:size", VX_GC_SCALAR, "0.5,1:5.5,10:2:8", 1);
@@ -179,16 +156,10 @@ TEST(ScalarCoding, NoInputGivesThePlainValue)
     EXPECT_EQ(VXGraphicsContext::getValue(item, &l), 0);
     EXPECT_EQ(i, 6);
     EXPECT_EQ(l, 6);
-}
-
-TEST(ScalarCoding, InputThatCannotBeCodedGivesThePlainValue)
-{
-    VXGraphicsContext gc;
-    VxGraphicsContextItem item = gc.setGcItem("events:size", VX_GC_SCALAR, "0.5,1:5.5,10", 1);
-    ASSERT_TRUE(item);
-    VXGraphicsContext::setCodingInput(item, NAN);
-    double v = 0;
-    EXPECT_EQ(VXGraphicsContext::getValue(item, &v), -1);
+    // an input that cannot be coded gives the plain value
+    VxGraphicsContextItem unlimited = gc.setGcItem("events:size1", VX_GC_SCALAR, "0.5,1:5.5,10", 1);
+    VXGraphicsContext::setCodingInput(unlimited, NAN);
+    EXPECT_EQ(VXGraphicsContext::getValue(unlimited, &v), -1);
     EXPECT_EQ(v, 1.0);
     EXPECT_EQ(takeErrors(), "VXGraphicsContext::getValue: coded value is not finite.\n");
     // an infinite input is limited when there are limits
@@ -200,13 +171,8 @@ TEST(ScalarCoding, InputThatCannotBeCodedGivesThePlainValue)
 
 TEST(ColorCoding, HslChannels)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        double input;
-        double hue, saturation, lightness;  // degrees and fractions
-    } cases[] = {
+    // hue in degrees; saturation, lightness as fractions
+    struct Case { const char* name; const char* text; double input; double hue, saturation, lightness; } cases[] = {
         {"depth 0 is blue", "0.0,240.0:650.0,0.0;1.0;0.8", 0.0, 240, 1, 0.8},
         {"depth 325 is green", "0.0,240.0:650.0,0.0;1.0;0.8", 325.0, 120, 1, 0.8},
         {"depth 650 is red", "0.0,240.0:650.0,0.0;1.0;0.8", 650.0, 0, 1, 0.8},
@@ -266,7 +232,6 @@ TEST(ColorCoding, ParseHelpers)
     EXPECT_DOUBLE_EQ(codings[2].out_0, 0.5);
     delete colour;
     delete[] codings;
-
     VxGraphicsContextCoding three[3];
     three[1].in_0 = 42.0;
     EXPECT_EQ(VXGraphicsContext::parseCodings("1;2", 3, three), -1);
@@ -283,13 +248,7 @@ TEST(ColorCoding, ParseHelpers)
 
 TEST(ItemText, BadTextsKeepTheEarlierDefinition)
 {
-    struct Case
-    {
-        const char* name;
-        int type;
-        const char* text;
-        const char* errors;
-    } cases[] = {
+    struct Case { const char* name; int type; const char* text; const char* errors; } cases[] = {
         {"scalar not a number", VX_GC_PEN_WIDTHF, "abc",
          "VXGraphicsContext::setGcItem: strtod error for 'abc' in 'abc' - strtod() error.\n"},
         {"scalar two colons", VX_GC_SCALAR, "1,2:3,4:5",
@@ -345,12 +304,10 @@ TEST(ItemText, BadTextsKeepTheEarlierDefinition)
         ASSERT_TRUE(before) << takeErrors();
         gc.setGcItem("g:other", VX_GC_SCALAR, 1.0, 1);
         QString shown = VXGraphicsContext::showItem("it", before);
-
         EXPECT_EQ(gc.setGcItem("g:it", c.type, c.text, 1), nullptr);
         EXPECT_EQ(takeErrors(), c.errors);
         EXPECT_EQ(gc.setGcItem("g:new", c.type, c.text, 1), nullptr);  // nothing made either
         takeErrors();
-
         EXPECT_EQ(VXGraphicsContext::showItem("it", gc.getGcItem("g:it")), shown);
         EXPECT_EQ(gc.mapgcitem.size(), 2);
         ASSERT_TRUE(gc.getGc("g"));
@@ -372,7 +329,6 @@ TEST(ItemCoding, SetAndRemove)
     EXPECT_EQ(valueAt(size, 2.5), 25.0);
     EXPECT_EQ(gc.setGcItemCoding("g:size", VX_GC_CODING_NONE, c), 0);
     EXPECT_EQ(valueAt(size, 2.5), 5.0);
-
     EXPECT_EQ(gc.setGcItemCoding("g:fill", VX_GC_CODING_SCALAR, c), -1);
     EXPECT_EQ(takeErrors(),
               "VXGraphicsContext::setGcItemCoding: coding type 1 does not fit item 'g:fill' of type 6.\n"

@@ -109,19 +109,11 @@ TEST(GlyphSize, FractionsOfThePlot)
 {
     // a glyph without a size of its own (or with one not above 0) takes the
     // set's default, which may be a fraction of the plot
-    struct Case
-    {
-        const char* name;
-        double size, size_default;
-        int expected;  // pixels across
-    } cases[] = {
-        {"pixels", 15, -0.1, 15},
-        {"a tenth of the height", 0, -0.1, 20},
-        {"a fifth of the height", 0, -0.2, 40},
-        {"all of the height", 0, -1.0, 200},
-        {"a tenth of the width", 0, -2.1, 30},
-        {"a tenth of the larger side", 0, -4.1, 30},
-        {"a negative size of its own takes the default", -3.0, 12, 12},
+    // expected: pixels across
+    struct Case { const char* name; double size, size_default; int expected; } cases[] = {
+        {"pixels", 15, -0.1, 15}, {"a tenth of the height", 0, -0.1, 20}, {"a fifth of the height", 0, -0.2, 40},
+        {"all of the height", 0, -1.0, 200}, {"a tenth of the width", 0, -2.1, 30},
+        {"a tenth of the larger side", 0, -4.1, 30}, {"a negative size of its own takes the default", -3.0, 12, 12},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -171,17 +163,12 @@ TEST(GlyphPosition, OutsideTheViewIsNotDrawn)
 
 TEST(GlyphMaps, RepeatsAcrossLongitudeWraps)
 {
-    struct Case
-    {
-        const char* name;
-        const char* map;
-        const char* range;
-        double lon;
-        std::vector<int> columns;  // pixel columns of the copies
+    // columns: pixel columns of the copies
+    struct Case {
+        const char* name; const char* map; const char* range; double lon; std::vector<int> columns;
     } cases[] = {
         // 360 pixels over 720 degrees from -360: two degrees a pixel
-        {"merc 720 degrees", "merc", "720", 100.0, {50, 230}},
-        {"geog 720 degrees", "geog", "720", 100.0, {50, 230}},
+        {"merc 720 degrees", "merc", "720", 100.0, {50, 230}}, {"geog 720 degrees", "geog", "720", 100.0, {50, 230}},
         {"merc far-off longitude", "merc", "720", 100.0 + 360.0 * 7, {50, 230}},
         {"geog 360 degrees", "geog", "360", -100.0, {80}},
     };
@@ -244,7 +231,6 @@ TEST(GlyphSelection, HoverGrowsOneAndFadesTheOthers)
     VXGlyph* b = s.add(75, 50, 20);
     QImage image = s.image();
     ASSERT_EQ(image.pixelColor(150, 100), red);
-
     QMouseEvent over_a = mouse(2, QPointF(50, 100));
     EXPECT_EQ(s.set->processEvent(2, &over_a), 1);
     EXPECT_EQ(s.set->selectedGlyph(), a);
@@ -259,7 +245,6 @@ TEST(GlyphSelection, HoverGrowsOneAndFadesTheOthers)
     EXPECT_EQ(faded.red(), 255);
     EXPECT_NEAR(faded.green(), 128, 3);
     EXPECT_NEAR(inkBox(image.copy(100, 0, 100, 200)).width(), 20, 1);
-
     // off both: back to normal
     QMouseEvent away = mouse(2, QPointF(100, 20));
     s.set->processEvent(2, &away);
@@ -368,12 +353,10 @@ TEST(GlyphInteraction, ModesNoneAndCallbacksOnly)
     s.image();
     QMouseEvent on_a = mouse(2, QPointF(50, 100));
     QMouseEvent on_b = mouse(2, QPointF(150, 100));
-
     s.set->setInteractionMode(0);
     EXPECT_EQ(s.set->processEvent(2, &on_a), 1);
     EXPECT_TRUE(seen.empty());
     EXPECT_EQ(s.set->selectedGlyph(), nullptr);
-
     // mode 4: only events on the selected glyph, only to the callbacks
     s.set->setInteractionMode(4);
     s.set->processEvent(2, &on_a);
@@ -410,13 +393,7 @@ TEST(GlyphInteraction, ThroughQtEvents)
 
 TEST(GlyphSetup, ErrorsLeaveTheGlyphAsItWas)
 {
-    struct Case
-    {
-        const char* name;
-        int symbol;
-        int ncontexts;
-        const char* message;
-    } cases[] = {
+    struct Case { const char* name; int symbol; int ncontexts; const char* message; } cases[] = {
         {"unknown symbol", 42, 1, "VXGlyph::setGlyph: Unrecognized symbol type.\n"},
         {"a shape of its own needs the shape", VX_SYMBOL_SHAPE, 1, "VXGlyph::setGlyph: Unrecognized symbol type.\n"},
         {"no context", VX_SYMBOL_SQUARE, 0, "VXGlyph::setGlyph: Need at least one graphics context"},

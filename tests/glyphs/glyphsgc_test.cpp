@@ -65,126 +65,56 @@ const char* const event_items =
 
 // Its styles: per style the symbol, size, fill colour, outline width,
 // outline colour and opacity, then the items of a second path.
-const char* const event_styles =
-    "glyphs_gc_definitions &Arr{\n"
-    "\tevents &Tbl{\n"
-    "\t\tsymbol:events\n"
-    "\t\tsize:events\n"
-    "\t\tfill_color:depth\n"
-    "\t\toutline_linewidth:0\n"
-    "\t\toutline_color:events\n"
-    "\t\topacity:age1y\n"
-    "\t}\n"
-    "\tevents_bb &Tbl{\n"
-    "\t\tsymbol:events_bb\n"
-    "\t\tsize:events_bb\n"
-    "\t\tfill_color:depthbb\n"
-    "\t\toutline_linewidth:0\n"
-    "\t\toutline_color:events\n"
-    "\t\topacity:age1y\n"
-    "\t\tfill_color:depthbbnode\n"
-    "\t\toutline_linewidth:0\n"
-    "\t}\n"
-    "\tevents_selected &Tbl{\n"
-    "\t\tsymbol:events\n"
-    "\t\tsize:events\n"
-    "\t\tfill_color:depth\n"
-    "\t\toutline_linewidth:3\n"
-    "\t\toutline_color:events_selected\n"
-    "\t\topacity:age1y\n"
-    "\t}\n"
-    "\tevents_selected_bb &Tbl{\n"
-    "\t\tsymbol:events_bb\n"
-    "\t\tsize:events_bb\n"
-    "\t\tfill_color:depthbb\n"
-    "\t\toutline_linewidth:3\n"
-    "\t\toutline_color:events_selected\n"
-    "\t\topacity:age1y\n"
-    "\t\tfill_color:depthbbnode\n"
-    "\t\toutline_linewidth:0\n"
-    "\t}\n"
-    "\tevents_detections &Tbl{\n"
-    "\t\tsymbol:events_detections\n"
-    "\t\tsize:events_detections\n"
-    "\t\tfill_color:events_detections\n"
-    "\t\toutline_linewidth:0\n"
-    "\t\toutline_color:events\n"
-    "\t\topacity:events_detections\n"
-    "\t}\n"
-    "\torigins &Tbl{\n"
-    "\t\tsymbol:origins\n"
-    "\t\tsize:origins\n"
-    "\t\tfill_color:depth\n"
-    "\t\toutline_linewidth:0\n"
-    "\t\toutline_color:events\n"
-    "\t\topacity:1\n"
-    "\t}\n"
-    "\torigins_pref &Tbl{\n"
-    "\t\tsymbol:origins\n"
-    "\t\tsize:origins_pref\n"
-    "\t\tfill_color:depth\n"
-    "\t\toutline_linewidth:3\n"
-    "\t\toutline_color:origins_pref\n"
-    "\t\topacity:1\n"
-    "\t}\n"
-    "\torigins_bb &Tbl{\n"
-    "\t\tsymbol:origins_bb\n"
-    "\t\tsize:origins\n"
-    "\t\tfill_color:depth\n"
-    "\t\toutline_linewidth:0\n"
-    "\t\toutline_color:events\n"
-    "\t\topacity:1\n"
-    "\t\tfill_color:depthbbnode\n"
-    "\t}\n"
-    "\torigins_pref_bb &Tbl{\n"
-    "\t\tsymbol:origins_bb\n"
-    "\t\tsize:origins_pref\n"
-    "\t\tfill_color:depth\n"
-    "\t\toutline_linewidth:3\n"
-    "\t\toutline_color:events\n"
-    "\t\topacity:1\n"
-    "\t\tfill_color:depthbbnode\n"
-    "\t\toutline_linewidth:0\n"
-    "\t}\n"
-    "\tarrivals_def &Tbl{\n"
-    "\t\tsymbol:arrivals\n"
-    "\t\tsize:arrivals\n"
-    "\t\tfill_color:arrivals_def\n"
-    "\t\toutline_linewidth:none\n"
-    "\t\toutline_color:events\n"
-    "\t\topacity:1\n"
-    "\t}\n"
-    "\tarrivals_ndef &Tbl{\n"
-    "\t\tsymbol:arrivals\n"
-    "\t\tsize:arrivals\n"
-    "\t\tfill_color:arrivals_ndef\n"
-    "\t\toutline_linewidth:none\n"
-    "\t\toutline_color:events\n"
-    "\t\topacity:1\n"
-    "\t}\n"
-    "\tarrivals_detections &Tbl{\n"
-    "\t\tsymbol:arrivals\n"
-    "\t\tsize:arrivals_detections\n"
-    "\t\tfill_color:arrivals_detections\n"
-    "\t\toutline_linewidth:0\n"
-    "\t\toutline_color:events\n"
-    "\t\topacity:arrivals_detections\n"
-    "\t}\n"
-    "\tarrivals_detections_late &Tbl{\n"
-    "\t\tsymbol:arrivals\n"
-    "\t\tsize:arrivals_detections\n"
-    "\t\tfill_color:arrivals_detections_late\n"
-    "\t\toutline_linewidth:0\n"
-    "\t\toutline_color:events\n"
-    "\t\topacity:arrivals_detections\n"
-    "\t}\n"
-    "}\n";
+const char* const event_styles[] = {
+    "events symbol:events size:events fill_color:depth outline_linewidth:0 outline_color:events opacity:age1y",
+    "events_bb symbol:events_bb size:events_bb fill_color:depthbb outline_linewidth:0 outline_color:events "
+        "opacity:age1y fill_color:depthbbnode outline_linewidth:0",
+    "events_selected symbol:events size:events fill_color:depth outline_linewidth:3 "
+        "outline_color:events_selected opacity:age1y",
+    "events_selected_bb symbol:events_bb size:events_bb fill_color:depthbb outline_linewidth:3 "
+        "outline_color:events_selected opacity:age1y fill_color:depthbbnode outline_linewidth:0",
+    "events_detections symbol:events_detections size:events_detections fill_color:events_detections "
+        "outline_linewidth:0 outline_color:events opacity:events_detections",
+    "origins symbol:origins size:origins fill_color:depth outline_linewidth:0 outline_color:events opacity:1",
+    "origins_pref symbol:origins size:origins_pref fill_color:depth outline_linewidth:3 "
+        "outline_color:origins_pref opacity:1",
+    "origins_bb symbol:origins_bb size:origins fill_color:depth outline_linewidth:0 outline_color:events "
+        "opacity:1 fill_color:depthbbnode",
+    "origins_pref_bb symbol:origins_bb size:origins_pref fill_color:depth outline_linewidth:3 "
+        "outline_color:events opacity:1 fill_color:depthbbnode outline_linewidth:0",
+    "arrivals_def symbol:arrivals size:arrivals fill_color:arrivals_def outline_linewidth:none "
+        "outline_color:events opacity:1",
+    "arrivals_ndef symbol:arrivals size:arrivals fill_color:arrivals_ndef outline_linewidth:none "
+        "outline_color:events opacity:1",
+    "arrivals_detections symbol:arrivals size:arrivals_detections fill_color:arrivals_detections "
+        "outline_linewidth:0 outline_color:events opacity:arrivals_detections",
+    "arrivals_detections_late symbol:arrivals size:arrivals_detections fill_color:arrivals_detections_late "
+        "outline_linewidth:0 outline_color:events opacity:arrivals_detections",
+};
+
+// The styles as a definitions text: one item a line in a block per style.
+std::string styleText()
+{
+    std::string text = "glyphs_gc_definitions &Arr{\n";
+    for (const char* row : event_styles) {
+        std::string r = row;
+        const size_t space = r.find(' ');
+        text += "\t" + r.substr(0, space) + " &Tbl{\n";
+        for (size_t at = space; at != std::string::npos;) {
+            const size_t next = r.find(' ', at + 1);
+            text += "\t\t" + r.substr(at + 1, next - at - 1) + "\n";
+            at = next;
+        }
+        text += "\t}\n";
+    }
+    return text + "}\n";
+}
 
 std::unique_ptr<VXGlyphsGraphicsContext> loadedDefaults()
 {
     auto ggc = std::make_unique<VXGlyphsGraphicsContext>();
     EXPECT_EQ(ggc->configure("gcitem_definitions", event_items, nullptr), 0) << takeErrors();
-    EXPECT_EQ(ggc->configure("gc_definitions", event_styles, nullptr), 0) << takeErrors();
+    EXPECT_EQ(ggc->configure("gc_definitions", styleText().c_str(), nullptr), 0) << takeErrors();
     return ggc;
 }
 
@@ -237,7 +167,6 @@ TEST(GlyphDefinitions, EventMapDefaultsLoad)
         EXPECT_TRUE(ggc->gc_definitions.contains(name));
     }
     EXPECT_EQ(ggc->getGcIndex("nothing"), -1);
-
     const VxGlyphsDefinition& events = ggc->gc_definitions_list[ggc->getGcIndex("events")];
     ASSERT_EQ(events.glyph_gcs.size(), 1);
     EXPECT_EQ(events.glyph_gcs[0]->size(), 4);  // fill, width, outline, opacity
@@ -245,7 +174,6 @@ TEST(GlyphDefinitions, EventMapDefaultsLoad)
     EXPECT_GE(ggc->getCodingIndex(ggc->getGcIndex("events"), "depth"), 0);
     EXPECT_GE(ggc->getCodingIndex(ggc->getGcIndex("events"), "age"), 0);
     EXPECT_EQ(ggc->getCodingIndex(ggc->getGcIndex("events"), "magnitude"), -1);
-
     // two paths; the shorter lists lend their last item to the second
     const VxGlyphsDefinition& bb = ggc->gc_definitions_list[ggc->getGcIndex("events_bb")];
     ASSERT_EQ(bb.glyph_gcs.size(), 2);
@@ -253,7 +181,6 @@ TEST(GlyphDefinitions, EventMapDefaultsLoad)
     EXPECT_EQ(bb.glyph_gcs[1]->at(0)->item->name, QString("fill_color:depthbbnode"));
     EXPECT_EQ(bb.glyph_gcs[1]->at(2)->item->name, QString("outline_color:events"));
     EXPECT_EQ(bb.coding_slots[bb.coding_defs["depth"]].size(), 2);
-
     for (const char* coding : {"depth", "age", "residual"})
         EXPECT_TRUE(ggc->coding_names.contains(coding)) << coding;
     // the "none" width
@@ -288,12 +215,7 @@ TEST(GlyphCoding, SizeByMagnitude)
     VXGlyph* g = s.make("events");
     // no magnitude yet: the set's default
     EXPECT_EQ(g->getSize(), 0.0);
-    struct Case
-    {
-        const char* name;
-        double magnitude;
-        double pixels;
-    } cases[] = {
+    struct Case { const char* name; double magnitude; double pixels; } cases[] = {
         {"first point", 4.0, 10.0}, {"second point", 7.0, 50.0},   {"between", 5.5, 30.0},
         {"below, held at 10", 3.0, 10.0}, {"above, on the line", 9.25, 80.0}, {"far above, held at 100", 12.0, 100.0},
     };
@@ -309,15 +231,8 @@ TEST(GlyphCoding, FillColourByDepth)
 {
     Styled s;
     VXGlyph* g = s.make("events");
-    struct Case
-    {
-        const char* name;
-        double depth;
-        int hue;
-    } cases[] = {
-        {"surface", 0.0, 240},
-        {"bottom of the range", 650.0, 0},
-        {"middle", 325.0, 120},
+    struct Case { const char* name; double depth; int hue; } cases[] = {
+        {"surface", 0.0, 240}, {"bottom of the range", 650.0, 0}, {"middle", 325.0, 120},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -345,18 +260,9 @@ TEST(GlyphCoding, OpacityByAge)
     Styled s;
     VXGlyph* g = s.make("events");
     const double year = 31536000.0;
-    struct Case
-    {
-        const char* name;
-        const char* style;
-        double age;
-        double opacity;
-    } cases[] = {
-        {"new", "events", 0.0, 1.0},
-        {"half a year", "events", 0.5 * year, 0.5},
-        {"a year", "events", year, 0.0},
-        {"older stays at 0", "events", 3 * year, 0.0},
-        {"younger than 0 stays at 1", "events", -year, 1.0},
+    struct Case { const char* name; const char* style; double age; double opacity; } cases[] = {
+        {"new", "events", 0.0, 1.0}, {"half a year", "events", 0.5 * year, 0.5}, {"a year", "events", year, 0.0},
+        {"older stays at 0", "events", 3 * year, 0.0}, {"younger than 0 stays at 1", "events", -year, 1.0},
         {"constant opacity ignores age", "origins", 0.5 * year, 1.0},
     };
     for (const Case& c : cases) {
@@ -449,7 +355,6 @@ TEST(GlyphCoding, ChangedStyleReachesNewGlyphsAndOldOnesAtUpdate)
     EXPECT_EQ(old->getCodingValue("depth"), VX_NULL_VALUE);
     old->setCodingValue("magnitude", 4.0);
     EXPECT_DOUBLE_EQ(old->getSize(), 10.0);
-
     // the second fill colour of a two-path style
     ASSERT_EQ(s.ggc->changeGcDefinitions("events_bb=fill_color:constant,fill_color:constant2"), 0) << takeErrors();
     const VxGlyphsDefinition& bb = s.ggc->gc_definitions_list[s.ggc->getGcIndex("events_bb")];
@@ -480,13 +385,8 @@ TEST(GlyphCoding, StyleWithoutSizeTakesTheSetDefault)
 
 TEST(GlyphDefinitionErrors, MessagesAndEarlierDefinitionsIntact)
 {
-    struct Case
-    {
-        const char* name;
-        const char* key;    // configuration key
-        const char* value;
-        const char* message;  // a line the register must hold
-    } cases[] = {
+    // key: configuration key; message: a line the register must hold
+    struct Case { const char* name; const char* key; const char* value; const char* message; } cases[] = {
         {"missing colon", "gcitem_definition", "sizeevents constant 10",
          "glyphsgraphicscontext_parse_gcitem_definition: key value sizeevents needs a : character.\n"},
         {"unknown kind", "gcitem_definition", "colour:x constant red",
@@ -584,16 +484,9 @@ TEST(GlyphDefinitionErrors, HostileTextIsRefusedQuietly)
     const std::string long_value = "size:x constant " + std::string(200000, '9');
     const std::string long_coding = "size:x c " + std::string(100000, ':');
     const std::string binary("fill_color:x constant \x01\x02\xff\xfe", 26);
-    struct Case
-    {
-        const char* name;
-        const char* key;
-        std::string value;
-    } cases[] = {
-        {"deep nesting", "gc_definitions", deep},
-        {"deep nesting of items", "gcitem_definitions", deep},
-        {"huge number", "gcitem_definition", long_value},
-        {"colons only", "gcitem_definition", long_coding},
+    struct Case { const char* name; const char* key; std::string value; } cases[] = {
+        {"deep nesting", "gc_definitions", deep}, {"deep nesting of items", "gcitem_definitions", deep},
+        {"huge number", "gcitem_definition", long_value}, {"colons only", "gcitem_definition", long_coding},
         {"binary bytes", "gcitem_definition", binary},
         {"many equals", "change_gc_definitions", std::string(10000, '=')},
     };

@@ -49,7 +49,6 @@ TEST(GcNames, DefaultContextAndOrderOfFirstSetting)
     EXPECT_EQ(fill->item->name, "default:fill");
     EXPECT_EQ(gc.getGcItem("default:fill"), fill);
     EXPECT_EQ(gc.getGcItem("fill"), fill);
-
     VxGraphicsContextItem x = gc.setGcItem("a:x", VX_GC_SCALAR, 1.0, 1);
     VxGraphicsContextItem y = gc.setGcItem("a:y", VX_GC_SCALAR, 2.0, 1);
     EXPECT_EQ(gc.setGcItem("a:x", VX_GC_SCALAR, 3.0, 1), x);  // same item, same place
@@ -89,11 +88,8 @@ TEST(GcNames, UnknownAndBadNames)
 
 TEST(GcItems, TypedSettersRefuseWhatDoesNotFit)
 {
-    struct Case
-    {
-        const char* name;
-        std::function<VxGraphicsContextItem(VXGraphicsContext&)> set;
-        const char* errors;
+    struct Case {
+        const char* name; std::function<VxGraphicsContextItem(VXGraphicsContext&)> set; const char* errors;
     } cases[] = {
         {"int for a colour", [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_PEN_COLOR, 3, 1); },
          "VXGraphicsContext::setGcItem: Unrecognized type 1 for int param.\n"},
@@ -155,7 +151,6 @@ TEST(GcItems, ReplaceFlag)
     VxGraphicsContextItem item = gc.setGcItem("g:width", VX_GC_PEN_WIDTHF, 2.0, 1);
     VxGraphicsContextItem user = VXGraphicsContext::shareItem(item);  // a symbol using the definition
     VxGraphicsContextItem own = VXGraphicsContext::deepCopy(item);    // a private copy
-
     // without replace an existing item is left as it is
     EXPECT_EQ(gc.setGcItem("g:width", VX_GC_PEN_WIDTHF, 5.0, 0), item);
     EXPECT_EQ(number(item), 2.0);
@@ -172,11 +167,8 @@ TEST(GcItems, AppliedToAPainter)
 {
     QFont font;
     font.setPixelSize(17);
-    struct Case
-    {
-        const char* name;
-        std::function<VxGraphicsContextItem(VXGraphicsContext&)> set;
-        std::function<void(const QPainter&)> check;
+    struct Case {
+        const char* name; std::function<VxGraphicsContextItem(VXGraphicsContext&)> set; std::function<void(const QPainter&)> check;
     } cases[] = {
         {"pen colour makes a solid pen",
          [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_PEN_COLOR, "#a0ff0000", 1); },
@@ -259,14 +251,8 @@ TEST(GcItems, AppliedToAPainter)
 TEST(GcPenBrush, ItemsApplyInOrder)
 {
     using Items = std::vector<std::pair<int, const char*>>;
-    struct Case
-    {
-        const char* name;
-        Items items;
-        Qt::PenStyle pen_style;
-        QRgb pen_rgb;
-        double width;
-        Qt::BrushStyle brush_style;
+    struct Case {
+        const char* name; Items items; Qt::PenStyle pen_style; QRgb pen_rgb; double width; Qt::BrushStyle brush_style;
     } cases[] = {
         {"nothing", {}, Qt::NoPen, qRgb(0, 0, 0), 1.0, Qt::NoBrush},
         {"colour only", {{1, "red"}}, Qt::SolidLine, qRgb(255, 0, 0), 1.0, Qt::NoBrush},
@@ -362,7 +348,6 @@ TEST(GcSharing, OneDefinitionPrivateInputs)
     VxGraphicsContext def = defs.getGc("events");
     const VxGraphicsContextItemParams* size_params = def->at(0)->item.get();
     const VxGraphicsContextItemParams* fill_params = def->at(1)->item.get();
-
     std::vector<VxGraphicsContext> users;
     for (int i = 0; i < 1000; i++) {
         VxGraphicsContext u = VXGraphicsContext::shareGc(def);
@@ -383,7 +368,6 @@ TEST(GcSharing, OneDefinitionPrivateInputs)
     EXPECT_NEAR(number(users[999]->at(0)), 63.27, 0.01);
     EXPECT_EQ(def->at(0)->coding_input, VX_GC_NO_INPUT);
     EXPECT_EQ(number(def->at(0)), 10.0);  // the definition has no input: plain value
-
     // two of them drawn: a shallow blue one and a deep red one
     QImage image(40, 20, QImage::Format_RGB32);
     image.fill(Qt::white);
@@ -412,7 +396,6 @@ TEST(GcSharing, DeepCopiesAreIndependent)
     EXPECT_NE(mine->at(0)->item, def->at(0)->item);
     EXPECT_EQ(mine->at(0)->coding_input, 2.0f);  // inputs kept
     EXPECT_EQ(number(mine->at(0)), 20.0);
-
     VxGraphicsContextCoding c;
     VXGraphicsContext::setGcCoding(&c, 0, 0, 1, 100, 1, -1);
     ASSERT_EQ(VXGraphicsContext::setGcItemCoding(mine->at(0), VX_GC_CODING_SCALAR, &c), 0);
@@ -430,14 +413,12 @@ TEST(GcCopies, CopyAndReplace)
     a.setGcItem("g:one", VX_GC_SCALAR, 1.0, 1);
     a.setGcItem("g:two", VX_GC_SCALAR, 2.0, 1);
     a.setGcItem("h:three", VX_GC_OPACITY, 0.5, 1);
-
     VXGraphicsContext b(&a);
     EXPECT_EQ(b.getGcNames(), a.getGcNames());
     ASSERT_EQ(b.getGc("g")->size(), 2);
     EXPECT_EQ(b.getGc("g")->at(1)->item->name, "g:two");
     EXPECT_NE(b.getGcItem("g:one"), a.getGcItem("g:one"));               // items of its own
     EXPECT_EQ(b.getGcItem("g:one")->item, a.getGcItem("g:one")->item);   // over shared parameters
-
     VXGraphicsContext c;
     c.setGcItem("g:one", VX_GC_SCALAR, 9.0, 1);
     EXPECT_EQ(c.copy(&a, 0), 2);  // two and three added, one kept
@@ -474,11 +455,7 @@ TEST(GcSymbols, StaticTable)
 {
     VXGraphicsContext::makeStaticSymbols();
     EXPECT_EQ(VXGraphicsContext::symbols.size(), VX_SYMBOL_COUNT);
-    struct Case
-    {
-        int symbol;
-        const char* name;
-    } cases[] = {
+    struct Case { int symbol; const char* name; } cases[] = {
         {VX_SYMBOL_DEFAULT, "static:symbol_default"}, {VX_SYMBOL_POINT, "static:symbol_point"},
         {VX_SYMBOL_CROSS, "static:symbol_cross"},     {VX_SYMBOL_X, "static:symbol_x"},
         {VX_SYMBOL_TRIANGLE, "static:symbol_triangle"}, {VX_SYMBOL_SQUARE, "static:symbol_square"},

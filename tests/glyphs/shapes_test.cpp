@@ -109,15 +109,9 @@ VxShape* beachball(const Tensor& t)
 TEST(StaticShapes, Bounds)
 {
     const double d = 0.8 * M_SQRT2;  // diamond half-diagonal
-    struct Case
-    {
-        const char* name;
-        std::function<VxShape*()> get;
-        QRectF bounds;
-        int elements;  // path elements
-    } cases[] = {
-        {"circle", VXShape::getCircle, {-1, -1, 2, 2}, 13},
-        {"square", VXShape::getSquare, {-1, -1, 2, 2}, 5},
+    // elements: path elements
+    struct Case { const char* name; std::function<VxShape*()> get; QRectF bounds; int elements; } cases[] = {
+        {"circle", VXShape::getCircle, {-1, -1, 2, 2}, 13}, {"square", VXShape::getSquare, {-1, -1, 2, 2}, 5},
         {"triangle", VXShape::getTriangle, {-1.2 * 0.866025403, -1.2, 2.4 * 0.866025403, 1.8}, 4},
         {"diamond", VXShape::getDiamond, {-d, -d, 2 * d, 2 * d}, 5},
         {"star", VXShape::getStar, {-1.5 * 0.95106, -1.5, 3 * 0.95106, 1.5 * 1.80902}, 11},
@@ -186,49 +180,36 @@ TEST(Beachball, StrikeSlipIsAQuarteredDisc)
     }
 }
 
-TEST(Beachball, ThrustHasACentralCompressionalBand)
+TEST(Beachball, DipSlipFaultsHaveACentralBand)
 {
-    VxShape* s = beachball({1, 0, -1, 0, 0, 0});  // strike 0, dip 45, rake 90
-    ASSERT_NE(s, nullptr);
-    QImage img = render(s, "thrust");
-    EXPECT_EQ(at(img, 0, 0), compr_rgb);
-    EXPECT_EQ(at(img, 0, 0.8), compr_rgb);
-    EXPECT_EQ(at(img, 0, -0.8), compr_rgb);
-    EXPECT_EQ(at(img, 0.8, 0), disc_rgb);
-    EXPECT_EQ(at(img, -0.8, 0), disc_rgb);
-    // planes dipping 45 degrees cross the east-west diameter where the
-    // equal-area radius of a 45 degree ray is, sqrt(1 - cos 45) = 0.541
-    std::vector<double> c = changesAlongRow(img, 0.0);
-    ASSERT_EQ(c.size(), 2u);
-    EXPECT_NEAR(c[0], -0.541, 0.02);
-    EXPECT_NEAR(c[1], 0.541, 0.02);
-}
-
-TEST(Beachball, NormalFaultIsTheOpposite)
-{
-    VxShape* s = beachball({-1, 0, 1, 0, 0, 0});  // strike 0, dip 45, rake -90
-    ASSERT_NE(s, nullptr);
-    QImage img = render(s, "normal");
-    EXPECT_EQ(at(img, 0, 0), disc_rgb);
-    EXPECT_EQ(at(img, 0, 0.8), disc_rgb);
-    EXPECT_EQ(at(img, 0.8, 0), compr_rgb);
-    EXPECT_EQ(at(img, -0.8, 0), compr_rgb);
-    std::vector<double> c = changesAlongRow(img, 0.0);
-    ASSERT_EQ(c.size(), 2u);
-    EXPECT_NEAR(c[0], -0.541, 0.02);
-    EXPECT_NEAR(c[1], 0.541, 0.02);
+    // strike 0, dip 45: the thrust (rake 90) has a compressional band, the
+    // normal fault (rake -90) the opposite
+    struct Case { const char* name; Tensor tensor; QRgb band, sides; } cases[] = {
+        {"thrust", {1, 0, -1, 0, 0, 0}, compr_rgb, disc_rgb}, {"normal", {-1, 0, 1, 0, 0, 0}, disc_rgb, compr_rgb},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        VxShape* s = beachball(c.tensor);
+        ASSERT_NE(s, nullptr);
+        QImage img = render(s, c.name);
+        EXPECT_EQ(at(img, 0, 0), c.band);
+        EXPECT_EQ(at(img, 0, 0.8), c.band);
+        EXPECT_EQ(at(img, 0, -0.8), c.band);
+        EXPECT_EQ(at(img, 0.8, 0), c.sides);
+        EXPECT_EQ(at(img, -0.8, 0), c.sides);
+        // planes dipping 45 degrees cross the east-west diameter where the
+        // equal-area radius of a 45 degree ray is, sqrt(1 - cos 45) = 0.541
+        std::vector<double> x = changesAlongRow(img, 0.0);
+        ASSERT_EQ(x.size(), 2u);
+        EXPECT_NEAR(x[0], -0.541, 0.02);
+        EXPECT_NEAR(x[1], 0.541, 0.02);
+    }
 }
 
 TEST(Beachball, ExplosionAndImplosionHaveNoNodalLine)
 {
-    struct Case
-    {
-        const char* name;
-        Tensor tensor;
-        QRgb inside;
-    } cases[] = {
-        {"explosion", {1, 1, 1, 0, 0, 0}, compr_rgb},
-        {"implosion", {-1, -1, -1, 0, 0, 0}, disc_rgb},
+    struct Case { const char* name; Tensor tensor; QRgb inside; } cases[] = {
+        {"explosion", {1, 1, 1, 0, 0, 0}, compr_rgb}, {"implosion", {-1, -1, -1, 0, 0, 0}, disc_rgb},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -246,15 +227,9 @@ TEST(Beachball, ExplosionAndImplosionHaveNoNodalLine)
 
 TEST(Beachball, PixelsFollowTheRadiationPattern)
 {
-    struct Case
-    {
-        const char* name;
-        Tensor tensor;
-    } cases[] = {
-        {"oblique", {0.35, -0.85, 0.5, -0.4, 0.6, 0.2}},
-        {"clvd tilted", {0.3, -1.2, 0.9, 0.8, -0.4, 0.5}},
-        {"explosion plus dc", {1.5, 1.5, 1.5, 0, 0, -2}},
-        {"mostly thrust", {0.9, -0.2, -0.7, 0.3, -0.2, 0.1}},
+    struct Case { const char* name; Tensor tensor; } cases[] = {
+        {"oblique", {0.35, -0.85, 0.5, -0.4, 0.6, 0.2}}, {"clvd tilted", {0.3, -1.2, 0.9, 0.8, -0.4, 0.5}},
+        {"explosion plus dc", {1.5, 1.5, 1.5, 0, 0, -2}}, {"mostly thrust", {0.9, -0.2, -0.7, 0.3, -0.2, 0.1}},
         {"vertical p touching the horizon", {-1, 0.5, 0.5, 0, 0, 0.5}},
     };
     for (const Case& c : cases) {
@@ -309,14 +284,8 @@ TEST(BeachballCache, UnresolvableTensorsGiveNullSilently)
 {
     VXShape::clearBeachballCache();
     hl_register_error(HL_SEVERITY_NORMAL, "earlier: kept.\n");
-    struct Case
-    {
-        const char* name;
-        Tensor tensor;
-    } cases[] = {
-        {"zero", {0, 0, 0, 0, 0, 0}},
-        {"nan", {1, NAN, 0, 0, 0, 0}},
-        {"infinite", {INFINITY, 0, 0, 0, 0, 0}},
+    struct Case { const char* name; Tensor tensor; } cases[] = {
+        {"zero", {0, 0, 0, 0, 0, 0}}, {"nan", {1, NAN, 0, 0, 0, 0}}, {"infinite", {INFINITY, 0, 0, 0, 0, 0}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -342,7 +311,6 @@ TEST(BeachballCache, FullCacheIsFlushedAndHeldShapesSurvive)
     }
     EXPECT_EQ(VXShape::beachballCacheCount(), VX_SHAPE_BEACHBALL_CACHE_MAX);
     EXPECT_EQ(VXShape::getBeachballShared(first.data()), held);  // still cached
-
     Tensor one_more = {1.0, 0.0, -1.0, 0.0, 0.0, 0.5};
     ASSERT_NE(VXShape::getBeachball(one_more.data()), nullptr);
     EXPECT_EQ(VXShape::beachballCacheCount(), 1);

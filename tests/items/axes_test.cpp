@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+using vptest::isColor;
 using vptest::makeViewport;
 using vptest::render;
 using vptest::takeErrors;
@@ -34,15 +35,6 @@ int colOf(double fx)
 int rowOf(double fy)
 {
     return kH - kM - int(std::lround(fy * kPlotH));
-}
-
-bool isColor(QRgb p, QColor c)
-{
-    // small text is antialiased: any clearly blue pixel counts as blue
-    if (c == QColor(0, 0, 255))
-        return qBlue(p) - qRed(p) > 60 && qBlue(p) - qGreen(p) > 60;
-    return std::abs(qRed(p) - c.red()) < 40 && std::abs(qGreen(p) - c.green()) < 40
-           && std::abs(qBlue(p) - c.blue()) < 40;
 }
 
 // Pixels of about colour c in columns x-1..x+1 and rows y0..y1.
@@ -84,31 +76,18 @@ QRect boxOf(const QImage& img, QColor c, QRect r)
 
 const QColor kRed(255, 0, 0), kGreen(0, 255, 0), kBlue(0, 0, 255), kBlack(0, 0, 0);
 
-struct Scene
-{
-    std::unique_ptr<VXViewport> vp;
-    std::unique_ptr<VXAxes> axes;
-    QImage image;
-};
+struct Scene { std::unique_ptr<VXViewport> vp; std::unique_ptr<VXAxes> axes; QImage image; };
 
 // Axes in their own colours (box and tics red, numbers blue, labels black,
 // grids off) over the given view, rendered; extra key pairs last.
 Scene draw(std::initializer_list<const char*> view, std::vector<const char*> keys = {}, const char* name = nullptr)
 {
     Scene s;
-    std::vector<const char*> vpkeys = {"margin", "60 60 60 60"};
-    vpkeys.insert(vpkeys.end(), view.begin(), view.end());
-    s.vp = std::make_unique<VXViewport>(nullptr, 0, 0);
-    s.vp->resize(kW, kH);
-    for (size_t i = 0; i + 1 < vpkeys.size(); i += 2)
-        EXPECT_EQ(s.vp->configure(vpkeys[i], vpkeys[i + 1], nullptr), 0) << vpkeys[i] << " " << takeErrors();
-    s.vp->setScales();
+    s.vp = makeViewport(kW, kH, {"margin", "60 60 60 60"}, view);
     s.axes = std::make_unique<VXAxes>(s.vp.get());
     s.axes->setAntialias(false);
-    std::vector<const char*> all = {"color_axes", "red", "color_numbers", "blue", "linewidth_grids", "-1"};
-    all.insert(all.end(), keys.begin(), keys.end());
-    for (size_t i = 0; i + 1 < all.size(); i += 2)
-        EXPECT_EQ(s.axes->configure(all[i], all[i + 1], nullptr), 0) << all[i] << " " << takeErrors();
+    keys.insert(keys.begin(), {"color_axes", "red", "color_numbers", "blue", "linewidth_grids", "-1"});
+    vptest::configureAll(s.axes.get(), keys);
     s.image = render(s.vp.get());
     if (name)
         vptest::keep(s.image, name);
@@ -121,25 +100,20 @@ Scene draw(std::initializer_list<const char*> view, std::vector<const char*> key
 
 TEST(AxesKeys, DefaultsAfterConstruction)
 {
+    // the other widths, lengths and grid colours are read by CustomFamilies
     VXAxes axes(nullptr);
     const VxAxes& v = axes.vars;
-    EXPECT_EQ(v.xwidth_big, 1);
-    EXPECT_EQ(v.ywidth_big, 1);
-    EXPECT_EQ(v.xwidth_sml, 0);
     EXPECT_EQ(v.ywidth_sml, 0);
-    EXPECT_EQ(v.xticlength_big, 10.0);
     EXPECT_EQ(v.yticlength_sml, 5.0);
+    EXPECT_EQ(v.ywidth_sml_grids, -1);
     EXPECT_EQ(v.style, int(Qt::SolidLine));
     EXPECT_EQ(v.mindx, 200);
     EXPECT_EQ(v.mindy, 100);
-    EXPECT_EQ(v.xwidth_big_grids, 1);
-    EXPECT_EQ(v.ywidth_sml_grids, -1);
     EXPECT_STREQ(v.x_format, "auto");
     EXPECT_STREQ(v.axis_style, "nsew");
     EXPECT_STREQ(v.tic_style, "nisieiwi");
     EXPECT_STREQ(v.x_time_format, "%T");
     EXPECT_STREQ(v.x_date_format, "%G");
-    EXPECT_EQ(v.color_grids_x.color, QColor("gray"));
     EXPECT_EQ(v.color_grids_y_small.color, QColor("lightgray"));
     EXPECT_EQ(v.font_numbers.font.pixelSize(), 12);
     EXPECT_EQ(v.font_supers.font.pixelSize(), 8);
@@ -234,12 +208,7 @@ TEST(AxesKeys, PrintedValues)
 
 TEST(AxesTics, LinearAtTheirValues)
 {
-    struct Case
-    {
-        const char* name;
-        double start, end;
-        double first_big, last_big;
-    };
+    struct Case { const char* name; double start, end; double first_big, last_big; };
     const Case cases[] = {
         {"0 to 10", 0, 10, 0, 10},
         {"reversed", 10, 0, 10, 0},
@@ -292,12 +261,7 @@ TEST(AxesTics, LinearBadRangesGiveNothing)
 
 TEST(AxesTics, LinearExtremeRangesStayBounded)
 {
-    const struct
-    {
-        const char* name;
-        double start, end;
-        double incr;
-    } cases[] = {
+    const struct { const char* name; double start, end; double incr; } cases[] = {
         {"huge", -1e300, 1e300, 0}, {"tiny", 1.0, 1.0 + 1e-13, 0}, {"tiny far", 1e15, 1e15 + 1, 0},
         {"fixed tiny increment", 0, 1e6, 1e-9}, {"denormal", 0, 1e-310, 0},
     };
@@ -312,13 +276,8 @@ TEST(AxesTics, LinearExtremeRangesStayBounded)
 
 TEST(AxesTics, LogDecades)
 {
-    struct Case
-    {
-        const char* name;
-        double start, end;  // log10 limits
-        std::vector<double> big;
-        size_t n_small;
-    };
+    // end: log10 limits
+    struct Case { const char* name; double start, end; std::vector<double> big; size_t n_small; };
     const Case cases[] = {
         {"1 to 1000", 0, 3, {0, 1, 2, 3}, 28},
         {"1000 to 1", 3, 0, {3, 2, 1, 0}, 28},
@@ -553,11 +512,7 @@ TEST(AxesPaint, DrawNeedsAViewAndAPlot)
 
 TEST(AxesPaint, ExtremeViewsDrawAndEnd)
 {
-    const struct
-    {
-        const char* name;
-        std::initializer_list<const char*> view;
-    } cases[] = {
+    const struct { const char* name; std::initializer_list<const char*> view; } cases[] = {
         {"huge", {"xleft", "-1e300", "xright", "1e300", "ybottom", "-1e300", "ytop", "1e300"}},
         {"tiny", {"xleft", "1", "xright", "1.0000000000001", "ybottom", "0", "ytop", "1e-300"}},
         {"reversed", {"xleft", "5", "xright", "-5", "ybottom", "3", "ytop", "-3"}},

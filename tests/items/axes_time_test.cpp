@@ -14,6 +14,7 @@
 #include <set>
 #include <vector>
 
+using vptest::isColor;
 using vptest::takeErrors;
 
 namespace {
@@ -22,20 +23,6 @@ constexpr int kW = 600, kH = 200, kM = 50;
 constexpr int kPlotW = kW - 2 * kM;
 
 const QColor kRed(255, 0, 0), kBlue(0, 0, 255);
-
-// Text is drawn antialiased: any clearly blue pixel counts.
-bool isBluish(QRgb p)
-{
-    return qBlue(p) - qRed(p) > 60 && qBlue(p) - qGreen(p) > 60;
-}
-
-bool isColor(QRgb p, QColor c)
-{
-    if (c == QColor(0, 0, 255))
-        return isBluish(p);
-    return std::abs(qRed(p) - c.red()) < 40 && std::abs(qGreen(p) - c.green()) < 40
-           && std::abs(qBlue(p) - c.blue()) < 40;
-}
 
 // Runs of columns holding colour c in rows y0..y1: one run per label.
 std::vector<std::pair<int, int>> runs(const QImage& img, QColor c, int y0, int y1, int gap)
@@ -57,30 +44,18 @@ std::vector<std::pair<int, int>> runs(const QImage& img, QColor c, int y0, int y
     return out;
 }
 
-struct TimeScene
-{
-    std::unique_ptr<VXViewport> vp;
-    std::unique_ptr<VXAxes> axes;
-    QImage image;
-};
+struct TimeScene { std::unique_ptr<VXViewport> vp; std::unique_ptr<VXAxes> axes; QImage image; };
 
 TimeScene drawTime(double left, double right, const char* name = nullptr)
 {
     TimeScene s;
-    s.vp = std::make_unique<VXViewport>(nullptr, 0, 0);
-    s.vp->resize(kW, kH);
     const QByteArray l = QByteArray::number(left, 'g', 17), r = QByteArray::number(right, 'g', 17);
-    EXPECT_EQ(s.vp->configure("margin", "50 50 50 50", "xleft", l.constData(), "xright", r.constData(), "ybottom", "0",
-                              "ytop", "1", nullptr),
-              0)
-        << takeErrors();
-    s.vp->setScales();
+    s.vp = vptest::makeViewport(kW, kH, {"margin", "50 50 50 50", "ybottom", "0", "ytop", "1"},
+                                {"xleft", l.constData(), "xright", r.constData()});
     s.axes = std::make_unique<VXAxes>(s.vp.get());
     s.axes->setAntialias(false);
-    EXPECT_EQ(s.axes->configure("xformat", "time", "color_time_axis", "red", "color_numbers", "blue", "color_axes",
-                                "#00ff00", "linewidth_grids", "-1", "yformat", "none", nullptr),
-              0)
-        << takeErrors();
+    vptest::configureAll(s.axes.get(), {"xformat", "time", "color_time_axis", "red", "color_numbers", "blue",
+                                        "color_axes", "#00ff00", "linewidth_grids", "-1", "yformat", "none"});
     s.image = vptest::render(s.vp.get());
     if (name)
         vptest::keep(s.image, name);
@@ -105,11 +80,7 @@ bool isRoundStep(double incr)
 TEST(AxesTimeTics, RoundTimesAtEverySpan)
 {
     const double base = 1.6e9 + 12345.678;  // 2020-09-13, not round
-    const struct
-    {
-        const char* name;
-        double span;
-    } cases[] = {
+    const struct { const char* name; double span; } cases[] = {
         {"1 ms", 1e-3}, {"7 ms", 7e-3}, {"1 s", 1},     {"45 s", 45},          {"10 min", 600},
         {"3 h", 10800}, {"2 days", 172800}, {"40 days", 40 * 86400.0}, {"1 year", 31536000},
         {"7 years", 7 * 31536000.0}, {"60 years", 60 * 31536000.0},

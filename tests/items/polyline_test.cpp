@@ -34,15 +34,8 @@ namespace {
 // to 10, ten pixels a unit.  World (x, y) is pixel (20 + 10x, 110 - 10y).
 std::unique_ptr<VXViewport> plotViewport(std::initializer_list<const char*> extra = {})
 {
-    std::vector<const char*> config = {"mleft", "20", "mright", "20", "mtop", "10", "mbottom", "40",
-                                       "xleft", "0", "xright", "16", "ybottom", "0", "ytop", "10"};
-    config.insert(config.end(), extra.begin(), extra.end());
-    auto vp = std::make_unique<VXViewport>(nullptr, 0, 0);
-    vp->resize(200, 150);
-    for (size_t i = 0; i + 1 < config.size(); i += 2)
-        EXPECT_EQ(vp->configure(config[i], config[i + 1], nullptr), 0) << config[i] << " " << takeErrors();
-    vp->setScales();
-    return vp;
+    return makeViewport(200, 150, {"mleft", "20", "mright", "20", "mtop", "10", "mbottom", "40", "xleft", "0",
+                                   "xright", "16", "ybottom", "0", "ytop", "10"}, extra);
 }
 
 const QRect plot_area(20, 10, 160, 100);
@@ -68,18 +61,13 @@ QImage drawLine(VXPolyline* line, int* ret = nullptr)
 }
 
 // The box is within one pixel of expected on every side.
-std::string text(const QRect& r)
+void expectBox(const QRect& box, const QRect& e)
 {
-    return std::to_string(r.left()) + "," + std::to_string(r.top()) + " to " + std::to_string(r.right()) + ","
-           + std::to_string(r.bottom());
-}
-
-void expectBox(const QRect& box, const QRect& expected)
-{
-    EXPECT_NEAR(box.left(), expected.left(), 1) << "box " << text(box);
-    EXPECT_NEAR(box.right(), expected.right(), 1) << "box " << text(box);
-    EXPECT_NEAR(box.top(), expected.top(), 1) << "box " << text(box);
-    EXPECT_NEAR(box.bottom(), expected.bottom(), 1) << "box " << text(box);
+    const int got[] = {box.left(), box.top(), box.right(), box.bottom()};
+    const int want[] = {e.left(), e.top(), e.right(), e.bottom()};
+    for (int i = 0; i < 4; i++)
+        EXPECT_NEAR(got[i], want[i], 1) << "side " << i << " of the box " << got[0] << "," << got[1] << " to "
+                                        << got[2] << "," << got[3];
 }
 
 bool inkAt(const QImage& image, int x, int y)
@@ -96,20 +84,8 @@ std::string pointerText(const void* p)
 
 } // namespace
 
-TEST(PolylineDraw, NoSourceDrawsNothing)
-{
-    hl_clear_register(0);
-    auto vp = plotViewport();
-    auto line = redLine(vp.get());
-    int ret = -1;
-    const QImage image = drawLine(line.get(), &ret);
-    EXPECT_EQ(ret, 0);
-    EXPECT_TRUE(inkBox(image).isEmpty());
-}
-
 TEST(PolylineDraw, PointsLandOnTheirPixels)
 {
-    hl_clear_register(0);
     auto vp = plotViewport();
     auto line = redLine(vp.get());
     ASSERT_EQ(line->configure("points", "2 5\n14 5\n14 8", nullptr), 0) << takeErrors();
@@ -127,7 +103,6 @@ TEST(PolylineDraw, PointsLandOnTheirPixels)
 
 TEST(PolylineDraw, DrawnByThePaintLoop)
 {
-    hl_clear_register(0);
     auto vp = plotViewport();
     auto line = redLine(vp.get());
     ASSERT_EQ(line->configure("points", "2 5\n14 5", nullptr), 0) << takeErrors();
@@ -152,12 +127,7 @@ TEST(PolylineSources, EachSourceGivesItsPoints)
     QList<VX_XY> list = {{6.0, 1.0}, {6.0, 9.0}};
     const std::string list_text = pointerText(&list);
 
-    struct Case
-    {
-        const char* name;
-        std::function<void(VXPolyline*)> set;
-        QRect expected;
-    } cases[] = {
+    struct Case { const char* name; std::function<void(VXPolyline*)> set; QRect expected; } cases[] = {
         {"vector", [](VXPolyline* p) { EXPECT_EQ(p->configure("vector", "pl_vec", nullptr), 0); },
          QRect(QPoint(40, 60), QPoint(160, 60))},
         {"vector of a two-component set takes its index",
@@ -213,27 +183,25 @@ TEST(PolylineSources, EachSourceGivesItsPoints)
 
 TEST(PolylineSources, EmptySourcesDrawNothing)
 {
-    hl_clear_register(0);
     ASSERT_EQ(hlvector_create("pl_empty", 0, nullptr, nullptr), 0);
     QList<VX_XY> empty;
     const std::string empty_text = pointerText(&empty);
-    struct Case
-    {
-        const char* key;
-        const char* value;
-    } cases[] = {
+    struct Case { const char* key; const char* value; } cases[] = {
         {"vector", "pl_empty"},
         {"qlist", empty_text.c_str()},
         {"qlist", "0"},
         {"points", ""},
         {"plpath", "0"},
+        {"no source at all", nullptr},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.key);
         auto vp = plotViewport();
         auto line = redLine(vp.get());
-        ASSERT_EQ(line->configure("points", "2 5\n14 5", nullptr), 0);
-        EXPECT_EQ(line->configure(c.key, c.value, nullptr), 0) << takeErrors();
+        if (c.value) {
+            ASSERT_EQ(line->configure("points", "2 5\n14 5", nullptr), 0);
+            EXPECT_EQ(line->configure(c.key, c.value, nullptr), 0) << takeErrors();
+        }
         int ret = -1;
         const QImage image = drawLine(line.get(), &ret);
         EXPECT_EQ(ret, 0);
@@ -244,7 +212,6 @@ TEST(PolylineSources, EmptySourcesDrawNothing)
 
 TEST(PolylineDraw, GapValueBreaksTheLine)
 {
-    hl_clear_register(0);
     auto vp = plotViewport();
     auto line = redLine(vp.get());
     ASSERT_EQ(line->configure("gap_value", "-999", "points", "1 5\n6 5\n-999 -999\n10 5\n15 5", nullptr), 0)
@@ -265,7 +232,6 @@ TEST(PolylineDraw, GapValueBreaksTheLine)
 
 TEST(PolylineDraw, ClippedToThePlotArea)
 {
-    hl_clear_register(0);
     auto vp = plotViewport();
     auto line = redLine(vp.get());
     ASSERT_EQ(line->configure("linewidth", "3", "points", "-10 5\n30 5\n30 -20", nullptr), 0) << takeErrors();
@@ -280,7 +246,6 @@ TEST(PolylineDraw, ClippedToThePlotArea)
 
 TEST(PolylineDraw, ViewportModeIgnoresTheView)
 {
-    hl_clear_register(0);
     const char* views[][4] = {{"0", "16", "0", "10"}, {"-500", "3", "1e6", "2e6"}};
     for (auto& v : views) {
         SCOPED_TRACE(v[0]);
@@ -303,7 +268,6 @@ TEST(PolylineDraw, ViewportModeIgnoresTheView)
 
 TEST(PolylineDraw, GainScalesTheInput)
 {
-    hl_clear_register(0);
     auto vp = plotViewport();
     auto line = redLine(vp.get());
     ASSERT_EQ(line->configure("xgain", "2", "ygain", "0.5", "points", "1 10\n4 10", nullptr), 0) << takeErrors();
@@ -315,7 +279,6 @@ TEST(PolylineDraw, GainScalesTheInput)
 
 TEST(PolylineDraw, FillPaintsTheInside)
 {
-    hl_clear_register(0);
     auto vp = plotViewport();
     auto line = std::make_unique<VXPolyline>(vp.get());
     line->setAntialias(false);
@@ -329,7 +292,6 @@ TEST(PolylineDraw, FillPaintsTheInside)
 
 TEST(PolylineDraw, GraphicsContextTakesThePlaceOfColours)
 {
-    hl_clear_register(0);
     auto vp = plotViewport();
     auto line = redLine(vp.get());
     VXGraphicsContext contexts;
@@ -342,7 +304,6 @@ TEST(PolylineDraw, GraphicsContextTakesThePlaceOfColours)
 
 TEST(PolylineMaps, GlobeBlacksOutTheSpaceAroundTheDisc)
 {
-    hl_clear_register(0);
     auto vp = plotViewport({"map", "globe", "range", "160"});
     auto line = redLine(vp.get());
     ASSERT_EQ(line->configure("points", "-20 0\n20 0", nullptr), 0) << takeErrors();
@@ -370,7 +331,6 @@ TEST(PolylineMaps, GlobeBlacksOutTheSpaceAroundTheDisc)
 
 TEST(PolylineMaps, LongitudesRepeatInGeographicViews)
 {
-    hl_clear_register(0);
     // a view 720 degrees wide shows every longitude twice
     auto vp = plotViewport({"map", "geog", "range", "720"});
     auto line = redLine(vp.get());
@@ -396,17 +356,11 @@ TEST(PolylineMaps, LongitudesRepeatInGeographicViews)
 
 TEST(PolylineConfig, BadValuesKeepTheEarlierState)
 {
-    hl_clear_register(0);
     const double vx[] = {2.0, 14.0};
     const double vy[] = {5.0, 5.0};
     ASSERT_EQ(hlvector_create("pl_keep", 2, vx, vy), 0);
-    struct Case
-    {
-        const char* name;
-        const char* key;
-        const char* value;
-        const char* message;  // a line the register holds after the failure
-    } cases[] = {
+    // message: a line the register holds after the failure
+    struct Case { const char* name; const char* key; const char* value; const char* message; } cases[] = {
         {"gain not a number", "xgain", "abc", "polyline_parse_gain: strtod(abc) error.\n"},
         {"gain with trailing text", "ygain", "2x", "polyline_parse_gain: strtod(2x) error.\n"},
         {"unknown mode", "xmode", "pixels", "polyline_parse_mode: unrecognized mode value 'pixels'.\n"},
@@ -437,13 +391,7 @@ TEST(PolylineConfig, BadValuesKeepTheEarlierState)
 
 TEST(PolylineConfig, BadPointEntriesAreDropped)
 {
-    hl_clear_register(0);
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* message;
-    } cases[] = {
+    struct Case { const char* name; const char* text; const char* message; } cases[] = {
         {"one number", "2 5\n7\n14 5", "polyline_parse_point: Not enough fields.\n"},
         {"bad x", "2 5\nabc 3\n14 5", "polyline_parse_point: error parsing x 'abc 3'.\n"},
         {"bad y", "2 5\n3 abc\n14 5", "polyline_parse_point: error parsing y 'abc'.\n"},
@@ -464,17 +412,12 @@ TEST(PolylineConfig, BadPointEntriesAreDropped)
 
 TEST(PolylineConfig, PrintersAndDefaults)
 {
-    hl_clear_register(0);
     const double vx[] = {1.0};
     ASSERT_EQ(hlvector2_create("pl_print", 1, vx, vx, vx), 0);
     auto vp = plotViewport();
     VXPolyline line(vp.get());
-    struct Case
-    {
-        const char* key;
-        const char* value;   // set first, or null
-        const char* printed;
-    } cases[] = {
+    // value: set first, or null
+    struct Case { const char* key; const char* value; const char* printed; } cases[] = {
         {"xmode", nullptr, "world"},
         {"ymode", "viewport", "viewport"},
         {"xmode", "", "world"},
@@ -539,7 +482,6 @@ std::string rsptrText(Rsptr p)
 
 TEST(PolylineTrace, SamplesLandAtTheirTimesWithAGapBetweenRows)
 {
-    hl_clear_register(0);
     // two rows of 4 samples at 1 sample/s: x 1..4 and 9..12, y as given
     Rsptr tr = traceTable("trace_gap", {{1.0, 1.0, {2, 4, 6, 8}}, {9.0, 1.0, {8, 6, 4, 2}}});
     auto vp = plotViewport();

@@ -59,14 +59,10 @@ QImage drawText(VXText* t, int* ret = nullptr)
 
 TEST(TextPlacement, AnchorsPutTheTextAroundItsPosition)
 {
-    hl_clear_register(0);
     // the position (80, 50) is pixel (100, 60)
-    struct Case
-    {
-        const char* anchor;
-        int side_x;  // -1: ink starts at x 100; 1: ends there; 0: centred on it
-        int side_y;  // -1: ink ends at row 60; 1: starts there; 0: centred on it
-    } cases[] = {
+    // side_x: -1: ink starts at x 100; 1: ends there; 0: centred on it
+    // side_y: -1: ink ends at row 60; 1: starts there; 0: centred on it
+    struct Case { const char* anchor; int side_x; int side_y; } cases[] = {
         {"sw", -1, -1}, {"se", 1, -1}, {"ne", 1, 1}, {"nw", -1, 1}, {"c", 0, 0}, {"n", 0, 1}, {"w", -1, 0},
     };
     for (const Case& c : cases) {
@@ -92,7 +88,6 @@ TEST(TextPlacement, AnchorsPutTheTextAroundItsPosition)
 
 TEST(TextPlacement, RotationTurnsTheText)
 {
-    hl_clear_register(0);
     auto vp = textViewport();
     // the position (80, 10) is pixel (100, 100)
     auto t = makeText(vp.get(), "HEHEH", "80", "10");
@@ -114,7 +109,6 @@ TEST(TextPlacement, RotationTurnsTheText)
 
 TEST(TextPlacement, BackgroundAndOutline)
 {
-    hl_clear_register(0);
     auto vp = textViewport();
     auto t = makeText(vp.get(), "HEH", "80", "50");
     ASSERT_EQ(t->configure("color_background", "blue", "color_background_outline", "red", nullptr), 0);
@@ -140,7 +134,6 @@ TEST(TextPlacement, BackgroundAndOutline)
 
 TEST(TextPlacement, EmptyTextKeepsTheOldBox)
 {
-    hl_clear_register(0);
     auto vp = textViewport();
     auto t = makeText(vp.get(), "HEH", "80", "50");
     drawText(t.get());
@@ -164,7 +157,6 @@ TEST(TextPlacement, EmptyTextKeepsTheOldBox)
 
 TEST(TextPlacement, RelativeTextsChain)
 {
-    hl_clear_register(0);
     auto vp = textViewport();
     auto first = makeText(vp.get(), "HEH", "10", "50");
     auto second = makeText(vp.get(), "EHE", "1r+5", "0r");
@@ -196,7 +188,6 @@ TEST(TextPlacement, RelativeTextsChain)
 
 TEST(TextConfig, KeysAndBadValues)
 {
-    hl_clear_register(0);
     auto vp = textViewport();
     auto t = makeText(vp.get(), "HEH", "80", "50");
     // both keys write one field
@@ -210,12 +201,7 @@ TEST(TextConfig, KeysAndBadValues)
     EXPECT_STREQ(value, "c");
     free(value);
 
-    struct Case
-    {
-        const char* key;
-        const char* value;
-        const char* message;
-    } cases[] = {
+    struct Case { const char* key; const char* value; const char* message; } cases[] = {
         {"angle", "abc", "Unable to parse double from 'abc'"},
         {"relative", "0x1234", "Key 'relative' is set by code only"},
         {"show_not_symbol", "maybe", "Bad value 'maybe' for key 'show_not_symbol'"},
@@ -236,7 +222,6 @@ TEST(TextConfig, KeysAndBadValues)
 
 TEST(TextConfig, CallbacksInOrderUntilOneConsumes)
 {
-    hl_clear_register(0);
     auto vp = textViewport();
     VXText t(vp.get(), "x", "0", "0");
     std::string calls;
@@ -261,7 +246,6 @@ TEST(TextConfig, CallbacksInOrderUntilOneConsumes)
 
 TEST(TextConfig, SpecialSymbolsAreCached)
 {
-    hl_clear_register(0);
     const QPixmap check = VXText::specialSymbol("check", 16);
     ASSERT_FALSE(check.isNull());
     EXPECT_EQ(check.size(), QSize(16, 16));
@@ -273,7 +257,6 @@ TEST(TextConfig, SpecialSymbolsAreCached)
 
 TEST(TextPopup, PictureAndPlacement)
 {
-    hl_clear_register(0);
     VXTextPopup popup;
     ASSERT_EQ(popup.configure("color_background", "yellow", "text", "amplitude 12", "position", "300 200",
                               "justification", "nw", nullptr),
@@ -312,7 +295,6 @@ TEST(TextPopup, PictureAndPlacement)
 
 TEST(TextPopup, TimeoutHidesAndStopTimerCancels)
 {
-    hl_clear_register(0);
     VXTextPopup popup;
     popup.setText("x");
     ASSERT_EQ(popup.configure("timeout", "2.5", nullptr), 0);

@@ -197,7 +197,9 @@ TEST(MapTransform, MercatorClampAndInverse)
     EXPECT_EQ(VX_mercator_y(90.0), 100000.0);
     EXPECT_EQ(VX_mercator_y(95.0), 100000.0);
     EXPECT_EQ(VX_mercator_y(-90.0), -100000.0);
+    EXPECT_EQ(VX_mercator_y(-95.0), -100000.0);
     EXPECT_NEAR(VX_mercator_y(0.0), 0.0, 1e-12);
+    EXPECT_NEAR(VX_mercator_y(45.0), 50.49898671052621, 1e-12);
     // the inverse is not special-cased for the clamp value
     EXPECT_TRUE(std::isfinite(VX_mercator_lat(100000.0)));
     for (double lat = -85.0; lat <= 85.0; lat += 0.5)

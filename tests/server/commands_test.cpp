@@ -18,6 +18,11 @@ QString h(const char* type, int n)
     return QStringLiteral("%1:%2").arg(QLatin1String(type)).arg(n);
 }
 
+VXMainWindow* windowOf(const QString& handle)
+{
+    return static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(vx_test_server(), handle, nullptr, 0));
+}
+
 } // namespace
 
 TEST(HandleTable, MainwindowRegistersItsFrameFirst)
@@ -44,10 +49,19 @@ TEST(HandleTable, NumbersAreSharedAndNeverReused)
 {
     int n = vx_next_instance();
     Reply a = vx_send("mainwindow", "none");
-    ASSERT_EQ(vx_send("delete", a.handle).code, 0);
+    Reply d1 = vx_send("delete", a.handle);
+    EXPECT_EQ(d1.code, 0);
+    EXPECT_EQ(d1.handle, "delete");
     Reply b = vx_send("mainwindow", "none");
     EXPECT_EQ(a.handle, h("mainwindow", n + 1));
     EXPECT_EQ(b.handle, h("mainwindow", n + 3));
+    // a deleted entry is gone: a second delete reports both lines
+    Reply d2 = vx_send("delete", a.handle);
+    EXPECT_EQ(d2.code, 1);
+    EXPECT_EQ(d2.handle, QString("VX_GraphicsServer_get_item: Handle '%1' not found.\n"
+                                 "VX_GraphicsServer_delete: VX_GraphicsServer_get_item(%1) error.\n")
+                             .arg(a.handle));
+    vx_send("delete", b.handle);
 }
 
 TEST(HandleTable, SetItemRefusesUnknownTypes)
@@ -87,32 +101,31 @@ TEST(HandleTable, HandleFormatsOfEveryType)
     }
 }
 
-TEST(HandleTable, ChildOfADeletedWindowAnswersAsUnknown)
+TEST(HandleTable, ChildrenOfADeletedWindowAnswerAsDestroyed)
 {
-    Reply w = vx_send("mainwindow", "none");
-    auto* window = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(vx_test_server(), w.handle, nullptr, 0));
-    QString frame = window->tl_handle;
-    ASSERT_EQ(vx_send("delete", w.handle).code, 0);
-    // the frame's handle stays behind, but is never a dangling pointer
-    Reply r = vx_send("mainwindow", frame);
-    EXPECT_EQ(r.code, 1);
-    EXPECT_EQ(r.handle, QString("VX_GraphicsServer_get_item: Handle '%1' not found: its object was destroyed.\n"
-                                "VX_GraphicsServer_mainwindow: VX_GraphicsServer_get_item(%1) error.\n")
-                            .arg(frame));
+    for (const char* top : {"mainwindow", "frame"}) {
+        SCOPED_TRACE(top);
+        Reply w = vx_send(top, "none");
+        QString frame = top == QString("frame") ? w.handle : windowOf(w.handle)->tl_handle;
+        QStringList children = {vx_send("button", frame).handle, vx_send("gridlayout", frame).handle};
+        if (frame != w.handle)
+            children << frame;
+        ASSERT_EQ(vx_send("delete", w.handle).code, 0);
+        // the handles stay behind, but are never dangling pointers
+        for (const QString& child : children) {
+            Reply r = vx_send("show", child);
+            EXPECT_EQ(r.code, 1);
+            EXPECT_EQ(r.handle, QString("VX_GraphicsServer_get_item: Handle '%1' not found: its object was destroyed.\n"
+                                        "VX_GraphicsServer_show: VX_GraphicsServer_get_item(%1) error.\n")
+                                    .arg(child));
+        }
+    }
 }
-
-struct ErrorCase
-{
-    const char* name;
-    QString word;
-    QString handle;
-    QStringList args;
-    QString expected;  // %1 stands for the handle of a fresh main window, %2 for its frame
-};
 
 TEST(CommandErrors, ExactTextsAndNothingMade)
 {
-    const ErrorCase cases[] = {
+    // %1 stands for the handle of a fresh main window, %2 for its frame
+    const struct { const char* name; QString word, handle; QStringList args; QString expected; } cases[] = {
         {"unknown word", "bogus", "none", {}, "VX_GraphicsServer_process: Unrecognized command 'bogus'.\n"},
         {"unknown word keeps case", "MainWindow", "none", {},
          "VX_GraphicsServer_process: Unrecognized command 'MainWindow'.\n"},
@@ -132,10 +145,10 @@ TEST(CommandErrors, ExactTextsAndNothingMade)
          "VX_GraphicsServer_get_item: Handle 'none' not found.\n"
          "VX_GraphicsServer_show: VX_GraphicsServer_get_item(none) error.\n"},
     };
-    for (const ErrorCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         Reply w = vx_send("mainwindow", "none");
-        auto* window = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(vx_test_server(), w.handle, nullptr, 0));
+        auto* window = windowOf(w.handle);
         QString handle = QString(c.handle).replace("%1", w.handle).replace("%2", window->tl_handle);
         int n = vx_next_instance();
         int entries = vx_test_server()->handles.size();
@@ -171,51 +184,6 @@ TEST(CommandErrors, AStaleRegisterTravelsWithTheNextError)
     EXPECT_EQ(r.handle, "left over: from before.\nVX_GraphicsServer_process: Unrecognized command 'bogus2'.\n");
 }
 
-TEST(Mainwindow, CloseWindowDefaultsAndArgument)
-{
-    VX_GraphicsServer* s = vx_test_server();
-    s->first_toplevel = 1;
-    Reply first = vx_send("mainwindow", "none");
-    Reply second = vx_send("mainwindow", "none");
-    Reply forced = vx_send("mainwindow", "none", {"1"});
-    Reply two_args = vx_send("mainwindow", "none", {"1", "2"});
-    auto get = [s](const Reply& r) { return static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(s, r.handle, nullptr, 0)); };
-    EXPECT_EQ(get(first)->close_window, 1);
-    EXPECT_EQ(get(second)->close_window, 0);
-    EXPECT_EQ(get(forced)->close_window, 1);
-    EXPECT_EQ(get(two_args)->close_window, 0);  // only a single argument counts
-    EXPECT_EQ(s->first_toplevel, 0);
-}
-
-TEST(Mainwindow, TitleAndParentFrame)
-{
-    VX_GraphicsServer* s = vx_test_server();
-    QString saved = s->toplevel_name;
-    s->toplevel_name = "Observatory";
-    Reply top = vx_send("mainwindow", "none");
-    auto* window = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(s, top.handle, nullptr, 0));
-    Reply child = vx_send("mainwindow", window->tl_handle);
-    auto* inner = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(s, child.handle, nullptr, 0));
-    s->toplevel_name = saved;
-    EXPECT_EQ(window->windowTitle(), "Observatory");
-    EXPECT_EQ(inner->windowTitle(), "");
-    EXPECT_EQ(inner->parent_widget, window->getToplevel());
-    EXPECT_EQ(inner->parentWidget(), nullptr);  // the Qt widget itself has no parent
-}
-
-TEST(Delete, SecondDeleteReportsBothLines)
-{
-    Reply w = vx_send("mainwindow", "none");
-    Reply d1 = vx_send("delete", w.handle);
-    EXPECT_EQ(d1.code, 0);
-    EXPECT_EQ(d1.handle, "delete");
-    Reply d2 = vx_send("delete", w.handle);
-    EXPECT_EQ(d2.code, 1);
-    EXPECT_EQ(d2.handle, QString("VX_GraphicsServer_get_item: Handle '%1' not found.\n"
-                                 "VX_GraphicsServer_delete: VX_GraphicsServer_get_item(%1) error.\n")
-                             .arg(w.handle));
-}
-
 TEST(Delete, ActionAndTraceviewEntriesGoButObjectsStay)
 {
     static int object = 5;
@@ -244,20 +212,6 @@ TEST(Quit, DirectQuitSetsStateAndAnswersTheHandle)
     EXPECT_EQ(r.handle, "none");
     EXPECT_EQ(s->state.load(), VX_STATE_QUIT);
     s->state = saved;
-}
-
-TEST(ShowHide, WindowsShowAndHide)
-{
-    Reply w = vx_send("mainwindow", "none");
-    auto* window = static_cast<QWidget*>(static_cast<VXMainWindow*>(
-        VX_GraphicsServer_get_item(vx_test_server(), w.handle, nullptr, 0)));
-    Reply r = vx_send("show", w.handle);
-    EXPECT_EQ(r.handle, "show");
-    EXPECT_TRUE(window->isVisible());
-    r = vx_send("hide", w.handle);
-    EXPECT_EQ(r.handle, "hide");
-    EXPECT_FALSE(window->isVisible());
-    vx_send("delete", w.handle);
 }
 
 TEST(ShowHide, PlotItemsAreSentToItemCommands)
@@ -289,11 +243,14 @@ TEST(CommandTable, EveryRowHasAProcUsageAndUniqueWord)
         EXPECT_TRUE(words.contains(word)) << word;
 }
 
-TEST(Geometry, SizesPlacesAndLimitsWidgets)
+TEST(Geometry, ShowsHidesSizesPlacesAndLimitsWidgets)
 {
     Reply w = vx_send("mainwindow", "none");
-    auto* window = static_cast<QWidget*>(static_cast<VXMainWindow*>(
-        VX_GraphicsServer_get_item(vx_test_server(), w.handle, nullptr, 0)));
+    QWidget* window = windowOf(w.handle);
+    EXPECT_EQ(vx_send("show", w.handle).handle, "show");
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(vx_send("hide", w.handle).handle, "hide");
+    EXPECT_FALSE(window->isVisible());
     EXPECT_EQ(vx_send("geometry", w.handle, {"640", "480"}).handle, "geometry");
     EXPECT_EQ(window->size(), QSize(640, 480));
     vx_send("geometry", w.handle, {"5", "6", "300", "200"});
@@ -317,14 +274,7 @@ TEST(Geometry, ExactRefusals)
     static int item;
     QString axes;
     VX_GraphicsServer_set_item(vx_test_server(), VX_TYPE_AXES, &item, axes);
-    const struct
-    {
-        const char* name;
-        QString word;
-        QString handle;
-        QStringList args;
-        QString expected;
-    } cases[] = {
+    const struct { const char* name; QString word, handle; QStringList args; QString expected; } cases[] = {
         {"three numbers", "geometry", w.handle, {"1", "2", "3"},
          "VX_GraphicsServer_geometry: geometry command must have 2 or 4 arguments.\n"},
         {"bad number", "geometry", w.handle, {"1", "x"}, "VX_GraphicsServer_geometry: gemeometry conversion error 'x'.\n"},
@@ -353,7 +303,7 @@ TEST(Geometry, ExactRefusals)
 TEST(HandleTable, MainWindowWhoseCentralFrameWasDeletedStillTakesChildren)
 {
     Reply w = vx_send("mainwindow", "none");
-    auto* window = static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(vx_test_server(), w.handle, nullptr, 0));
+    auto* window = windowOf(w.handle);
     ASSERT_EQ(vx_send("delete", window->tl_handle).code, 0);
     EXPECT_EQ(window->getToplevel(), nullptr);
     Reply f = vx_send("frame", w.handle);

@@ -14,6 +14,18 @@ struct ParseCase
     bool directive = false;
 };
 
+// A script read statement by statement from one text.
+struct Reader
+{
+    explicit Reader(QString t) : text(std::move(t)) {}
+    QString text;
+    VXCommandScript script;
+    qsizetype pos = 0;
+    int line = 1;
+    VX_ScriptStatement st;
+    int next() { return script.next(text, &pos, &line, &st); }
+};
+
 } // namespace
 
 TEST(CommandScript, ParsesStatements)
@@ -48,36 +60,28 @@ TEST(CommandScript, ParsesStatements)
     };
     for (const ParseCase& c : cases) {
         SCOPED_TRACE(c.name);
-        VXCommandScript script;
-        script.variables.insert("w", "mainwindow:1");
-        qsizetype pos = 0;
-        int line = 1;
-        VX_ScriptStatement st;
-        ASSERT_EQ(script.next(c.text, &pos, &line, &st), VXCommandScript::Statement) << hl_errlog_string(0);
+        Reader r(c.text);
+        r.script.variables.insert("w", "mainwindow:1");
+        ASSERT_EQ(r.next(), VXCommandScript::Statement) << hl_errlog_string(0);
+        const VX_ScriptStatement& st = r.st;
         EXPECT_EQ(st.bind, c.bind);
         EXPECT_EQ(st.command, c.command);
         EXPECT_EQ(st.handle, c.directive ? QString() : c.handle);
         EXPECT_EQ(st.args, c.args);
         EXPECT_EQ(st.config_lines, c.config);
         EXPECT_EQ(st.directive, c.directive);
-        EXPECT_EQ(script.next(c.text, &pos, &line, &st), VXCommandScript::End);
+        EXPECT_EQ(r.next(), VXCommandScript::End);
     }
 }
 
 TEST(CommandScript, CountsLinesAcrossStatements)
 {
-    VXCommandScript script;
-    QString text = "# head\nexec\n\nx h \"a\nb\"\nquit\n";
-    qsizetype pos = 0;
-    int line = 1;
-    VX_ScriptStatement st;
-    ASSERT_EQ(script.next(text, &pos, &line, &st), VXCommandScript::Statement);
-    EXPECT_EQ(st.line, 2);
-    ASSERT_EQ(script.next(text, &pos, &line, &st), VXCommandScript::Statement);
-    EXPECT_EQ(st.line, 4);
-    ASSERT_EQ(script.next(text, &pos, &line, &st), VXCommandScript::Statement);
-    EXPECT_EQ(st.line, 6);
-    EXPECT_EQ(st.command, "quit");
+    Reader r("# head\nexec\n\nx h \"a\nb\"\nquit\n");
+    for (int line : {2, 4, 6}) {
+        ASSERT_EQ(r.next(), VXCommandScript::Statement);
+        EXPECT_EQ(r.st.line, line);
+    }
+    EXPECT_EQ(r.st.command, "quit");
 }
 
 TEST(CommandScript, IncompleteTextWaitsForMore)
@@ -85,61 +89,46 @@ TEST(CommandScript, IncompleteTextWaitsForMore)
     const char* texts[] = {"x h \"open", "x h 'open", "x h a \\", "x \"a\nb"};
     for (const char* t : texts) {
         SCOPED_TRACE(t);
-        VXCommandScript script;
-        qsizetype pos = 0;
-        int line = 1;
-        VX_ScriptStatement st;
-        EXPECT_EQ(script.next(t, &pos, &line, &st), VXCommandScript::Incomplete);
-        EXPECT_EQ(pos, 0);
+        Reader r(t);
+        EXPECT_EQ(r.next(), VXCommandScript::Incomplete);
+        EXPECT_EQ(r.pos, 0);
     }
 }
 
 TEST(CommandScript, ErrorsNameTheLineAndSkipTheStatement)
 {
-    struct Case
-    {
-        const char* name;
-        QString text;
-        const char* message;
-    } cases[] = {
+    const struct { const char* name; QString text; const char* message; } cases[] = {
         {"unknown variable", "\ndelete $nope\nexec", "VXCommandScript: line 2: unknown variable '$nope'.\n"},
         {"binding without command", "w =\nexec", "VXCommandScript: line 1: 'w =' needs a command.\n"},
         {"pair as command word", "a=b h\nexec", "VXCommandScript: line 1: a statement begins with a command word, not 'a=b'.\n"},
         {"directive bound", "w = @echo x\nexec", "VXCommandScript: line 1: a directive answers no handle to bind.\n"},
         {"unterminated brace", "x ${w\nexec", "VXCommandScript: line 1: unterminated '${'.\n"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         hl_clear_register(0);
-        VXCommandScript script;
-        qsizetype pos = 0;
-        int line = 1;
-        VX_ScriptStatement st;
-        EXPECT_EQ(script.next(c.text, &pos, &line, &st), VXCommandScript::Error);
+        Reader r(c.text);
+        EXPECT_EQ(r.next(), VXCommandScript::Error);
         EXPECT_STREQ(hl_errlog_string(0), c.message);
         hl_clear_register(0);
-        ASSERT_EQ(script.next(c.text, &pos, &line, &st), VXCommandScript::Statement);
-        EXPECT_EQ(st.command, "exec");
+        ASSERT_EQ(r.next(), VXCommandScript::Statement);
+        EXPECT_EQ(r.st.command, "exec");
     }
 }
 
 TEST(CommandScript, RunBindsHandlesAndUnderscore)
 {
-    VXCommandScript script;
-    QString text = "w = mainwindow none\nx = mainwindow $w\n";
-    qsizetype pos = 0;
-    int line = 1;
-    VX_ScriptStatement st;
+    Reader r("w = mainwindow none\nx = mainwindow $w\n");
     VX_GraphicsServer_response* response = nullptr;
-    ASSERT_EQ(script.next(text, &pos, &line, &st), VXCommandScript::Statement);
-    ASSERT_EQ(script.run(vx_test_server(), st, &response, 0), 0);
-    QString w = script.variables.value("w");
+    ASSERT_EQ(r.next(), VXCommandScript::Statement);
+    ASSERT_EQ(r.script.run(vx_test_server(), r.st, &response, 0), 0);
+    QString w = r.script.variables.value("w");
     EXPECT_TRUE(w.startsWith("mainwindow:"));
-    EXPECT_EQ(script.variables.value("_"), w);
-    ASSERT_EQ(script.next(text, &pos, &line, &st), VXCommandScript::Statement);
-    EXPECT_EQ(script.run(vx_test_server(), st, &response, 0), -1);  // a main window is no frame
-    EXPECT_FALSE(script.variables.contains("x"));
-    EXPECT_EQ(script.variables.value("_"), w);
+    EXPECT_EQ(r.script.variables.value("_"), w);
+    ASSERT_EQ(r.next(), VXCommandScript::Statement);
+    EXPECT_EQ(r.script.run(vx_test_server(), r.st, &response, 0), -1);  // a main window is no frame
+    EXPECT_FALSE(r.script.variables.contains("x"));
+    EXPECT_EQ(r.script.variables.value("_"), w);
     hl_clear_register(0);
     delete response;
 }

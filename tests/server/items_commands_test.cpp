@@ -47,25 +47,17 @@ VXViewportItem* axesItem(const QString& handle)
 
 } // namespace
 
-TEST(ItemCommands, HideAndShowToggleThePlotItem)
+TEST(ItemCommands, HideShowAndNameThePlotItem)
 {
     Session s;
     VXViewportItem* item = axesItem(s.axes);
     ASSERT_TRUE(item->isShown());
-    Reply r = vx_send("itemhide", s.axes);
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.handle, "itemhide");
-    EXPECT_FALSE(item->isShown());
-    r = vx_send("itemshow", s.axes);
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.handle, "itemshow");
-    EXPECT_TRUE(item->isShown());
-}
-
-TEST(ItemCommands, SetNameNamesTheItemAndChecksItsCount)
-{
-    Session s;
-    VXViewportItem* item = axesItem(s.axes);
+    for (const char* word : {"itemhide", "itemshow"}) {
+        Reply r = vx_send(word, s.axes);
+        EXPECT_EQ(r.code, 0);
+        EXPECT_EQ(r.handle, word);
+        EXPECT_EQ(item->isShown(), word == QString("itemshow"));
+    }
     EXPECT_EQ(vx_send("itemsetname", s.axes, {"left"}).code, 0);
     EXPECT_EQ(item->getItemName(), "left");
     Reply r = vx_send("itemsetname", s.axes, {"a", "b"});
@@ -93,7 +85,7 @@ TEST(ItemCommands, WidgetTypesAreRefusedAndSilentTypesAccepted)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        Reply r = vx_send(c.word, c.handle, c.word == QString("itemsetname") ? QStringList{"x"} : QStringList{});
+        Reply r = vx_send(c.word, c.handle, {"x"});
         if (c.code == 0) {
             EXPECT_EQ(r.code, 0);
             EXPECT_EQ(r.handle, c.word);
@@ -119,7 +111,7 @@ TEST(ItemCommands, TotopAndTobottomRestackWidgets)
     vx_send("delete", second);
 }
 
-TEST(ItemCommands, TotopOfAPlotItemAndItsLookupWording)
+TEST(ItemCommands, TotopAndUpdateOfPlotItemsAndWidgets)
 {
     Session s;
     EXPECT_EQ(vx_send("totop", s.axes).code, 0);
@@ -127,14 +119,8 @@ TEST(ItemCommands, TotopOfAPlotItemAndItsLookupWording)
     Reply r = vx_send("totop", "axes:999999");
     EXPECT_TRUE(r.handle.contains("VX_GraphicsServer_show: VX_GraphicsServer_get_item(axes:999999) error.\n"))
         << r.handle.toStdString();
-}
-
-TEST(ItemCommands, UpdateAcceptsItemsAndWidgets)
-{
-    Session s;
-    EXPECT_EQ(vx_send("update", s.axes).handle, "update");
-    EXPECT_EQ(vx_send("update", s.viewport).handle, "update");
-    EXPECT_EQ(vx_send("update", s.window).handle, "update");
+    for (const QString& h : {s.axes, s.viewport, s.window})
+        EXPECT_EQ(vx_send("update", h).handle, "update");
 }
 
 TEST(ItemCommands, GetgeometryAnswersGlobalThenLocalGeometry)

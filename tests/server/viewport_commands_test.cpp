@@ -16,6 +16,12 @@ QString handleOf(const char* prefix)
     return QString("%1:%2").arg(prefix).arg(vx_next_instance());
 }
 
+template <class T = VXViewport>
+T* itemOf(const QString& handle)
+{
+    return static_cast<T*>(VX_GraphicsServer_get_item(vx_test_server(), handle, nullptr, 0));
+}
+
 struct Session
 {
     QString window, viewport;
@@ -35,42 +41,27 @@ struct Session
 
 TEST(ViewportCommands, CreatingCommandsAnswerWithTheNewHandle)
 {
-    Session s;
-    EXPECT_TRUE(s.viewport.startsWith("viewport:")) << s.viewport.toStdString();
-    QString expected = handleOf("axes");
-    Reply r = vx_send("axes", s.viewport);
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.handle, expected);
-    expected = handleOf("polyline");
-    r = vx_send("polyline", s.viewport);
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.handle, expected);
-    EXPECT_TRUE(vx_test_server()->viewports.contains(
-        static_cast<VXViewport*>(VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0))));
-}
-
-TEST(ViewportCommands, ViewportListForgetsDeletedViewports)
-{
-    int before = int(vx_test_server()->viewports.size());
+    const auto before = vx_test_server()->viewports.size();
     {
         Session s;
-        EXPECT_EQ(int(vx_test_server()->viewports.size()), before + 1);
+        EXPECT_TRUE(s.viewport.startsWith("viewport:")) << s.viewport.toStdString();
+        EXPECT_EQ(vx_test_server()->viewports.size(), before + 1);
+        EXPECT_TRUE(vx_test_server()->viewports.contains(itemOf(s.viewport)));
+        for (const char* word : {"axes", "polyline"}) {
+            QString expected = handleOf(word);
+            Reply r = vx_send(word, s.viewport);
+            EXPECT_EQ(r.code, 0);
+            EXPECT_EQ(r.handle, expected);
+        }
     }
-    EXPECT_EQ(int(vx_test_server()->viewports.size()), before);
+    EXPECT_EQ(vx_test_server()->viewports.size(), before) << "the list forgets deleted viewports";
 }
 
 TEST(ViewportCommands, ErrorsNameTheProcAndTheHandle)
 {
     Session s;
     QString frame = vx_send("mainwindow_getframe", s.window).handle;
-    struct Case
-    {
-        const char* name;
-        QString word, handle;
-        QStringList args;
-        QString expected;
-    };
-    const Case cases[] = {
+    const struct { const char* name; QString word, handle; QStringList args; QString expected; } cases[] = {
         {"viewport on unknown", "viewport", "frame:99999", {},
          "VX_GraphicsServer_get_item: Handle 'frame:99999' not found.\n"
          "VX_GraphicsServer_viewport: VX_GraphicsServer_get_item(frame:99999) error.\n"},
@@ -103,7 +94,7 @@ TEST(ViewportCommands, ErrorsNameTheProcAndTheHandle)
         {"getwcoords bad y", "getwcoords", s.viewport, {"1", "2y"},
          "VX_GraphicsServer_getwcoords: getwcoords conversion error '2y'.\n"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         int next = vx_next_instance();
         Reply r = vx_send(c.word, c.handle, c.args);
@@ -131,7 +122,7 @@ TEST(ViewportCommands, QueriesAnswerWordOrHandleAndNumbers)
     EXPECT_EQ(r.params.size(), 4);
     r = vx_send("viewport_setcursor", s.viewport, {"closedhand"});
     EXPECT_EQ(r.handle, "viewport_setcursor");
-    auto* vp = static_cast<VXViewport*>(VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0));
+    auto* vp = itemOf(s.viewport);
     EXPECT_EQ(vp->cursor().shape(), Qt::ClosedHandCursor);
     // an unknown name leaves the cursor alone
     vx_send("viewport_setcursor", s.viewport, {"bogus"});
@@ -149,15 +140,7 @@ TEST(ConfigureCommands, SetKeysAndReportFailuresByHandle)
     Session s;
     QString line = vx_send("polyline", s.viewport).handle;
     QString frame = vx_send("mainwindow_getframe", s.window).handle;
-    struct Case
-    {
-        const char* name;
-        QString word, handle;
-        QStringList args, config;
-        int code;
-        QString expected;
-    };
-    const Case cases[] = {
+    const struct { const char* name; QString word, handle; QStringList args, config; int code; QString expected; } cases[] = {
         {"pairs", "configure", line, {}, {"points 0 0\n1 1\n2 0"}, 0, "configure"},
         {"no pairs", "configure", line, {}, {}, 0, "configure"},
         {"unknown key", "configure", line, {}, {"nosuchkey 1"}, 1,
@@ -180,15 +163,15 @@ TEST(ConfigureCommands, SetKeysAndReportFailuresByHandle)
         {"kvstring frame", "configure_kvstring", frame, {"a 1\n"}, {}, 1,
          "VX_GraphicsServer_configure_kvstring: frame object not a vxplot item.\n"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         Reply r = vx_send(c.word, c.handle, c.args, c.config);
         EXPECT_EQ(r.code, c.code);
         EXPECT_EQ(r.handle, c.expected);
     }
-    auto* pl = static_cast<VXPolyline*>(VX_GraphicsServer_get_item(vx_test_server(), line, nullptr, 0));
+    auto* pl = itemOf<VXPolyline>(line);
     EXPECT_DOUBLE_EQ(pl->vars.xmax, 2.0);
-    auto* vp = static_cast<VXViewport*>(VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0));
+    auto* vp = itemOf(s.viewport);
     EXPECT_DOUBLE_EQ(vp->vars.spc_xright, 5.0);
     EXPECT_EQ(vx_send("delete", line).handle, "delete");
 }
@@ -220,7 +203,7 @@ void countEvents(void*, VXEvent*, void* client_data)
 TEST(ViewportCommands, CallbackTakesAFunctionAndClientData)
 {
     Session s;
-    auto* vp = static_cast<VXViewport*>(VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0));
+    auto* vp = itemOf(s.viewport);
     int count = 0;
     const qsizetype before = vp->vars.event_callbacks.size();
     Reply r = sendExtra("viewport_callback", s.viewport,
@@ -241,7 +224,7 @@ TEST(ViewportCommands, CallbackTakesAFunctionAndClientData)
         {"not a viewport", axes, {reinterpret_cast<void*>(&countEvents), &count},
          QString("VX_GraphicsServer_viewport_callback: Item %1 not a viewport item.\n").arg(axes)},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         r = sendExtra("viewport_callback", c.handle, c.extra);
         EXPECT_NE(r.code, 0);
@@ -265,7 +248,7 @@ TEST(ViewportCommands, PolylineTraceSourceFromARecordPointer)
     rsptr_print(tr, text);
 
     const QString line = vx_send("polyline", s.viewport).handle;
-    auto* polyline = static_cast<VXPolyline*>(VX_GraphicsServer_get_item(vx_test_server(), line, nullptr, 0));
+    auto* polyline = itemOf<VXPolyline>(line);
     Reply r = vx_send("polyline_setsource_trace", line, {text});
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.handle, line);
@@ -288,7 +271,7 @@ TEST(ViewportCommands, PolylineTraceSourceFromARecordPointer)
         {"no such record", line, {missing_text},
          "VX_GraphicsServer_polyline_setsource_trace: VXPolyline::setSourceTrace() error.\n"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         r = vx_send("polyline_setsource_trace", c.handle, c.args);
         EXPECT_NE(r.code, 0);
@@ -305,7 +288,7 @@ TEST(ViewportCommands, TextAndTextpopupAreMadeOnAViewport)
     Reply r = vx_send("text", s.viewport, {"Station PAS", "0.5v", "1.0v-10"});
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.handle, expected);
-    auto* text = static_cast<VXText*>(VX_GraphicsServer_get_item(vx_test_server(), r.handle, nullptr, 0));
+    auto* text = itemOf<VXText>(r.handle);
     ASSERT_NE(text, nullptr);
     EXPECT_EQ(text->getViewportParent(), VX_GraphicsServer_get_item(vx_test_server(), s.viewport, nullptr, 0));
     EXPECT_EQ(vx_send("configure", r.handle, {}, {"color_text red"}).code, 0);
@@ -328,7 +311,7 @@ TEST(ViewportCommands, TextAndTextpopupAreMadeOnAViewport)
         {"popup on a window", "textpopup", s.window, {},
          QString("VX_GraphicsServer_textpopup: '%1' not a viewport.\n").arg(s.window)},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         r = vx_send(c.word, c.handle, c.args);
         EXPECT_NE(r.code, 0);

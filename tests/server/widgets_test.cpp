@@ -94,21 +94,33 @@ void runUntil(const std::function<bool()>& done)
         loop.exec();
 }
 
-struct ErrorRow
+// A send from inside a callback, on the Qt thread: it runs at once.
+int sendNow(const char* word, const QString& handle)
 {
-    const char* name;
-    const char* word;
-    const char* handle;
-    QStringList args;
-    const char* expected;
+    VX_GraphicsServer_response* response = nullptr;
+    QStringList none;
+    int ret = VX_GraphicsServer_send(vx_test_server(), 0, &response, word, handle, &none, nullptr);
+    delete response;
+    return ret;
+}
+
+// A main window for the test, deleted after it.
+struct WindowTest : ::testing::Test
+{
+    QString w = vx_send("mainwindow", "none").handle;
+    void TearDown() override { vx_send("delete", w); }
 };
+using WidgetCommandErrors = WindowTest;
+using Widgets = WindowTest;
+using Menus = WindowTest;
+using Callbacks = WindowTest;
 
 } // namespace
 
-TEST(WidgetCommandErrors, ExactTextsAndNothingMade)
+TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
 {
     QHash<QString, QString> h;
-    h["w"] = vx_send("mainwindow", "none").handle;
+    h["w"] = w;
     h["b"] = vx_send("button", h["w"]).handle;
     h["l"] = vx_send("label", h["w"]).handle;
     h["c"] = vx_send("combobox", h["w"]).handle;
@@ -124,7 +136,7 @@ TEST(WidgetCommandErrors, ExactTextsAndNothingMade)
             text.replace("{" + it.key() + "}", it.value());
         return text;
     };
-    const ErrorRow rows[] = {
+    const struct { const char* name; const char* word; const char* handle; QStringList args; const char* expected; } rows[] = {
         {"button parent", "button", "{b}", {}, "VX_GraphicsServer_button: parent must be a frame or mainwindow.\n"},
         {"button unknown parent", "button", "button:99999", {},
          "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_button: VX_GraphicsServer_get_item(button:99999) error.\n"},
@@ -178,7 +190,7 @@ TEST(WidgetCommandErrors, ExactTextsAndNothingMade)
         {"qt_callback count", "qt_callback", "{b}", {}, "VX_GraphicsServer_qt_callback: qt_callback needs 2 arguments.\n"},
         {"errlog_callback count", "errlog_callback", "none", {}, "VX_GraphicsServer_errlog_callback: Need 1 callback argument.\n"},
     };
-    for (const ErrorRow& c : rows) {
+    for (const auto& c : rows) {
         SCOPED_TRACE(c.name);
         QStringList args;
         for (const QString& a : c.args)
@@ -193,12 +205,10 @@ TEST(WidgetCommandErrors, ExactTextsAndNothingMade)
         EXPECT_EQ(vx_test_server()->handles.size(), entries);
     }
     EXPECT_FALSE(VX_GraphicsServer_callbacks().contains(h["b"]));
-    vx_send("delete", h["w"]);
 }
 
-TEST(Widgets, SettersAndGetters)
+TEST_F(Widgets, SettersAndGetters)
 {
-    QString w = vx_send("mainwindow", "none").handle;
     QString b = vx_send("button", w).handle;
     EXPECT_EQ(vx_send("button_text", b, {"Apply"}).handle, b);
     Reply get = vx_send("button_text", b);
@@ -241,12 +251,10 @@ TEST(Widgets, SettersAndGetters)
 
     EXPECT_EQ(vx_send("setstylesheet", b, {"color: red"}).handle, "setstylesheet");
     EXPECT_EQ(object<QPushButton>(b)->styleSheet(), "color: red");
-    vx_send("delete", w);
 }
 
-TEST(Menus, BarMenusItemsAndWidgets)
+TEST_F(Menus, BarMenusItemsAndWidgets)
 {
-    QString w = vx_send("mainwindow", "none").handle;
     QString mb = vx_send("menubar", w).handle;
     auto* window = object<VXMainWindow>(w);
     EXPECT_EQ(window->menuBar(), object<QMenuBar>(mb));
@@ -274,24 +282,16 @@ TEST(Menus, BarMenusItemsAndWidgets)
     // delete leaves the action alive: it belongs to its menu
     vx_send("delete", item.handle);
     EXPECT_EQ(object<QMenu>(file)->actions().size(), 4);
-    vx_send("delete", w);
 }
 
-TEST(Callbacks, TimerCallbackCountsAndStopsItsTimer)
+TEST_F(Callbacks, TimerCallbackCountsAndStopsItsTimer)
 {
-    QString w = vx_send("mainwindow", "none").handle;
     QString t = vx_send("timer", w).handle;
     vx_send("timer_setinterval", t, {"1"});
     Recorder rec;
     rec.then = [&](const Call& call) {
         if (rec.calls.size() == 3) {
-            // a send from the Qt thread runs at once
-            VX_GraphicsServer_response* response = nullptr;
-            QStringList none;
-            EXPECT_EQ(VX_GraphicsServer_send(vx_test_server(), 0, &response, "timer_stop", call.handle, &none,
-                                             nullptr),
-                      0);
-            delete response;
+            EXPECT_EQ(sendNow("timer_stop", call.handle), 0);
         }
     };
     ASSERT_EQ(bind(t, &rec).handle, t);
@@ -305,12 +305,10 @@ TEST(Callbacks, TimerCallbackCountsAndStopsItsTimer)
         EXPECT_EQ(c.type, VX_TYPE_TIMER);
         EXPECT_EQ(c.item, timer);
     }
-    vx_send("delete", w);
 }
 
-TEST(Callbacks, ButtonClickedFromATimerCallbackReachesTheClient)
+TEST_F(Callbacks, ButtonClickedFromATimerCallbackReachesTheClient)
 {
-    QString w = vx_send("mainwindow", "none").handle;
     QString b = vx_send("button", w).handle;
     vx_send("button_text", b, {"Locate"});
     QString t = vx_send("timer", w).handle;
@@ -328,12 +326,10 @@ TEST(Callbacks, ButtonClickedFromATimerCallbackReachesTheClient)
     EXPECT_EQ(clicks.calls[0].params, QStringList{"Locate"});
     EXPECT_EQ(clicks.calls[0].type, VX_TYPE_BUTTON);
     EXPECT_EQ(clicks.calls[0].item, object<QPushButton>(b));
-    vx_send("delete", w);
 }
 
-TEST(Callbacks, ClientSetsAreSilentUserChangesAreNot)
+TEST_F(Callbacks, ClientSetsAreSilentUserChangesAreNot)
 {
-    QString w = vx_send("mainwindow", "none").handle;
     QString c = vx_send("combobox", w).handle;
     vx_send("combobox_additems", c, {"a", "b", "c"});
     QString e = vx_send("lineedit", w).handle;
@@ -365,12 +361,10 @@ TEST(Callbacks, ClientSetsAreSilentUserChangesAreNot)
     vx_send("checkbox_state", x, {"0"});
     ASSERT_EQ(box.calls.size(), 2);
     EXPECT_EQ(box.calls[1].params, QStringList{"0"});
-    vx_send("delete", w);
 }
 
-TEST(Callbacks, LastRegistrationWinsAndNullMeansSilence)
+TEST_F(Callbacks, LastRegistrationWinsAndNullMeansSilence)
 {
-    QString w = vx_send("mainwindow", "none").handle;
     QString b = vx_send("button", w).handle;
     Recorder first, second;
     bind(b, &first);
@@ -381,12 +375,10 @@ TEST(Callbacks, LastRegistrationWinsAndNullMeansSilence)
     EXPECT_EQ(sendExtra("qt_callback", b, {nullptr, nullptr}).code, 0);
     object<QPushButton>(b)->click();
     EXPECT_EQ(second.calls.size(), 1);
-    vx_send("delete", w);
 }
 
-TEST(Callbacks, WidgetDeletedWhileItsCallbackIsPending)
+TEST_F(Callbacks, WidgetDeletedWhileItsCallbackIsPending)
 {
-    QString w = vx_send("mainwindow", "none").handle;
     // a click queued for a button deleted before it is delivered
     QString b = vx_send("button", w).handle;
     Recorder rec;
@@ -401,12 +393,7 @@ TEST(Callbacks, WidgetDeletedWhileItsCallbackIsPending)
     QString self = vx_send("button", w).handle;
     QPointer<QPushButton> guard = object<QPushButton>(self);
     Recorder deleter;
-    deleter.then = [&](const Call& call) {
-        VX_GraphicsServer_response* response = nullptr;
-        QStringList none;
-        VX_GraphicsServer_send(vx_test_server(), 0, &response, "delete", call.handle, &none, nullptr);
-        delete response;
-    };
+    deleter.then = [&](const Call& call) { sendNow("delete", call.handle); };
     bind(self, &deleter);
     guard->click();
     EXPECT_EQ(deleter.calls.size(), 1);
@@ -423,12 +410,10 @@ TEST(Callbacks, WidgetDeletedWhileItsCallbackIsPending)
     runUntil([&] { return deleter.calls.size() == 2; });
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(tguard.isNull());
-    vx_send("delete", w);
 }
 
-TEST(Callbacks, ModalDialogClosedByATimerCallback)
+TEST_F(Callbacks, ModalDialogClosedByATimerCallback)
 {
-    QString w = vx_send("mainwindow", "none").handle;
     QString t = vx_send("timer", w).handle;
     vx_send("timer_setinterval", t, {"5"});
     Recorder closer;
@@ -437,10 +422,7 @@ TEST(Callbacks, ModalDialogClosedByATimerCallback)
         if (QWidget* modal = QApplication::activeModalWidget()) {
             modal->close();
             closed++;
-            QStringList none;
-            VX_GraphicsServer_response* response = nullptr;
-            VX_GraphicsServer_send(vx_test_server(), 0, &response, "timer_stop", call.handle, &none, nullptr);
-            delete response;
+            sendNow("timer_stop", call.handle);
         }
     };
     bind(t, &closer);
@@ -451,12 +433,10 @@ TEST(Callbacks, ModalDialogClosedByATimerCallback)
     EXPECT_EQ(r.handle, "none");
     EXPECT_EQ(r.params, QStringList{""});  // cancelled: an empty name
     EXPECT_EQ(closed, 1);
-    vx_send("delete", w);
 }
 
-TEST(Callbacks, PopupMenuClosedByATimerCallback)
+TEST_F(Callbacks, PopupMenuClosedByATimerCallback)
 {
-    QString w = vx_send("mainwindow", "none").handle;
     QString m = vx_send("menu", w).handle;
     QString mb = vx_send("menubar", w).handle;
     vx_send("menu_additem", m, {mb, "Zoom"});
@@ -477,12 +457,10 @@ TEST(Callbacks, PopupMenuClosedByATimerCallback)
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.handle, m);
     EXPECT_EQ(closed, 1);
-    vx_send("delete", w);
 }
 
-TEST(Callbacks, FileDialogObjectReportsItsSelection)
+TEST_F(Callbacks, FileDialogObjectReportsItsSelection)
 {
-    QString w = vx_send("mainwindow", "none").handle;
     Reply d = vx_send("filedialog", w, {"Open", "/tmp", "*"});
     ASSERT_EQ(d.code, 0);
     ASSERT_TRUE(d.handle.startsWith("filedialog:"));
@@ -497,7 +475,6 @@ TEST(Callbacks, FileDialogObjectReportsItsSelection)
     EXPECT_TRUE(rec.calls[0].params.isEmpty());
     EXPECT_EQ(rec.calls[1].params, (QStringList{"/tmp/a.wfdisc", "/tmp/b.wfdisc"}));
     vx_send("delete", d.handle);
-    vx_send("delete", w);
 }
 
 namespace {
@@ -510,7 +487,7 @@ void logLine(const char* line)
 
 } // namespace
 
-TEST(Callbacks, ErrlogCallbackReceivesTheLog)
+TEST_F(Callbacks, ErrlogCallbackReceivesTheLog)
 {
     log_lines.clear();
     Reply r = sendExtra("errlog_callback", "none", {reinterpret_cast<void*>(&logLine)});

@@ -33,7 +33,6 @@ protected:
         std::ofstream(path, std::ios::binary) << content;
         return path;
     }
-
     std::string dir_;
 };
 
@@ -65,14 +64,8 @@ TEST_F(FilemapTest, EmptyFileSucceedsWithoutData)
 
 TEST_F(FilemapTest, FailuresAreRegistered)
 {
-    struct Case
-    {
-        const char* name;
-        std::string path;
-        const char* reason;
-    } cases[] = {
-        {"missing file", dir_ + "/missing", "No such file or directory"},
-        {"directory", dir_, "Is a directory"},
+    struct Case { const char* name; std::string path; const char* reason; } cases[] = {
+        {"missing file", dir_ + "/missing", "No such file or directory"}, {"directory", dir_, "Is a directory"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -29,20 +29,12 @@ double arcDeg(double lat1, double lon1, double lat2, double lon2)
 
 TEST(GeoTest, GeoarcKnownValues)
 {
-    struct Case
-    {
-        const char* name;
-        double lat1, lon1, lat2, lon2;  // degrees
-        double del, az;                 // degrees
-    } cases[] = {
-        {"equator quarter east", 0, 0, 0, 90, 90, 90},
-        {"equator quarter west", 0, 0, 0, -90, 90, 270},
-        {"to the north pole", 0, 0, 90, 0, 90, 0},
-        {"to the south pole", 0, 0, -90, 0, 90, 180},
-        {"from the north pole", 90, 0, 0, 30, 90, 150},
-        {"coincident", 10, 20, 10, 20, 0, 0},
-        {"sixty degrees", 0, 0, 45, 45, 60, 35.264389682754654},
-        {"across the date line", 0, 179, 0, -179, 2, 90},
+    // lon2: degrees; az: degrees
+    struct Case { const char* name; double lat1, lon1, lat2, lon2; double del, az; } cases[] = {
+        {"equator quarter east", 0, 0, 0, 90, 90, 90}, {"equator quarter west", 0, 0, 0, -90, 90, 270},
+        {"to the north pole", 0, 0, 90, 0, 90, 0}, {"to the south pole", 0, 0, -90, 0, 90, 180},
+        {"from the north pole", 90, 0, 0, 30, 90, 150}, {"coincident", 10, 20, 10, 20, 0, 0},
+        {"sixty degrees", 0, 0, 45, 45, 60, 35.264389682754654}, {"across the date line", 0, 179, 0, -179, 2, 90},
         {"due south", 40, 10, 10, 10, 30, 180},
     };
     for (const Case& c : cases) {
@@ -62,29 +54,20 @@ TEST(GeoTest, GeoarcAntipodeAndTinyArcs)
     geoarc(&del, &az, 10 * rad, 20 * rad, -10 * rad, -160 * rad);
     EXPECT_NEAR(del, std::numbers::pi, 1e-12);
     EXPECT_TRUE(az >= 0.0 && az < 2 * std::numbers::pi);
-
     // arcs whose cosine rounds to 1 or -1 keep their precision
     EXPECT_NEAR(arcDeg(0, 0, 0, 1e-7), 1e-7, 1e-18);
     EXPECT_NEAR(arcDeg(30, 40, 30 + 1e-8, 40), 1e-8, 1e-14);  // 30 + 1e-8 rounds
     EXPECT_NEAR(arcDeg(0, 0, 0, 180 - 1e-7), 180 - 1e-7, 1e-12);
-
     geoarc(nullptr, nullptr, 0, 0, 1, 1);  // outputs optional
 }
 
 TEST(GeoTest, GeopointatKnownValues)
 {
-    struct Case
-    {
-        const char* name;
-        double lat1, lon1, del, az;  // degrees
-        double lat, lon;             // degrees
-    } cases[] = {
-        {"east along the equator", 0, 0, 90, 90, 0, 90},
-        {"north to 45", 0, 0, 45, 0, 45, 0},
-        {"west across the date line", 0, -179, 2, 270, 0, 179},
-        {"from the north pole", 90, 0, 90, 150, 0, 30},
-        {"to the antipode", 0, 0, 180, 37, 0, 180},
-        {"no distance", -33, 151, 0, 200, -33, 151},
+    // az: degrees; lon: degrees
+    struct Case { const char* name; double lat1, lon1, del, az; double lat, lon; } cases[] = {
+        {"east along the equator", 0, 0, 90, 90, 0, 90}, {"north to 45", 0, 0, 45, 0, 45, 0},
+        {"west across the date line", 0, -179, 2, 270, 0, 179}, {"from the north pole", 90, 0, 90, 150, 0, 30},
+        {"to the antipode", 0, 0, 180, 37, 0, 180}, {"no distance", -33, 151, 0, 200, -33, 151},
         {"sixty degrees", 0, 0, 60, 35.264389682754654, 45, 45},
     };
     for (const Case& c : cases) {
@@ -169,7 +152,6 @@ protected:
         geo_reload_tables();  // leaves no tables behind for the next test
         hl_clear_register(0);
     }
-
     void write(const std::string& file, std::string_view text, const std::string& dir = {})
     {
         std::ofstream(std::filesystem::path(dir.empty() ? dir_ : dir) / file, std::ios::binary)
@@ -182,7 +164,6 @@ protected:
         write("names.txt", good_names, dir);
     }
     static std::string errors() { return hl_errlog_string(0); }
-
     std::string dir_;
 };
 
@@ -190,25 +171,13 @@ TEST_F(FlinnEngdahlTest, RegionLookups)
 {
     writeAll();
     ASSERT_EQ(geo_reload_tables(), 0) << errors();
-    struct Case
-    {
-        const char* name;
-        double lat, lon;
-        int gr;  // -1: no region
-    } cases[] = {
-        {"inside", 35.5, 137, 229},
-        {"west edge belongs", 35.0, 140.0, 230},
-        {"just inside the east edge", 35.999, 139.999, 229},
-        {"south pole", -90, 0, 1},
-        {"north pole", 90, 10, 2},
-        {"longitude past 180", 35.5, 185, 231},
-        {"longitude far west", 35.5, -535, 231},
-        {"minus 180", 89.5, -180, 2},
-        {"plus 180", 89.5, 180, 2},
-        {"fractional span", 10.5, 1.0, 3},
-        {"east edge excluded", 35.5, 145, -1},
-        {"band above", 36.5, 137, -1},
-        {"empty band", 0, 0, -1},
+    // gr: -1: no region
+    struct Case { const char* name; double lat, lon; int gr; } cases[] = {
+        {"inside", 35.5, 137, 229}, {"west edge belongs", 35.0, 140.0, 230},
+        {"just inside the east edge", 35.999, 139.999, 229}, {"south pole", -90, 0, 1}, {"north pole", 90, 10, 2},
+        {"longitude past 180", 35.5, 185, 231}, {"longitude far west", 35.5, -535, 231}, {"minus 180", 89.5, -180, 2},
+        {"plus 180", 89.5, 180, 2}, {"fractional span", 10.5, 1.0, 3}, {"east edge excluded", 35.5, 145, -1},
+        {"band above", 36.5, 137, -1}, {"empty band", 0, 0, -1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -235,7 +204,6 @@ TEST_F(FlinnEngdahlTest, SeismicRegionsAndNames)
     EXPECT_EQ(geoseisregion(231), 20);
     EXPECT_LT(geoseisregion(999), 0);
     EXPECT_EQ(errors(), "geoseisregion: Unknown geographic region 999.\n");
-
     char name[64];
     ASSERT_EQ(geoseisregionname(19, name, sizeof name), 0);
     EXPECT_STREQ(name, "Japan region");
@@ -250,30 +218,18 @@ TEST_F(FlinnEngdahlTest, SeismicRegionsAndNames)
 
 TEST_F(FlinnEngdahlTest, BadLinesFailTheLoad)
 {
-    struct Case
-    {
-        const char* name;
-        const char* file;
-        std::string_view text;
-        int line;
-    } cases[] = {
-        {"three fields", "regions.txt", "35 135 140\n", 1},
-        {"latitude 90", "regions.txt", "# c\n90 0 10 1\n", 2},
+    struct Case { const char* name; const char* file; std::string_view text; int line; } cases[] = {
+        {"three fields", "regions.txt", "35 135 140\n", 1}, {"latitude 90", "regions.txt", "# c\n90 0 10 1\n", 2},
         {"fractional latitude", "regions.txt", "35.5 0 10 1\n", 1},
         {"west not below east", "regions.txt", "35 140 135 1\n", 1},
-        {"longitude past 180", "regions.txt", "35 170 181 1\n", 1},
-        {"zero region", "regions.txt", "35 0 10 0\n", 1},
+        {"longitude past 180", "regions.txt", "35 170 181 1\n", 1}, {"zero region", "regions.txt", "35 0 10 0\n", 1},
         {"word for number", "regions.txt", "35 0 ten 1\n", 1},
         {"overlap", "regions.txt", "35 0 10 1\n\n35 5 15 2\n", 3},
         {"overlap out of order", "regions.txt", "35 5 15 2\n35 0 10 1\n", 2},
-        {"duplicate gr", "seisreg.txt", "1 2\n1 3\n", 2},
-        {"negative sr", "seisreg.txt", "1 -2\n", 1},
-        {"extra field", "seisreg.txt", "1 2 3\n", 1},
-        {"name missing", "names.txt", "5\n", 1},
-        {"name after comment", "names.txt", "5 # Nowhere\n", 1},
-        {"number not first", "names.txt", "x Nowhere\n", 1},
-        {"duplicate sr", "names.txt", "5 A\n6 B\n5 C\n", 3},
-        {"NUL in line", "names.txt", "5 A\n6 B\0C\n"sv, 2},
+        {"duplicate gr", "seisreg.txt", "1 2\n1 3\n", 2}, {"negative sr", "seisreg.txt", "1 -2\n", 1},
+        {"extra field", "seisreg.txt", "1 2 3\n", 1}, {"name missing", "names.txt", "5\n", 1},
+        {"name after comment", "names.txt", "5 # Nowhere\n", 1}, {"number not first", "names.txt", "x Nowhere\n", 1},
+        {"duplicate sr", "names.txt", "5 A\n6 B\n5 C\n", 3}, {"NUL in line", "names.txt", "5 A\n6 B\0C\n"sv, 2},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -283,7 +239,6 @@ TEST_F(FlinnEngdahlTest, BadLinesFailTheLoad)
         EXPECT_LT(geo_reload_tables(), 0);
         std::string bad = "Bad line " + std::to_string(c.line) + " of '" + dir_ + "/" + c.file + "'";
         EXPECT_NE(errors().find(bad), std::string::npos) << errors();
-
         // the lookups then fail with the same reason
         hl_clear_register(0);
         EXPECT_LT(georegionnum(35.5, 137), 0);
@@ -304,7 +259,6 @@ TEST_F(FlinnEngdahlTest, MissingTables)
     hl_clear_register(0);
     EXPECT_LT(geoseisregion(1), 0);
     EXPECT_EQ(errors(), "geoseisregion: No Flinn-Engdahl tables in '" + nowhere + "' (set VXPLOT_FEDATA).\n");
-
     // regions present but a second table missing is a load failure
     write("regions.txt", good_regions);
     write("seisreg.txt", good_seisreg);
@@ -312,7 +266,6 @@ TEST_F(FlinnEngdahlTest, MissingTables)
     hl_clear_register(0);
     EXPECT_LT(geo_reload_tables(), 0);
     EXPECT_NE(errors().find("Cannot open '" + dir_ + "/names.txt'"), std::string::npos) << errors();
-
     unsetenv("VXPLOT_FEDATA");
     EXPECT_LT(geo_reload_tables(), 0);
     hl_clear_register(0);
@@ -329,7 +282,6 @@ TEST_F(FlinnEngdahlTest, DataDirectoryFallback)
     setenv("VXPLOT_DATADIR", dir_.c_str(), 1);
     ASSERT_EQ(geo_reload_tables(), 0) << errors();
     EXPECT_EQ(georegionnum(35.5, 142), 230);
-
     // VXPLOT_FEDATA comes first
     std::string other = dir_ + "/other";
     std::filesystem::create_directory(other);

@@ -60,27 +60,17 @@ bool insideContours(const HLMomentCurve curves[2], double x, double y)
     return inside;
 }
 
-struct Mechanism
-{
-    const char* name;
-    Tensor tensor;
-};
+struct Mechanism { const char* name; Tensor tensor; };
 
 std::vector<Mechanism> mechanisms()
 {
     return {
-        {"vertical strike-slip", {0, 0, 0, 0, 0, -1}},
-        {"pure thrust", {1, 0, -1, 0, 0, 0}},
-        {"pure normal", {-1, 0, 1, 0, 0, 0}},
-        {"oblique 30/60/45", doubleCouple(30, 60, 45)},
-        {"oblique 200/20/-120", doubleCouple(200, 20, -120)},
-        {"steep 10/85/170", doubleCouple(10, 85, 170)},
-        {"vertical dip-slip", doubleCouple(45, 90, 90)},
-        {"shallow thrust 0/5/90", doubleCouple(0, 5, 90)},
-        {"CLVD T vertical", {2, -1, -1, 0, 0, 0}},
-        {"CLVD P vertical", {-2, 1, 1, 0, 0, 0}},
-        {"CLVD tilted", {0.3, -1.2, 0.9, 0.8, -0.4, 0.5}},
-        {"explosion plus DC", {1.5, 1.5, 1.5, 0, 0, -2}},
+        {"vertical strike-slip", {0, 0, 0, 0, 0, -1}}, {"pure thrust", {1, 0, -1, 0, 0, 0}},
+        {"pure normal", {-1, 0, 1, 0, 0, 0}}, {"oblique 30/60/45", doubleCouple(30, 60, 45)},
+        {"oblique 200/20/-120", doubleCouple(200, 20, -120)}, {"steep 10/85/170", doubleCouple(10, 85, 170)},
+        {"vertical dip-slip", doubleCouple(45, 90, 90)}, {"shallow thrust 0/5/90", doubleCouple(0, 5, 90)},
+        {"CLVD T vertical", {2, -1, -1, 0, 0, 0}}, {"CLVD P vertical", {-2, 1, 1, 0, 0, 0}},
+        {"CLVD tilted", {0.3, -1.2, 0.9, 0.8, -0.4, 0.5}}, {"explosion plus DC", {1.5, 1.5, 1.5, 0, 0, -2}},
         {"implosion plus DC", {-1.5, -1.5, -1.5, 0, 0, -2}},
         // a cap above the horizon touching it at the null axis only
         {"P vertical, B horizontal, unequal", {-0.5, 0.5, 0.5, 0, 0, 0.5}},
@@ -93,12 +83,7 @@ std::vector<Mechanism> mechanisms()
 
 TEST(MomentEigen, KnownMatrices)
 {
-    struct Case
-    {
-        const char* name;
-        double a[3][3];
-        double values[3];
-    } cases[] = {
+    struct Case { const char* name; double a[3][3]; double values[3]; } cases[] = {
         {"diagonal unsorted", {{1, 0, 0}, {0, 3, 0}, {0, 0, 2}}, {3, 2, 1}},
         {"plane pair", {{0, 1, 0}, {1, 0, 0}, {0, 0, 0}}, {1, 0, -1}},
         {"repeated", {{2, 0, 0}, {0, 2, 0}, {0, 0, 2}}, {2, 2, 2}},
@@ -155,12 +140,7 @@ TEST(MomentEigen, NotFiniteRefused)
 
 TEST(MomentCreate, BadTensorsRefused)
 {
-    struct Case
-    {
-        const char* name;
-        Tensor tensor;
-        const char* error;
-    } cases[] = {
+    struct Case { const char* name; Tensor tensor; const char* error; } cases[] = {
         {"all zero", {0, 0, 0, 0, 0, 0}, "hlmoment_create: zero tensor.\n"},
         {"nan", {1, 0, NAN, 0, 0, 0}, "hlmoment_create: tensor value 3 is not finite.\n"},
         {"infinite", {1, 0, 0, 0, 0, -INFINITY}, "hlmoment_create: tensor value 6 is not finite.\n"},
@@ -183,12 +163,9 @@ TEST(MomentCreate, BadTensorsRefused)
 
 TEST(MomentCreate, AxesOfKnownMechanisms)
 {
-    struct Case
-    {
-        const char* name;
-        Tensor tensor;
-        std::array<double, 3> t_axis;  // north, east, down, up to sign
-        std::array<double, 3> p_axis;  // all zero: not checked (degenerate)
+    // t_axis: north, east, down, up to sign; p_axis: all zero: not checked (degenerate)
+    struct Case {
+        const char* name; Tensor tensor; std::array<double, 3> t_axis; std::array<double, 3> p_axis;
     } cases[] = {
         {"strike-slip: T north-east, P north-west", {0, 0, 0, 0, 0, -1}, {M_SQRT1_2, M_SQRT1_2, 0},
          {M_SQRT1_2, -M_SQRT1_2, 0}},
@@ -270,15 +247,8 @@ TEST(MomentContours, ContourPointsLieOnNodalLinesOrHorizon)
 
 TEST(MomentContours, IsotropicAndDegenerateTensors)
 {
-    struct Case
-    {
-        const char* name;
-        Tensor tensor;
-        int found;
-        bool full_circle;
-    } cases[] = {
-        {"explosion", {1, 1, 1, 0, 0, 0}, 1, true},
-        {"implosion", {-1, -1, -1, 0, 0, 0}, 0, false},
+    struct Case { const char* name; Tensor tensor; int found; bool full_circle; } cases[] = {
+        {"explosion", {1, 1, 1, 0, 0, 0}, 1, true}, {"implosion", {-1, -1, -1, 0, 0, 0}, 0, false},
         {"single positive dipole", {1, 0, 0, 0, 0, 0}, 1, true},
         {"single negative dipole", {-1, 0, 0, 0, 0, 0}, 0, false},
         {"explosion with rounding noise", {1, 1, 1, 1e-14, 0, -1e-14}, 1, true},
@@ -327,15 +297,9 @@ TEST(MomentContours, ScaleDoesNotMatter)
 
 TEST(MomentProjection, DiscToRay)
 {
-    struct Case
-    {
-        const char* name;
-        double x, y;
-        std::array<double, 3> ray;  // north, east, down
-    } cases[] = {
-        {"centre is straight down", 0, 0, {0, 0, 1}},
-        {"east edge", 1, 0, {0, 1, 0}},
-        {"north edge", 0, 1, {1, 0, 0}},
+    // ray: north, east, down
+    struct Case { const char* name; double x, y; std::array<double, 3> ray; } cases[] = {
+        {"centre is straight down", 0, 0, {0, 0, 1}}, {"east edge", 1, 0, {0, 1, 0}}, {"north edge", 0, 1, {1, 0, 0}},
         // equal area: radius sqrt(1 - cos 60) at 60 degrees from the vertical
         {"60 degrees south", 0, -std::sqrt(0.5), {-std::sin(M_PI / 3), 0, 0.5}},
     };

@@ -45,7 +45,6 @@ protected:
             return "(error)";
         return buffer;
     }
-
     Folder dir_;
     Rsptr db_{};
     Rsptr origin_{};
@@ -97,23 +96,13 @@ TEST_F(RecordStoreRead, ReadsEveryTypeOfField)
 
 TEST_F(RecordStoreRead, RsgetGivesFieldTextAndNullValues)
 {
-    struct Case
-    {
-        const char* name;
-        const char* field;
-        long record;
-        const char* expected;
-    } cases[] = {
-        {"real in its format", "lat", 1, "-33.4500"},
-        {"time", "time", 0, "1296474900.12345"},
-        {"integer", "orid", 2, "3"},
-        {"string trimmed", "algorithm", 0, "locsat:iasp91"},
-        {"null string", "etype", RS_NULL, "-"},
-        {"null integer", "evid", RS_NULL, "-1"},
+    struct Case { const char* name; const char* field; long record; const char* expected; } cases[] = {
+        {"real in its format", "lat", 1, "-33.4500"}, {"time", "time", 0, "1296474900.12345"},
+        {"integer", "orid", 2, "3"}, {"string trimmed", "algorithm", 0, "locsat:iasp91"},
+        {"null string", "etype", RS_NULL, "-"}, {"null integer", "evid", RS_NULL, "-1"},
         {"null real", "mb", RS_NULL, "-999.00"},
         {"null time of a required field", "time", RS_NULL, "-9999999999.99900"},
-        {"null date", "lddate", RS_NULL, "-"},
-        {"scratch starts null", "depth", RS_SCRATCH, "-999.0000"},
+        {"null date", "lddate", RS_NULL, "-"}, {"scratch starts null", "depth", RS_SCRATCH, "-999.0000"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -140,15 +129,9 @@ TEST_F(RecordStoreRead, LookupByNames)
     EXPECT_EQ(rslookup(p, nullptr, nullptr, "time", nullptr).field, 3);
     Rsptr other = rslookup(db_, dir_.base().c_str(), "arrival", nullptr, nullptr);
     EXPECT_EQ(other.database, db_.database);
-
-    struct Case
-    {
-        const char* name;
-        const char* database;
-        const char* table;
-        const char* field;
-        const char* record;
-        const char* message;
+    struct Case {
+        const char* name; const char* database;
+        const char* table; const char* field; const char* record; const char* message;
     } cases[] = {
         {"unknown table", nullptr, "nosuch", nullptr, nullptr, "No table nosuch"},
         {"unknown field", nullptr, "origin", "nosuch", nullptr, "No field nosuch in table origin"},
@@ -479,24 +462,14 @@ TEST_F(RecordStoreSort, KeysReverseAndTies)
 {
     // origin records: 0 time 1296474900 lat 47.7 evid 1, 1 time 1296400000
     // lat -33.4 evid 2, 2 time 1296500000 lat 47.7 evid 1
-    struct Case
-    {
-        const char* name;
-        std::vector<const char*> keys;
-        int flags;
-        std::vector<long> expected;
-    } cases[] = {
-        {"one numeric key", {"time"}, 0, {1, 0, 2}},
-        {"descending key", {"-time"}, 0, {2, 0, 1}},
+    struct Case { const char* name; std::vector<const char*> keys; int flags; std::vector<long> expected; } cases[] = {
+        {"one numeric key", {"time"}, 0, {1, 0, 2}}, {"descending key", {"-time"}, 0, {2, 0, 1}},
         {"ties keep their order", {"lat"}, 0, {1, 0, 2}},
         {"ties keep their order when descending", {"-lat"}, 0, {0, 2, 1}},
-        {"second key breaks ties", {"lat", "-time"}, 0, {1, 2, 0}},
-        {"string key", {"auth"}, 0, {1, 0, 2}},
-        {"expression key", {"abs(lat - 40)"}, 0, {0, 2, 1}},
-        {"reverse flag", {"time"}, RS_SORT_REVERSE, {2, 0, 1}},
+        {"second key breaks ties", {"lat", "-time"}, 0, {1, 2, 0}}, {"string key", {"auth"}, 0, {1, 0, 2}},
+        {"expression key", {"abs(lat - 40)"}, 0, {0, 2, 1}}, {"reverse flag", {"time"}, RS_SORT_REVERSE, {2, 0, 1}},
         {"reverse flag keeps ties in order", {"evid"}, RS_SORT_REVERSE, {1, 0, 2}},
-        {"unique", {"evid"}, RS_SORT_UNIQUE, {0, 1}},
-        {"table key when none given", {}, 0, {0, 1, 2}},
+        {"unique", {"evid"}, RS_SORT_UNIQUE, {0, 1}}, {"table key when none given", {}, 0, {0, 1, 2}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -569,7 +542,6 @@ TEST(RecordStoreTrace, SamplesAndBundles)
     ASSERT_EQ(rsaddrecord(tr), 0);
     ASSERT_EQ(rsputv(tr, nullptr, "time", 101.0, "data", b, 2L, nullptr), 0);
     ASSERT_EQ(rsaddrecord(tr), 1);
-
     Rsptr row = tr;
     row.record = 1;
     const float* data = nullptr;

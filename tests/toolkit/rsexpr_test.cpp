@@ -31,7 +31,6 @@ protected:
         rsclose(db_);
         hl_clear_register(0);
     }
-
     Folder dir_;
     Rsptr db_{};
     Rsptr origin_{};
@@ -42,32 +41,20 @@ protected:
 // algorithm "locsat:iasp91" auth "analyst".
 TEST_F(Expressions, KindsAndValues)
 {
-    struct Case
-    {
-        const char* name;
-        const char* expr;
-        int kind;
-        double number;     // for boolean, integer, real and time
-        const char* text;  // for string
-    } cases[] = {
-        {"integer field", "orid", RSEX_INTEGER, 1, nullptr},
-        {"real field", "lat", RSEX_REAL, 47.7372, nullptr},
+    // number: for boolean, integer, real and time; text: for string
+    struct Case { const char* name; const char* expr; int kind; double number; const char* text; } cases[] = {
+        {"integer field", "orid", RSEX_INTEGER, 1, nullptr}, {"real field", "lat", RSEX_REAL, 47.7372, nullptr},
         {"time field", "time", RSEX_TIME, 1296474900.12345, nullptr},
         {"jdate field", "jdate", RSEX_INTEGER, 2011031, nullptr},
         {"string field, trimmed", "etype", RSEX_STRING, 0, "qb"},
         {"date field", "lddate", RSEX_STRING, 0, "2011-01-31T120000"},
         {"table-qualified field", "origin.lat", RSEX_REAL, 47.7372, nullptr},
-        {"integer literal", "42", RSEX_INTEGER, 42, nullptr},
-        {"real literal", "2.5e1", RSEX_REAL, 25, nullptr},
-        {"string literal", "'it'", RSEX_STRING, 0, "it"},
-        {"escaped quote", "\"a\\\"b\"", RSEX_STRING, 0, "a\"b"},
-        {"precedence", "1 + 2 * 3", RSEX_INTEGER, 7, nullptr},
-        {"parentheses", "(1 + 2) * 3", RSEX_INTEGER, 9, nullptr},
+        {"integer literal", "42", RSEX_INTEGER, 42, nullptr}, {"real literal", "2.5e1", RSEX_REAL, 25, nullptr},
+        {"string literal", "'it'", RSEX_STRING, 0, "it"}, {"escaped quote", "\"a\\\"b\"", RSEX_STRING, 0, "a\"b"},
+        {"precedence", "1 + 2 * 3", RSEX_INTEGER, 7, nullptr}, {"parentheses", "(1 + 2) * 3", RSEX_INTEGER, 9, nullptr},
         {"left to right", "10 - 4 - 3", RSEX_INTEGER, 3, nullptr},
-        {"division is real", "7 / 2", RSEX_REAL, 3.5, nullptr},
-        {"integer modulo", "-7 % 3", RSEX_INTEGER, -1, nullptr},
-        {"real modulo", "7.5 % 2", RSEX_REAL, 1.5, nullptr},
-        {"unary minus", "-lat", RSEX_REAL, -47.7372, nullptr},
+        {"division is real", "7 / 2", RSEX_REAL, 3.5, nullptr}, {"integer modulo", "-7 % 3", RSEX_INTEGER, -1, nullptr},
+        {"real modulo", "7.5 % 2", RSEX_REAL, 1.5, nullptr}, {"unary minus", "-lat", RSEX_REAL, -47.7372, nullptr},
         {"time plus seconds", "time + 60", RSEX_TIME, 1296474960.12345, nullptr},
         {"time minus time", "time - time", RSEX_REAL, 0, nullptr},
         {"string concatenation", "etype + '-' + auth", RSEX_STRING, 0, "qb-analyst"},
@@ -75,16 +62,14 @@ TEST_F(Expressions, KindsAndValues)
         {"string comparison", "auth == 'analyst'", RSEX_BOOLEAN, 1, nullptr},
         {"string order", "'abc' < 'abd'", RSEX_BOOLEAN, 1, nullptr},
         {"mixed numbers", "nass == 12.0", RSEX_BOOLEAN, 1, nullptr},
-        {"and", "mb > 4 && ml < 3", RSEX_BOOLEAN, 0, nullptr},
-        {"or", "mb > 4 || ml < 3", RSEX_BOOLEAN, 1, nullptr},
+        {"and", "mb > 4 && ml < 3", RSEX_BOOLEAN, 0, nullptr}, {"or", "mb > 4 || ml < 3", RSEX_BOOLEAN, 1, nullptr},
         {"not", "!(ndp < 0)", RSEX_BOOLEAN, 0, nullptr},
         {"and binds tighter than or", "1 || 0 && 0", RSEX_BOOLEAN, 1, nullptr},
         {"short circuit skips faults", "0 && 1 / 0 > 1", RSEX_BOOLEAN, 0, nullptr},
         {"true and false", "true && !false", RSEX_BOOLEAN, 1, nullptr},
         {"regular expression", "algorithm =~ 'locsat:.*'", RSEX_BOOLEAN, 1, nullptr},
         {"no match", "auth !~ 'ana'", RSEX_BOOLEAN, 1, nullptr},
-        {"abs of integer", "abs(ndp)", RSEX_INTEGER, 1, nullptr},
-        {"abs of real", "abs(-2.5)", RSEX_REAL, 2.5, nullptr},
+        {"abs of integer", "abs(ndp)", RSEX_INTEGER, 1, nullptr}, {"abs of real", "abs(-2.5)", RSEX_REAL, 2.5, nullptr},
         {"sqrt", "sqrt(16)", RSEX_REAL, 4, nullptr},
         {"floor and ceil", "floor(2.5) + ceil(2.5)", RSEX_REAL, 5, nullptr},
         {"min of integers", "min(3, nass, 20)", RSEX_INTEGER, 3, nullptr},
@@ -121,12 +106,7 @@ TEST_F(Expressions, KindsAndValues)
 
 TEST_F(Expressions, FaultsNameThePosition)
 {
-    struct Case
-    {
-        const char* name;
-        const char* expr;
-        const char* message;
-    } cases[] = {
+    struct Case { const char* name; const char* expr; const char* message; } cases[] = {
         {"unknown field", "mb + nosuch", "Unknown field 'nosuch' in table origin at position 6"},
         {"other table", "arrival.time", "Table 'arrival' is not the table of the record (origin) at position 1"},
         {"unknown function", "cos(lat)", "Unknown function 'cos' at position 1"},
@@ -166,22 +146,12 @@ TEST_F(Expressions, FaultsNameThePosition)
 
 TEST_F(Expressions, ResultKindsAskedFor)
 {
-    struct Case
-    {
-        const char* name;
-        const char* expr;
-        int type;
-        double number;
-        const char* text;
-    } cases[] = {
+    struct Case { const char* name; const char* expr; int type; double number; const char* text; } cases[] = {
         {"real to integer truncates", "mb", RSEX_INTEGER, 4, nullptr},
-        {"integer to real", "orid", RSEX_REAL, 1, nullptr},
-        {"number to boolean", "ndp", RSEX_BOOLEAN, 1, nullptr},
-        {"integer to time", "0", RSEX_TIME, 0, nullptr},
-        {"integer to string", "orid + 1", RSEX_STRING, 0, "2"},
+        {"integer to real", "orid", RSEX_REAL, 1, nullptr}, {"number to boolean", "ndp", RSEX_BOOLEAN, 1, nullptr},
+        {"integer to time", "0", RSEX_TIME, 0, nullptr}, {"integer to string", "orid + 1", RSEX_STRING, 0, "2"},
         {"boolean to string", "mb > 4", RSEX_STRING, 0, "true"},
-        {"time to string", "time", RSEX_STRING, 0, "1296474900.12345"},
-        {"real to string", "mb", RSEX_STRING, 0, "4.5"},
+        {"time to string", "time", RSEX_STRING, 0, "1296474900.12345"}, {"real to string", "mb", RSEX_STRING, 0, "4.5"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -28,12 +28,7 @@ TEST(SchemaInstalled, RecordWidthsOfCss30)
     const RsSchema* s = css();
     ASSERT_NE(s, nullptr);
     EXPECT_FALSE(s->memory);
-    struct Case
-    {
-        const char* table;
-        int width;
-        size_t fields;
-    } cases[] = {
+    struct Case { const char* table; int width; size_t fields; } cases[] = {
         {"wfdisc", 283, 20},  {"arrival", 223, 26}, {"assoc", 152, 19},     {"origin", 237, 25},
         {"origerr", 257, 20}, {"event", 76, 6},     {"netmag", 110, 11},    {"stamag", 117, 12},
         {"site", 155, 12},    {"sitechan", 140, 11}, {"affiliation", 33, 3}, {"detection", 179, 20},
@@ -156,12 +151,7 @@ TEST(SchemaFile, ReadsAMinimalSchema)
 
 TEST(SchemaFile, ErrorsNameTheLine)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* message;
-    } cases[] = {
+    struct Case { const char* name; const char* text; const char* message; } cases[] = {
         {"unknown statement", "schema a\ntable t\nfield x integer 8 %8ld -1\ncolumn y\n",
          "test.schema line 4: unknown statement 'column'"},
         {"table before schema", "table t\n", "line 1: 'table' before any 'schema'"},
@@ -236,34 +226,16 @@ TEST(SchemaFile, FoundThroughTheSearchPath)
 
 TEST(SchemaValues, NumbersOfFixedWidthFields)
 {
-    struct Case
-    {
-        const char* text;
-        bool is_long;
-        long l;
-        bool is_double;
-        double d;
-    } cases[] = {
-        {"      -1", true, -1, true, -1.0},
-        {"1296474900.0     ", false, 0, true, 1296474900.0},
-        {"  +12  ", true, 12, true, 12.0},
-        {" 1.5e3", false, 0, true, 1500.0},
-        {"2.5D-1", false, 0, true, 0.25},
-        {"  NaN", false, 0, true, NAN},
-        {"-inf", false, 0, true, -INFINITY},
-        {".5", false, 0, true, 0.5},
+    struct Case { const char* text; bool is_long; long l; bool is_double; double d; } cases[] = {
+        {"      -1", true, -1, true, -1.0}, {"1296474900.0     ", false, 0, true, 1296474900.0},
+        {"  +12  ", true, 12, true, 12.0}, {" 1.5e3", false, 0, true, 1500.0}, {"2.5D-1", false, 0, true, 0.25},
+        {"  NaN", false, 0, true, NAN}, {"-inf", false, 0, true, -INFINITY}, {".5", false, 0, true, 0.5},
         {"5.", false, 0, true, 5.0},
         {"9223372036854775807", true, 9223372036854775807L, true, 9223372036854775807.0},
         {"9223372036854775808", false, 0, true, 9223372036854775808.0},
-        {"0.1234567890123456789", false, 0, true, 0.1234567890123456789},
-        {"", false, 0, false, 0},
-        {"   ", false, 0, false, 0},
-        {"-", false, 0, false, 0},
-        {".", false, 0, false, 0},
-        {"1 2", false, 0, false, 0},
-        {"12x", false, 0, false, 0},
-        {"1e", false, 0, false, 0},
-        {"0x10", false, 0, false, 0},
+        {"0.1234567890123456789", false, 0, true, 0.1234567890123456789}, {"", false, 0, false, 0},
+        {"   ", false, 0, false, 0}, {"-", false, 0, false, 0}, {".", false, 0, false, 0}, {"1 2", false, 0, false, 0},
+        {"12x", false, 0, false, 0}, {"1e", false, 0, false, 0}, {"0x10", false, 0, false, 0},
         {"nana", false, 0, false, 0},
     };
     for (const Case& c : cases) {

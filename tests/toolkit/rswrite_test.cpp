@@ -62,17 +62,9 @@ protected:
 
 TEST_F(RecordStoreWrite, RecordsReadAndWrittenAgainAreByteIdentical)
 {
-    struct Case
-    {
-        const char* table;
-        std::vector<std::string> rows;
-    } cases[] = {
-        {"origin", {kOrigin1, kOrigin2, kOrigin3}},
-        {"arrival", {kArrival1}},
-        {"wfdisc", {kWfdisc1}},
-        {"site", {kSite1}},
-        {"lastid", {kLastidArid}},
-        {"mt", {kMt1}},
+    struct Case { const char* table; std::vector<std::string> rows; } cases[] = {
+        {"origin", {kOrigin1, kOrigin2, kOrigin3}}, {"arrival", {kArrival1}}, {"wfdisc", {kWfdisc1}},
+        {"site", {kSite1}}, {"lastid", {kLastidArid}}, {"mt", {kMt1}},
     };
     Folder out;
     Rsptr in = rsopen(dir_.base().c_str(), "css3.0", RS_WRITE);
@@ -131,12 +123,7 @@ TEST_F(RecordStoreWrite, FailedPutsChangeNothing)
     const std::string file = dir_.table("db", "origin", {kOrigin1});
     Rsptr db = rsopen(dir_.base().c_str(), "css3.0", RS_WRITE);
     Rsptr origin = rslookup(db, nullptr, "origin", nullptr, "0");
-    struct Case
-    {
-        const char* name;
-        const char* message;
-        int (*put)(Rsptr);
-    } cases[] = {
+    struct Case { const char* name; const char* message; int (*put)(Rsptr); } cases[] = {
         {"text too long", "Text 'averyverylongname' does not fit field etype",
          [](Rsptr p) { return rsputv(p, nullptr, "mb", 5.0, "etype", "averyverylongname", nullptr); }},
         {"number too wide", "100000 does not fit field nass",

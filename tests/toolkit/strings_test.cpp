@@ -35,17 +35,9 @@ std::vector<std::string> tblStrings(Tbl* t)
 
 TEST_F(StringsTest, StrclipTrimsBothEnds)
 {
-    struct Case
-    {
-        const char* name;
-        const char* input;
-        const char* expected;
-    } cases[] = {
-        {"both ends", "  a b \t\n", "a b"},
-        {"nothing to trim", "abc", "abc"},
-        {"only blanks", " \t\r\n ", ""},
-        {"empty", "", ""},
-        {"inner blanks kept", "\ta  b\v", "a  b"},
+    struct Case { const char* name; const char* input; const char* expected; } cases[] = {
+        {"both ends", "  a b \t\n", "a b"}, {"nothing to trim", "abc", "abc"}, {"only blanks", " \t\r\n ", ""},
+        {"empty", "", ""}, {"inner blanks kept", "\ta  b\v", "a  b"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -59,23 +51,11 @@ TEST_F(StringsTest, StrclipTrimsBothEnds)
 
 TEST_F(StringsTest, StrregmatchMatchesWholeString)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* regex;
-        int expected;
-    } cases[] = {
-        {"literal", "abc", "abc", 1},
-        {"prefix only", "abcd", "abc", 0},
-        {"suffix only", "xabc", "abc", 0},
-        {"longest alternative", "ab", "a|ab", 1},
-        {"interval", "2024-01-05", "[0-9]{4}-[0-9]{2}-[0-9]{2}", 1},
-        {"interval too short", "24-01-05", "[0-9]{4}-[0-9]{2}-[0-9]{2}", 0},
-        {"anchored pattern", "abc", "^abc$", 1},
-        {"case sensitive", "ABC", "abc", 0},
-        {"dot star", "any thing", ".*", 1},
-        {"plus needs one", "", "a+", 0},
+    struct Case { const char* name; const char* text; const char* regex; int expected; } cases[] = {
+        {"literal", "abc", "abc", 1}, {"prefix only", "abcd", "abc", 0}, {"suffix only", "xabc", "abc", 0},
+        {"longest alternative", "ab", "a|ab", 1}, {"interval", "2024-01-05", "[0-9]{4}-[0-9]{2}-[0-9]{2}", 1},
+        {"interval too short", "24-01-05", "[0-9]{4}-[0-9]{2}-[0-9]{2}", 0}, {"anchored pattern", "abc", "^abc$", 1},
+        {"case sensitive", "ABC", "abc", 0}, {"dot star", "any thing", ".*", 1}, {"plus needs one", "", "a+", 0},
         {"group repeat", "ababab", "(ab)+", 1},
     };
     for (const Case& c : cases) {
@@ -94,29 +74,19 @@ TEST_F(StringsTest, StrregmatchBadExpression)
 
 TEST_F(StringsTest, StrregmatchRefusesRunawayExpressions)
 {
-    struct Case
-    {
-        const char* name;
-        std::string regex;
-        int expected;  // on the text "aaaa"
-    } cases[] = {
-        {"back reference", "(a)\\1+", -1},
-        {"stacked pluses", "a" + std::string(40, '+'), -1},
+    // expected: on the text "aaaa"
+    struct Case { const char* name; std::string regex; int expected; } cases[] = {
+        {"back reference", "(a)\\1+", -1}, {"stacked pluses", "a" + std::string(40, '+'), -1},
         {"nested groups", std::string(30, '(') + "a" + [] {
              std::string tail;
              for (int i = 0; i < 30; i++)
                  tail += ")+";
              return tail;
          }(), -1},
-        {"nested intervals", "((a{1,200}){1,200})", -1},
-        {"long interval", "a{1,3000}", -1},
-        {"plus of optional", "(a?)+", -1},
-        {"plus of empty alternative", "(b|)+", -1},
-        {"interval of optional", "(a?){2,30}", -1},
-        {"plus of star group", "((a*)(b*))+", -1},
-        {"star of optional", "(a?)*", 1},
-        {"star of interval", "(a{0,3})*", 1},
-        {"plus of plus", "((a+)+)+", 1},
+        {"nested intervals", "((a{1,200}){1,200})", -1}, {"long interval", "a{1,3000}", -1},
+        {"plus of optional", "(a?)+", -1}, {"plus of empty alternative", "(b|)+", -1},
+        {"interval of optional", "(a?){2,30}", -1}, {"plus of star group", "((a*)(b*))+", -1},
+        {"star of optional", "(a?)*", 1}, {"star of interval", "(a{0,3})*", 1}, {"plus of plus", "((a+)+)+", 1},
         {"optional chain", "a?a?a?a?a?a?", 1},
         {"stars nested nine deep", std::string(9, '(') + "a" + [] {
              std::string tail;
@@ -124,18 +94,15 @@ TEST_F(StringsTest, StrregmatchRefusesRunawayExpressions)
                  tail += ")*";
              return tail;
          }(), -1},
-        {"stars nested eight deep", "((((((((a)*)*)*)*)*)*)*)*", 1},
-        {"stacked stars", "a*********", -1},
+        {"stars nested eight deep", "((((((((a)*)*)*)*)*)*)*)*", 1}, {"stacked stars", "a*********", -1},
         {"many empty paths", "(" + [] {
              std::string groups;
              for (int i = 0; i < 9; i++)
                  groups += "(a?|b?)";
              return groups;
          }() + ")*", -1},
-        {"few empty paths", "((a?|b?)(a?|b?))*", 1},
-        {"small nested intervals", "((a{1,2}){1,2})", 1},
-        {"escaped digit in brackets", "[\\1a]+", 1},
-        {"class in brackets", "[[:alpha:]]{4}", 1},
+        {"few empty paths", "((a?|b?)(a?|b?))*", 1}, {"small nested intervals", "((a{1,2}){1,2})", 1},
+        {"escaped digit in brackets", "[\\1a]+", 1}, {"class in brackets", "[[:alpha:]]{4}", 1},
         {"many starred groups", "((((a*)*)*)*)*", 1},
     };
     for (const Case& c : cases) {
@@ -154,16 +121,13 @@ TEST_F(StringsTest, StrregmatchCachesUntilPatternChanges)
     void* first = hook;
     EXPECT_EQ(strregmatch("axc", "a.c", &hook), 1);
     EXPECT_EQ(hook, first);
-
     EXPECT_EQ(strregmatch("abc", "b+", &hook), 0);
     EXPECT_EQ(strregmatch("bbb", "b+", &hook), 1);
-
     // a bad expression leaves the cache as it was
     void* before = hook;
     EXPECT_LT(strregmatch("bbb", "[b", &hook), 0);
     EXPECT_EQ(hook, before);
     EXPECT_EQ(strregmatch("bbb", "b+", &hook), 1);
-
     strregfree(&hook);
     EXPECT_EQ(hook, nullptr);
     strregfree(&hook);
@@ -171,17 +135,9 @@ TEST_F(StringsTest, StrregmatchCachesUntilPatternChanges)
 
 TEST_F(StringsTest, StrcutCutsInPlaceKeepingEmptyParts)
 {
-    struct Case
-    {
-        const char* name;
-        const char* input;
-        int separator;
-        std::vector<std::string> expected;
-    } cases[] = {
-        {"plain", "a,b,c", ',', {"a", "b", "c"}},
-        {"empty parts", ",a,,b,", ',', {"", "a", "", "b", ""}},
-        {"empty string", "", ',', {""}},
-        {"no separator", "a b", ',', {"a b"}},
+    struct Case { const char* name; const char* input; int separator; std::vector<std::string> expected; } cases[] = {
+        {"plain", "a,b,c", ',', {"a", "b", "c"}}, {"empty parts", ",a,,b,", ',', {"", "a", "", "b", ""}},
+        {"empty string", "", ',', {""}}, {"no separator", "a b", ',', {"a b"}},
         {"blank separator", "x y", ' ', {"x", "y"}},
     };
     for (const Case& c : cases) {
@@ -197,17 +153,10 @@ TEST_F(StringsTest, StrcutCutsInPlaceKeepingEmptyParts)
     EXPECT_EQ(strcut(nullptr, ','), nullptr);
 }
 
-struct WordsCase
-{
-    const char* name;
-    const char* input;
-    std::vector<std::string> expected;
-};
+struct WordsCase { const char* name; const char* input; std::vector<std::string> expected; };
 
 const WordsCase words_cases[] = {
-    {"spaces and tabs", " a  bc\tdef\n", {"a", "bc", "def"}},
-    {"single", "word", {"word"}},
-    {"empty", "", {}},
+    {"spaces and tabs", " a  bc\tdef\n", {"a", "bc", "def"}}, {"single", "word", {"word"}}, {"empty", "", {}},
     {"only blanks", " \t\r\n", {}},
 };
 
@@ -257,47 +206,27 @@ TEST_F(StringsTest, StrpushStrpopBuildsString)
     ASSERT_NE(whole, nullptr);
     EXPECT_STREQ(whole, "abcd");
     free(whole);
-
     EXPECT_EQ(strpush(&stack, "dropped"), 0);
     EXPECT_EQ(strpop(&stack, 0), nullptr);
     EXPECT_EQ(stack, nullptr);
-
     char* empty = strpop(&stack, 1);
     ASSERT_NE(empty, nullptr);
     EXPECT_STREQ(empty, "");
     free(empty);
-
     EXPECT_LT(strpush(nullptr, "x"), 0);
     EXPECT_LT(strpush(&stack, nullptr), 0);
 }
 
 TEST_F(StringsTest, FixedStrtodForms)
 {
-    struct Case
-    {
-        const char* name;
-        const char* input;
-        double value;
-        long consumed;
-    } cases[] = {
-        {"plain", "1.5", 1.5, 3},
-        {"blanks and plus", "  +2.5x", 2.5, 6},
-        {"negative exponent", "-1e3", -1000.0, 4},
-        {"fortran D", "1.5D3", 1500.0, 5},
-        {"fortran d signed", "1.5d-2 ", 0.015, 6},
-        {"exponent without digits", "1.5e", 1.5, 3},
-        {"D without digits", "2D+", 2.0, 1},
-        {"leading point", ".5", 0.5, 2},
-        {"trailing point", "5.", 5.0, 2},
-        {"comma is no point", "1,5", 1.0, 1},
-        {"hex not taken", "0x10", 0.0, 1},
-        {"point alone", ".", 0.0, 0},
-        {"letters", "abc", 0.0, 0},
-        {"empty", "", 0.0, 0},
-        {"blanks only", "   ", 0.0, 0},
-        {"two signs", "+-1", 0.0, 0},
-        {"infinity", "-Infinity", -HUGE_VAL, 9},
-        {"inf", "inf", HUGE_VAL, 3},
+    struct Case { const char* name; const char* input; double value; long consumed; } cases[] = {
+        {"plain", "1.5", 1.5, 3}, {"blanks and plus", "  +2.5x", 2.5, 6}, {"negative exponent", "-1e3", -1000.0, 4},
+        {"fortran D", "1.5D3", 1500.0, 5}, {"fortran d signed", "1.5d-2 ", 0.015, 6},
+        {"exponent without digits", "1.5e", 1.5, 3}, {"D without digits", "2D+", 2.0, 1},
+        {"leading point", ".5", 0.5, 2}, {"trailing point", "5.", 5.0, 2}, {"comma is no point", "1,5", 1.0, 1},
+        {"hex not taken", "0x10", 0.0, 1}, {"point alone", ".", 0.0, 0}, {"letters", "abc", 0.0, 0},
+        {"empty", "", 0.0, 0}, {"blanks only", "   ", 0.0, 0}, {"two signs", "+-1", 0.0, 0},
+        {"infinity", "-Infinity", -HUGE_VAL, 9}, {"inf", "inf", HUGE_VAL, 3},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -312,15 +241,8 @@ TEST_F(StringsTest, FixedStrtodForms)
 
 TEST_F(StringsTest, FixedStrtodOutOfRange)
 {
-    struct Case
-    {
-        const char* name;
-        const char* input;
-        double value;
-    } cases[] = {
-        {"overflow", "1e400", HUGE_VAL},
-        {"negative overflow", "-12345.6D400", -HUGE_VAL},
-        {"underflow", "1e-400", 0.0},
+    struct Case { const char* name; const char* input; double value; } cases[] = {
+        {"overflow", "1e400", HUGE_VAL}, {"negative overflow", "-12345.6D400", -HUGE_VAL}, {"underflow", "1e-400", 0.0},
         {"underflow with zeros", "0.000001e-330", 0.0},
     };
     for (const Case& c : cases) {
@@ -335,13 +257,8 @@ TEST_F(StringsTest, FixedStrtodOutOfRange)
 
 TEST_F(StringsTest, HLParseBoolean)
 {
-    struct Case
-    {
-        const char* name;
-        const char* input;
-        int rc;
-        int value;  // 9: untouched
-    } cases[] = {
+    // value: 9: untouched
+    struct Case { const char* name; const char* input; int rc; int value; } cases[] = {
         {"one", "1", 0, 1},       {"zero", "0", 0, 0},      {"yes", "yes", 0, 1},      {"no", "no", 0, 0},
         {"TRUE", "TRUE", 0, 1},   {"False", "False", 0, 0}, {"on", " on ", 0, 1},      {"off", "oFf\n", 0, 0},
         {"y", "Y", 0, 1},         {"n", "n", 0, 0},         {"t", "t", 0, 1},          {"f", "\tF", 0, 0},
@@ -379,12 +296,10 @@ TEST_F(StringsTest, TblGetSetPush)
     EXPECT_EQ(seqget(t, 1), &b);
     EXPECT_EQ(seqget(t, 2), nullptr);
     EXPECT_EQ(seqget(t, -1), nullptr);
-
     EXPECT_LT(seqset(t, 3, &a), 0);
     EXPECT_LT(seqset(t, -1, &a), 0);
     EXPECT_EQ(seqcount(t), 2);
     EXPECT_EQ(hl_error_count(), 2);
-
     EXPECT_EQ(seqpush(t, nullptr), 0);
     free_calls = 0;
     seqfree(t, countFree);
@@ -406,7 +321,6 @@ TEST_F(StringsTest, ArrSetGetDelete)
     EXPECT_EQ(mapget(m, "b"), &one);
     EXPECT_EQ(mapget(m, "x"), nullptr);
     EXPECT_EQ(mapget(m, nullptr), nullptr);
-
     Tbl* keys = mapkeys(m);
     EXPECT_EQ(tblStrings(keys), (std::vector<std::string>{"a", "b", "c"}));
     Tbl* vals = mapvals(m);
@@ -415,7 +329,6 @@ TEST_F(StringsTest, ArrSetGetDelete)
     EXPECT_EQ(seqget(vals, 1), &one);
     EXPECT_EQ(seqget(vals, 2), &three);
     seqfree(vals, nullptr);
-
     // the keys point at the table's copies, which stay while the key stays
     const char* a_key = static_cast<const char*>(seqget(keys, 0));
     EXPECT_EQ(mapdel(m, "c"), &three);
@@ -423,7 +336,6 @@ TEST_F(StringsTest, ArrSetGetDelete)
     EXPECT_STREQ(a_key, "a");
     seqfree(keys, nullptr);
     EXPECT_EQ(mapcount(m), 2);
-
     free_calls = 0;
     mapfree(m, countFree);
     EXPECT_EQ(free_calls, 2);
@@ -493,7 +405,6 @@ TEST_F(StringsTest, TableListOperations)
     t.clear();
     EXPECT_EQ(t.pop(), 0);
     EXPECT_EQ(t.shift(), 0);
-
     Table<int> u(0);
     for (int v : {5, 1, 4})
         u.push(v);

@@ -33,8 +33,7 @@ TEST(TravelTime, DefaultModelMatchesHandWorkedTimes)
     } cases[] = {
         {"surface source, direct", 'P', 10.0, 0.0, 10.0 / 5.5, -1},
         {"surface source, head wave on the middle crust", 'P', 100.0, 0.0, 16.848399, 1},
-        {"surface source, Pn", 'P', 500.0, 0.0, 69.931533, 3},
-        {"surface source, Sn", 'S', 500.0, 0.0, 120.981552, 3},
+        {"surface source, Pn", 'P', 500.0, 0.0, 69.931533, 3}, {"surface source, Sn", 'S', 500.0, 0.0, 120.981552, 3},
         {"straight up from 5 km", 'P', 0.0, 5.0, 5.0 / 5.5, -1},
         {"straight up from 20 km", 'P', 0.0, 20.0, 5.5 / 5.5 + 10.5 / 6.3 + 4.0 / 6.7, -1},
         {"Pn from the lower crust", 'P', 300.0, 20.0, 42.293071, 3},
@@ -117,15 +116,11 @@ TEST(TravelTime, BadArgumentsFailWithAMessage)
         char phase;
         double distance_km, depth_km;
     } cases[] = {
-        {"unknown phase", model, n, 'X', 10.0, 5.0},
-        {"negative distance", model, n, 'P', -1.0, 5.0},
-        {"distance not a number", model, n, 'P', NAN, 5.0},
-        {"too deep", model, n, 'P', 10.0, 800.0},
-        {"no layers", model, 0, 'P', 10.0, 5.0},
-        {"null model", nullptr, 1, 'P', 10.0, 5.0},
+        {"unknown phase", model, n, 'X', 10.0, 5.0}, {"negative distance", model, n, 'P', -1.0, 5.0},
+        {"distance not a number", model, n, 'P', NAN, 5.0}, {"too deep", model, n, 'P', 10.0, 800.0},
+        {"no layers", model, 0, 'P', 10.0, 5.0}, {"null model", nullptr, 1, 'P', 10.0, 5.0},
         {"first layer below the surface", no_surface, 1, 'P', 10.0, 5.0},
-        {"tops not rising", not_rising, 2, 'P', 10.0, 5.0},
-        {"zero velocity", zero_speed, 1, 'P', 10.0, 5.0},
+        {"tops not rising", not_rising, 2, 'P', 10.0, 5.0}, {"zero velocity", zero_speed, 1, 'P', 10.0, 5.0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

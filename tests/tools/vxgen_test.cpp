@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -40,8 +39,11 @@ GenRun vxgen(const QStringList& args)
     return r;
 }
 
-// A table's records as field name to the text rsget() gives.
+// A table's records as field name to the text rsget() gives; "#" holds the record number.
 using Row = std::map<std::string, std::string>;
+
+const char* const kTables[] = {"site",   "sitechan", "affiliation", "event", "origin", "origerr",
+                               "netmag", "stamag",   "arrival",     "assoc", "lastid", "wfdisc"};
 
 std::vector<Row> read_table(Rsptr db, const char* table)
 {
@@ -56,7 +58,7 @@ std::vector<Row> read_table(Rsptr db, const char* table)
     EXPECT_EQ(rsquery(t, RS_RECORD_COUNT, &n), 0);
     EXPECT_EQ(rsquery(t, RS_TABLE_FIELDS, &fields), 0);
     for (long r = 0; r < n; r++) {
-        Row row;
+        Row row{{"#", std::to_string(r)}};
         for (long f = 0; f < seqcount(fields); f++) {
             const char* name = static_cast<const char*>(seqget(fields, f));
             Rsptr p = rslookup(t, nullptr, nullptr, name, nullptr);
@@ -104,30 +106,32 @@ std::map<QString, QByteArray> all_files(const QString& dir)
 std::vector<int32_t> samples(Rsptr db, const Row& wf, long first, long n)
 {
     Rsptr t = rslookup(db, nullptr, "wfdisc", nullptr, nullptr);
-    long count = 0;
-    rsquery(t, RS_RECORD_COUNT, &count);
+    t.record = num(wf, "#");
+    char path[RS_STRSZ];
     std::vector<int32_t> out;
-    for (long r = 0; r < count; r++) {
-        t.record = r;
-        long wfid = 0;
-        if (rsgetv(t, nullptr, "wfid", &wfid, nullptr) < 0 || wfid != num(wf, "wfid"))
-            continue;
-        char path[RS_STRSZ];
-        if (rsextfile(t, nullptr, path) != 1)
-            return out;
-        const QByteArray bytes = file_bytes(path);
-        first = std::max(0L, first);
-        n = std::min(n, num(wf, "nsamp") - first);
-        for (long i = 0; i < n; i++) {
-            const long at = num(wf, "foff") + (first + i) * 4;
-            if (at + 4 > bytes.size())
-                break;
-            const auto* p = reinterpret_cast<const unsigned char*>(bytes.constData() + at);
-            out.push_back(static_cast<int32_t>(uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 |
-                                               uint32_t(p[3])));
-        }
+    if (rsextfile(t, nullptr, path) != 1)
+        return out;
+    const QByteArray bytes = file_bytes(path);
+    first = std::max(0L, first);
+    n = std::min(n, num(wf, "nsamp") - first);
+    for (long i = 0; i < n; i++) {
+        const long at = num(wf, "foff") + (first + i) * 4;
+        if (at + 4 > bytes.size())
+            break;
+        const auto* p = reinterpret_cast<const unsigned char*>(bytes.constData() + at);
+        out.push_back(static_cast<int32_t>(uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 |
+                                           uint32_t(p[3])));
     }
     return out;
+}
+
+// Rows by the value of a key field, each key once.
+std::map<long, const Row*> byId(const std::vector<Row>& rows, const char* key)
+{
+    std::map<long, const Row*> index;
+    for (const Row& r : rows)
+        EXPECT_TRUE(index.emplace(num(r, key), &r).second) << key << " " << r.at(key);
+    return index;
 }
 
 class VxgenDatabase : public ::testing::Test
@@ -171,12 +175,7 @@ GenRun* VxgenDatabase::run_ = nullptr;
 TEST_F(VxgenDatabase, EveryTableHasItsRecordsAtTheirWidth)
 {
     // -1: at least one record, the number depending on the picks
-    const struct
-    {
-        const char* table;
-        long count;
-        long width;
-    } cases[] = {
+    const struct { const char* table; long count, width; } cases[] = {
         {"site", 12, 155},   {"sitechan", 36, 140}, {"affiliation", 12, 33}, {"event", 5, 76},
         {"origin", -1, 237}, {"origerr", -1, 257},  {"netmag", -1, 110},     {"stamag", -1, 117},
         {"arrival", -1, 223}, {"assoc", -1, 152},   {"lastid", 6, 42},       {"wfdisc", 36, 283},
@@ -212,23 +211,11 @@ TEST_F(VxgenDatabase, IdsAreUniqueAndAgreeAcrossTables)
     const auto wfdiscs = read_table(db_, "wfdisc"), sitechans = read_table(db_, "sitechan");
     const auto lastids = read_table(db_, "lastid");
 
-    std::map<long, const Row*> arid, orid, evid, magid;
-    std::set<long> wfid, chanid;
+    auto arid = byId(arrivals, "arid"), orid = byId(origins, "orid"), evid = byId(events, "evid");
+    auto magid = byId(netmags, "magid"), wfid = byId(wfdiscs, "wfid"), chanid = byId(sitechans, "chanid");
     std::map<std::string, long> chanid_of;  // "sta chan"
-    for (const Row& r : arrivals)
-        EXPECT_TRUE(arid.emplace(num(r, "arid"), &r).second) << "arid " << r.at("arid");
-    for (const Row& r : origins)
-        EXPECT_TRUE(orid.emplace(num(r, "orid"), &r).second) << "orid " << r.at("orid");
-    for (const Row& r : events)
-        EXPECT_TRUE(evid.emplace(num(r, "evid"), &r).second) << "evid " << r.at("evid");
-    for (const Row& r : netmags)
-        EXPECT_TRUE(magid.emplace(num(r, "magid"), &r).second) << "magid " << r.at("magid");
-    for (const Row& r : wfdiscs)
-        EXPECT_TRUE(wfid.insert(num(r, "wfid")).second) << "wfid " << r.at("wfid");
-    for (const Row& r : sitechans) {
-        EXPECT_TRUE(chanid.insert(num(r, "chanid")).second) << "chanid " << r.at("chanid");
+    for (const Row& r : sitechans)
         chanid_of[r.at("sta") + " " + r.at("chan")] = num(r, "chanid");
-    }
 
     std::map<long, long> nass;
     for (const Row& a : assocs) {
@@ -266,7 +253,7 @@ TEST_F(VxgenDatabase, IdsAreUniqueAndAgreeAcrossTables)
     ASSERT_FALSE(arid.empty() || orid.empty() || evid.empty() || magid.empty() || wfid.empty() || chanid.empty());
     const std::map<std::string, long> largest = {
         {"arid", arid.rbegin()->first},    {"orid", orid.rbegin()->first},  {"evid", evid.rbegin()->first},
-        {"magid", magid.rbegin()->first},  {"wfid", *wfid.rbegin()},        {"chanid", *chanid.rbegin()},
+        {"magid", magid.rbegin()->first},  {"wfid", wfid.rbegin()->first},  {"chanid", chanid.rbegin()->first},
     };
     ASSERT_EQ(lastids.size(), largest.size());
     for (const Row& l : lastids) {
@@ -280,19 +267,12 @@ TEST_F(VxgenDatabase, TravelTimesFitTheirDistances)
 {
     const auto arrivals = read_table(db_, "arrival"), assocs = read_table(db_, "assoc");
     const auto origins = read_table(db_, "origin"), events = read_table(db_, "event");
-    std::map<long, const Row*> arid, orid;
-    for (const Row& r : arrivals)
-        arid[num(r, "arid")] = &r;
-    for (const Row& r : origins)
-        orid[num(r, "orid")] = &r;
+    const auto arid = byId(arrivals, "arid"), orid = byId(origins, "orid");
     int checked = 0;
     for (const Row& e : events) {
         const Row& o = *orid.at(num(e, "prefor"));
         SCOPED_TRACE("orid " + o.at("orid"));
-        struct Obs
-        {
-            double delta, tt;
-        };
+        struct Obs { double delta, tt; };
         std::map<std::string, std::vector<Obs>> by_phase;
         std::map<std::string, std::map<std::string, double>> at_station;  // sta, phase: time
         for (const Row& a : assocs) {
@@ -336,8 +316,7 @@ TEST_F(VxgenDatabase, WaveformSegmentsFitTheirFiles)
     const auto wfdiscs = read_table(db_, "wfdisc");
     std::map<std::string, long> bytes_of_file;
     Rsptr t = rslookup(db_, nullptr, "wfdisc", nullptr, nullptr);
-    for (size_t i = 0; i < wfdiscs.size(); i++) {
-        const Row& w = wfdiscs[i];
+    for (const Row& w : wfdiscs) {
         SCOPED_TRACE("wfid " + w.at("wfid"));
         EXPECT_EQ(w.at("datatype"), "s4");
         EXPECT_EQ(num(w, "nsamp"), 144000);
@@ -345,7 +324,7 @@ TEST_F(VxgenDatabase, WaveformSegmentsFitTheirFiles)
         EXPECT_GT(real(w, "calib"), 0.0);
         EXPECT_GT(real(w, "calper"), 0.0);
         EXPECT_NEAR(real(w, "endtime"), real(w, "time") + (num(w, "nsamp") - 1) / 40.0, 1e-4);
-        t.record = static_cast<long>(i);
+        t.record = num(w, "#");
         char path[RS_STRSZ];
         ASSERT_EQ(rsextfile(t, nullptr, path), 1);
         EXPECT_EQ(num(w, "foff") % (num(w, "nsamp") * 4), 0);
@@ -460,11 +439,8 @@ TEST(Vxgen, NoEventsStillWritesEveryTable)
 {
     QTemporaryDir dir;
     ASSERT_EQ(vxgen({"--events", "0", "--stations", "2", "--hours", "0.1", dir.filePath("quiet")}).status, 0);
-    for (const char* table : {"site", "sitechan", "affiliation", "event", "origin", "origerr", "netmag", "stamag",
-                              "arrival", "assoc", "lastid", "wfdisc"}) {
-        SCOPED_TRACE(table);
-        EXPECT_TRUE(QFile::exists(dir.filePath(QString("quiet.") + table)));
-    }
+    for (const char* table : kTables)
+        EXPECT_TRUE(QFile::exists(dir.filePath(QString("quiet.") + table))) << table;
     Rsptr db = rsopen(dir.filePath("quiet").toUtf8().constData(), "css3.0", RS_READ);
     ASSERT_FALSE(rsisinvalid(db));
     EXPECT_TRUE(read_table(db, "event").empty());
@@ -481,11 +457,7 @@ TEST(Vxgen, BadArgumentsExitWithStatusTwo)
 {
     QTemporaryDir dir;
     const QString base = dir.filePath("db");
-    const struct
-    {
-        const char* name;
-        QStringList args;
-    } cases[] = {
+    const struct { const char* name; QStringList args; } cases[] = {
         {"no outbase", {}},
         {"two outbases", {base, base + "2"}},
         {"unknown option", {"--bogus", "1", base}},

@@ -10,12 +10,7 @@
 
 TEST(ClipOutcode, Table)
 {
-    struct Case
-    {
-        const char* name;
-        double x, y;
-        int code;
-    } cases[] = {
+    struct Case { const char* name; double x, y; int code; } cases[] = {
         {"inside", 0.5, 0.5, 0},
         {"corners are inside", 1, 0, 0},
         {"above", 0.5, 1.1, 8},
@@ -35,13 +30,7 @@ TEST(ClipOutcode, Table)
 
 TEST(ClipLine, Table)
 {
-    struct Case
-    {
-        const char* name;
-        double x0, y0, x1, y1;
-        int accepted;
-        double cx0, cy0, cx1, cy1;
-    } cases[] = {
+    struct Case { const char* name; double x0, y0, x1, y1; int accepted; double cx0, cy0, cx1, cy1; } cases[] = {
         {"inside", 0.2, 0.2, 0.8, 0.6, 1, 0.2, 0.2, 0.8, 0.6},
         {"out through the left", 0.5, 0.5, -0.5, 0.5, 1, 0.5, 0.5, 0, 0.5},
         {"out through the right", 0.5, 0.5, 1.5, 1.0, 1, 0.5, 0.5, 1, 0.75},
@@ -99,12 +88,8 @@ TEST(ClipPolygon, OnePass)
 
 TEST(ClipPolygon, FourPasses)
 {
-    struct Case
-    {
-        const char* name;
-        std::vector<double> x, y;
-        int count;  // -1: some
-    } cases[] = {
+    // count: -1: some
+    struct Case { const char* name; std::vector<double> x, y; int count; } cases[] = {
         {"inside", {0.2, 0.8, 0.5}, {0.2, 0.2, 0.8}, 3},
         {"outside", {2, 3, 2.5}, {2, 2, 3}, 0},
         {"outside beside the square", {-2, -1, -1.5}, {0.2, 0.2, 0.8}, 0},

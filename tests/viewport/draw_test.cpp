@@ -20,17 +20,26 @@ using vptest::RecordingDevice;
 
 namespace {
 
+VX_Font font(const char* description)
+{
+    VX_Font f;
+    EXPECT_EQ(VX_ParseFont(description, f), 1);
+    return f;
+}
+
+VX_Color color(const char* name)
+{
+    VX_Color c;
+    VX_ParseColor(name, c);
+    return c;
+}
+
 // 120 by 100 pixels, margins of 10: the plot area spans x 10 to 110 and
-// y 10 to 90, 100 by 80 pixels; the view 0 to 10 by 0 to 8, so one unit is
-// 10 pixels both ways.
+// y 10 to 90; the view 0 to 10 by 0 to 8, so one unit is 10 pixels.
 std::unique_ptr<VXViewport> plotViewport(std::initializer_list<const char*> extra = {})
 {
-    auto vp = makeViewport(120, 100, {"margin", "10 10 10 10", "xleft", "0", "xright", "10", "ybottom", "0", "ytop", "8"});
-    const std::vector<const char*> pairs(extra);
-    for (size_t i = 0; i + 1 < pairs.size(); i += 2)
-        EXPECT_EQ(vp->configure(pairs[i], pairs[i + 1], nullptr), 0) << pairs[i];
-    vp->setScales();
-    return vp;
+    return makeViewport(120, 100, {"margin", "10 10 10 10", "xleft", "0", "xright", "10", "ybottom", "0", "ytop", "8"},
+                        extra);
 }
 
 // The pixels a line may touch: the plot area and its closing edge.
@@ -63,12 +72,7 @@ const double G = VX_NULL_VALUE;
 
 TEST(PolyDraw, LinesAreClippedAtEveryEdge)
 {
-    struct Case
-    {
-        const char* name;
-        std::vector<double> x, y;
-        bool ink;
-    } cases[] = {
+    struct Case { const char* name; std::vector<double> x, y; bool ink; } cases[] = {
         {"through the left edge", {5, -5}, {4, 2}, true},
         {"through the right edge", {5, 15}, {4, 6}, true},
         {"through the top edge", {5, 7}, {4, 20}, true},
@@ -116,12 +120,8 @@ TEST(PolyDraw, GapBreaksTheLine)
 
 TEST(PolyDraw, ClosingALine)
 {
-    struct Case
-    {
-        const char* name;
-        std::vector<double> x, y;
-        size_t points;  // in the one polyline drawn
-    } cases[] = {
+    // points: in the one polyline drawn
+    struct Case { const char* name; std::vector<double> x, y; size_t points; } cases[] = {
         {"last repeats the first: one more", {1, 5, 3, 1}, {1, 1, 5, 1}, 5},
         {"open triangle: two more", {1, 5, 3}, {1, 1, 5}, 5},
         {"last but one repeats the first: none", {1, 5, 1, 3}, {1, 1, 1, 5}, 4},
@@ -196,21 +196,17 @@ TEST(PolyDraw, Fills)
 {
     const QRect plot(10, 10, 100, 80);
     const QColor red(Qt::red);
-    struct Case
-    {
-        const char* name;
-        std::vector<double> x, y;
-        int fill;
-        int red_in_plot;  // -1: some but not all
-    } cases[] = {
-        {"square inside", {2, 6, 6, 2}, {2, 2, 6, 6}, 1, -1},
-        {"entirely outside", {-20, -12, -12, -20}, {2, 2, 6, 6}, 1, 0},
-        {"surrounding the plot area", {-50, 50, 50, -50}, {-50, -50, 50, 50}, 1, 100 * 80},
-        {"half outside", {-5, 5, 5, -5}, {2, 2, 6, 6}, 1, -1},
-        {"a gap is skipped", {2, 6, G, 6, 2}, {2, 2, 4, 6, 6}, 1, -1},
-        {"complement of nothing", {G}, {G}, 2, 100 * 80},
-        {"complement of a square", {2, 6, 6, 2, 2}, {2, 2, 6, 6, 2}, 2, -1},
-        {"complement of a surrounding polygon", {-50, 50, 50, -50, -50}, {-50, -50, 50, 50, -50}, 2, 0},
+    // red_in_plot -1: some but not all; hole: left white inside the plot
+    struct Case { const char* name; std::vector<double> x, y; int fill, red_in_plot; QRect hole; } cases[] = {
+        {"square inside", {2, 6, 6, 2}, {2, 2, 6, 6}, 1, -1, QRect()},
+        {"entirely outside", {-20, -12, -12, -20}, {2, 2, 6, 6}, 1, 0, QRect()},
+        {"surrounding the plot area", {-50, 50, 50, -50}, {-50, -50, 50, 50}, 1, 100 * 80, QRect()},
+        {"half outside", {-5, 5, 5, -5}, {2, 2, 6, 6}, 1, -1, QRect()},
+        {"a gap is skipped", {2, 6, G, 6, 2}, {2, 2, 4, 6, 6}, 1, -1, QRect()},
+        {"complement of nothing", {G}, {G}, 2, 100 * 80, QRect()},
+        // the square spans pixels 30 to 70 both ways
+        {"complement of a square", {2, 6, 6, 2, 2}, {2, 2, 6, 6, 2}, 2, 100 * 80 - 40 * 40, QRect(30, 30, 40, 40)},
+        {"complement of a surrounding polygon", {-50, 50, 50, -50, -50}, {-50, -50, 50, 50, -50}, 2, 0, QRect()},
     };
     for (auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -230,23 +226,10 @@ TEST(PolyDraw, Fills)
             EXPECT_LT(n, 100 * 80);
         }
         EXPECT_EQ(countColor(image, red) - n, 0) << "paint outside the plot area";
+        if (!c.hole.isEmpty()) {
+            EXPECT_EQ(countColor(image, Qt::white, c.hole), c.hole.width() * c.hole.height());
+        }
     }
-}
-
-TEST(PolyDraw, ComplementLeavesTheHole)
-{
-    auto vp = plotViewport();
-    QImage image = vptest::blank(120, 100);
-    QPainter painter(&image);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(Qt::red);
-    std::vector<double> x = {2, 6, 6, 2, 2}, y = {2, 2, 6, 6, 2};
-    ASSERT_EQ(vp->polyDraw(&painter, 5, x.data(), y.data(), 2, 0, 0), 0);
-    painter.end();
-    vptest::keep(image, "vp_fill2");
-    // the square spans pixels 30 to 70 in x, 30 to 70 in y
-    EXPECT_EQ(countColor(image, Qt::white, QRect(30, 30, 40, 40)), 40 * 40);
-    EXPECT_EQ(countColor(image, Qt::red), 100 * 80 - 40 * 40);
 }
 
 TEST(PolyDraw, FillFrameWalk)
@@ -340,22 +323,14 @@ TEST(PolyDraw, FillPointsGrow)
 
 TEST(DrawText, Anchors)
 {
-    VX_Font font;
-    ASSERT_EQ(VX_ParseFont("DejaVu Sans,24", font), 1);
-    VX_Color black, yellow;
-    VX_ParseColor("black", black);
-    VX_ParseColor("yellow", yellow);
+    VX_Font font = ::font("DejaVu Sans,24");
+    VX_Color black = color("black"), yellow = color("yellow");
     auto vp = makeViewport(300, 200);
     const QFontMetrics metrics(font.font);
     const int wt = metrics.boundingRect("HIH").width(), wb = 10 + wt, hb = 10 + metrics.ascent();
-    struct Case
-    {
-        const char* name;
-        const char* just;
-        bool box;
-        double ink_x, ink_y;  // the ink or box point at the anchor, in the widget
-        double fx, fy;        // the fraction of the ink or box at it
-    } cases[] = {
+    // ink_y: the ink or box point at the anchor, in the widget
+    // fy: the fraction of the ink or box at it
+    struct Case { const char* name; const char* just; bool box; double ink_x, ink_y; double fx, fy; } cases[] = {
         {"centre on the tight text height", "c", false, 100, 100, 0.5, 0.5},
         {"south west of the text", "sw", false, 100, 100, 0.0, 1.0},
         {"north east of the text", "ne", false, 100, 100, 1.0, 0.0},
@@ -394,11 +369,8 @@ TEST(DrawText, Anchors)
 
 TEST(DrawText, BoxOutlineAndNotSymbol)
 {
-    VX_Font font;
-    ASSERT_EQ(VX_ParseFont("DejaVu Sans,20", font), 1);
-    VX_Color blue, outline;
-    VX_ParseColor("blue", blue);
-    VX_ParseColor("#00ff00", outline);
+    VX_Font font = ::font("DejaVu Sans,20");
+    VX_Color blue = color("blue"), outline = color("#00ff00");
     auto vp = makeViewport(300, 200);
     QImage image = vptest::blank(300, 200);
     QPainter painter(&image);
@@ -429,10 +401,8 @@ TEST(DrawText, BoxOutlineAndNotSymbol)
 
 TEST(DrawText, RotatedAndRefused)
 {
-    VX_Font font;
-    ASSERT_EQ(VX_ParseFont("DejaVu Sans,20", font), 1);
-    VX_Color black;
-    VX_ParseColor("black", black);
+    VX_Font font = ::font("DejaVu Sans,20");
+    VX_Color black = color("black");
     auto vp = makeViewport(300, 200);
     QImage image = vptest::blank(300, 200);
     QPainter painter(&image);
@@ -458,14 +428,7 @@ TEST(DrawText, RotatedAndRefused)
 TEST(FindClosest, Picks)
 {
     auto vp = plotViewport();
-    struct Case
-    {
-        const char* name;
-        std::vector<double> x, y;
-        double px, py;
-        int index;
-        double distance;
-    } cases[] = {
+    struct Case { const char* name; std::vector<double> x, y; double px, py; int index; double distance; } cases[] = {
         {"nearest", {1, 5, 9}, {4, 4, 4}, 62, 50, 1, 2},
         {"a tie keeps the first", {3, 7}, {4, 4}, 60, 50, 0, 20},
         {"gaps are passed over", {G, 5, 9}, {4, G, 4}, 60, 50, 2, 40},

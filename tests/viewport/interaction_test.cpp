@@ -17,14 +17,11 @@
 #include <QTest>
 #include <QWheelEvent>
 
-#include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <unistd.h>
 
 using vptest::makeViewport;
 
@@ -68,9 +65,9 @@ void wheel(VXViewport* vp, QPointF pos, int angle_y, QPoint pixels = QPoint())
     QCoreApplication::sendEvent(vp, &e);
 }
 
-void key(VXViewport* vp, int qt_key, const char* text, Qt::KeyboardModifiers m = {})
+void key(VXViewport* vp, int qt_key, const char* text)
 {
-    QKeyEvent e(QEvent::KeyPress, qt_key, m, QString::fromLatin1(text));
+    QKeyEvent e(QEvent::KeyPress, qt_key, {}, QString::fromLatin1(text));
     QCoreApplication::sendEvent(vp, &e);
 }
 
@@ -92,17 +89,38 @@ QPointF world(VXViewport* vp, QPointF px)
 // A plain 400 by 300 view of 0..400 by 0..300.
 std::unique_ptr<VXViewport> plainViewport(std::initializer_list<const char*> extra = {})
 {
-    auto vp = makeViewport(400, 300, {"xleft", "0", "xright", "400", "ybottom", "0", "ytop", "300"});
-    const std::vector<const char*> pairs(extra);
-    for (size_t i = 0; i + 1 < pairs.size(); i += 2)
-        EXPECT_EQ(vp->configure(pairs[i], pairs[i + 1], nullptr), 0) << pairs[i];
-    vp->setScales();
-    return vp;
+    return makeViewport(400, 300, {"xleft", "0", "xright", "400", "ybottom", "0", "ytop", "300"}, extra);
+}
+
+std::unique_ptr<VXViewport> quietViewport()
+{
+    return plainViewport({"default_event_interaction", "0"});
+}
+
+std::unique_ptr<VXViewport> mapViewport(const char* map, const char* range, const char* lonr, const char* latr)
+{
+    return makeViewport(400, 300, {"map", map, "range", range, "lonr", lonr, "latr", latr});
 }
 
 bool hasDefaultCursor(VXViewport* vp)
 {
     return vp->cursor().shape() == Qt::BitmapCursor;
+}
+
+double width(VXViewport* vp)
+{
+    return vp->vars.xright - vp->vars.xleft;
+}
+
+double height(VXViewport* vp)
+{
+    return vp->vars.ytop - vp->vars.ybottom;
+}
+
+void expectPoint(QPointF got, QPointF expected, double tolerance)
+{
+    EXPECT_NEAR(got.x(), expected.x(), tolerance);
+    EXPECT_NEAR(got.y(), expected.y(), tolerance);
 }
 
 // An item that logs the events offered to it and runs a hook.
@@ -129,28 +147,9 @@ private:
     std::string* log_;
 };
 
-// Run f with standard output captured.
-template <typename F>
-std::string captureStdout(F f)
+void logCallbacks(VXViewport* vp, std::string* log)
 {
-    fflush(stdout);
-    char path[] = "/tmp/vxevent_stdout_XXXXXX";
-    int fd = mkstemp(path);
-    int saved = dup(1);
-    dup2(fd, 1);
-    f();
-    fflush(stdout);
-    dup2(saved, 1);
-    close(saved);
-    std::string text;
-    char buffer[1024];
-    lseek(fd, 0, SEEK_SET);
-    ssize_t n;
-    while ((n = read(fd, buffer, sizeof buffer)) > 0)
-        text.append(buffer, static_cast<size_t>(n));
-    close(fd);
-    unlink(path);
-    return text;
+    vp->setEventCallback([log](void*, VXEvent*, void*) { *log += ",cb"; }, nullptr, nullptr);
 }
 
 } // namespace
@@ -174,47 +173,33 @@ TEST(VXEventRecord, PrintForm)
     QKeyEvent plus(QEvent::KeyPress, Qt::Key_Plus, M(), "+");
     QKeyEvent bare_f1(QEvent::KeyPress, Qt::Key_F1, Qt::ShiftModifier, "");
     QWheelEvent roll(p, p, QPoint(), QPoint(0, 120), Qt::NoButton, M(), Qt::NoScrollPhase, false);
-    struct Case
-    {
-        const char* name;
-        int type;
-        QEvent* event;
-        const char* expected;
-    } cases[] = {
-        {"left press", 1, &left_press,
-         "vxevent.type mousepress\nvxevent.button left\nvxevent.key none\nvxevent.modifiers none\n"},
-        {"right held, shift", 2, &right_shift,
-         "vxevent.type mousemove\nvxevent.button right\nvxevent.key none\nvxevent.modifiers shift\n"},
-        {"middle held, control", 2, &middle_ctrl,
-         "vxevent.type mousemove\nvxevent.button middle\nvxevent.key none\nvxevent.modifiers control\n"},
-        {"two buttons, two modifiers", 2, &two,
-         "vxevent.type mousemove\nvxevent.button unknown\nvxevent.key none\nvxevent.modifiers unknown\n"},
-        {"release holds nothing", 3, &up,
-         "vxevent.type mouserelease\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
-        {"shifted letter in lower case", 4, &shifted_a,
-         "vxevent.type keypress\nvxevent.button none\nvxevent.key a\nvxevent.modifiers shift\n"},
-        {"digit", 5, &digit, "vxevent.type keyrelease\nvxevent.button none\nvxevent.key 7\nvxevent.modifiers none\n"},
-        {"arrow", 4, &arrow, "vxevent.type keypress\nvxevent.button none\nvxevent.key up\nvxevent.modifiers none\n"},
-        {"delete", 4, &del, "vxevent.type keypress\nvxevent.button none\nvxevent.key delete\nvxevent.modifiers none\n"},
-        {"other keys by their text", 4, &plus,
-         "vxevent.type keypress\nvxevent.button none\nvxevent.key +\nvxevent.modifiers none\n"},
-        {"key without text", 4, &bare_f1,
-         "vxevent.type keypress\nvxevent.button none\nvxevent.key none\nvxevent.modifiers shift\n"},
-        {"wheel", 6, &roll, "vxevent.type wheel\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
-        {"enter", 7, nullptr, "vxevent.type enter\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
-        {"paint", 10, nullptr, "vxevent.type paint\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
-        {"unknown type", 11, nullptr,
-         "vxevent.type unknown\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
-        {"type that does not fit the event", 1, &shifted_a,
-         "vxevent.type mousepress\nvxevent.button none\nvxevent.key none\nvxevent.modifiers none\n"},
+    struct Case { const char* name; int type; QEvent* event; const char *etype, *button, *key, *mods; } cases[] = {
+        {"left press", 1, &left_press, "mousepress", "left", "none", "none"},
+        {"right held, shift", 2, &right_shift, "mousemove", "right", "none", "shift"},
+        {"middle held, control", 2, &middle_ctrl, "mousemove", "middle", "none", "control"},
+        {"two buttons, two modifiers", 2, &two, "mousemove", "unknown", "none", "unknown"},
+        {"release holds nothing", 3, &up, "mouserelease", "none", "none", "none"},
+        {"shifted letter in lower case", 4, &shifted_a, "keypress", "none", "a", "shift"},
+        {"digit", 5, &digit, "keyrelease", "none", "7", "none"},
+        {"arrow", 4, &arrow, "keypress", "none", "up", "none"},
+        {"delete", 4, &del, "keypress", "none", "delete", "none"},
+        {"other keys by their text", 4, &plus, "keypress", "none", "+", "none"},
+        {"key without text", 4, &bare_f1, "keypress", "none", "none", "shift"},
+        {"wheel", 6, &roll, "wheel", "none", "none", "none"},
+        {"enter", 7, nullptr, "enter", "none", "none", "none"},
+        {"paint", 10, nullptr, "paint", "none", "none", "none"},
+        {"unknown type", 11, nullptr, "unknown", "none", "none", "none"},
+        {"type that does not fit the event", 1, &shifted_a, "mousepress", "none", "none", "none"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         VXEvent e(c.type, c.event, nullptr);
-        EXPECT_EQ(e.printString().toStdString(), c.expected);
+        EXPECT_EQ(e.printString().toStdString(), std::string("vxevent.type ") + c.etype + "\nvxevent.button "
+                                                     + c.button + "\nvxevent.key " + c.key + "\nvxevent.modifiers "
+                                                     + c.mods + "\n");
     }
     VXEvent e(1, &left_press, nullptr);
-    EXPECT_EQ(captureStdout([&] { e.print(); }), e.printString().toStdString());
+    EXPECT_EQ(vptest::captureStdout([&] { e.print(); }), e.printString().toStdString());
 }
 
 TEST(VXEventRecord, PositionsAndWheelAmounts)
@@ -224,12 +209,7 @@ TEST(VXEventRecord, PositionsAndWheelAmounts)
     EXPECT_EQ(me.pt, QPointF(3.5, 4));
     EXPECT_EQ(me.gpt, QPointF(103.5, 204));
 
-    struct Case
-    {
-        const char* name;
-        QPoint pixels, angle;
-        double delta, deltax;
-    } cases[] = {
+    struct Case { const char* name; QPoint pixels, angle; double delta, deltax; } cases[] = {
         {"degrees from eighths", QPoint(), QPoint(-240, 120), 15.0, -30.0},
         {"pixels first", QPoint(4, -7), QPoint(0, 120), -7.0, 4.0},
         {"nothing", QPoint(), QPoint(), 0.0, 0.0},
@@ -256,7 +236,7 @@ TEST(VXEventRecord, PositionsAndWheelAmounts)
 
 TEST(EventDelivery, TopItemFirstThenCallbacks)
 {
-    auto vp = plainViewport({"default_event_interaction", "0"});
+    auto vp = quietViewport();
     std::string log;
     LogItem a(vp.get(), "a", &log), b(vp.get(), "b", &log), c(vp.get(), "c", &log);
     std::vector<VXEvent> seen;
@@ -300,10 +280,10 @@ TEST(EventDelivery, ConsumedPressReachesNeitherViewportNorCallbacks)
 
 TEST(EventDelivery, GrabTakesTheStream)
 {
-    auto vp = plainViewport({"default_event_interaction", "0"});
+    auto vp = quietViewport();
     std::string log;
     LogItem a(vp.get(), "a", &log), b(vp.get(), "b", &log);
-    vp->setEventCallback([&](void*, VXEvent*, void*) { log += ",cb"; }, nullptr, nullptr);
+    logCallbacks(vp.get(), &log);
     vp->grabEventStream(&a);
     move(vp.get(), QPointF(1, 1));
     EXPECT_EQ(log, "a,cb");
@@ -330,14 +310,9 @@ TEST(EventDelivery, GrabTakesTheStream)
 
 TEST(EventDelivery, HandlersChangingTheDisplayList)
 {
-    // list bottom to top: vp, a, b, c; the handler runs in the item named
-    struct Case
-    {
-        const char* name;
-        const char* handler;
-        const char* victim;  // deleted by the handler; "new" adds an item d on top
-        const char* expected;
-    } cases[] = {
+    // list bottom to top: vp, a, b, c; the handler named deletes the victim
+    // or, for "new", adds an item d on top
+    struct Case { const char *name, *handler, *victim, *expected; } cases[] = {
         {"top deletes the bottom item", "c", "a", "c,b,cb"},
         {"top deletes the one below it", "c", "b", "c,a,cb"},
         {"top deletes itself", "c", "c", "c,b,a,cb"},
@@ -348,20 +323,18 @@ TEST(EventDelivery, HandlersChangingTheDisplayList)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        auto vp = plainViewport({"default_event_interaction", "0"});
+        auto vp = quietViewport();
         std::string log;
         std::map<std::string, std::unique_ptr<LogItem>> items;
         for (const char* n : {"a", "b", "c"})
             items[n] = std::make_unique<LogItem>(vp.get(), n, &log);
-        vp->setEventCallback([&](void*, VXEvent*, void*) { log += ",cb"; }, nullptr, nullptr);
+        logCallbacks(vp.get(), &log);
         const std::string victim = c.victim;
         items[c.handler]->hook = [&items, &log, &vp, victim] {
-            if (victim == "new") {
-                if (!items.count("d"))
-                    items["d"] = std::make_unique<LogItem>(vp.get(), "d", &log);
-            } else {
+            if (victim != "new")
                 items[victim].reset();
-            }
+            else if (!items.count("d"))
+                items["d"] = std::make_unique<LogItem>(vp.get(), "d", &log);
         };
         press(vp.get(), QPointF(5, 5));
         EXPECT_EQ(log, c.expected);
@@ -377,15 +350,14 @@ TEST(EventDelivery, HandlersChangingTheDisplayList)
 
 TEST(EventDelivery, HandlerAddingItemsAtEveryTurnEnds)
 {
-    auto vp = plainViewport({"default_event_interaction", "0"});
+    auto vp = quietViewport();
     std::string log;
     std::vector<std::unique_ptr<LogItem>> items;
     std::function<void()> grow = [&] {
         items.push_back(std::make_unique<LogItem>(vp.get(), "x", &log));
         items.back()->hook = grow;
     };
-    items.push_back(std::make_unique<LogItem>(vp.get(), "x", &log));
-    items.back()->hook = grow;
+    grow();
     int calls = 0;
     vp->setEventCallback([&](void*, VXEvent*, void*) { calls++; }, nullptr, nullptr);
     press(vp.get(), QPointF(5, 5));
@@ -395,7 +367,7 @@ TEST(EventDelivery, HandlerAddingItemsAtEveryTurnEnds)
 
 TEST(EventDelivery, CallbacksDeletingItemsAndTheViewport)
 {
-    auto vp = plainViewport({"default_event_interaction", "0"});
+    auto vp = quietViewport();
     std::string log;
     auto a = std::make_unique<LogItem>(vp.get(), "a", &log);
     int late = 0;
@@ -414,7 +386,7 @@ TEST(EventDelivery, CallbacksDeletingItemsAndTheViewport)
     EXPECT_EQ(late, 1);
 
     // a callback that deletes the viewport ends the delivery
-    VXViewport* raw = plainViewport({"default_event_interaction", "0"}).release();
+    VXViewport* raw = quietViewport().release();
     int after = 0;
     raw->setEventCallback([&](void*, VXEvent*, void*) { delete raw; }, nullptr, nullptr);
     raw->setEventCallback([&](void*, VXEvent*, void*) { after++; }, nullptr, nullptr);
@@ -441,33 +413,26 @@ TEST(EventDelivery, ItemsComingAndGoingUnderAStreamOfEvents)
                 items.erase(items.begin() + next() % items.size());
         },
         nullptr, nullptr);
-    int sent = 0;
-    for (int i = 0; i < 400; i++) {
+    const int sent = 400;
+    for (int i = 0; i < sent; i++) {
         if (next() % 2 || items.empty()) {
             items.push_back(std::make_unique<LogItem>(vp.get(), "i", &log));
-            LogItem* fresh = items.back().get();
             if (next() % 4 == 0)  // some delete a neighbour while handling
-                fresh->hook = [&items, &next] {
+                items.back()->hook = [&items, &next] {
                     if (items.size() > 1)
                         items.erase(items.begin() + next() % items.size());
                 };
         }
         const QPointF p(next() % 400, next() % 300);
-        switch (i % 4) {
-        case 0:
+        if (i % 4 == 0) {
             press(vp.get(), p);
-            break;
-        case 1:
-        case 2:
+        } else if (i % 4 < 3) {
             move(vp.get(), p);
-            break;
-        default:
+        } else {
             release(vp.get(), p);
             QCoreApplication::processEvents();
-            break;
         }
-        sent++;
-        if (!items.empty() && items.size() > 40)
+        if (items.size() > 40)
             items.resize(20);
     }
     EXPECT_EQ(callbacks, sent);
@@ -489,18 +454,23 @@ public:
     std::function<void(VXQKCallbackEvent*)> on_call;
 };
 
+void postNotice(VXViewport* vp, VXQKCallbackReceiver* me, VXQKCallbackReceiver* tr)
+{
+    auto* notice = new VXQKCallbackEvent;
+    notice->vxme = me;
+    notice->vxtr = tr;
+    EXPECT_EQ(notice->type(), VXQKCallbackEvent::eventType());
+    QCoreApplication::postEvent(vp, notice);
+}
+
 } // namespace
 
 TEST(EventDelivery, ServiceNoticesReachTheirReceivers)
 {
     auto vp = plainViewport();
     CountingReceiver map_events, trace_view;
-    auto* notice = new VXQKCallbackEvent;
-    notice->vxme = &map_events;
-    notice->vxtr = &trace_view;
-    EXPECT_EQ(notice->type(), VXQKCallbackEvent::eventType());
     EXPECT_GT(static_cast<int>(VXQKCallbackEvent::eventType()), static_cast<int>(QEvent::User));
-    QCoreApplication::postEvent(vp.get(), notice);
+    postNotice(vp.get(), &map_events, &trace_view);
     EXPECT_EQ(map_events.calls, 0);  // posted: nothing happens before the loop runs
     QCoreApplication::processEvents();
     EXPECT_EQ(map_events.calls, 1);
@@ -509,19 +479,13 @@ TEST(EventDelivery, ServiceNoticesReachTheirReceivers)
     // a receiver gone before delivery, or by the hand of the first
     auto* gone = new CountingReceiver;
     auto* second = new CountingReceiver;
-    notice = new VXQKCallbackEvent;
-    notice->vxme = gone;
-    notice->vxtr = &trace_view;
-    QCoreApplication::postEvent(vp.get(), notice);
+    postNotice(vp.get(), gone, &trace_view);
     delete gone;
-    notice = new VXQKCallbackEvent;
-    notice->vxme = &map_events;
-    notice->vxtr = second;
+    postNotice(vp.get(), &map_events, second);
     map_events.on_call = [&second](VXQKCallbackEvent*) {
         delete second;
         second = nullptr;
     };
-    QCoreApplication::postEvent(vp.get(), notice);
     QCoreApplication::processEvents();
     EXPECT_EQ(trace_view.calls, 2);
     EXPECT_EQ(map_events.calls, 2);
@@ -532,39 +496,33 @@ TEST(EventDelivery, ServiceNoticesReachTheirReceivers)
 
 TEST(ViewportInteraction, ShiftDragBoxGivesTheWorldBoxOfItsCorners)
 {
-    struct Case
-    {
-        const char* name;
-        QPointF from, to;
-    } cases[] = {
+    struct Case { const char* name; QPointF from, to; } cases[] = {
         {"down and right", QPointF(100, 80), QPointF(300, 220)},
         {"up and left", QPointF(300, 220), QPointF(100, 80)},
         {"fractional pixels round half away", QPointF(99.5, 80.4), QPointF(300.2, 219.6)},
         {"five by five", QPointF(10, 10), QPointF(14, 14)},
     };
+    const auto shift = Qt::ShiftModifier;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         auto vp = plainViewport();
-        const QPointF tl(std::min(std::round(c.from.x()), std::round(c.to.x())),
-                         std::min(std::round(c.from.y()), std::round(c.to.y())));
-        const QPointF br(std::max(std::round(c.from.x()), std::round(c.to.x())),
-                         std::max(std::round(c.from.y()), std::round(c.to.y())));
+        const QPoint from = c.from.toPoint(), to = c.to.toPoint();  // rounds half away from zero
+        const QPoint tl(std::min(from.x(), to.x()), std::min(from.y(), to.y()));
+        const QPoint br(std::max(from.x(), to.x()), std::max(from.y(), to.y()));
         const QPointF w1 = world(vp.get(), tl), w2 = world(vp.get(), br);
 
-        press(vp.get(), c.from, Qt::LeftButton, Qt::ShiftModifier);
+        press(vp.get(), c.from, Qt::LeftButton, shift);
         EXPECT_EQ(vp->vars.qevent_state, 3);
         EXPECT_EQ(vp->vars.item_grab, static_cast<VXViewportItem*>(vp.get()));
         ASSERT_NE(vp->vars.rubberband, nullptr);
         EXPECT_TRUE(vp->vars.rubberband->isVisibleTo(vp.get()));
         EXPECT_EQ(vp->cursor().shape(), Qt::BlankCursor);
-        move(vp.get(), c.to, Qt::LeftButton, Qt::ShiftModifier);
-        EXPECT_EQ(vp->vars.rubberband->geometry(), QRect(tl.toPoint(), br.toPoint()));
-        release(vp.get(), c.to, Qt::LeftButton, Qt::ShiftModifier);
+        move(vp.get(), c.to, Qt::LeftButton, shift);
+        EXPECT_EQ(vp->vars.rubberband->geometry(), QRect(tl, br));
+        release(vp.get(), c.to, Qt::LeftButton, shift);
 
-        EXPECT_NEAR(vp->vars.spc_xleft, w1.x(), 1e-9);
-        EXPECT_NEAR(vp->vars.spc_ytop, w1.y(), 1e-9);
-        EXPECT_NEAR(vp->vars.spc_xright, w2.x(), 1e-9);
-        EXPECT_NEAR(vp->vars.spc_ybottom, w2.y(), 1e-9);
+        expectPoint(QPointF(vp->vars.spc_xleft, vp->vars.spc_ytop), w1, 1e-9);
+        expectPoint(QPointF(vp->vars.spc_xright, vp->vars.spc_ybottom), w2, 1e-9);
         EXPECT_EQ(vp->vars.qevent_state, 1);
         EXPECT_EQ(vp->vars.item_grab, nullptr);
         EXPECT_FALSE(vp->vars.rubberband->isVisibleTo(vp.get()));
@@ -574,12 +532,7 @@ TEST(ViewportInteraction, ShiftDragBoxGivesTheWorldBoxOfItsCorners)
 
 TEST(ViewportInteraction, BoxUnderFivePixelsChangesNothing)
 {
-    struct Case
-    {
-        const char* name;
-        QPointF to;  // from 100, 100
-        Qt::MouseButton button;
-    } cases[] = {
+    struct Case { const char* name; QPointF to; Qt::MouseButton button; } cases[] = {  // from 100, 100
         {"four wide", QPointF(103, 200), Qt::LeftButton},
         {"four high", QPointF(200, 103), Qt::LeftButton},
         {"a click", QPointF(100, 100), Qt::LeftButton},
@@ -616,18 +569,12 @@ TEST(ViewportInteraction, ShiftRightDragZoomsOut)
     const double fy = (v.ybottom - v.ytop) / (w2.y() - w1.y());
     EXPECT_NEAR(vp->vars.spc_ytop, v.ytop - (w1.y() - v.ytop) * fy, 1e-9);
     EXPECT_NEAR(vp->vars.spc_ybottom - vp->vars.spc_ytop, (v.ybottom - v.ytop) * fy, 1e-9);
-    EXPECT_GT(vp->vars.xright - vp->vars.xleft, 1.9 * (v.xright - v.xleft));
+    EXPECT_GT(width(vp.get()), 1.9 * (v.xright - v.xleft));
 }
 
 TEST(ViewportInteraction, WheelZoomsOnceAfterTheDelayWithinLimits)
 {
-    struct Case
-    {
-        const char* name;
-        int angle;
-        QPoint pixels;
-        double factor;
-    } cases[] = {
+    struct Case { const char* name; int angle; QPoint pixels; double factor; } cases[] = {
         {"one step in", 120, QPoint(), 0.85},
         {"one step out", -120, QPoint(), 1.15},
         {"huge step in", 120000, QPoint(), 0.6666666666666666},
@@ -639,31 +586,24 @@ TEST(ViewportInteraction, WheelZoomsOnceAfterTheDelayWithinLimits)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         auto vp = plainViewport();
-        const double width = vp->vars.xright - vp->vars.xleft, height = vp->vars.ytop - vp->vars.ybottom;
-        const QPointF w = world(vp.get(), at);
+        const double w = width(vp.get()), h = height(vp.get());
+        const QPointF under = world(vp.get(), at);
         wheel(vp.get(), at, c.angle, c.pixels);
         EXPECT_EQ(vp->vars.wheel_timer_event, 1);
         // more steps while the timer runs are dropped
         for (int i = 0; i < 5; i++)
             wheel(vp.get(), at, 120);
-        EXPECT_EQ(vp->vars.xright - vp->vars.xleft, width);
+        EXPECT_EQ(width(vp.get()), w);
         ASSERT_TRUE(waitForWheel(vp.get()));
-        EXPECT_NEAR((vp->vars.xright - vp->vars.xleft) / width, c.factor, 1e-12);
-        EXPECT_NEAR((vp->vars.ytop - vp->vars.ybottom) / height, c.factor, 1e-12);
-        // the point under the wheel stays in place
-        const QPointF after = world(vp.get(), at);
-        EXPECT_NEAR(after.x(), w.x(), 1e-9);
-        EXPECT_NEAR(after.y(), w.y(), 1e-9);
+        EXPECT_NEAR(width(vp.get()) / w, c.factor, 1e-12);
+        EXPECT_NEAR(height(vp.get()) / h, c.factor, 1e-12);
+        expectPoint(world(vp.get(), at), under, 1e-9);  // the point under the wheel stays
     }
 }
 
 TEST(ViewportInteraction, SwitchingInteractionsOff)
 {
-    struct Case
-    {
-        const char* value;
-        bool wheel, keys, press;
-    } cases[] = {
+    struct Case { const char* value; bool wheel, keys, press; } cases[] = {
         {"1", true, true, true},
         {"nowheel", false, true, true},
         {"0", false, false, false},
@@ -671,15 +611,15 @@ TEST(ViewportInteraction, SwitchingInteractionsOff)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.value);
         auto vp = plainViewport({"default_event_interaction", c.value});
-        double width = vp->vars.xright - vp->vars.xleft;
+        double w = width(vp.get());
         wheel(vp.get(), QPointF(100, 100), 120);
         EXPECT_EQ(vp->vars.wheel_timer_event, c.wheel ? 1 : 0);
         QTest::qWait(150);
         ASSERT_TRUE(waitForWheel(vp.get()));
-        EXPECT_EQ(vp->vars.xright - vp->vars.xleft != width, c.wheel);
-        width = vp->vars.xright - vp->vars.xleft;
+        EXPECT_EQ(width(vp.get()) != w, c.wheel);
+        w = width(vp.get());
         key(vp.get(), Qt::Key_I, "i");
-        EXPECT_EQ(vp->vars.xright - vp->vars.xleft != width, c.keys);
+        EXPECT_EQ(width(vp.get()) != w, c.keys);
         press(vp.get(), QPointF(100, 100));
         EXPECT_EQ(vp->vars.qevent_state, c.press ? 2 : 1);
         release(vp.get(), QPointF(100, 100));
@@ -688,13 +628,7 @@ TEST(ViewportInteraction, SwitchingInteractionsOff)
 
 TEST(ViewportInteraction, KeysZoom)
 {
-    struct Case
-    {
-        const char* name;
-        int qt_key;
-        const char* text;
-        double factor;
-    } cases[] = {
+    struct Case { const char* name; int qt_key; const char* text; double factor; } cases[] = {
         {"i", Qt::Key_I, "i", 0.8333333333333334},
         {"plus zooms as i does", Qt::Key_Plus, "+", 0.8333333333333334},
         {"capital I zooms faster", Qt::Key_I, "I", 0.5},
@@ -706,10 +640,10 @@ TEST(ViewportInteraction, KeysZoom)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         auto vp = plainViewport();
-        const double width = vp->vars.xright - vp->vars.xleft, height = vp->vars.ytop - vp->vars.ybottom;
+        const double w = width(vp.get()), h = height(vp.get());
         key(vp.get(), c.qt_key, c.text);
-        EXPECT_NEAR((vp->vars.xright - vp->vars.xleft) / width, c.factor, 1e-12);
-        EXPECT_NEAR((vp->vars.ytop - vp->vars.ybottom) / height, c.factor, 1e-12);
+        EXPECT_NEAR(width(vp.get()) / w, c.factor, 1e-12);
+        EXPECT_NEAR(height(vp.get()) / h, c.factor, 1e-12);
     }
 }
 
@@ -719,9 +653,9 @@ TEST(ViewportInteraction, KeyCCentresOnTheCursor)
     QCursor::setPos(vp->mapToGlobal(QPoint(120, 90)));
     const QPointF target = world(vp.get(), QPointF(vp->mapFromGlobal(QCursor::pos())));
     key(vp.get(), Qt::Key_C, "c");
-    EXPECT_NEAR(0.5 * (vp->vars.xleft + vp->vars.xright), target.x(), 1e-9);
-    EXPECT_NEAR(0.5 * (vp->vars.ybottom + vp->vars.ytop), target.y(), 1e-9);
-    EXPECT_NEAR(vp->vars.xright - vp->vars.xleft, 400.0, 1e-9);
+    expectPoint(QPointF(0.5 * (vp->vars.xleft + vp->vars.xright), 0.5 * (vp->vars.ybottom + vp->vars.ytop)), target,
+                1e-9);
+    EXPECT_NEAR(width(vp.get()), 400.0, 1e-9);
 }
 
 TEST(ViewportInteraction, PanMovesTheLimitsByItsPixels)
@@ -764,8 +698,8 @@ TEST(ViewportInteraction, PanCoalescesMovesAndEndsWhereReleased)
         move(vp.get(), QPointF(200 + dx, 150));
     QCoreApplication::processEvents();
     EXPECT_EQ(vp->vars.xoffset, -10);
-    // a move still waiting when the button comes up is applied first, and
-    // nothing moves afterwards
+    // a move still waiting at the release is applied first, and nothing
+    // moves afterwards
     move(vp.get(), QPointF(240, 150));
     release(vp.get(), QPointF(240, 150));
     EXPECT_EQ(vp->vars.xoffset, 0);
@@ -779,7 +713,7 @@ TEST(ViewportInteraction, PanOnFlatMapsMovesTheReference)
 {
     for (const char* map : {"geog", "merc"}) {
         SCOPED_TRACE(map);
-        auto vp = makeViewport(400, 300, {"map", map, "range", "40", "lonr", "10", "latr", "0"});
+        auto vp = mapViewport(map, "40", "10", "0");
         const double lonr = vp->vars.lonr;
         drag(vp.get(), QPointF(200, 150), QPointF(250, 150));
         EXPECT_NEAR(vp->vars.lonr, lonr - 50 * 40.0 / 400.0, 1e-6);
@@ -792,27 +726,23 @@ TEST(ViewportInteraction, PlaneMapsDragTheStartPointUnderThePointer)
 {
     for (const char* map : {"edp", "globe"}) {
         SCOPED_TRACE(map);
-        auto vp = makeViewport(400, 300, {"map", map, "range", "60", "lonr", "10", "latr", "20"});
+        auto vp = mapViewport(map, "60", "10", "20");
         const QPointF start = world(vp.get(), QPointF(200, 150));
         press(vp.get(), QPointF(200, 150));
         move(vp.get(), QPointF(240, 120));
         QCoreApplication::processEvents();
         vp->setScales();
-        QPointF now = world(vp.get(), QPointF(240, 120));
-        EXPECT_NEAR(now.x(), start.x(), 1e-6);
-        EXPECT_NEAR(now.y(), start.y(), 1e-6);
+        expectPoint(world(vp.get(), QPointF(240, 120)), start, 1e-6);
         release(vp.get(), QPointF(260, 120));
         vp->setScales();
-        now = world(vp.get(), QPointF(260, 120));
-        EXPECT_NEAR(now.x(), start.x(), 1e-6);
-        EXPECT_NEAR(now.y(), start.y(), 1e-6);
+        expectPoint(world(vp.get(), QPointF(260, 120)), start, 1e-6);
         EXPECT_EQ(vp->vars.item_grab, nullptr);
     }
 }
 
 TEST(ViewportInteraction, ReferenceDragKeepsTheGrab)
 {
-    auto vp = makeViewport(400, 300, {"map", "edp", "range", "60", "lonr", "10", "latr", "20"});
+    auto vp = mapViewport("edp", "60", "10", "20");
     std::string log;
     LogItem a(vp.get(), "a", &log);
     press(vp.get(), QPointF(200, 150), Qt::LeftButton, Qt::ControlModifier);
@@ -820,8 +750,7 @@ TEST(ViewportInteraction, ReferenceDragKeepsTheGrab)
     EXPECT_EQ(vp->cursor().shape(), Qt::ClosedHandCursor);
     const QPointF target = world(vp.get(), QPointF(300, 100));
     move(vp.get(), QPointF(300, 100), Qt::LeftButton, Qt::ControlModifier);
-    EXPECT_NEAR(vp->vars.lonr, target.x(), 1e-9);
-    EXPECT_NEAR(vp->vars.latr, target.y(), 1e-9);
+    expectPoint(QPointF(vp->vars.lonr, vp->vars.latr), target, 1e-9);
     release(vp.get(), QPointF(300, 100), Qt::LeftButton, Qt::ControlModifier);
     EXPECT_EQ(vp->vars.qevent_state, 1);
     EXPECT_TRUE(hasDefaultCursor(vp.get()));
@@ -840,23 +769,18 @@ TEST(ViewportInteraction, ReferenceDragKeepsTheGrab)
 
 TEST(ViewportInteraction, BoxZoomOnMaps)
 {
-    {
-        auto vp = makeViewport(400, 300, {"map", "geog", "range", "40", "lonr", "10", "latr", "0"});
-        const QPointF w1 = world(vp.get(), QPointF(100, 100)), w2 = world(vp.get(), QPointF(199, 179));
-        drag(vp.get(), QPointF(100, 100), QPointF(199, 179), Qt::LeftButton, Qt::ShiftModifier);
-        EXPECT_NEAR(vp->vars.range, w2.x() - w1.x(), 1e-9);
-        EXPECT_NEAR(vp->vars.lonr, 0.5 * (w1.x() + w2.x()), 1e-9);
-        EXPECT_NEAR(vp->vars.latr, 0.5 * (w1.y() + w2.y()), 1e-9);
-    }
-    {
-        auto vp = makeViewport(400, 300, {"map", "edp", "range", "60", "lonr", "10", "latr", "20"});
-        const QPointF centre = world(vp.get(), QPointF(150, 125));
-        drag(vp.get(), QPointF(100, 100), QPointF(200, 150), Qt::LeftButton, Qt::ShiftModifier);
-        EXPECT_NEAR(vp->vars.lonr, centre.x(), 1e-9);
-        EXPECT_NEAR(vp->vars.latr, centre.y(), 1e-9);
-        EXPECT_GT(vp->vars.range, 0.0);
-        EXPECT_LT(vp->vars.range, 60.0);
-    }
+    auto geog = mapViewport("geog", "40", "10", "0");
+    const QPointF w1 = world(geog.get(), QPointF(100, 100)), w2 = world(geog.get(), QPointF(199, 179));
+    drag(geog.get(), QPointF(100, 100), QPointF(199, 179), Qt::LeftButton, Qt::ShiftModifier);
+    EXPECT_NEAR(geog->vars.range, w2.x() - w1.x(), 1e-9);
+    expectPoint(QPointF(geog->vars.lonr, geog->vars.latr), 0.5 * (w1 + w2), 1e-9);
+
+    auto edp = mapViewport("edp", "60", "10", "20");
+    const QPointF centre = world(edp.get(), QPointF(150, 125));
+    drag(edp.get(), QPointF(100, 100), QPointF(200, 150), Qt::LeftButton, Qt::ShiftModifier);
+    expectPoint(QPointF(edp->vars.lonr, edp->vars.latr), centre, 1e-9);
+    EXPECT_GT(edp->vars.range, 0.0);
+    EXPECT_LT(edp->vars.range, 60.0);
 }
 
 TEST(ViewportInteraction, PaintsAndTeardownDuringGestures)
@@ -866,8 +790,7 @@ TEST(ViewportInteraction, PaintsAndTeardownDuringGestures)
     vp->show();
     press(vp.get(), QPointF(100, 100), Qt::LeftButton, Qt::ShiftModifier);
     move(vp.get(), QPointF(150, 160), Qt::LeftButton, Qt::ShiftModifier);
-    QImage image = vptest::render(vp.get());
-    EXPECT_FALSE(image.isNull());
+    EXPECT_FALSE(vptest::render(vp.get()).isNull());
     item.reset();  // an item going away mid-gesture
     release(vp.get(), QPointF(150, 160), Qt::LeftButton, Qt::ShiftModifier);
     press(vp.get(), QPointF(100, 100));

@@ -11,10 +11,7 @@
 #include <QGridLayout>
 #include <QPushButton>
 
-#include <cstdio>
 #include <string>
-
-#include <unistd.h>
 
 using vptest::makeViewport;
 using vptest::takeErrors;
@@ -38,30 +35,6 @@ std::string names(VXViewport* vp)
         s += i == static_cast<VXViewportItem*>(vp) ? std::string("vp") : i->getItemName().toStdString();
     }
     return s;
-}
-
-// Run f with standard output captured.
-template <typename F>
-std::string captureStdout(F f)
-{
-    fflush(stdout);
-    char path[] = "/tmp/vp_stdout_XXXXXX";
-    int fd = mkstemp(path);
-    int saved = dup(1);
-    dup2(fd, 1);
-    f();
-    fflush(stdout);
-    dup2(saved, 1);
-    close(saved);
-    std::string text;
-    char buffer[4096];
-    lseek(fd, 0, SEEK_SET);
-    ssize_t n;
-    while ((n = read(fd, buffer, sizeof buffer)) > 0)
-        text.append(buffer, static_cast<size_t>(n));
-    close(fd);
-    unlink(path);
-    return text;
 }
 
 } // namespace
@@ -160,7 +133,7 @@ TEST(DisplayList, ShowNames)
     anonymous.showNames(&s, nullptr);
     EXPECT_EQ(s, "x NULL: NULL");
 
-    std::string out = captureStdout([&] { vp->showDisplayList("before "); });
+    std::string out = vptest::captureStdout([&] { vp->showDisplayList("before "); });
     EXPECT_EQ(out.rfind("before VXViewport::showDisplayList: 0x", 0), 0u) << out;
     EXPECT_NE(out.find(" VXViewport: " + vp->vars.viewport_name.toStdString() + " 1 1, 0x"), std::string::npos)
         << out;
@@ -286,12 +259,8 @@ TEST(Logo, UnknownPictureThrows)
 
 TEST(Logo, Anchors)
 {
-    struct Case
-    {
-        const char* name;
-        const char* anchor;
-        int x, y;  // expected top left corner
-    } cases[] = {
+    // y: expected top left corner
+    struct Case { const char* name; const char* anchor; int x, y; } cases[] = {
         {"south east", "se", 300 - 120 - 10, 200 - 40 - 10},
         {"north west", "nw", 10, 10},
         {"north", "n", 90, 10},
@@ -335,13 +304,13 @@ TEST(DisplayList, DebugTrace)
     box.setLayer("lay");
     vp->vars.debug = 1;
     const std::string name = vp->vars.viewport_name.toStdString();
-    std::string out = captureStdout([&] { vptest::render(vp.get()); });
+    std::string out = vptest::captureStdout([&] { vptest::render(vp.get()); });
     EXPECT_EQ(out.rfind("VXiewport::paintEvent: ", 0), 0u) << out;
     EXPECT_NE(out.find("\nDrawing VXViewport: " + name + " 0 100x80\n"), std::string::npos) << out;
     EXPECT_NE(out.find("\nDrawing Box: b 100x80 to lay\n"), std::string::npos) << out;
     EXPECT_NE(out.find("\nDrawing VXLayer: lay:" + name + " 100x80\nDrawing done\n"), std::string::npos) << out;
     // a clean layer: its member is not drawn, so not traced
-    out = captureStdout([&] { vptest::render(vp.get()); });
+    out = vptest::captureStdout([&] { vptest::render(vp.get()); });
     EXPECT_EQ(out.find("Drawing Box"), std::string::npos) << out;
     vp->vars.debug = 0;
 }

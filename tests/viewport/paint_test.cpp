@@ -267,12 +267,7 @@ TEST(ViewportLayers, DisabledLayersDrawDirectly)
 
 TEST(ViewportLogo, MadeWhenThereIsRoom)
 {
-    struct Case
-    {
-        const char* name;
-        int w, h;
-        bool logo;
-    } cases[] = {
+    struct Case { const char* name; int w, h; bool logo; } cases[] = {
         {"100 by 50 is too small", 100, 50, false},
         {"101 by 50 is too low", 101, 50, false},
         {"101 by 51", 101, 51, true},
@@ -315,11 +310,7 @@ TEST(ViewportLogo, StaysOnTop)
 
 namespace {
 
-struct PaintCall
-{
-    int stale;
-    QSize size, old_size;
-};
+struct PaintCall { int stale; QSize size, old_size; };
 std::vector<PaintCall> paint_calls;
 std::vector<QSize> resize_calls;
 
@@ -421,13 +412,7 @@ TEST(ViewportPaint, DegenerateViewsPaint)
         }
         int result = 99;
     };
-    struct Case
-    {
-        const char* name;
-        int w, h;
-        std::initializer_list<const char*> config;
-        int result;
-    } cases[] = {
+    struct Case { const char* name; int w, h; std::initializer_list<const char*> config; int result; } cases[] = {
         {"zero size", 0, 0, {}, -1},
         {"one pixel", 1, 1, {}, -1},
         {"margins larger than the widget", 50, 50, {"margin", "40 40 40 40"}, -1},
@@ -447,75 +432,4 @@ TEST(ViewportPaint, DegenerateViewsPaint)
             vp->grab();  // nothing to paint: only no crash
         }
     }
-}
-
-TEST(ViewportPaint, Gallery)
-{
-    // one picture of everything together, for a look (VX_TEST_SAVE_IMAGES)
-    class Curves : public VXViewportItem
-    {
-    public:
-        explicit Curves(VXViewport* vp) : VXViewportItem(vp, nullptr, "Curves", 1) {}
-        int drawViewportItem(QPainter* painter) override
-        {
-            VXViewport* vp = getViewportParent();
-            std::vector<double> x, y;
-            for (int i = 0; i <= 400; i++) {
-                x.push_back(-1 + 12.0 * i / 400);
-                y.push_back(3.5 * std::sin(x.back() * 1.7) * std::exp(-x.back() / 8));
-            }
-            std::vector<double> px = {6, 12, 12, 6}, py = {-2, -2, 6, 6};
-            painter->setPen(Qt::NoPen);
-            painter->setBrush(QColor(255, 200, 120));
-            vp->polyDraw(painter, 4, px.data(), py.data(), 1, 0, 0);
-            painter->setPen(QPen(QColor(30, 70, 150), 2));
-            vp->polyDraw(painter, static_cast<int>(x.size()), x.data(), y.data(), 0, 0, 0);
-            return 1;
-        }
-    };
-    class Labels : public VXViewportItem
-    {
-    public:
-        explicit Labels(VXViewport* vp) : VXViewportItem(vp, nullptr, "Labels", 1)
-        {
-            VX_ParseFont("DejaVu Sans,13", font);
-            VX_ParseColor("black", black);
-            VX_ParseColor("lightyellow", note);
-            VX_ParseColor("gray", frame);
-        }
-        int drawViewportItem(QPainter* painter) override
-        {
-            VXViewport* vp = getViewportParent();
-            double x, y;
-            vp->getPixels("0.5v", "top+6", &x, &y, nullptr);
-            vp->drawText(painter, &font, x, y, "s", 0, "decaying wave", 0, 0, 0, &black, nullptr, nullptr, nullptr,
-                         nullptr, nullptr, nullptr, nullptr, 1);
-            vp->getPixels("1.0v-4", "1.0v-4", &x, &y, nullptr);
-            vp->drawText(painter, &font, x, y, "neb", 0, "clipped", 0, 0, 0, &black, &note, &frame, nullptr, nullptr,
-                         nullptr, nullptr, nullptr, 1);
-            vp->getPixels("fleft+12", "0.5v", &x, &y, nullptr);
-            vp->drawText(painter, &font, x, y, "c", 90, "amplitude", 0, 0, 0, &black, nullptr, nullptr, nullptr,
-                         nullptr, nullptr, nullptr, nullptr, 1);
-            return 1;
-        }
-        VX_Font font;
-        VX_Color black, note, frame;
-    };
-    VXViewport vp(nullptr, 0, 1);
-    vp.resize(420, 260);
-    ASSERT_EQ(vp.configure("margin", "40 15 25 30", "xleft", "0", "xright", "10", "ybottom", "-4", "ytop", "4", "fill",
-                           "white", "fill_frame", "#e8ecf2", nullptr),
-              0);
-    Curves curves(&vp);
-    curves.setLayer("data");
-    Labels labels(&vp);
-    QImage image = render(&vp);
-    vptest::keep(image, "vp_gallery");
-    // the wave and the fill keep to the plot area: the frame holds only the
-    // labels above and beside it, and the logo
-    const QRect plot(40, 30, 365, 205);
-    EXPECT_EQ(countColor(image, QColor(255, 200, 120), QRect(0, 0, 420, 30)), 0);
-    EXPECT_EQ(countColor(image, QColor(255, 200, 120), QRect(405, 0, 15, 260)), 0);
-    EXPECT_GT(countColor(image, QColor(255, 200, 120), plot), 1000);
-    EXPECT_TRUE(vp.vars.logo);
 }

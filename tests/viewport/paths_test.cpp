@@ -16,11 +16,8 @@
 
 namespace {
 
-struct El
-{
-    int type;  // QPainterPath::ElementType: 0 move, 1 line
-    double x, y;
-};
+// type: QPainterPath::ElementType: 0 move, 1 line
+struct El { int type; double x, y; };
 
 std::vector<El> elementsOf(const QPainterPath& p)
 {
@@ -50,58 +47,58 @@ std::unique_ptr<VXViewport> linearView()
     return vptest::makeViewport(100, 100, {"xleft", "0", "xright", "100", "ybottom", "0", "ytop", "100"});
 }
 
+// The path of the points through a fresh VXPolyDraw with no gains; with
+// null_value, through the form that takes that value as a gap.
+QPainterPath pathOf(VXViewport* vp, std::vector<double> x, std::vector<double> y, const double* null_value = nullptr)
+{
+    VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
+    QPainterPath path;
+    const int n = static_cast<int>(x.size());
+    if (null_value)
+        EXPECT_EQ(pd.addPoints(&path, n, x.data(), y.data(), *null_value, 0), &path);
+    else
+        EXPECT_EQ(pd.addPoints(&path, n, x.data(), y.data(), 0, 0), &path);
+    return path;
+}
+
 constexpr int M = 0, L = 1;
 
 } // namespace
 
-TEST(PathZones, ZoneRuleTable)
+TEST(PathZones, ZoneRuleAndGapsTable)
 {
-    struct Case
-    {
-        const char* name;
-        std::vector<double> x, y;
-        std::vector<El> expected;
-    };
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    struct Case { const char* name; std::vector<double> x, y; std::vector<El> expected; };
     const Case cases[] = {
-        {"a run in one outer zone keeps only its first point",
-         {-10, -20, -30, -40},
-         {50, 60, 70, 80},
-         {{M, -10, 50}}},
+        {"a run in one outer zone keeps only its first point", {-10, -20, -30, -40}, {50, 60, 70, 80}, {{M, -10, 50}}},
         {"zone 0 to zone 8 keeps both ends", {-10, 110}, {110, -10}, {{M, -10, -10}, {L, 110, 110}}},
-        {"entering the view restores the last skipped point",
-         {-10, -20, -30, 50},
-         {50, 50, 50, 50},
+        {"entering the view restores the last skipped point", {-10, -20, -30, 50}, {50, 50, 50, 50},
          {{M, -10, 50}, {L, -30, 50}, {L, 50, 50}}},
         {"a run along the top is skipped", {10, 20, 30, 40}, {110, 120, 110, 130}, {{M, 10, -10}}},
-        {"moving along one side emits without the previous point",
-         {-10, 50, 110},
-         {110, 110, 110},
+        {"moving along one side emits without the previous point", {-10, 50, 110}, {110, 110, 110},
          {{M, -10, -10}, {L, 50, -10}, {L, 110, -10}}},
-        {"inside points are all kept",
-         {10, 20, 30, 40, 50},
-         {10, 20, 30, 40, 50},
+        {"inside points are all kept", {10, 20, 30, 40, 50}, {10, 20, 30, 40, 50},
          {{M, 10, 90}, {L, 20, 80}, {L, 30, 70}, {L, 40, 60}, {L, 50, 50}}},
-        {"leaving the view keeps the first point outside",
-         {50, 150, 160, 170},
-         {50, 50, 50, 50},
+        {"leaving the view keeps the first point outside", {50, 150, 160, 170}, {50, 50, 50, 50},
          {{M, 50, 50}, {L, 150, 50}}},
-        {"returning into the view restores the exit run's end",
-         {50, 150, 160, 50},
-         {50, 50, 50, 50},
+        {"returning into the view restores the exit run's end", {50, 150, 160, 50}, {50, 50, 50, 50},
          {{M, 50, 50}, {L, 150, 50}, {L, 160, 50}, {L, 50, 50}}},
-        {"a corner-cutting step restores its start",
-         {-10, -20, 50},
-         {50, 60, 150},
+        {"a corner-cutting step restores its start", {-10, -20, 50}, {50, 60, 150},
          {{M, -10, 50}, {L, -20, 40}, {L, 50, -50}}},
+        {"sentinel splits the line", {10, 20, VX_NULL_VALUE, 30, 40}, {10, 20, 30, 30, 40},
+         {{M, 10, 90}, {L, 20, 80}, {M, 30, 70}, {L, 40, 60}}},
+        {"NaN and infinity split the line", {10, 20, nan, 30, 40, INFINITY, 50, 60},
+         {10, 20, 25, 30, 40, 0, 50, 60},
+         {{M, 10, 90}, {L, 20, 80}, {M, 30, 70}, {L, 40, 60}, {M, 50, 50}, {L, 60, 40}}},
+        // after the gap the line begins with a skipped point outside the
+        // view; the first point emitted takes over its move, so that no line
+        // bridges the gap (Qt merges the two moves)
+        {"a gap before an outer run", {-5, VX_NULL_VALUE, -10, -20, 50}, {50, 0, 50, 50, 50},
+         {{M, -20, 50}, {L, 50, 50}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        auto vp = linearView();
-        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
-        QPainterPath path;
-        std::vector<double> x = c.x, y = c.y;
-        EXPECT_EQ(pd.addPoints(&path, static_cast<int>(x.size()), x.data(), y.data(), 0, 0), &path);
-        expectElements(path, c.expected);
+        expectElements(pathOf(linearView().get(), c.x, c.y), c.expected);
     }
 }
 
@@ -155,43 +152,7 @@ TEST(PathGaps, LogAxisBreaksAtNonPositiveValues)
 {
     auto vp = vptest::makeViewport(100, 100, {"xleft", "0", "xright", "100", "ymode", "log", "ybottom", "1",
                                               "ytop", "100"});
-    VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
-    QPainterPath path;
-    double x[] = {10, 20, 30, 40, 50}, y[] = {10, 100, -5, 0, 10};
-    pd.addPoints(&path, 5, x, y, 0, 0);
-    expectElements(path, {{M, 10, 50}, {L, 20, 0}, {M, 50, 50}});
-}
-
-TEST(PathGaps, GapsInsideTheViewAndOutside)
-{
-    struct Case
-    {
-        const char* name;
-        std::vector<double> x, y;
-        std::vector<El> expected;
-    };
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const Case cases[] = {
-        {"sentinel splits the line", {10, 20, VX_NULL_VALUE, 30, 40}, {10, 20, 30, 30, 40},
-         {{M, 10, 90}, {L, 20, 80}, {M, 30, 70}, {L, 40, 60}}},
-        {"NaN and infinity split the line", {10, 20, nan, 30, 40, INFINITY, 50, 60},
-         {10, 20, 25, 30, 40, 0, 50, 60},
-         {{M, 10, 90}, {L, 20, 80}, {M, 30, 70}, {L, 40, 60}, {M, 50, 50}, {L, 60, 40}}},
-        // after the gap the line begins with a skipped point outside the
-        // view; the first point emitted takes over its move, so that no line
-        // bridges the gap (Qt merges the two moves)
-        {"a gap before an outer run", {-5, VX_NULL_VALUE, -10, -20, 50}, {50, 0, 50, 50, 50},
-         {{M, -20, 50}, {L, 50, 50}}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        auto vp = linearView();
-        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
-        QPainterPath path;
-        std::vector<double> x = c.x, y = c.y;
-        pd.addPoints(&path, static_cast<int>(x.size()), x.data(), y.data(), 0, 0);
-        expectElements(path, c.expected);
-    }
+    expectElements(pathOf(vp.get(), {10, 20, 30, 40, 50}, {10, 100, -5, 0, 10}), {{M, 10, 50}, {L, 20, 0}, {M, 50, 50}});
 }
 
 TEST(PathGaps, NullValueForm)
@@ -205,13 +166,9 @@ TEST(PathGaps, NullValueForm)
         EXPECT_EQ(pd.addPoints(&path, 3, x, y, -1.0, 0), &path);
         expectElements(path, {{M, 1, 2}});
     }
-    {
-        VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
-        QPainterPath path;
-        double x[] = {10, 15, -1, 20, 30, 40, 50, 55}, y[] = {10, 15, 0, 20, 30, -1, 50, 55};
-        pd.addPoints(&path, 8, x, y, -1.0, 0);
-        expectElements(path, {{M, 10, 90}, {L, 15, 85}, {M, 20, 80}, {L, 30, 70}, {M, 50, 50}, {L, 55, 45}});
-    }
+    const double minus_one = -1.0;
+    expectElements(pathOf(vp.get(), {10, 15, -1, 20, 30, 40, 50, 55}, {10, 15, 0, 20, 30, -1, 50, 55}, &minus_one),
+                   {{M, 10, 90}, {L, 15, 85}, {M, 20, 80}, {L, 30, 70}, {M, 50, 50}, {L, 55, 45}});
 }
 
 TEST(PathForms, PathInputAndSubtraction)
@@ -270,11 +227,7 @@ TEST(PathScaledata, DispositionsAndNoInput)
 TEST(PathScaledata, ViewWithoutScalesDropsEverything)
 {
     auto vp = vptest::makeViewport(2, 2, {"xleft", "0", "xright", "100", "ybottom", "0", "ytop", "100"});
-    VXPolyDraw pd(&vp->vars, 0, 1.0, 1.0, 0, 0);
-    QPainterPath path;
-    double x[] = {10, 20}, y[] = {10, 20};
-    pd.addPoints(&path, 2, x, y, 0, 0);
-    EXPECT_TRUE(path.isEmpty());
+    EXPECT_TRUE(pathOf(vp.get(), {10, 20}, {10, 20}).isEmpty());
 }
 
 namespace {
@@ -295,13 +248,7 @@ std::vector<double> segmentLengths(const QPainterPath& p)
 
 TEST(PathSubdivision, MapLinesAreCutToAboutAPixel)
 {
-    struct Case
-    {
-        const char* name;
-        const char* map;
-        double lat0, lon0, lat1, lon1;
-        int min_elements, max_elements;
-    };
+    struct Case { const char* name; const char* map; double lat0, lon0, lat1, lon1; int min_elements, max_elements; };
     // 200 pixels over 40 degrees: 0.2 degrees a pixel
     const Case cases[] = {
         {"edp along the equator", "edp", 0.0, -10.0, 0.0, 10.0, 95, 106},
@@ -345,13 +292,7 @@ TEST(PathSubdivision, SubdivisionFollowsTheShortWayAcrossTheDateLine)
 TEST(PathSubdivision, HardPointsStayBoundedAndFinite)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    struct Case
-    {
-        const char* name;
-        const char* map;
-        const char* range;
-        std::vector<double> lon, lat;
-    };
+    struct Case { const char* name; const char* map; const char* range; std::vector<double> lon, lat; };
     const Case cases[] = {
         {"poles", "edp", "40", {0, 0, 90, 0}, {90, -90, 90, -90}},
         {"date line back and forth", "edp", "40", {179.9, -179.9, 179.9, -179.9}, {0, 0, 10, -10}},

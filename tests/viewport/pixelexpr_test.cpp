@@ -21,8 +21,7 @@ VxViewport frame(int xmode = 0)
     VxViewport vp;
     vp.w = 120;
     vp.h = 70;
-    vp.mleft = 10;
-    vp.mright = 10;
+    vp.mleft = vp.mright = 10;
     vp.mbottom = 5;
     vp.mtop = 15;
     vp.xleft = xmode == 1 ? 1 : 0;
@@ -53,14 +52,7 @@ public:
 TEST(PixelExpression, Values)
 {
     const VX_PixelBox box{20, 7, 30, 9};
-    struct Case
-    {
-        const char* name;
-        int axis;
-        const char* text;
-        bool relative;
-        double expected;
-    } cases[] = {
+    struct Case { const char* name; int axis; const char* text; bool relative; double expected; } cases[] = {
         {"right edge", 0, "right", false, 100},
         {"frame right", 0, "fright", false, 110},
         {"left edge", 0, "left", false, 0},
@@ -116,13 +108,7 @@ TEST(PixelExpression, LogarithmicDataValues)
 
 TEST(PixelExpression, Refusals)
 {
-    struct Case
-    {
-        const char* name;
-        int axis;
-        const char* text;
-        const char* first_line;
-    } cases[] = {
+    struct Case { const char* name; int axis; const char* text; const char* first_line; } cases[] = {
         {"centimetres", 0, "12c", "VXViewport::getPixels: 12c not implemented\n"},
         {"inches", 1, "1i", "VXViewport::getPixels: 1i not implemented\n"},
         {"millimetres", 0, "3m", "VXViewport::getPixels: 3m not implemented\n"},
@@ -185,13 +171,7 @@ TEST(PixelExpression, ReadsNoFurtherThanItsLength)
 
 TEST(PixelCount, Table)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        int result;
-        int pixels;
-    } cases[] = {
+    struct Case { const char* name; const char* text; int result; int pixels; } cases[] = {
         {"null", nullptr, 0, 0},
         {"empty", "", 0, 0},
         {"integer", "7", 0, 7},
@@ -242,12 +222,7 @@ TEST(PixelExpression, ViewportMembers)
 
 TEST(Anchor, Names)
 {
-    struct Case
-    {
-        const char* name;
-        const char* anchor;
-        double jx, jy;
-    } cases[] = {
+    struct Case { const char* name; const char* anchor; double jx, jy; } cases[] = {
         {"centre", "c", 0.5, 0.5},        {"east", "e", 1.0, 0.5},         {"west", "w", 0.0, 0.5},
         {"north", "n", 0.5, 1.0},         {"north east", "ne", 1.0, 1.0},  {"north west", "nw", 0.0, 1.0},
         {"south", "s", 0.5, 0.0},         {"south east", "se", 1.0, 0.0},  {"south west", "sw", 0.0, 0.0},

@@ -1,5 +1,4 @@
-// Helpers of the viewport tests: making viewports, rendering them into
-// images, and reading properties of the pixels.
+// Helpers of the viewport tests: making viewports, rendering, reading pixels.
 #pragma once
 
 #include "support/testsupport.h"
@@ -13,9 +12,13 @@
 #include <QPainter>
 #include <QRect>
 
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 namespace vptest {
 
@@ -27,17 +30,56 @@ inline std::string takeErrors()
     return text;
 }
 
-// A viewport of w by h pixels with no logo, its scales set; configure
-// pairs (key, value, ...) are applied first.
-inline std::unique_ptr<VXViewport> makeViewport(int w, int h, std::initializer_list<const char*> config = {})
+// Apply configure pairs (key, value, ...) to an item or a viewport.
+template <typename T>
+void configureAll(T* target, const std::vector<const char*>& pairs)
+{
+    for (size_t i = 0; i + 1 < pairs.size(); i += 2)
+        EXPECT_EQ(target->configure(pairs[i], pairs[i + 1], nullptr), 0) << pairs[i] << " " << takeErrors();
+}
+
+// A viewport of w by h pixels with no logo, configured with the pairs of
+// config then extra, its scales set.
+inline std::unique_ptr<VXViewport> makeViewport(int w, int h, std::initializer_list<const char*> config = {},
+                                                std::initializer_list<const char*> extra = {})
 {
     auto vp = std::make_unique<VXViewport>(nullptr, 0, 0);
     vp->resize(w, h);
-    const std::vector<const char*> pairs(config);
-    for (size_t i = 0; i + 1 < pairs.size(); i += 2)
-        EXPECT_EQ(vp->configure(pairs[i], pairs[i + 1], nullptr), 0) << pairs[i] << " " << takeErrors();
+    configureAll(vp.get(), config);
+    configureAll(vp.get(), extra);
     vp->setScales();
     return vp;
+}
+
+// Run f with standard output captured.
+template <typename F>
+std::string captureStdout(F f)
+{
+    fflush(stdout);
+    char path[] = "/tmp/vptest_stdout_XXXXXX";
+    int fd = mkstemp(path), saved = dup(1);
+    dup2(fd, 1);
+    f();
+    fflush(stdout);
+    dup2(saved, 1);
+    close(saved);
+    std::string text;
+    char buffer[4096];
+    lseek(fd, 0, SEEK_SET);
+    for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;)
+        text.append(buffer, static_cast<size_t>(n));
+    close(fd);
+    unlink(path);
+    return text;
+}
+
+// p is about c; small text is antialiased, so any clearly blue pixel is blue.
+inline bool isColor(QRgb p, QColor c)
+{
+    if (c == QColor(0, 0, 255))
+        return qBlue(p) - qRed(p) > 60 && qBlue(p) - qGreen(p) > 60;
+    return std::abs(qRed(p) - c.red()) < 40 && std::abs(qGreen(p) - c.green()) < 40
+           && std::abs(qBlue(p) - c.blue()) < 40;
 }
 
 // Run the paint cycle into an image prefilled with background.
@@ -74,8 +116,7 @@ inline QRect inkBox(const QImage& image, QColor background = Qt::white)
     return x1 < 0 ? QRect() : QRect(QPoint(x0, y0), QPoint(x1, y1));
 }
 
-// Number of pixels of exactly colour c inside r (the whole image when r is
-// empty).
+// Number of pixels of exactly colour c inside r (empty r: the whole image).
 inline int countColor(const QImage& image, QColor c, QRect r = QRect())
 {
     if (r.isEmpty())
@@ -106,8 +147,7 @@ inline void keep(const QImage& image, const char* name)
         image.save(QString("/tmp/%1.png").arg(name));
 }
 
-// A paint device that records what reaches its engine: polylines and
-// polygons with their point counts, and lines.
+// A paint device that records the polylines, polygons and lines reaching its engine.
 class RecordingEngine : public QPaintEngine
 {
 public:

@@ -1,6 +1,6 @@
-// The command console: prompt, the read-only old text, history, the queue
-// that runs one command per event-loop turn, output, file import, mouse
-// selection, clipboard actions and configuration keys.
+// The command console: prompt, read-only old text, history, the queue that
+// runs one command per event-loop turn, output, import, mouse selection,
+// clipboard actions and configuration keys.
 #include "support/testsupport.h"
 
 #include "views/commandconsole.h"
@@ -15,11 +15,11 @@
 #include <QMouseEvent>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
 
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -49,15 +49,9 @@ void record(QString command, HL_ClientData data)
         r->console->printLineOutput(QStringLiteral("out:") + command, QString(), 0, 1);
 }
 
-void other(QString, HL_ClientData data)
-{
-    ++*static_cast<int*>(data);
-}
+void other(QString, HL_ClientData data) { ++*static_cast<int*>(data); }
 
-void destroyConsole(QString, HL_ClientData data)
-{
-    delete static_cast<VXCommandConsole*>(data);
-}
+void destroyConsole(QString, HL_ClientData data) { delete static_cast<VXCommandConsole*>(data); }
 
 struct ConsoleTest : ::testing::Test
 {
@@ -69,17 +63,18 @@ struct ConsoleTest : ::testing::Test
     }
     void TearDown() override { QCoreApplication::processEvents(); }
     QString text() const { return console->toPlainText(); }
-    // One turn of the event loop.
-    static void turn() { QCoreApplication::processEvents(); }
-    void turns(int n)
+    static void turns(int n = 1)  // turns of the event loop
     {
         for (int i = 0; i < n; i++)
-            turn();
+            QCoreApplication::processEvents();
     }
-    void putCursor(int position)
+    void type(const char* s) { QTest::keyClicks(console.get(), s); }
+    void key(Qt::Key k, Qt::KeyboardModifiers m = Qt::NoModifier) { QTest::keyClick(console.get(), k, m); }
+    void putCursor(int position, int anchor = -1)
     {
         QTextCursor c = console->textCursor();
-        c.setPosition(position);
+        c.setPosition(anchor < 0 ? position : anchor);
+        c.setPosition(position, QTextCursor::KeepAnchor);
         console->setTextCursor(c);
     }
     QPoint pointOf(int position)
@@ -88,6 +83,18 @@ struct ConsoleTest : ::testing::Test
         c.setPosition(position);
         const QRect r = console->cursorRect(c);
         return QPoint(r.left() + 2, r.center().y());
+    }
+    // Press at one text position, drag with the button down, release at another.
+    void drag(int from, int to, const std::function<void()>& pressed = {})
+    {
+        QWidget* vp = console->viewport();
+        QTest::mousePress(vp, Qt::LeftButton, {}, pointOf(from));
+        if (pressed)
+            pressed();
+        QMouseEvent move(QEvent::MouseMove, pointOf(to), vp->mapToGlobal(pointOf(to)), Qt::NoButton, Qt::LeftButton,
+                         Qt::NoModifier);
+        QApplication::sendEvent(vp, &move);
+        QTest::mouseRelease(vp, Qt::LeftButton, {}, pointOf(to));
     }
     QColor colorAt(int position)
     {
@@ -105,28 +112,18 @@ struct ConsoleTest : ::testing::Test
 TEST(CommandConsoleKeys, DefaultsAndChanges)
 {
     VXCommandConsole console;
-    struct Row
-    {
-        const char* key;
-        const char* expected;
+    const struct { const char* key; const char* expected; } rows[] = {
+        {"font", "courier,14"}, {"color_foreground", "blue"}, {"color_foreground_selection", "lightyellow"},
+        {"color_background", "lightyellow"}, {"color_background_selection", "blue"}, {"color_prompt", "orange"},
+        {"color_output", "black"}, {"color_erroroutput", "red"}, {"prompt", ">"},
     };
-    const Row rows[] = {
-        {"font", "courier,14"},
-        {"color_foreground", "blue"},
-        {"color_foreground_selection", "lightyellow"},
-        {"color_background", "lightyellow"},
-        {"color_background_selection", "blue"},
-        {"color_prompt", "orange"},
-        {"color_output", "black"},
-        {"color_erroroutput", "red"},
-        {"prompt", ">"},
-    };
-    for (const Row& c : rows) {
+    for (const auto& c : rows) {
         SCOPED_TRACE(c.key);
         char* value = console.getConfigureValue(c.key);
         ASSERT_NE(value, nullptr) << takeErrors();
         EXPECT_STREQ(value, c.expected);
         free(value);
+        EXPECT_EQ(console.configure(c.key, c.expected, nullptr), 0) << "the default is accepted again";
     }
     EXPECT_EQ(console.palette().color(QPalette::Base), QColor("lightyellow"));
     EXPECT_EQ(console.palette().color(QPalette::Text), QColor("blue"));
@@ -147,14 +144,6 @@ TEST(CommandConsoleKeys, DefaultsAndChanges)
     free(prompt);
 }
 
-TEST_F(ConsoleTest, StartsWithAPromptInItsColour)
-{
-    EXPECT_EQ(text(), ">");
-    EXPECT_EQ(console->commandCount(), 1);
-    EXPECT_EQ(colorAt(0), QColor("orange"));
-    EXPECT_EQ(console->getCommand(0), "");
-}
-
 TEST_F(ConsoleTest, QueuedCommandsRunInOrderOneTurnApart)
 {
     console->setCommandCallback(record, &recorder);
@@ -162,9 +151,9 @@ TEST_F(ConsoleTest, QueuedCommandsRunInOrderOneTurnApart)
     console->sendCommand("second", 1, 1);
     EXPECT_TRUE(recorder.commands.isEmpty());  // nothing runs inside sendCommand
     EXPECT_EQ(console->command_queue.size(), 2);
-    turn();
+    turns();
     EXPECT_EQ(recorder.commands, QStringList({"first"}));
-    turn();
+    turns();
     EXPECT_EQ(recorder.commands, QStringList({"first", "second"}));
     EXPECT_TRUE(console->command_queue.isEmpty());
     turns(3);
@@ -182,18 +171,21 @@ TEST_F(ConsoleTest, EchoedCommandsAndTheirOutputBuildTheHistory)
     EXPECT_EQ(console->commandCount(), 3);
     EXPECT_EQ(console->getCommand(0), "a");
     EXPECT_EQ(console->getCommand(1), "b");
-    EXPECT_EQ(console->getCommand(2), "");
-    EXPECT_EQ(console->getCommand(3), "");
-    EXPECT_EQ(console->getCommand(-1), "");
+    for (int past : {2, 3, -1})
+        EXPECT_EQ(console->getCommand(past), "") << past;
     EXPECT_EQ(colorAt(text().indexOf("out:a")), QColor("black"));
     EXPECT_EQ(colorAt(text().indexOf("a\n")), QColor("blue"));
 }
 
-TEST_F(ConsoleTest, WithoutEchoNothingIsWrittenAndThePromptStays)
+TEST_F(ConsoleTest, StartsWithAPromptThatStaysWithoutEcho)
 {
+    EXPECT_EQ(text(), ">");
+    EXPECT_EQ(console->commandCount(), 1);
+    EXPECT_EQ(colorAt(0), QColor("orange"));
+    EXPECT_EQ(console->getCommand(0), "");
     console->setCommandCallback(record, &recorder);
     console->sendCommand("quiet", 0, 0);
-    turn();
+    turns();
     EXPECT_EQ(recorder.commands, QStringList({"quiet"}));
     EXPECT_EQ(text(), ">");
 }
@@ -202,7 +194,7 @@ TEST_F(ConsoleTest, WithoutCallbacksThePromptComesBack)
 {
     console->sendCommand("lonely", 1, 1);
     EXPECT_EQ(text(), ">lonely\n");
-    turn();
+    turns();
     EXPECT_EQ(text(), ">lonely\n>");
 }
 
@@ -210,106 +202,93 @@ TEST_F(ConsoleTest, TypedLinesGoToTheCallbacks)
 {
     recorder.print = true;
     console->setCommandCallback(record, &recorder);
-    QTest::keyClicks(console.get(), "hello");
+    type("hello");
     EXPECT_EQ(text(), ">hello");
-    QTest::keyClick(console.get(), Qt::Key_Return);
+    key(Qt::Key_Return);
     EXPECT_EQ(text(), ">hello\n");
-    turn();
+    turns();
     EXPECT_EQ(recorder.commands, QStringList({"hello"}));
     EXPECT_EQ(text(), ">hello\nout:hello\n>");
 }
 
-TEST_F(ConsoleTest, UpOnAnEmptyHistoryLeavesTheLine)
-{
-    QTest::keyClicks(console.get(), "abc");
-    QTest::keyClick(console.get(), Qt::Key_Up);
-    EXPECT_EQ(text(), ">abc");
-    QTest::keyClick(console.get(), Qt::Key_Down);
-    EXPECT_EQ(text(), ">abc");
-    QTest::keyClicks(console.get(), "d");
-    EXPECT_EQ(text(), ">abcd");
-}
-
 TEST_F(ConsoleTest, UpAndDownWalkTheHistoryAndRestoreTheTypedLine)
 {
+    // an empty history leaves the line
+    type("abc");
+    key(Qt::Key_Up);
+    EXPECT_EQ(text(), ">abc");
+    key(Qt::Key_Down);
+    type("d");
+    EXPECT_EQ(text(), ">abcd");
+    key(Qt::Key_Return);
+
     recorder.print = true;
     console->setCommandCallback(record, &recorder);
     console->sendCommand("one", 1, 1);
     console->sendCommand("two", 1, 1);
-    turns(2);
-    const QString before = ">one\nout:one\n>two\nout:two\n>";
-    QTest::keyClicks(console.get(), "new");
-    QTest::keyClick(console.get(), Qt::Key_Up);
-    EXPECT_EQ(text(), before + "two");
-    QTest::keyClick(console.get(), Qt::Key_Up);
-    EXPECT_EQ(text(), before + "one");
-    QTest::keyClick(console.get(), Qt::Key_Up);  // the oldest stays
-    EXPECT_EQ(text(), before + "one");
-    QTest::keyClick(console.get(), Qt::Key_Down);
-    EXPECT_EQ(text(), before + "two");
-    QTest::keyClick(console.get(), Qt::Key_Down);
-    EXPECT_EQ(text(), before + "new");
-    QTest::keyClick(console.get(), Qt::Key_Down);
-    EXPECT_EQ(text(), before + "new");
+    turns(3);
+    const QString before = ">abcd\nout:abcd\n>one\nout:one\n>two\nout:two\n>";
+    ASSERT_EQ(text(), before);
+    type("new");
+    const struct { Qt::Key key; const char* line; } steps[] = {
+        {Qt::Key_Up, "two"}, {Qt::Key_Up, "one"}, {Qt::Key_Up, "abcd"}, {Qt::Key_Up, "abcd"},  // the oldest stays
+        {Qt::Key_Down, "one"}, {Qt::Key_Down, "two"}, {Qt::Key_Down, "new"}, {Qt::Key_Down, "new"},
+    };
+    for (const auto& s : steps) {
+        key(s.key);
+        EXPECT_EQ(text(), before + s.line);
+    }
 }
 
 TEST_F(ConsoleTest, TypingInsideOldOutputChangesNothing)
 {
     console->setCommandCallback(record, &recorder);
     console->sendCommand("old", 1, 0);
-    turn();
+    turns();
     console->printLineOutput("old output", QString(), 0, 0);
-    QTest::keyClicks(console.get(), "now");
+    type("now");
     const QString before = text();
     ASSERT_EQ(before, ">old\nold output\n>now");
-    struct Row
-    {
-        const char* name;
-        int position;
-    };
-    const Row rows[] = {{"in an old command", 2}, {"in old output", 8}, {"in the prompt", int(before.size()) - 4}};
-    for (const Row& c : rows) {
+    const int end = int(before.size());
+    const struct { const char* name; int position; } rows[] = {
+        {"in an old command", 2}, {"in old output", 8}, {"in the prompt", end - 4}};
+    for (const auto& c : rows) {
         SCOPED_TRACE(c.name);
         putCursor(c.position);
-        QTest::keyClicks(console.get(), "zz");
-        QTest::keyClick(console.get(), Qt::Key_Backspace);
-        QTest::keyClick(console.get(), Qt::Key_Delete);
-        QTest::keyClick(console.get(), Qt::Key_Tab);
+        type("zz");
+        for (Qt::Key k : {Qt::Key_Backspace, Qt::Key_Delete, Qt::Key_Tab})
+            key(k);
         EXPECT_EQ(text(), before);
     }
     // a text selection that reaches into old output is not replaced either
-    QTextCursor c = console->textCursor();
-    c.setPosition(int(before.size()) - 5);
-    c.setPosition(int(before.size()), QTextCursor::KeepAnchor);
-    console->setTextCursor(c);
-    QTest::keyClicks(console.get(), "x");
-    QTest::keyClick(console.get(), Qt::Key_Backspace);
+    putCursor(end, end - 5);
+    type("x");
+    key(Qt::Key_Backspace);
     EXPECT_EQ(text(), before);
     EXPECT_EQ(recorder.commands, QStringList({"old"}));
 }
 
 TEST_F(ConsoleTest, EditingStopsAtTheStartOfTheLine)
 {
-    QTest::keyClicks(console.get(), "ab");
-    QTest::keyClick(console.get(), Qt::Key_Left);
-    QTest::keyClick(console.get(), Qt::Key_Left);
-    QTest::keyClick(console.get(), Qt::Key_Left);  // would enter the prompt
+    type("ab");
+    for (int i = 0; i < 3; i++)  // the third would enter the prompt
+        key(Qt::Key_Left);
     EXPECT_EQ(console->textCursor().position(), 1);
-    QTest::keyClick(console.get(), Qt::Key_Backspace);
+    key(Qt::Key_Backspace);
     EXPECT_EQ(text(), ">ab");
-    QTest::keyClicks(console.get(), "x");
+    type("x");
     EXPECT_EQ(text(), ">xab");
-    QTest::keyClick(console.get(), Qt::Key_Delete);
+    key(Qt::Key_Delete);
     EXPECT_EQ(text(), ">xb");
-    QTest::keyClick(console.get(), Qt::Key_End);
-    QTest::keyClick(console.get(), Qt::Key_Backspace);
+    key(Qt::Key_End);
+    key(Qt::Key_Backspace);
     EXPECT_EQ(text(), ">x");
     // Control with another key than X, C, V does nothing
-    QTest::keyClick(console.get(), Qt::Key_A, Qt::ControlModifier);
-    QTest::keyClick(console.get(), Qt::Key_Z, Qt::ControlModifier);
+    key(Qt::Key_A, Qt::ControlModifier);
+    key(Qt::Key_Z, Qt::ControlModifier);
     EXPECT_EQ(text(), ">x");
-    QTest::keyClick(console.get(), Qt::Key_Home);
-    QTest::keyClicks(console.get(), "y");
+    key(Qt::Key_Home);
+    type("y");
     EXPECT_EQ(text(), ">yx");
 }
 
@@ -317,7 +296,7 @@ TEST_F(ConsoleTest, OutputColoursPrefixAndNewlineBeforeThePrompt)
 {
     console->sendCommand("c", 1, 1);
     console->setCommandCallback(record, &recorder);
-    turn();
+    turns();
     console->printLineOutput("partial", QString(), 0, 0);
     console->printLineOutput("bad", "E: ", 1, 0);
     console->printLineOutput(QString(), QString(), 0, 1);
@@ -327,40 +306,23 @@ TEST_F(ConsoleTest, OutputColoursPrefixAndNewlineBeforeThePrompt)
     EXPECT_EQ(colorAt(int(text().size()) - 1), QColor("orange"));
     // a finished line that ends in a newline gets no empty line after it
     console->sendCommand("d", 1, 1);
-    turn();
+    turns();
     console->printLineOutput("line\n", QString(), 0, 1);
     EXPECT_EQ(text(), ">c\npartialE: bad\n>d\nline\n>");
 }
 
 TEST_F(ConsoleTest, OutputWhileTypingGoesAboveTheOpenPrompt)
 {
-    QTest::keyClicks(console.get(), "ab");
+    type("ab");
     console->printLineOutput("note", QString(), 0, 1);
     EXPECT_EQ(text(), "note\n>ab");
     EXPECT_EQ(console->commandCount(), 1);
-    QTest::keyClicks(console.get(), "c");
+    type("c");
     EXPECT_EQ(text(), "note\n>abc");
     EXPECT_EQ(console->getCommand(0), "abc");
 }
 
 TEST_F(ConsoleTest, ImportQueuesEveryLineOfAFile)
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("commands.txt");
-    {
-        QFile f(path);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write("show all\r\n\nfilter BP 1 5\n");
-    }
-    console->setCommandCallback(record, &recorder);
-    EXPECT_EQ(console->importFromFile(path, 1), 3);
-    EXPECT_EQ(console->command_queue.size(), 3);
-    turns(3);
-    EXPECT_EQ(recorder.commands, QStringList({"show all", "", "filter BP 1 5"}));
-    EXPECT_EQ(console->getCommand(0), "show all");
-}
-
-TEST_F(ConsoleTest, AMissingFileQueuesNothing)
 {
     console->setCommandCallback(record, &recorder);
     EXPECT_EQ(console->importFromFile("/nonexistent/dir/commands.txt", 1), -1);
@@ -369,6 +331,17 @@ TEST_F(ConsoleTest, AMissingFileQueuesNothing)
     turns(2);
     EXPECT_TRUE(recorder.commands.isEmpty());
     EXPECT_EQ(text(), ">");
+
+    QTemporaryDir dir;
+    QFile f(dir.filePath("commands.txt"));
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write("show all\r\n\nfilter BP 1 5\n");
+    f.close();
+    EXPECT_EQ(console->importFromFile(f.fileName(), 1), 3);
+    EXPECT_EQ(console->command_queue.size(), 3);
+    turns(3);
+    EXPECT_EQ(recorder.commands, QStringList({"show all", "", "filter BP 1 5"}));
+    EXPECT_EQ(console->getCommand(0), "show all");
 }
 
 TEST_F(ConsoleTest, CallbacksRegisterOnceAndCanBeRemoved)
@@ -377,19 +350,17 @@ TEST_F(ConsoleTest, CallbacksRegisterOnceAndCanBeRemoved)
     console->setCommandCallback(record, &recorder);
     console->setCommandCallback(other, &count);
     console->setCommandCallback(other, &count);  // same function: once
-    console->sendCommand("x", 0, 0);
-    turn();
-    EXPECT_EQ(count, 1);
-    EXPECT_EQ(recorder.commands.size(), 1);
+    auto run = [&](const char* command, int expected_count, int expected_recorded) {
+        console->sendCommand(command, 0, 0);
+        turns();
+        EXPECT_EQ(count, expected_count) << command;
+        EXPECT_EQ(recorder.commands.size(), expected_recorded) << command;
+    };
+    run("x", 1, 1);
     console->removeCommandCallback(other);
-    console->sendCommand("y", 0, 0);
-    turn();
-    EXPECT_EQ(count, 1);
-    EXPECT_EQ(recorder.commands.size(), 2);
+    run("y", 1, 2);
     console->removeCommandCallback(nullptr);
-    console->sendCommand("z", 0, 0);
-    turn();
-    EXPECT_EQ(recorder.commands.size(), 2);
+    run("z", 1, 2);
 }
 
 TEST(CommandConsoleLifetime, ACallbackMayDestroyTheConsole)
@@ -408,28 +379,23 @@ TEST_F(ConsoleTest, MouseSelectsOldTextButNotPrompts)
 {
     console->show();
     console->sendCommand("select me", 1, 0);
-    turn();
+    turns();
     const QString all = text();
     ASSERT_EQ(all, ">select me\n>");
     QWidget* vp = console->viewport();
     // a press on the prompt selects nothing
-    QTest::mousePress(vp, Qt::LeftButton, {}, pointOf(0));
-    QTest::mouseRelease(vp, Qt::LeftButton, {}, pointOf(0));
+    QTest::mouseClick(vp, Qt::LeftButton, {}, pointOf(0));
     EXPECT_EQ(console->selectedText(), "");
     // press on "s", drag to after "select"
-    QTest::mousePress(vp, Qt::LeftButton, {}, pointOf(1));
-    EXPECT_EQ(console->selectedText(), "s");
-    EXPECT_EQ(console->extraSelections().size(), 1);
-    QMouseEvent move(QEvent::MouseMove, pointOf(7), vp->mapToGlobal(pointOf(7)), Qt::NoButton, Qt::LeftButton,
-                     Qt::NoModifier);
-    QApplication::sendEvent(vp, &move);
-    QTest::mouseRelease(vp, Qt::LeftButton, {}, pointOf(7));
+    drag(1, 7, [&] {
+        EXPECT_EQ(console->selectedText(), "s");
+        EXPECT_EQ(console->extraSelections().size(), 1);
+    });
     EXPECT_EQ(console->selectedText(), "select");
     const QTextEdit::ExtraSelection shown = console->extraSelections().value(0);
     EXPECT_EQ(shown.format.background().color(), QColor("blue"));
     EXPECT_EQ(shown.format.foreground().color(), QColor("lightyellow"));
-    // the text cursor stayed on the command line
-    EXPECT_EQ(console->textCursor().position(), int(all.size()));
+    EXPECT_EQ(console->textCursor().position(), int(all.size())) << "the text cursor stays on the command line";
 
     std::unique_ptr<QMenu> menu(console->createContextMenu());
     QStringList entries;
@@ -447,13 +413,12 @@ TEST_F(ConsoleTest, MouseSelectsOldTextButNotPrompts)
     QApplication::clipboard()->setText("p1\np2");
     menu->actions()[2]->trigger();
     EXPECT_EQ(text(), all + "p1 p2");
-    QTest::keyClick(console.get(), Qt::Key_V, Qt::ControlModifier);
+    key(Qt::Key_V, Qt::ControlModifier);
     EXPECT_EQ(text(), all + "p1 p2p1 p2");
     // a key ends the selection
-    QTest::mousePress(vp, Qt::LeftButton, {}, pointOf(1));
-    QTest::mouseRelease(vp, Qt::LeftButton, {}, pointOf(1));
+    QTest::mouseClick(vp, Qt::LeftButton, {}, pointOf(1));
     EXPECT_EQ(console->selectedText(), "s");
-    QTest::keyClick(console.get(), Qt::Key_Right);
+    key(Qt::Key_Right);
     EXPECT_EQ(console->selectedText(), "");
     EXPECT_TRUE(console->extraSelections().isEmpty());
 }
@@ -461,13 +426,8 @@ TEST_F(ConsoleTest, MouseSelectsOldTextButNotPrompts)
 TEST_F(ConsoleTest, DeleteRemovesASelectionInsideTheLine)
 {
     console->show();
-    QTest::keyClicks(console.get(), "abcdef");
-    QWidget* vp = console->viewport();
-    QTest::mousePress(vp, Qt::LeftButton, {}, pointOf(2));
-    QMouseEvent move(QEvent::MouseMove, pointOf(4), vp->mapToGlobal(pointOf(4)), Qt::NoButton, Qt::LeftButton,
-                     Qt::NoModifier);
-    QApplication::sendEvent(vp, &move);
-    QTest::mouseRelease(vp, Qt::LeftButton, {}, pointOf(4));
+    type("abcdef");
+    drag(2, 4);
     EXPECT_EQ(console->selectedText(), "bc");
     console->deleteAction();
     EXPECT_EQ(text(), ">adef");
@@ -478,7 +438,7 @@ TEST_F(ConsoleTest, EchoCommandRecordsWithoutRunning)
 {
     console->setCommandCallback(record, &recorder);
     console->echoCommand("done elsewhere");
-    turn();
+    turns();
     EXPECT_TRUE(recorder.commands.isEmpty());
     EXPECT_EQ(text(), ">done elsewhere\n>");
     EXPECT_EQ(console->getCommand(0), "done elsewhere");
@@ -488,8 +448,8 @@ TEST_F(ConsoleTest, ThePromptKeyAppliesToTheNextPrompt)
 {
     ASSERT_EQ(console->configure("prompt", "vx% ", nullptr), 0) << takeErrors();
     console->sendCommand("a", 1, 0);
-    turn();
+    turns();
     EXPECT_EQ(text(), ">a\nvx% ");
-    QTest::keyClicks(console.get(), "b");
+    type("b");
     EXPECT_EQ(console->getCommand(1), "b");
 }

@@ -28,38 +28,14 @@ std::string takeErrors()
 
 const char* const kDefinitions =
     "column_definitions &Arr{\n"
-    "    lat &Arr{\n"
-    "        source lat\n"
-    "        label Latitude\n"
-    "        format %.2f\n"
-    "        alignment e\n"
-    "    }\n"
-    "    mb &Arr{\n"
-    "        source mb\n"
-    "        sort mb\n"
-    "        format %.1f\n"
-    "    }\n"
-    "    idauth &Arr{\n"
-    "        source orid; auth\n"
-    "        format %d-;%s\n"
-    "        alignment c\n"
-    "    }\n"
-    "    root &Arr{\n"
-    "        source sqrt(depth - 5)\n"
-    "        format %.3f\n"
-    "    }\n"
-    "    time &Arr{\n"
-    "        source time\n"
-    "        sort time\n"
-    "        text_template 0000000000.000000\n"
-    "        alignment w\n"
-    "    }\n"
-    "    etype &Arr{\n"
-    "        source etype\n"
-    "    }\n"
-    "    day &Arr{\n"
-    "        source epoch2str(time, \"%Y;%j\") ; \" \" + etype\n"
-    "    }\n"
+    "    lat &Arr{\n        source lat\n        label Latitude\n        format %.2f\n        alignment e\n    }\n"
+    "    mb &Arr{\n        source mb\n        sort mb\n        format %.1f\n    }\n"
+    "    idauth &Arr{\n        source orid; auth\n        format %d-;%s\n        alignment c\n    }\n"
+    "    root &Arr{\n        source sqrt(depth - 5)\n        format %.3f\n    }\n"
+    "    time &Arr{\n        source time\n        sort time\n"
+    "        text_template 0000000000.000000\n        alignment w\n    }\n"
+    "    etype &Arr{\n        source etype\n    }\n"
+    "    day &Arr{\n        source epoch2str(time, \"%Y;%j\") ; \" \" + etype\n    }\n"
     "}\n";
 
 // A view that notes the rows it is told of.
@@ -117,12 +93,7 @@ TEST_F(DbTableviewTest, ColumnLanguageGivesCellTexts)
     ASSERT_EQ(view->vxmodel->rowCount(), 3);
     ASSERT_EQ(view->vxmodel->columnCount(), 7);
 
-    struct Case {
-        const char* name;
-        int row;
-        int column;
-        const char* text;
-    } cases[] = {
+    struct { const char* name; int row; int column; const char* text; } cases[] = {
         {"real with format", 0, 0, "47.74"},
         {"negative real", 1, 0, "-33.45"},
         {"field value", 0, 1, "4.5"},
@@ -136,7 +107,7 @@ TEST_F(DbTableviewTest, ColumnLanguageGivesCellTexts)
         {"null string field is empty", 1, 5, ""},
         {"semicolon inside quotes", 0, 6, "2011;031 qb"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(cell(view.get(), c.row, c.column), QString::fromUtf8(c.text));
     }
@@ -250,12 +221,7 @@ TEST_F(DbTableviewTest, BadDefinitionsKeepEarlierColumns)
     const auto colhash = view->colhash;
     const auto collist = view->collist;
 
-    struct Case {
-        const char* name;
-        const char* key;
-        const char* value;
-        const char* message;
-    } cases[] = {
+    struct { const char* name; const char* key; const char* value; const char* message; } cases[] = {
         {"names not compiled", "column_names", "column_names &Tbl{\nlat\n",
          "tableview_parse_coltbl: kvcompile(column_names &Tbl{\nlat\n) error.\n"},
         {"names absent", "column_names", "names &Tbl{\nlat\n}\n", "tableview_parse_coltbl: kvparam(column_names) error.\n"},
@@ -292,7 +258,7 @@ TEST_F(DbTableviewTest, BadDefinitionsKeepEarlierColumns)
          "column_definitions &Arr{\n x &Arr{\n source lat\n alignment &Arr{\n }\n }\n}\n",
          "tableview_parse_colarr: kvparam(column_definitions:x:alignment) error.\n"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         hl_clear_register(0);
         EXPECT_LT(view->configure(c.key, c.value, nullptr), 0);
@@ -318,15 +284,7 @@ TEST(DbTableviewFormat, ValuesThroughCheckedFormats)
             v.i = i;
         return v;
     };
-    struct Case {
-        const char* name;
-        int kind;
-        long i;
-        double d;
-        const char* s;
-        const char* format;
-        const char* expected;
-    } cases[] = {
+    struct { const char* name; int kind; long i; double d; const char* s; const char* format; const char* expected; } cases[] = {
         {"integer default", RSEX_INTEGER, 42, 0, "", "", "42"},
         {"integer padded", RSEX_INTEGER, 42, 0, "", "%5d", "   42"},
         {"integer with l", RSEX_INTEGER, 7, 0, "", "%ld", "7"},
@@ -349,7 +307,7 @@ TEST(DbTableviewFormat, ValuesThroughCheckedFormats)
         {"width too large", RSEX_INTEGER, 7, 0, "", "%10000d", "7"},
         {"unfinished", RSEX_INTEGER, 7, 0, "", "abc %", "7"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(VX_DbFormatValue(value(c.kind, c.i, c.d, c.s), c.kind, c.format), QString::fromUtf8(c.expected));
     }
@@ -367,7 +325,6 @@ TEST_F(DbTableviewTest, RendersRows)
     QApplication::processEvents();
     QImage image = view->grab().toImage();
     EXPECT_FALSE(image.isNull());
-    image.save("/tmp/vxplot_dbtableview.png");
     // some dark text pixels in the body
     int dark = 0;
     for (int y = image.height() / 3; y < image.height(); y++)

@@ -16,6 +16,7 @@
 #include <QMouseEvent>
 #include <QScrollBar>
 
+#include <algorithm>
 #include <string>
 
 namespace {
@@ -59,17 +60,29 @@ public:
                 out.append(c);
         return out;
     }
+    // Size the table, show it at the given size and let it settle.
+    int showTable(int width, int height, int rows, int columns)
+    {
+        resize(width, height);
+        const int ret = setDimensions(rows, columns);
+        show();
+        for (int i = 0; i < 3; i++)
+            QApplication::processEvents();
+        return ret;
+    }
+    // The rows of the cells whose text was asked for.
+    QList<int> rowsAsked() const
+    {
+        QList<int> rows;
+        for (const QStringList& c : callsOf("data"))
+            rows.append(c.value(1).split(' ').value(0).toInt());
+        return rows;
+    }
     QList<QStringList> calls;
     QString sort_answer = QStringLiteral("disable_sort");
     QString accentuated_cell;  // "row column" drawn accentuated
 };
 
-void settle(QWidget* w)
-{
-    w->show();
-    for (int i = 0; i < 3; i++)
-        QApplication::processEvents();
-}
 
 // Click (press and release) the header section at model column c.
 void clickHeader(VXTableview* view, int c)
@@ -106,11 +119,8 @@ TEST(TableviewProtocol, ModelAnswersThroughCallbackWords)
     EXPECT_EQ(m->rowCount(), 10);
     EXPECT_EQ(m->columnCount(), 3);
 
-    struct Case {
-        const char* name;
-        int role;
-        const char* word;  // null: no question asked, invalid answer
-    } cases[] = {
+    // word: the question asked; null: none, and an invalid answer
+    struct { const char* name; int role; const char* word; } cases[] = {
         {"display", Qt::DisplayRole, "data"},
         {"foreground", Qt::ForegroundRole, "foreground"},
         {"background", Qt::BackgroundRole, "background"},
@@ -120,7 +130,7 @@ TEST(TableviewProtocol, ModelAnswersThroughCallbackWords)
         {"tooltip", Qt::ToolTipRole, nullptr},
         {"font", Qt::FontRole, nullptr},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         view.calls.clear();
         const QVariant v = m->data(m->index(4, 2), c.role);
@@ -202,25 +212,15 @@ TEST(TableviewRecordNumbers, RecordColumnIsShiftedAwayFromSubclass)
 TEST(TableviewModel, LargeTableAsksOnlyForVisibleCells)
 {
     RecordingView view;
-    view.resize(500, 300);
     view.configure("default_cell_height", "20", "default_cell_width", "80", nullptr);
-    ASSERT_EQ(view.setDimensions(100000, 5), 0);
-    settle(&view);
-    QImage image = view.grab().toImage();
-    EXPECT_FALSE(image.isNull());
-
+    ASSERT_EQ(view.showTable(500, 300, 100000, 5), 0);
+    EXPECT_FALSE(view.grab().toImage().isNull());
     const QList<QStringList> data = view.callsOf("data");
     ASSERT_FALSE(data.isEmpty());
-    int max_row = -1;
-    bool first_cell = false;
-    for (const QStringList& c : data) {
-        const QStringList rc = c.value(1).split(' ');
-        max_row = std::max(max_row, rc.value(0).toInt());
-        first_cell = first_cell || c.value(1) == "0 0";
-    }
-    EXPECT_TRUE(first_cell);
+    EXPECT_TRUE(data.contains(QStringList{"data", "0 0"}));
+    QList<int> rows = view.rowsAsked();
     // 300 pixels hold 15 rows of 20; a margin for the style's overdraw
-    EXPECT_LT(max_row, 40);
+    EXPECT_LT(*std::max_element(rows.begin(), rows.end()), 40);
     EXPECT_LT(data.size(), 2000) << "cell text is made only for visible cells";
 
     // scrolling to the end asks for the last rows only
@@ -228,31 +228,21 @@ TEST(TableviewModel, LargeTableAsksOnlyForVisibleCells)
     view.verticalScrollBar()->setValue(view.verticalScrollBar()->maximum());
     QApplication::processEvents();
     view.grab();
-    bool last_row = false;
-    int min_row = 100000;
-    for (const QStringList& c : view.callsOf("data")) {
-        const int row = c.value(1).split(' ').value(0).toInt();
-        last_row = last_row || row == 99999;
-        min_row = std::min(min_row, row);
-    }
-    EXPECT_TRUE(last_row);
-    EXPECT_GT(min_row, 99000);
+    rows = view.rowsAsked();
+    EXPECT_TRUE(rows.contains(99999));
+    EXPECT_GT(*std::min_element(rows.begin(), rows.end()), 99000);
 }
 
 TEST(TableviewModel, SizingToContentsLooksAtFewRows)
 {
     RecordingView view;
-    view.resize(500, 300);
     view.configure("default_cell_height", "20", nullptr);  // no widths: columns fit their contents
-    ASSERT_EQ(view.setDimensions(100000, 5), 0);
-    settle(&view);
+    ASSERT_EQ(view.showTable(500, 300, 100000, 5), 0);
     view.grab();
     EXPECT_EQ(view.horizontalHeader()->sectionResizeMode(0), QHeaderView::ResizeToContents);
-    int max_row = -1;
-    for (const QStringList& c : view.callsOf("data"))
-        max_row = std::max(max_row, c.value(1).split(' ').value(0).toInt());
-    EXPECT_GE(max_row, 0);
-    EXPECT_LT(max_row, 200);
+    const QList<int> rows = view.rowsAsked();
+    ASSERT_FALSE(rows.isEmpty());
+    EXPECT_LT(*std::max_element(rows.begin(), rows.end()), 200);
     EXPECT_LT(view.callsOf("data").size(), 5000);
 }
 
@@ -261,11 +251,9 @@ TEST(TableviewDelegate, HoverGoesToCallbackOrAccentuatesItself)
     for (const char* mode : {"no", "yes"}) {
         SCOPED_TRACE(mode);
         RecordingView view;
-        view.resize(300, 200);
         view.configure("default_cell_height", "24", "default_cell_width", "90", "color_hover", "#ff0000",
                        "show_record_numbers", "yes", "default_hover_interaction", mode, nullptr);
-        view.setDimensions(5, 2);
-        settle(&view);
+        view.showTable(300, 200, 5, 2);
         view.calls.clear();
         const QPoint pos = cellCenter(&view, 2, 2);
         QHoverEvent hover(QEvent::HoverMove, pos, view.viewport()->mapToGlobal(pos), QPoint(-1, -1));
@@ -290,19 +278,12 @@ TEST(TableviewDelegate, HoverGoesToCallbackOrAccentuatesItself)
 TEST(TableviewHeader, SortCycleAscendingDescendingNone)
 {
     RecordingView view;
-    view.resize(400, 200);
     view.configure("default_cell_width", "60", nullptr);
-    view.setDimensions(10, 3);
-    settle(&view);
+    view.showTable(400, 200, 10, 3);
     VXTableviewModel* m = view.vxmodel;
 
-    struct Step {
-        const char* name;
-        int click;            // model column clicked
-        QStringList sort;     // what the callback is asked
-        int col;              // sort_order_col after it
-        int reverse;
-    } steps[] = {
+    // the model column clicked, what the callback is asked, and sort_order_col/reverse after it
+    struct { const char* name; int click; QStringList sort; int col; int reverse; } steps[] = {
         {"first click ascends", 1, {"sort", "1", "0"}, 1, 0},
         {"second click descends", 1, {"sort", "1", "1"}, 1, 1},
         {"third click clears", 1, {"sort", "-1", "0"}, -1, 0},
@@ -311,7 +292,7 @@ TEST(TableviewHeader, SortCycleAscendingDescendingNone)
         {"from ascending to descending", 2, {"sort", "2", "1"}, 2, 1},
         {"other column while descending", 0, {"sort", "0", "0"}, 0, 0},
     };
-    for (const Step& s : steps) {
+    for (const auto& s : steps) {
         SCOPED_TRACE(s.name);
         view.calls.clear();
         clickHeader(&view, s.click);
@@ -327,10 +308,8 @@ TEST(TableviewHeader, SortCycleAscendingDescendingNone)
 TEST(TableviewHeader, RecordColumnShiftsSortColumns)
 {
     RecordingView view;
-    view.resize(400, 200);
     view.configure("show_record_numbers", "yes", "default_cell_width", "60", nullptr);
-    view.setDimensions(10, 3);
-    settle(&view);
+    view.showTable(400, 200, 10, 3);
     view.calls.clear();
     clickHeader(&view, 2);
     clickHeader(&view, 0);
@@ -363,10 +342,8 @@ TEST(TableviewProxy, SortRunsOnlyWhenTheCallbackAllowsIt)
 TEST(TableviewSelection, SelectsOnReleaseAndReportsModelRow)
 {
     RecordingView view;
-    view.resize(400, 300);
     view.configure("default_cell_height", "20", "default_cell_width", "60", nullptr);
-    view.setDimensions(10, 3);
-    settle(&view);
+    view.showTable(400, 300, 10, 3);
 
     view.calls.clear();
     sendMouse(&view, QEvent::MouseButtonPress, cellCenter(&view, 2, 1));
@@ -410,12 +387,7 @@ TEST(TableviewConfigure, BadValuesKeepEarlierStateWithTheirMessage)
     view.configure("column_widths", "column_widths &Tbl{\n40\n}\n", nullptr);
     const QList<QVariant> widths = view.params.column_widths;
 
-    struct Case {
-        const char* name;
-        const char* key;
-        const char* value;
-        const char* message;
-    } cases[] = {
+    struct { const char* name; const char* key; const char* value; const char* message; } cases[] = {
         {"cell height", "default_cell_height", "tall", "tableview_parse_cellheight: strtol(tall) error.\n"},
         {"cell height trailing", "default_cell_height", "12px", "tableview_parse_cellheight: strtol(12px) error.\n"},
         {"cell width", "default_cell_width", "", "tableview_parse_cellwidth: strtol() error.\n"},
@@ -432,7 +404,7 @@ TEST(TableviewConfigure, BadValuesKeepEarlierStateWithTheirMessage)
     };
     const QFont font = view.params.font;
     const QFont font_header = view.params.font_header;
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         hl_clear_register(0);
         EXPECT_LT(view.configure(c.key, c.value, nullptr), 0);
@@ -471,18 +443,14 @@ TEST(TableviewConfigure, ColumnWidthsCoverOnlyTheirColumns)
     view.setDimensions(3, 4);
     const QFontMetrics fm(view.params.font_header);
     QHeaderView* h = view.horizontalHeader();
-    struct Case {
-        const char* name;
-        int column;
-        int width;
-    } cases[] = {
+    struct { const char* name; int column; int width; } cases[] = {
         {"record numbers", 0, fm.horizontalAdvance("XXXXXX") + 12},
         {"pixels", 1, 80},
         {"sample text", 2, fm.horizontalAdvance("WWWW") + 12},
         {"default", 3, 50},
         {"default again", 4, 50},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(h->sectionSize(c.column), c.width);
         EXPECT_EQ(h->sectionResizeMode(c.column), QHeaderView::Fixed);
@@ -512,13 +480,10 @@ TEST(TableviewSize, TotalSizeSumsColumnsAndRows)
 TEST(TableviewDelegate, AccentuatedCellTakesHoverColours)
 {
     RecordingView view;
-    view.resize(300, 200);
     view.configure("default_cell_height", "24", "default_cell_width", "90", "color_hover", "#ff0000", nullptr);
-    view.setDimensions(5, 2);
     view.accentuated_cell = "1 0";
-    settle(&view);
+    view.showTable(300, 200, 5, 2);
     QImage image = view.grab().toImage();
-    image.save("/tmp/vxplot_tableview.png");
 
     const QRect cell = view.visualRect(view.model()->index(1, 0)).translated(view.viewport()->pos());
     const QRect plain = view.visualRect(view.model()->index(2, 0)).translated(view.viewport()->pos());
