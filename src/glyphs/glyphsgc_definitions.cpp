@@ -163,6 +163,17 @@ int glyphsgraphicscontext_parse_gcitem_definition(VXGraphicsContext* gc, const Q
                                                    VxGlyphsGcDefinition* definition)
 {
     QByteArray t8 = text.toUtf8();
+    // definitions are printed back as parameter text, which cannot carry
+    // control characters
+    for (QChar c : text) {
+        if ((c.unicode() < 0x20 && c != QLatin1Char('\t') && c != QLatin1Char('\r') && c != QLatin1Char('\n')) ||
+            c.unicode() == 0x7f) {
+            hl_register_error(HL_SEVERITY_NORMAL,
+                              "glyphsgraphicscontext_parse_gcitem_definition: control character in '%s'.\n",
+                              t8.constData());
+            return -1;
+        }
+    }
     const QStringList f = words(text);
     if (f.isEmpty()) {
         hl_register_error(HL_SEVERITY_NORMAL, "glyphsgraphicscontext_parse_gcitem_definition: sscanf(%s) error.\n",
@@ -177,6 +188,12 @@ int glyphsgraphicscontext_parse_gcitem_definition(VXGraphicsContext* gc, const Q
     }
     const QString& key = f[0];
     QByteArray k8 = key.toUtf8();
+    // names are printed as they are, and "#" would begin a comment there
+    if (key.contains(QLatin1Char('#')) || (f.size() >= 3 && f[1].contains(QLatin1Char('#')))) {
+        hl_register_error(HL_SEVERITY_NORMAL, "glyphsgraphicscontext_parse_gcitem_definition: '#' in a name of '%s'.\n",
+                          t8.constData());
+        return -1;
+    }
     if (!key.contains(QLatin1Char(':'))) {
         hl_register_error(HL_SEVERITY_NORMAL,
                           "glyphsgraphicscontext_parse_gcitem_definition: key value %s needs a : character.\n",

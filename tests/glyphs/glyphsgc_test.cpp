@@ -389,6 +389,10 @@ TEST(GlyphDefinitionErrors, MessagesAndEarlierDefinitionsIntact)
     struct Case { const char* name; const char* key; const char* value; const char* message; } cases[] = {
         {"missing colon", "gcitem_definition", "sizeevents constant 10",
          "glyphsgraphicscontext_parse_gcitem_definition: key value sizeevents needs a : character.\n"},
+        {"control character", "gcitem_definition", "fill_color:x con\x01stant red",
+         "glyphsgraphicscontext_parse_gcitem_definition: control character in 'fill_color:x con\x01stant red'.\n"},
+        {"hash in the coding", "gcitem_definition", "size:x consta#nt 30",
+         "glyphsgraphicscontext_parse_gcitem_definition: '#' in a name of 'size:x consta#nt 30'.\n"},
         {"unknown kind", "gcitem_definition", "colour:x constant red",
          "glyphsgraphicscontext_parse_gcitem_definition: Unrecognized gc type colour.\n"},
         {"unknown shape", "gcitem_definition", "symbol:x hexagon",
