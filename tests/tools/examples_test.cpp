@@ -1,5 +1,6 @@
 // The example clients: the shell script and the C++ client draw the same
-// damped sine, and the curve lands where its numbers say.
+// damped sine, and the curve lands where its numbers say; the event map
+// draws a generated database's events inside its plot area.
 #include <QImage>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -77,4 +78,34 @@ TEST(Examples, ScriptAndClientDrawTheSameCurveWhereItsNumbersSay)
         EXPECT_FALSE(isCurve(client.pixel(60, y))) << y;
         EXPECT_FALSE(isCurve(client.pixel(700, y))) << y;
     }
+}
+
+TEST(Examples, EventMapDrawsTheGeneratedEventsInsideThePlot)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    QString err;
+    const QString db = dir.filePath("db"), picture = dir.filePath("map.png");
+    ASSERT_EQ(run(VXGEN_PATH, {"--seed", "7", "--events", "60", "--hours", "1", "--samprate", "1", db}, &err), 0)
+        << err.toStdString();
+    ASSERT_EQ(run(EVENT_MAP_PATH, {db, picture}, &err), 0) << err.toStdString();
+    QImage image(picture);
+    ASSERT_EQ(image.size(), QSize(760, 640));
+
+    // glyph fills are saturated colours; the frame, grid, text and the
+    // stations' triangles are greys
+    int inside = 0, outside = 0;
+    const QRect plot(70, 50, 760 - 70 - 30, 640 - 50 - 60);
+    for (int y = 0; y < image.height(); y++)
+        for (int x = 0; x < image.width(); x++) {
+            const QColor c = image.pixelColor(x, y);
+            if (c.hsvSaturation() < 150 || c.value() < 100)
+                continue;
+            // the logo in the corner is drawn in a pale blue: not saturated
+            (plot.contains(x, y) ? inside : outside)++;
+        }
+    EXPECT_GT(inside, 2000);  // sixty discs of 4 to 28 pixels
+    EXPECT_EQ(outside, 0);
+    EXPECT_EQ(run(EVENT_MAP_PATH, {dir.filePath("nosuch")}, &err), 1);
+    EXPECT_TRUE(err.contains("event_map: no origins and no stations in the database")) << err.toStdString();
 }
