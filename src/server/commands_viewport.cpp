@@ -32,6 +32,17 @@ VXViewport* vx_viewport_target(VX_GraphicsServer* server, const char* proc, cons
     return static_cast<VXViewport*>(item);
 }
 
+// Register a plot item made on the command's viewport, trace it as
+// "<handle> = new <class>(<viewport>)" and answer with its handle.
+int answerNewItem(VX_GraphicsServer* server, VX_GraphicsServer_command* command, VX_GraphicsServer_response* response,
+                  int type, void* item, const char* class_name)
+{
+    QString handle;
+    VX_GraphicsServer_set_item(server, type, item, handle);
+    VX_TRACE("%s = new %s(%s)", vx_msg(handle).constData(), class_name, vx_msg(command->handle).constData());
+    return vx_answer(response, handle);
+}
+
 bool vx_to_double(const char* proc, const char* name, const QString& text, double* value)
 {
     bool ok = false;
@@ -73,11 +84,7 @@ int VX_GraphicsServer_axes(VX_GraphicsServer* server, VX_GraphicsServer_command*
                                               "%s: '%s' not a viewport.\n");
     if (!viewport)
         return VX_GraphicsServer_error2(server, response);
-    auto* axes = new VXAxes(viewport);
-    QString handle;
-    VX_GraphicsServer_set_item(server, VX_TYPE_AXES, axes, handle);
-    VX_TRACE("%s = new VXAxes(%s)", vx_msg(handle).constData(), vx_msg(command->handle).constData());
-    return vx_answer(response, handle);
+    return answerNewItem(server, command, response, VX_TYPE_AXES, new VXAxes(viewport), "VXAxes");
 }
 
 int VX_GraphicsServer_polyline(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
@@ -87,11 +94,7 @@ int VX_GraphicsServer_polyline(VX_GraphicsServer* server, VX_GraphicsServer_comm
                                               "%s: '%s' not a viewport.\n");
     if (!viewport)
         return VX_GraphicsServer_error2(server, response);
-    auto* polyline = new VXPolyline(viewport);
-    QString handle;
-    VX_GraphicsServer_set_item(server, VX_TYPE_POLYLINE, polyline, handle);
-    VX_TRACE("%s = new VXPolyline(%s)", vx_msg(handle).constData(), vx_msg(command->handle).constData());
-    return vx_answer(response, handle);
+    return answerNewItem(server, command, response, VX_TYPE_POLYLINE, new VXPolyline(viewport), "VXPolyline");
 }
 
 // text VIEWPORT text x y: x and y stay pixel expressions ("0.5v", "left+10")
