@@ -1,9 +1,9 @@
 // Parameter text: scanner and writer throughput on a large generated
 // document, against a bare line scan of the same text; and one configure
 // call on an object of 50 keys, against a bare conversion of the value.
-#include "toolkit/errors.h"
-#include "toolkit/hlconfigure.h"
-#include "toolkit/kv.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/params/hlconfigure.h"
+#include "toolkit/params/kv.h"
 
 #include <benchmark/benchmark.h>
 

@@ -4,7 +4,7 @@
 // read.  Build in Release.
 #include <VX.h>
 
-#include "toolkit/recordstore.h"
+#include "toolkit/store/recordstore.h"
 
 #include <benchmark/benchmark.h>
 

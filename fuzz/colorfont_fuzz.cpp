@@ -6,7 +6,7 @@
 
 #include "foundation/nicevalues.h"
 #include "foundation/values.h"
-#include "toolkit/strings.h"
+#include "toolkit/base/strings.h"
 
 #include <cmath>
 #include <cstdint>

@@ -4,7 +4,7 @@
 // a format found unsafe must give the kind's default form.
 #include <VX.h>
 
-#include "toolkit/strings.h"
+#include "toolkit/base/strings.h"
 #include "views/dbtableview.h"
 
 #include <cstdint>

@@ -4,7 +4,7 @@
 // every entry on the way.
 #include <VX.h>
 
-#include "toolkit/kv.h"
+#include "toolkit/params/kv.h"
 
 #include <cstdint>
 #include <cstdlib>

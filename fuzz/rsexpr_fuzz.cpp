@@ -4,8 +4,8 @@
 // the kind it was compiled to, or fail with a message.
 #include <VX.h>
 
-#include "toolkit/recordstore.h"
-#include "toolkit/rsexpr.h"
+#include "toolkit/store/recordstore.h"
+#include "toolkit/store/rsexpr_p.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -4,8 +4,8 @@
 // text, and every line must go back in as a whole record or be refused.
 #include <VX.h>
 
-#include "toolkit/recordstore.h"
-#include "toolkit/rsschema.h"
+#include "toolkit/store/recordstore.h"
+#include "toolkit/store/rsschema_p.h"
 
 #include <unistd.h>
 

@@ -1,9 +1,9 @@
 // libFuzzer target for the string helpers: number and boolean parsing, word
 // cutting, and whole-string regular expression matches (the first line of
 // the input is the expression, the rest the text).
-#include "toolkit/errors.h"
-#include "toolkit/lists.h"
-#include "toolkit/strings.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/lists.h"
+#include "toolkit/base/strings.h"
 
 #include <cstdint>
 #include <cstdlib>

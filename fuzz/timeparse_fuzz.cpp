@@ -2,7 +2,7 @@
 // timeparse(), timeparsez() and deltimeparsez(); parsed times are formatted
 // and must read back to the same millisecond, and the input is also tried as
 // a timeformat() format.
-#include "toolkit/hltime.h"
+#include "toolkit/base/hltime.h"
 
 #include <cmath>
 #include <cstddef>

@@ -1,8 +1,8 @@
 // The library's configuration base and parameter text re-keying.
 #include "foundation/configure.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/kv.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/params/kv.h"
 
 #include <cstdlib>
 #include <cstring>

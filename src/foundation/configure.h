@@ -9,7 +9,7 @@
 #pragma once
 
 #include "foundation/values.h"
-#include "toolkit/hlconfigure.h"
+#include "toolkit/params/hlconfigure.h"
 #include "vxplot_export.h"
 
 #include <QString>

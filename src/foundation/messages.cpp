@@ -1,6 +1,6 @@
 #include "foundation/messages.h"
 
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 
 #include <QByteArray>
 #include <QString>

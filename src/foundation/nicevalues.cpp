@@ -1,6 +1,6 @@
 #include "foundation/nicevalues.h"
 
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 
 #include <algorithm>
 #include <cctype>

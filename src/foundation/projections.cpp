@@ -1,6 +1,6 @@
 #include "foundation/projections.h"
 
-#include "toolkit/geo.h"
+#include "toolkit/geo/geo.h"
 
 #include <algorithm>
 #include <cmath>

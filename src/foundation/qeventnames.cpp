@@ -1,4 +1,4 @@
-#include "foundation/qeventnames.h"
+#include "foundation/qeventnames_p.h"
 
 #include <QEvent>
 #include <QMetaEnum>

@@ -1,7 +1,7 @@
 #include "foundation/values.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/strings.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/strings.h"
 
 #include <QBrush>
 #include <QFontMetrics>

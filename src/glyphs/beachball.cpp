@@ -1,8 +1,8 @@
 // Shapes: focal-mechanism symbols from moment tensors, and their cache.
 #include "glyphs/shape.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/hlmoment.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/geo/hlmoment.h"
 
 #include <QHash>
 #include <QString>

@@ -5,7 +5,7 @@
 #include "glyphs/glyphs.h"
 #include "glyphs/glyphsgc.h"
 #include "glyphs/graphicscontext_p.h"
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
 #include "viewport/vxevent.h"
 

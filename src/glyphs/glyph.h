@@ -22,7 +22,7 @@
 
 #include "glyphs/graphicscontext.h"
 #include "glyphs/shape.h"
-#include "toolkit/hlconfigure.h"
+#include "toolkit/params/hlconfigure.h"
 #include "viewport/viewportitem.h"
 #include "vxplot_export.h"
 

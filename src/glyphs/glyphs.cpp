@@ -2,7 +2,7 @@
 #include "glyphs/glyphs.h"
 
 #include "glyphs/glyphsgc.h"
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
 #include "viewport/vxevent.h"
 

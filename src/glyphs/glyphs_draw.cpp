@@ -6,7 +6,7 @@
 #include "foundation/projections.h"
 #include "foundation/values.h"
 #include "glyphs/graphicscontext_p.h"
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 #include "viewport/pixelexpr.h"
 #include "viewport/viewport.h"
 

@@ -3,7 +3,7 @@
 #include "glyphs/glyphsgc.h"
 
 #include "glyphs/glyph.h"
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
 
 #include <cstring>

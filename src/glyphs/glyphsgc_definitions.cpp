@@ -5,8 +5,8 @@
 // line leaves all earlier definitions as they were.
 #include "glyphs/glyphsgc.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/kv.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/params/kv.h"
 
 #include <QByteArray>
 #include <QRegularExpression>

@@ -3,8 +3,8 @@
 
 #include "foundation/values.h"
 #include "glyphs/graphicscontext_p.h"
-#include "toolkit/errors.h"
-#include "toolkit/strings.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/strings.h"
 
 #include <QByteArray>
 #include <QStringList>

@@ -3,7 +3,7 @@
 #include "glyphs/graphicscontext.h"
 
 #include "glyphs/graphicscontext_p.h"
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 
 #include <QByteArray>
 #include <QPainter>

@@ -1,8 +1,8 @@
 // VXAxes: the table of keys, their custom parsers, and the drawing order.
 #include "items/axes.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/strings.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/strings.h"
 #include "viewport/viewport.h"
 
 #include <QPainter>

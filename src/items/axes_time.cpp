@@ -2,7 +2,7 @@
 // axes item's older ladder of time labels.
 #include "items/axes.h"
 
-#include "toolkit/hltime.h"
+#include "toolkit/base/hltime.h"
 #include "viewport/viewport.h"
 
 #include <QPainter>

@@ -1,7 +1,7 @@
 // The splash logo.
 #include "items/logo.h"
 
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
 
 #include <QPainter>

@@ -18,7 +18,7 @@
 #include "foundation/configure.h"
 #include "foundation/values.h"
 #include "glyphs/graphicscontext.h"
-#include "toolkit/recordstore.h"
+#include "toolkit/store/recordstore.h"
 #include "viewport/viewportitem.h"
 #include "vxplot_export.h"
 

@@ -1,9 +1,9 @@
 // The point sources of VXPolyline and its configuration table.
 #include "items/polyline.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/hlvector.h"
-#include "toolkit/strings.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/hlvector.h"
+#include "toolkit/base/strings.h"
 
 #include <QPainterPath>
 

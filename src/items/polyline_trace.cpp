@@ -3,11 +3,11 @@
 // between rows.
 #include "items/polyline.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/hlvector.h"
-#include "toolkit/lists.h"
-#include "toolkit/recordstore.h"
-#include "toolkit/wfgap.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/hlvector.h"
+#include "toolkit/base/lists.h"
+#include "toolkit/store/recordstore.h"
+#include "toolkit/waveio/wfgap.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // VXText: placing, drawing and hit-testing a piece of text.
 #include "items/text.h"
 
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
 
 #include <QFontMetrics>

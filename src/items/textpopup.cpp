@@ -1,8 +1,8 @@
 // VXTextPopup: the transient text box.
 #include "items/textpopup.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/strings.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/strings.h"
 #include "viewport/pixelexpr.h"
 
 #include <QFontMetrics>

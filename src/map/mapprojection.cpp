@@ -1,7 +1,7 @@
 // Switching a running map from one projection to another.
 #include "map/maptransform.h"
 
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
 
 #include <cstdio>

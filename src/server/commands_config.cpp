@@ -1,7 +1,7 @@
 // Configuration of any handle by key and value pairs or by parameter text.
 #include "server/itemprocs.h"
 #include "server/procs.h"
-#include "toolkit/hlconfigure.h"
+#include "toolkit/params/hlconfigure.h"
 
 #include <cstdlib>
 #include <cstring>

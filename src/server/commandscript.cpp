@@ -1,7 +1,7 @@
 #include "server/commandscript.h"
 
 #include "server/graphicsserver.h"
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include "foundation/messages.h"
 #include "server/commands.h"
 #include "server/procs.h"
-#include "toolkit/errors.h"
-#include "toolkit/mtqueue.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/mtqueue.h"
 
 #include <QApplication>
 #include <QPalette>

@@ -6,7 +6,7 @@
 #include "foundation/messages.h"
 #include "server/commands.h"
 #include "server/graphicsserver.h"
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 
 #include <QtDebug>
 

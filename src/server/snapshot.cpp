@@ -1,6 +1,6 @@
 // Pictures of a session's windows, for clients that run without a display.
 #include "server/graphicsserver.h"
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

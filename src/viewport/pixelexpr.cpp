@@ -1,8 +1,8 @@
 // Pixel expressions and anchors.
 #include "viewport/pixelexpr.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/strings.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/strings.h"
 #include "viewport/viewport.h"
 
 #include <cmath>

@@ -3,9 +3,9 @@
 
 #include "foundation/messages.h"
 #include "items/logo.h"
-#include "toolkit/errors.h"
-#include "toolkit/hltime.h"
-#include "toolkit/strings.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/hltime.h"
+#include "toolkit/base/strings.h"
 #include "viewport/layer.h"
 
 #include <QBitmap>

@@ -1,7 +1,7 @@
 // Scales and the transforms between world, viewport and pixel coordinates;
 // the view operations built on them (zoom, center, the map boxes).
 #include "foundation/projections.h"
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
 
 #include <QPainterPath>

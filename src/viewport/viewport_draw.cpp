@@ -8,7 +8,7 @@
 // drawing runs on the GUI thread, one call at a time; every polyDraw ends
 // with a flush, which leaves the batches empty.
 #include "foundation/projections.h"
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 #include "viewport/clipping.h"
 #include "viewport/viewport.h"
 

@@ -2,7 +2,7 @@
 // file import.  Key, mouse and clipboard handling: commandconsole_input.cpp.
 #include "views/commandconsole.h"
 
-#include "toolkit/errors.h"
+#include "toolkit/base/errors.h"
 
 #include <QFile>
 #include <QPalette>

@@ -1,9 +1,9 @@
 // VXDbTableview: the callback over the record store, sizing and sorting.
 #include "views/dbtableview.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/strings.h"
-#include "views/tableview_model.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/strings.h"
+#include "views/tableview_model_p.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -27,7 +27,7 @@
 // A bad key registers its message and keeps the earlier columns.
 #pragma once
 
-#include "toolkit/recordstore.h"
+#include "toolkit/store/recordstore.h"
 #include "views/tableview.h"
 #include "vxplot_export.h"
 

@@ -2,9 +2,9 @@
 // checked printf formatting of cell values.
 #include "views/dbtableview.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/kv.h"
-#include "toolkit/strings.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/params/kv.h"
+#include "toolkit/base/strings.h"
 
 #include <climits>
 #include <cmath>

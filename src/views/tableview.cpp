@@ -1,10 +1,10 @@
 // VXTableview: construction, configuration keys, size, selection and mouse.
 #include "views/tableview.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/kv.h"
-#include "toolkit/strings.h"
-#include "views/tableview_model.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/params/kv.h"
+#include "toolkit/base/strings.h"
+#include "views/tableview_model_p.h"
 
 #include <QFontDatabase>
 #include <QFontMetrics>

@@ -1,6 +1,6 @@
 // VXTableviewDelegate: hover reports and accentuated cells.
 #include "views/tableview.h"
-#include "views/tableview_model.h"
+#include "views/tableview_model_p.h"
 
 #include <QApplication>
 #include <QPainter>

@@ -1,6 +1,6 @@
 // VXTableviewModel, VXTableviewSortProxy and VXTableviewHHeader: every
 // answer of the model is a question to the view's callback().
-#include "views/tableview_model.h"
+#include "views/tableview_model_p.h"
 
 #include "views/tableview.h"
 

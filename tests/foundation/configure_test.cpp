@@ -4,8 +4,8 @@
 #include "support/testsupport.h"
 
 #include "foundation/configure.h"
-#include "toolkit/hlconfigure.h"
-#include "toolkit/kv.h"
+#include "toolkit/params/hlconfigure.h"
+#include "toolkit/params/kv.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include "support/testsupport.h"
 
 #include "foundation/configure.h"
-#include "toolkit/kv.h"
+#include "toolkit/params/kv.h"
 
 #include <gtest/gtest.h>
 

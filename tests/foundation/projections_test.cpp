@@ -3,7 +3,7 @@
 #include "support/testsupport.h"
 
 #include "foundation/projections.h"
-#include "foundation/qeventnames.h"
+#include "foundation/qeventnames_p.h"
 
 #include <gtest/gtest.h>
 

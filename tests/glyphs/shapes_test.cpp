@@ -3,7 +3,7 @@
 #include "support/testsupport.h"
 
 #include "glyphs/shape.h"
-#include "toolkit/hlmoment.h"
+#include "toolkit/geo/hlmoment.h"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,9 @@
 #include "viewport/vptest.h"
 
 #include "items/polyline.h"
-#include "toolkit/hlvector.h"
-#include "toolkit/recordstore.h"
-#include "toolkit/wfgap.h"
+#include "toolkit/base/hlvector.h"
+#include "toolkit/store/recordstore.h"
+#include "toolkit/waveio/wfgap.h"
 #include "viewport/viewport.h"
 
 #include <gtest/gtest.h>

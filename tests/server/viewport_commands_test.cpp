@@ -4,7 +4,7 @@
 #include "items/polyline.h"
 #include "items/text.h"
 #include "server/procs.h"
-#include "toolkit/recordstore.h"
+#include "toolkit/store/recordstore.h"
 #include "viewport/viewport.h"
 
 #include <gtest/gtest.h>

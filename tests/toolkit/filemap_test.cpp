@@ -1,6 +1,6 @@
 // Read-only maps of whole files.
-#include "toolkit/errors.h"
-#include "toolkit/filemap.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/filemap.h"
 
 #include <gtest/gtest.h>
 

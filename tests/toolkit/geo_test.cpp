@@ -1,7 +1,7 @@
 // Great-circle geometry, kilometres to degrees, and the Flinn-Engdahl
 // lookups on small tables written to a temporary directory.
-#include "toolkit/errors.h"
-#include "toolkit/geo.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/geo/geo.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 // family checks, bad handles, and use from several threads.
 #include "support/testsupport.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/hlvector.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/hlvector.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 // point against the radiation pattern.
 #include "support/testsupport.h"
 
-#include "toolkit/hlmoment.h"
+#include "toolkit/geo/hlmoment.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 // files for the record store tests.
 #pragma once
 
-#include "toolkit/errors.h"
-#include "toolkit/recordstore.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/store/recordstore.h"
 
 #include <gtest/gtest.h>
 

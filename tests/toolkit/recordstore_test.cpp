@@ -2,8 +2,8 @@
 // good and bad, sorted views and in-memory trace tables.
 #include "support/testsupport.h"
 
-#include "toolkit/recordstore.h"
-#include "toolkit/rsschema.h"
+#include "toolkit/store/recordstore.h"
+#include "toolkit/store/rsschema_p.h"
 #include "toolkit/recordstore_fixture.h"
 
 #include <gtest/gtest.h>

@@ -2,8 +2,8 @@
 // and faults, evaluated on hand-written origin records.
 #include "support/testsupport.h"
 
-#include "toolkit/recordstore.h"
-#include "toolkit/rsexpr.h"
+#include "toolkit/store/recordstore.h"
+#include "toolkit/store/rsexpr_p.h"
 #include "toolkit/recordstore_fixture.h"
 
 #include <gtest/gtest.h>

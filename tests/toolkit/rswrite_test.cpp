@@ -3,8 +3,8 @@
 // writers that run at the same time.
 #include "support/testsupport.h"
 
-#include "toolkit/recordstore.h"
-#include "toolkit/rsschema.h"
+#include "toolkit/store/recordstore.h"
+#include "toolkit/store/rsschema_p.h"
 #include "toolkit/recordstore_fixture.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // String helpers, the C lists and tables, and the Table / Array templates.
-#include "toolkit/errors.h"
-#include "toolkit/lists.h"
-#include "toolkit/strings.h"
-#include "toolkit/table.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/lists.h"
+#include "toolkit/base/strings.h"
+#include "toolkit/base/table.h"
 
 #include <gtest/gtest.h>
 

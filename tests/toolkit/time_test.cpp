@@ -1,5 +1,5 @@
 // Time parsing, formatting, calendar helpers and time-axis ticks.
-#include "toolkit/hltime.h"
+#include "toolkit/base/hltime.h"
 
 #include <QDateTime>
 

@@ -1,8 +1,8 @@
 // Regional travel times in a flat, layered earth.
 #include "support/testsupport.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/traveltime.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/geo/traveltime.h"
 
 #include <gtest/gtest.h>
 

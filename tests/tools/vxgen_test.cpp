@@ -2,7 +2,7 @@
 // and read what it wrote back through the record store.
 #include "support/testsupport.h"
 
-#include "toolkit/recordstore.h"
+#include "toolkit/store/recordstore.h"
 
 #include <QDir>
 #include <QDirIterator>

@@ -5,7 +5,7 @@
 
 #include "toolkit/recordstore_fixture.h"
 #include "views/dbtableview.h"
-#include "views/tableview_model.h"
+#include "views/tableview_model_p.h"
 
 #include <gtest/gtest.h>
 

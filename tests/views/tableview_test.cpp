@@ -4,7 +4,7 @@
 #include "support/testsupport.h"
 
 #include "views/tableview.h"
-#include "views/tableview_model.h"
+#include "views/tableview_model_p.h"
 
 #include <gtest/gtest.h>
 

@@ -10,11 +10,11 @@
 // rms of the station's noise.
 #include "generator.h"
 #include "rng.h"
-#include "toolkit/traveltime.h"
+#include "toolkit/geo/traveltime.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/geo.h"
-#include "toolkit/hltime.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/geo/geo.h"
+#include "toolkit/base/hltime.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 // The event tables: event, origin, origerr, netmag, stamag, arrival, assoc.
 #include "generator.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/hltime.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/hltime.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 #include "generator.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/hltime.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/hltime.h"
 
 #include <cerrno>
 #include <cstdlib>

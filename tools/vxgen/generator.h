@@ -8,7 +8,7 @@
 // window, so one seed gives byte-identical files.
 #pragma once
 
-#include "toolkit/recordstore.h"
+#include "toolkit/store/recordstore.h"
 
 #include <cstdint>
 #include <string>

@@ -2,8 +2,8 @@
 // network, its events and synthetic waveforms.
 #include "generator.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/hltime.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/hltime.h"
 
 #include <cerrno>
 #include <cmath>

@@ -3,8 +3,8 @@
 #include "generator.h"
 #include "rng.h"
 
-#include "toolkit/errors.h"
-#include "toolkit/hltime.h"
+#include "toolkit/base/errors.h"
+#include "toolkit/base/hltime.h"
 
 #include <cstdio>
 
