@@ -8,6 +8,7 @@ packages=(
   qt6-base-dev libgl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libmseed-dev
+  zlib1g-dev
   fonts-dejavu-core tzdata
   clang-14 libclang-rt-14-dev
 )

@@ -1,0 +1,266 @@
+#include "toolkit/waveio/wfload.h"
+
+#include "toolkit/base/errors.h"
+#include "toolkit/base/filemap.h"
+#include "toolkit/waveio/wfformat_p.h"
+#include "toolkit/waveio/wfgap.h"
+#include "toolkit/waveio/wfgzip_p.h"
+#include "toolkit/waveio/wfmseed_p.h"
+
+#include <cmath>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+// The last failure of this thread, for wfload_error().
+thread_local int t_last_code = 0;
+thread_local std::string t_last_message;
+
+// The most a gzip file holding miniSEED is inflated for one load.
+constexpr size_t kGzipMseedMax = size_t(1) << 30;
+
+// Rows are named in messages by station, channel and time.
+struct Row
+{
+    char sta[RS_STRSZ] = "";
+    char chan[RS_STRSZ] = "";
+    char datatype[RS_STRSZ] = "";
+    double time = 0.0;
+    double samprate = 0.0;
+    long nsamp = 0;
+    long foff = 0;
+    char label[96] = "";
+};
+
+int fail(int code, const Row& row, const char* file, const char* format, ...) __attribute__((format(printf, 4, 5)));
+
+int fail(int code, const Row& row, const char* file, const char* format, ...)
+{
+    char what[1536];
+    va_list ap;
+    va_start(ap, format);
+    vsnprintf(what, sizeof what, format, ap);
+    va_end(ap);
+    char line[2048];
+    if (file)
+        snprintf(line, sizeof line, "wfload_scratch: wfdisc row %s, file '%s': %s.\n", row.label, file, what);
+    else
+        snprintf(line, sizeof line, "wfload_scratch: wfdisc row %s: %s.\n", row.label, what);
+    hl_register_error(code == WFLOAD_ERR_MEMORY ? HL_SEVERITY_SYSTEM : HL_SEVERITY_NORMAL, "%s", line);
+    t_last_code = code;
+    t_last_message = line;
+    return code;
+}
+
+// Unmaps on every way out.
+struct Mapping
+{
+    Filemap* map = nullptr;
+    const unsigned char* bytes = nullptr;
+    size_t size = 0;
+    ~Mapping() { filemap_close(map); }
+};
+
+// Index of the first sample at or after t, clamped to [0, nsamp].
+long index_at(const Row& row, double t)
+{
+    const double x = std::ceil((t - row.time) * row.samprate - 1e-3);
+    if (!(x > 0.0))
+        return 0;
+    if (x >= static_cast<double>(row.nsamp))
+        return row.nsamp;
+    return static_cast<long>(x);
+}
+
+bool ends_with_gz(const char* name)
+{
+    const size_t n = strlen(name);
+    return n > 3 && strcmp(name + n - 3, ".gz") == 0;
+}
+
+}  // namespace
+
+const char* wfload_strerror(int code)
+{
+    switch (code) {
+    case WFLOAD_ERR_ARGS: return "bad arguments";
+    case WFLOAD_ERR_ROW: return "a field of the wfdisc row is out of range";
+    case WFLOAD_ERR_DATATYPE: return "unknown sample format (datatype)";
+    case WFLOAD_ERR_FILE: return "the waveform file cannot be read";
+    case WFLOAD_ERR_RANGE: return "foff or nsamp past the end of the file";
+    case WFLOAD_ERR_CORRUPT: return "corrupt samples in the waveform file";
+    case WFLOAD_ERR_MEMORY: return "out of memory";
+    default: return code >= 0 ? "no error" : "unknown error";
+    }
+}
+
+int wfload_error(int code, int /*flags*/)
+{
+    if (code == t_last_code && !t_last_message.empty())
+        hl_complain(0, "wfload: %s: %s", wfload_strerror(code), t_last_message.c_str());
+    else
+        hl_complain(0, "wfload: %s.\n", wfload_strerror(code));
+    return 0;
+}
+
+int wfload_scratch(Rsptr db, int /*flags*/, float** data, const char* filename, double* ts, double* te, double t0,
+                   double t1, long* nsamp_out)
+{
+    Row row;
+    snprintf(row.label, sizeof row.label, "(unread)");
+    if (!data || !ts || !te)
+        return fail(WFLOAD_ERR_ARGS, row, nullptr, "null output pointer");
+    Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, nullptr);
+    if (rsisinvalid(wf))
+        return fail(WFLOAD_ERR_ARGS, row, nullptr, "the database has no wfdisc table");
+    wf.record = RS_SCRATCH;
+    if (rsgetv(wf, nullptr, "sta", row.sta, "chan", row.chan, "time", &row.time, "nsamp", &row.nsamp, "samprate",
+               &row.samprate, "datatype", row.datatype, "foff", &row.foff, nullptr) < 0)
+        return fail(WFLOAD_ERR_ROW, row, nullptr, "cannot read the fields of the scratch row");
+    snprintf(row.label, sizeof row.label, "%.6s %.8s %.5f", row.sta, row.chan, row.time);
+
+    // the row itself
+    if (!std::isfinite(row.time) || row.time <= -9999999999.0)
+        return fail(WFLOAD_ERR_ROW, row, nullptr, "field time is null");
+    if (!(row.samprate > 0.0) || !std::isfinite(row.samprate))
+        return fail(WFLOAD_ERR_ROW, row, nullptr, "field samprate %g is not a positive rate", row.samprate);
+    if (row.nsamp < 0)
+        return fail(WFLOAD_ERR_ROW, row, nullptr, "field nsamp %ld is not a sample count", row.nsamp);
+    if (row.foff < 0)
+        return fail(WFLOAD_ERR_ROW, row, nullptr, "field foff %ld is not a byte offset", row.foff);
+    const WfFormat* format = wfformat_find(row.datatype);
+    if (!format)
+        return fail(WFLOAD_ERR_DATATYPE, row, nullptr, "field datatype '%s' is not one of %s", row.datatype,
+                    wfformat_codes());
+
+    // the file
+    char path[RS_STRSZ];
+    bool gzip = false;
+    if (filename) {
+        if (strlen(filename) >= sizeof path)
+            return fail(WFLOAD_ERR_FILE, row, nullptr, "file name of %zu characters is too long", strlen(filename));
+        strcpy(path, filename);
+        gzip = ends_with_gz(path);
+    } else {
+        const int found = rsextfile_scratch(wf, "wfdisc", path);
+        if (found < 0)
+            return fail(WFLOAD_ERR_ROW, row, nullptr, "fields dir and dfile do not name a file");
+        if (found == 0)
+            return fail(WFLOAD_ERR_FILE, row, path, "field dfile: no such file, nor with .gz added");
+        gzip = found == 2;
+    }
+    Mapping m;
+    {
+        const void* bytes = nullptr;
+        m.map = filemap_open(path, 0, &bytes, &m.size);
+        if (!m.map)
+            return fail(WFLOAD_ERR_FILE, row, path, "field dfile: cannot map the file");
+        m.bytes = static_cast<const unsigned char*>(bytes);
+    }
+    const uint64_t foff = static_cast<uint64_t>(row.foff);
+    const uint64_t width = static_cast<uint64_t>(format->bytes);
+    if (!gzip) {
+        if (foff > m.size || (format->kind == WF_FORMAT_MSEED && foff == m.size && row.nsamp > 0))
+            return fail(WFLOAD_ERR_RANGE, row, path, "field foff %ld is past the end of the file (%zu bytes)",
+                        row.foff, m.size);
+        if (format->kind != WF_FORMAT_MSEED && static_cast<uint64_t>(row.nsamp) > (m.size - foff) / width)
+            return fail(WFLOAD_ERR_RANGE, row, path,
+                        "field nsamp %ld overruns the file: %ld samples of %d bytes from byte %ld need %llu bytes, "
+                        "the file has %zu",
+                        row.nsamp, row.nsamp, format->bytes, row.foff,
+                        static_cast<unsigned long long>(foff + static_cast<uint64_t>(row.nsamp) * width), m.size);
+    }
+
+    // the window
+    long i0 = 0, i1 = row.nsamp;
+    if (t0 != 0.0 || t1 != 0.0) {
+        i0 = index_at(row, t0);
+        i1 = index_at(row, t1);
+    }
+    const long n = i1 > i0 ? i1 - i0 : 0;
+    if (n == 0) {
+        *data = nullptr;
+        *ts = *te = t0;
+        if (nsamp_out)
+            *nsamp_out = 0;
+        return 0;
+    }
+    if (n > WFLOAD_SAMPLES_MAX)
+        return fail(WFLOAD_ERR_MEMORY, row, path, "a window of %ld samples is more than the %ld one load may hold", n,
+                    WFLOAD_SAMPLES_MAX);
+    float* out = static_cast<float*>(malloc(static_cast<size_t>(n) * sizeof(float)));
+    if (!out)
+        return fail(WFLOAD_ERR_MEMORY, row, path, "cannot allocate %ld samples", n);
+
+    std::vector<unsigned char> inflated;
+    if (format->kind == WF_FORMAT_MSEED) {
+        const char* bytes = reinterpret_cast<const char*>(m.bytes) + foff;
+        size_t size = m.size - foff;
+        if (gzip) {
+            uint64_t total = 0;
+            if (wfgzip_range(m.bytes, m.size, foff, kGzipMseedMax, &inflated, &total, path) < 0) {
+                free(out);
+                return fail(WFLOAD_ERR_CORRUPT, row, path, "cannot inflate the miniSEED records");
+            }
+            if (inflated.empty()) {
+                free(out);
+                return fail(WFLOAD_ERR_RANGE, row, path, "field foff %ld is past the end of the inflated data (%llu bytes)",
+                            row.foff, static_cast<unsigned long long>(total));
+            }
+            bytes = reinterpret_cast<const char*>(inflated.data());
+            size = inflated.size();
+        }
+        wffill_gap(out, static_cast<int>(n));
+        WfMseedWindow window;
+        window.time = row.time;
+        window.samprate = row.samprate;
+        window.first = i0;
+        window.count = n;
+        WfMseedFault fault;
+        if (wfmseed_read(bytes, size, window, out, &fault, path) < 0) {
+            free(out);
+            return fail(WFLOAD_ERR_CORRUPT, row, path, "field foff %ld: corrupt miniSEED record at byte %llu", row.foff,
+                        static_cast<unsigned long long>(foff + fault.offset));
+        }
+    } else {
+        const unsigned char* bytes = m.bytes + foff + static_cast<uint64_t>(i0) * width;
+        const size_t length = static_cast<size_t>(n) * static_cast<size_t>(width);
+        if (gzip) {
+            uint64_t total = 0;
+            if (wfgzip_range(m.bytes, m.size, foff + static_cast<uint64_t>(i0) * width, length, &inflated, &total,
+                             path) < 0) {
+                free(out);
+                return fail(WFLOAD_ERR_CORRUPT, row, path, "cannot inflate samples %ld to %ld", i0, i1 - 1);
+            }
+            if (inflated.size() < length) {
+                free(out);
+                if (total <= foff)
+                    return fail(WFLOAD_ERR_RANGE, row, path,
+                                "field foff %ld is past the end of the inflated data (%llu bytes)", row.foff,
+                                static_cast<unsigned long long>(total));
+                return fail(WFLOAD_ERR_RANGE, row, path,
+                            "field nsamp %ld overruns the inflated data: sample %ld ends after its %llu bytes",
+                            row.nsamp, i1 - 1, static_cast<unsigned long long>(total));
+            }
+            bytes = inflated.data();
+        }
+        size_t bad = 0;
+        if (wfformat_decode(format, bytes, static_cast<size_t>(n), out, &bad) < 0) {
+            free(out);
+            return fail(WFLOAD_ERR_CORRUPT, row, path, "sample %ld of datatype %s is not a number",
+                        i0 + static_cast<long>(bad), format->code);
+        }
+    }
+    *data = out;
+    *ts = row.time + static_cast<double>(i0) / row.samprate;
+    *te = row.time + static_cast<double>(i1 - 1) / row.samprate;
+    if (nsamp_out)
+        *nsamp_out = n;
+    return static_cast<int>(n);
+}
