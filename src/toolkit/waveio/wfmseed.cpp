@@ -111,6 +111,24 @@ int wfmseed_read(const char* bytes, size_t size, const WfMseedWindow& window, fl
                               name, offset, msr->encoding, ms_encodingstr(msr->encoding));
             return -1;
         }
+        // libmseed trusts the sample count of uncompressed encodings: a
+        // count larger than the record would read past it
+        const size_t data_offset = msr->fsdh ? msr->fsdh->data_offset : 0;
+        size_t sample_size = 0;
+        if (msr->encoding == DE_INT16)
+            sample_size = 2;
+        else if (msr->encoding == DE_INT32 || msr->encoding == DE_FLOAT32)
+            sample_size = 4;
+        else if (msr->encoding == DE_FLOAT64)
+            sample_size = 8;
+        if (data_offset < 48 || data_offset >= reclen ||
+            static_cast<uint64_t>(msr->samplecnt) * sample_size > reclen - data_offset) {
+            hl_register_error(0,
+                              "wfmseed_read: File '%s': the record at byte %zu claims %lld samples that do not fit "
+                              "in its %zu bytes.\n",
+                              name, offset, static_cast<long long>(msr->samplecnt), reclen);
+            return -1;
+        }
         // the data's byte order is the record's own (blockette 1000)
         const int swap = (msr->byteorder == 1) != host_big ? 1 : 0;
         const int64_t n = msr_unpack_data(msr, swap, 0);
