@@ -115,7 +115,9 @@ TEST_F(MseedTest, OverlapKeepsTheFirstRecordAndCorruptRecordsAreNamed)
     Layout l = interleaved(DE_STEIM2, 'i', 512, 1);
     std::vector<double> other(200, 7777.0);
     const auto overlap = mseed_pack("XX", "STA", "", "BHZ", kStart + 100 / kRate, kRate, other, 'i', DE_STEIM2, 512, 1);
-    write("o.mseed", l.bytes + overlap[0]);
+    // the overlapping record right after the first BHZ record, whose samples it repeats
+    ASSERT_EQ(l.foff_a, 0);
+    write("o.mseed", l.bytes.substr(0, 512) + overlap[0] + l.bytes.substr(512));
     row("sd", "o.mseed", l.foff_a, kPart1, kStart, kRate);
     Loaded z = load();
     ASSERT_EQ(z.rc, kPart1) << z.message;
