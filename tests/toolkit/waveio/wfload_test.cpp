@@ -188,7 +188,15 @@ TEST_F(WfloadTest, BadInputIsNamedAndLeavesOutputsAlone)
         EXPECT_EQ(te, 8.0);
         EXPECT_EQ(n, 9);
     }
+    // the reason and the last failure's line reach the log after the register is cleared
     hl_clear_register(0);
+    static std::string logged;
+    logged.clear();
+    errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(+[](const char* line) { logged += line; }));
+    wfload_error(WFLOAD_ERR_CORRUPT, 0);
+    errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
+    EXPECT_NE(logged.find("corrupt samples"), std::string::npos) << logged;
+    EXPECT_NE(logged.find("w.sd"), std::string::npos) << logged;
 }
 
 // ObsPy's CSS test files: big- and little-endian, plain and gzip, against
