@@ -8,6 +8,8 @@
 #include <QProcess>
 #include <QStringList>
 
+#include <zlib.h>
+
 #include <cmath>
 
 namespace {
@@ -139,6 +141,21 @@ TEST_F(MseedTest, OverlapKeepsTheFirstRecordAndCorruptRecordsAreNamed)
     write("cut.mseed", l.bytes.substr(0, 300));
     row("sd", "cut.mseed", 0, kPart1, kStart, kRate);
     EXPECT_EQ(load().rc, WFLOAD_ERR_CORRUPT);
+}
+
+TEST_F(MseedTest, GzipCopyOfRecordsReads)
+{
+    const Layout l = interleaved(DE_STEIM1, 'i', 512, 1);
+    gzFile out = gzopen((dir_ + "/x.mseed.gz").c_str(), "wb");
+    ASSERT_NE(out, nullptr);
+    ASSERT_EQ(gzwrite(out, l.bytes.data(), static_cast<unsigned>(l.bytes.size())), static_cast<int>(l.bytes.size()));
+    gzclose(out);
+    row("sd", "x.mseed", l.foff_b, kOther, kStart, kRate);
+    Loaded n = load(kStart + 10.0, kStart + 20.0);
+    ASSERT_EQ(n.rc, 400) << n.message;
+    EXPECT_EQ(n.samples, std::vector<float>(l.b.begin() + 400, l.b.begin() + 800));
+    row("sd", "x.mseed", static_cast<long>(l.bytes.size()) + 10, kOther, kStart, kRate);
+    EXPECT_EQ(load().rc, WFLOAD_ERR_RANGE);
 }
 
 #ifdef VXMSEED2DB_PATH
