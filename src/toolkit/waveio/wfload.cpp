@@ -25,6 +25,9 @@ thread_local std::string t_last_message;
 // The most a gzip file holding miniSEED is inflated for one load.
 constexpr size_t kGzipMseedMax = size_t(1) << 30;
 
+// The largest nsamp a row may hold: 2^40 samples, centuries at 100 Hz.
+constexpr long kNsampMax = 1L << 40;
+
 // Rows are named in messages by station, channel and time.
 struct Row
 {
@@ -130,7 +133,8 @@ int wfload_scratch(Rsptr db, int /*flags*/, float** data, const char* filename, 
         return fail(WFLOAD_ERR_ROW, row, nullptr, "field time is null");
     if (!(row.samprate > 0.0) || !std::isfinite(row.samprate))
         return fail(WFLOAD_ERR_ROW, row, nullptr, "field samprate %g is not a positive rate", row.samprate);
-    if (row.nsamp < 0)
+    // a count this large cannot be true and would overflow byte offsets
+    if (row.nsamp < 0 || row.nsamp > kNsampMax)
         return fail(WFLOAD_ERR_ROW, row, nullptr, "field nsamp %ld is not a sample count", row.nsamp);
     if (row.foff < 0)
         return fail(WFLOAD_ERR_ROW, row, nullptr, "field foff %ld is not a byte offset", row.foff);
