@@ -7,6 +7,9 @@
 #include "toolkit/waveio/wfgzip_p.h"
 #include "toolkit/waveio/wfmseed_p.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cmath>
 #include <cstdarg>
 #include <cstdint>
@@ -61,14 +64,57 @@ int fail(int code, const Row& row, const char* file, const char* format, ...)
     return code;
 }
 
-// Unmaps on every way out.
-struct Mapping
+// The last waveform file this thread mapped, kept mapped: trace views load
+// many rows of one file (the channels of a station, the segments of a day)
+// one after the other, and a fresh map would fault its pages in again each
+// time.  Pages come in as they are touched, so only the bytes of a window
+// are read.  A file that changed (another inode, size or time) is mapped
+// again.
+struct FileCache
 {
+    std::string path;
+    dev_t dev = 0;
+    ino_t ino = 0;
+    off_t size = -1;
+    struct timespec mtime = {};
     Filemap* map = nullptr;
     const unsigned char* bytes = nullptr;
-    size_t size = 0;
-    ~Mapping() { filemap_close(map); }
+    size_t length = 0;
+    ~FileCache() { filemap_close(map); }
 };
+thread_local FileCache t_file;
+
+// Map path through the thread's cache: 0 with *bytes and *size, or -1 with
+// a registered error.  Valid until the next call on this thread.
+int map_file(const char* path, const unsigned char** bytes, size_t* size)
+{
+    struct stat st;
+    if (stat(path, &st) != 0) {
+        hl_register_error(0, "wfload_scratch: Cannot open '%s': %s.\n", path, strerror(errno));
+        return -1;
+    }
+    FileCache& c = t_file;
+    if (!c.map || c.path != path || c.dev != st.st_dev || c.ino != st.st_ino || c.size != st.st_size ||
+        c.mtime.tv_sec != st.st_mtim.tv_sec || c.mtime.tv_nsec != st.st_mtim.tv_nsec) {
+        const void* data = nullptr;
+        size_t length = 0;
+        Filemap* map = filemap_open(path, 0, &data, &length);
+        if (!map)
+            return -1;
+        filemap_close(c.map);
+        c.path = path;
+        c.dev = st.st_dev;
+        c.ino = st.st_ino;
+        c.size = st.st_size;
+        c.mtime = st.st_mtim;
+        c.map = map;
+        c.bytes = static_cast<const unsigned char*>(data);
+        c.length = length;
+    }
+    *bytes = c.bytes;
+    *size = c.length;
+    return 0;
+}
 
 // Index of the first sample at or after t, clamped to [0, nsamp].
 long index_at(const Row& row, double t)
@@ -159,14 +205,13 @@ int wfload_scratch(Rsptr db, int /*flags*/, float** data, const char* filename, 
             return fail(WFLOAD_ERR_FILE, row, path, "field dfile: no such file, nor with .gz added");
         gzip = found == 2;
     }
-    Mapping m;
+    struct
     {
-        const void* bytes = nullptr;
-        m.map = filemap_open(path, 0, &bytes, &m.size);
-        if (!m.map)
-            return fail(WFLOAD_ERR_FILE, row, path, "field dfile: cannot map the file");
-        m.bytes = static_cast<const unsigned char*>(bytes);
-    }
+        const unsigned char* bytes = nullptr;
+        size_t size = 0;
+    } m;
+    if (map_file(path, &m.bytes, &m.size) < 0)
+        return fail(WFLOAD_ERR_FILE, row, path, "field dfile: cannot map the file");
     const uint64_t foff = static_cast<uint64_t>(row.foff);
     const uint64_t width = static_cast<uint64_t>(format->bytes);
     if (!gzip) {
@@ -233,8 +278,8 @@ int wfload_scratch(Rsptr db, int /*flags*/, float** data, const char* filename, 
                         static_cast<unsigned long long>(foff + fault.offset));
         }
     } else {
-        const unsigned char* bytes = m.bytes + foff + static_cast<uint64_t>(i0) * width;
         const size_t length = static_cast<size_t>(n) * static_cast<size_t>(width);
+        const unsigned char* bytes = m.bytes + foff + static_cast<uint64_t>(i0) * width;
         if (gzip) {
             uint64_t total = 0;
             if (wfgzip_range(m.bytes, m.size, foff + static_cast<uint64_t>(i0) * width, length, &inflated, &total,

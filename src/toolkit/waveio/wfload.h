@@ -17,7 +17,10 @@
 //                    are stepped over
 // When dfile does not exist but dfile.gz does, the samples are inflated
 // from the gzip file, up to the end of the window only.  Plain files are
-// mapped, and only the bytes of the window are touched.
+// mapped, and only the bytes of the window are touched.  The calling thread
+// keeps the last file it read mapped (until it reads another file, the
+// file changes, or the thread ends), so that the many rows of one file are
+// read through one mapping.
 #pragma once
 
 #include "toolkit/store/recordstore.h"
