@@ -38,6 +38,10 @@ VXPLOT_EXPORT void wf_butterworth_sections(bool high_pass, int order, double cor
 // the first sample on: the section starts as if it had always seen x0.
 void wf_biquad_prime(const WfBiquad& c, WfBiquadState& s, double x0);
 
-// Runs the section over the n samples in place, priming it with the first
-// sample if it is not primed.
-void wf_biquad_run(const WfBiquad& c, WfBiquadState& s, float* x, long n);
+// Runs the cascade of nsec sections over the n samples in place, each
+// sample through all of them in turn (the sections' recursions then overlap
+// in the processor); a section that is not primed is primed with its first
+// input, x[0], which must be a number.  With stop_at_gap, the run ends
+// before the first sample equal to gap or NaN.  Returns the number of
+// samples filtered.
+long wf_cascade_run(const WfBiquad* c, WfBiquadState* s, int nsec, float* x, long n, bool stop_at_gap, float gap);

@@ -207,36 +207,55 @@ void restart(Hook* h)
     }
 }
 
-// Runs every stage over n good samples in place.
-void run_stages(Hook* h, float* x, long n, bool stream)
+// The index of the first gap sample at or after i, or n.
+long next_gap(const float* x, long i, long n)
 {
+    while (i < n && !is_gap(x[i]))
+        i++;
+    return i;
+}
+
+// Runs every stage over the samples from x[0], a number, up to the next gap
+// or n; the first stage finds where the run ends as it goes.  Returns the
+// length of the run.
+long run_stages(Hook* h, float* x, long n, bool stream)
+{
+    long end = -1;
     for (WfFilterStage& st : h->stages) {
         if (st.kind == WF_STAGE_BUTTERWORTH) {
-            for (size_t k = 0; k < st.sections.size(); k++)
-                wf_biquad_run(st.sections[k], st.states[k], x, n);
-        } else if (st.kind == WF_STAGE_DEMEAN) {
-            if (stream) {
-                // the mean so far, sample by sample, so that the split into
-                // packets does not matter
-                double sum = st.mean_sum;
-                long count = st.mean_count;
-                for (long i = 0; i < n; i++) {
-                    sum += x[i];
-                    count++;
-                    x[i] = static_cast<float>(x[i] - sum / static_cast<double>(count));
-                }
-                st.mean_sum = sum;
-                st.mean_count = count;
-            } else {
-                double sum = 0.0;
-                for (long i = 0; i < n; i++)
-                    sum += x[i];
-                const double mean = sum / static_cast<double>(n);
-                for (long i = 0; i < n; i++)
-                    x[i] = static_cast<float>(x[i] - mean);
+            const long m = end < 0 ? n : end;
+            const long got = wf_cascade_run(st.sections.data(), st.states.data(),
+                                            static_cast<int>(st.sections.size()), x, m, end < 0, kGapValue);
+            if (end < 0)
+                end = got;
+            continue;
+        }
+        if (end < 0)
+            end = next_gap(x, 1, n);
+        if (st.kind != WF_STAGE_DEMEAN)
+            continue;
+        if (stream) {
+            // the mean so far, sample by sample, so that the split into
+            // packets does not matter
+            double sum = st.mean_sum;
+            long count = st.mean_count;
+            for (long i = 0; i < end; i++) {
+                sum += x[i];
+                count++;
+                x[i] = static_cast<float>(x[i] - sum / static_cast<double>(count));
             }
+            st.mean_sum = sum;
+            st.mean_count = count;
+        } else {
+            double sum = 0.0;
+            for (long i = 0; i < end; i++)
+                sum += x[i];
+            const double mean = sum / static_cast<double>(end);
+            for (long i = 0; i < end; i++)
+                x[i] = static_cast<float>(x[i] - mean);
         }
     }
+    return end < 0 ? next_gap(x, 1, n) : end;
 }
 
 } // namespace
@@ -302,11 +321,7 @@ int wffilter_pkt2(double* tstart, int* nsamp, double* dt, float** data, int* siz
             i++;
             continue;
         }
-        long j = i + 1;
-        while (j < n && !is_gap(x[j]))
-            j++;
-        run_stages(h, x + i, j - i, stream);
-        i = j;
+        i += run_stages(h, x + i, n - i, stream);
     }
     h->next_time = *tstart + static_cast<double>(n) * dt_s;
     h->have_next = true;
