@@ -29,6 +29,8 @@ struct SurfaceTables
     std::vector<signed char> turned_m[2];  // 1 turns in the mantle, 0 reaches the core, -1 no ray
     std::vector<double> tau_c, del_c;      // P, from the core-mantle boundary down and back up to it
     std::vector<signed char> core;         // 1 turns in the outer core, 2 in the inner core, 0 neither
+    std::vector<double> tau_k, del_k;      // P, down through the outer core and back from the inner core
+    std::vector<signed char> icb;          // 1 reaches the inner core: PKiKP
     double p_diff[2], tau_diff[2], del_diff[2];  // the ray grazing the core, one surface leg
 };
 
@@ -98,6 +100,9 @@ std::shared_ptr<const SurfaceTables> make_surface(const TtModel& m)
     st->tau_c.assign(ng, 0.0);
     st->del_c.assign(ng, 0.0);
     st->core.assign(ng, 0);
+    st->tau_k.assign(ng, 0.0);
+    st->del_k.assign(ng, 0.0);
+    st->icb.assign(ng, 0);
     for (int w = 0; w < 2; w++) {
         st->tau_m[w].assign(ng, 0.0);
         st->del_m[w].assign(ng, 0.0);
@@ -114,8 +119,12 @@ std::shared_ptr<const SurfaceTables> make_surface(const TtModel& m)
                 continue;
             TtLeg core;
             int c = tt_leg_down(m, TT_P, st->p[i], m.k_cmb, m.k_icb, &core) == 1 ? 1 : 0;
-            if (!c)
+            if (!c) {
+                st->icb[i] = 1;
+                st->tau_k[i] = 2.0 * core.tau;
+                st->del_k[i] = 2.0 * core.delta;
                 c = tt_leg_down(m, TT_P, st->p[i], m.k_icb, n, &core) == 1 ? 2 : 0;
+            }
             st->core[i] = static_cast<signed char>(c);
             st->tau_c[i] = 2.0 * core.tau;
             st->del_c[i] = 2.0 * core.delta;
@@ -204,8 +213,9 @@ std::shared_ptr<const DepthTables> make_depth(const TtModel& m, const SurfaceTab
     Branch refl[2] = {branch("PcP", TT_P, TT_P, false), branch("ScS", TT_S, TT_S, false)};
     Branch pP = branch("pP", TT_P, TT_P, true), sP = branch("sP", TT_S, TT_P, true);
     Branch pkp = branch("PKP", TT_P, TT_P, false), df = branch("PKPdf", TT_P, TT_P, false);
+    Branch pkikp = branch("PKiKP", TT_P, TT_P, false);
     bool bu[2] = {true, true}, bd[2] = {true, true}, br[2] = {true, true};
-    bool bpp = true, bsp = true, bpkp = true, bdf = true;
+    bool bpp = true, bsp = true, bpkp = true, bdf = true, bki = true;
     for (size_t k = 0; k < st.p.size(); k++) {
         const double p = st.p[k];
         TtLeg u[2];
@@ -229,6 +239,8 @@ std::shared_ptr<const DepthTables> make_depth(const TtModel& m, const SurfaceTab
         const double tc = 2.0 * st.tau_m[TT_P][k] - u[TT_P].tau + st.tau_c[k];
         add_point(pkp, okc && st.core[k] == 1, p, dc, tc, &bpkp);
         add_point(df, okc && st.core[k] == 2, p, dc, tc, &bdf);
+        add_point(pkikp, okc && st.icb[k] == 1, p, dc - st.del_c[k] + st.del_k[k], tc - st.tau_c[k] + st.tau_k[k],
+                  &bki);
     }
     // close the gap between the up-going and the down-going rays with the
     // ray that leaves the source horizontally
@@ -250,6 +262,7 @@ std::shared_ptr<const DepthTables> make_depth(const TtModel& m, const SurfaceTab
     dt->branches.push_back(std::move(pP));
     dt->branches.push_back(std::move(sP));
     dt->branches.push_back(std::move(df));
+    dt->branches.push_back(std::move(pkikp));
     // the outer-core branch folds at its least distance: ab above, bc below
     if (!pkp.p.empty()) {
         const size_t fold = static_cast<size_t>(std::min_element(pkp.d.begin(), pkp.d.end()) - pkp.d.begin());
@@ -345,13 +358,14 @@ int ensure_model(Service& s, const char* caller)
 // Names of branches that a requested phase selects; null for an unknown one.
 const char* const* phase_members(std::string_view name)
 {
-    static const char* const p[] = {"P", "Pdiff", "PKPab", "PKPbc", "PKPdf", nullptr};
+    static const char* const p[] = {"P", "Pdiff", "PKPab", "PKPbc", "PKPdf", "PKiKP", nullptr};
     static const char* const s[] = {"S", "Sdiff", nullptr};
-    static const char* const pkp[] = {"PKPab", "PKPbc", "PKPdf", nullptr};
+    static const char* const pkp[] = {"PKPab", "PKPbc", "PKPdf", "PKiKP", nullptr};
     static const char* const pkikp[] = {"PKPdf", nullptr};
     static const char* const single[][2] = {{"pP", nullptr},    {"sP", nullptr},    {"PcP", nullptr},
                                             {"ScS", nullptr},   {"Pdiff", nullptr}, {"Sdiff", nullptr},
-                                            {"PKPab", nullptr}, {"PKPbc", nullptr}, {"PKPdf", nullptr}};
+                                            {"PKPab", nullptr}, {"PKPbc", nullptr}, {"PKPdf", nullptr},
+                                            {"PKiKP", nullptr}};
     if (name == "P")
         return p;
     if (name == "S")
@@ -475,6 +489,17 @@ int compute(const char* caller, double depth_km, double distance_deg, double ele
             std::asin(std::min(1.0, p * tables->v_src[b.wave_src] / tables->r_src_km)) / kDeg;
         a.takeoff_deg = b.up ? 180.0 - takeoff : takeoff;
     }
+    // "P" takes PKiKP only where the direct P is missing: beyond the core
+    // shadow it is the second P-type arrival before PKPdf appears
+    bool direct_p = false, named_pkikp = false;
+    for (int i = 0; i < n; i++)
+        direct_p = direct_p || strcmp(found[i].phase, "P") == 0;
+    for (const std::string& name : names)
+        named_pkikp = named_pkikp || name == "PKiKP" || name == "PKP";
+    if (direct_p && !named_pkikp)
+        n = static_cast<int>(std::remove_if(found, found + n,
+                                            [](const TtArrival& a) { return strcmp(a.phase, "PKiKP") == 0; }) -
+                             found);
     std::sort(found, found + n, [](const TtArrival& a, const TtArrival& b) { return a.time_s < b.time_s; });
     const int count = std::min(n, nmax);
     std::copy(found, found + count, out);

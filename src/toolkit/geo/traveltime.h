@@ -10,10 +10,11 @@
 // cache, and a call interpolates the branch tables.  docs/traveltimes.md
 // describes the phases and the conventions for users.
 //
-// Phases: "P" (the first P: the direct P, and beyond the core shadow Pdiff
-// and the PKP branches), "S" (S and Sdiff), and by name "pP", "sP", "PcP",
-// "ScS", "Pdiff", "Sdiff", "PKPab", "PKPbc", "PKPdf" (also "PKIKP"), "PKP"
-// (the three PKP branches).  Each phase answers its earliest arrival.
+// Phases: "P" (the first P: the direct P, and beyond the core shadow Pdiff,
+// the PKP branches and PKiKP), "S" (S and Sdiff), and by name "pP", "sP",
+// "PcP", "ScS", "Pdiff", "Sdiff", "PKPab", "PKPbc", "PKPdf" (also "PKIKP"),
+// "PKiKP", "PKP" (the three PKP branches and PKiKP).  Each phase answers
+// its earliest arrival.
 //
 // Distances are great-circle degrees, depths km below the surface of the
 // model, elevations km above it, times seconds.

@@ -119,6 +119,10 @@ TEST(TravelTime, ServiceCallsAsTheTraceViewMakesThem)
     ASSERT_GE(n, 2);
     EXPECT_STREQ(a[0].phase, "Pdiff");
     EXPECT_STREQ(a[1].phase, "PKPdf");
+    // in the gap before PKPdf, PKiKP is the second
+    ASSERT_EQ(ttp_compute(0.0, 0.0, 0.0, 110.0, 0.0, 5.0, 3.0, a, TT_MAX_ARRIVALS), 2);
+    EXPECT_STREQ(a[0].phase, "Pdiff");
+    EXPECT_STREQ(a[1].phase, "PKiKP");
     // several phases, sorted by time, each once
     EXPECT_EQ(ttp_set_phases("S, pP,sP P PcP ScS"), 6);
     ASSERT_EQ(ttp_set_event_depth(250.0), 0);
