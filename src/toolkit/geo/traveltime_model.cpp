@@ -13,6 +13,10 @@
 namespace {
 
 constexpr size_t kMaxRows = 10000;
+constexpr size_t kMaxFileBytes = 1 << 20;
+constexpr double kMaxRadiusKm = 1e5;
+constexpr double kMinVelocity = 0.01;  // km/s
+constexpr double kMaxVelocity = 100.0;
 constexpr double kCentreKm = 1e-3;  // the centre, kept off r = 0 for the logarithms
 
 // The integrals of a shell between eta1 (top) and eta2 (below) for p under
@@ -76,20 +80,41 @@ void make_shells(TtModel* m)
 
 int tt_model_read(const char* path, TtModel* model)
 {
-    std::ifstream in(path ? path : "");
+    std::ifstream in(path ? path : "", std::ios::binary);
     if (!in) {
         hl_register_error(0, "tt_model_read: Unable to open '%s'.\n", path ? path : "(null)");
         return -1;
     }
+    std::string text;
+    char buf[65536];
+    while (in.read(buf, sizeof buf) || in.gcount() > 0) {
+        text.append(buf, static_cast<size_t>(in.gcount()));
+        if (text.size() > kMaxFileBytes) {
+            hl_register_error(0, "tt_model_read: '%s' is larger than %zu bytes.\n", path, kMaxFileBytes);
+            return -1;
+        }
+    }
+    if (tt_model_parse(text, path, model) < 0)
+        return -1;
+    model->path = path;
+    return 0;
+}
+
+int tt_model_parse(std::string_view text, const char* source, TtModel* model)
+{
     TtModel m;
-    m.path = path;
-    std::string line;
     long lineno = 0;
     auto bad = [&](const char* what) {
-        hl_register_error(0, "tt_model_read: %s at line %ld of '%s'.\n", what, lineno, path);
+        hl_register_error(0, "tt_model_read: %s at line %ld of '%s'.\n", what, lineno, source);
         return -1;
     };
-    while (std::getline(in, line)) {
+    size_t pos = 0;
+    while (pos < text.size()) {
+        size_t eol = text.find('\n', pos);
+        if (eol == std::string_view::npos)
+            eol = text.size();
+        std::string line(text.substr(pos, eol - pos));
+        pos = eol + 1;
         lineno++;
         if (line.size() > 1000)
             return bad("Line too long");
@@ -106,7 +131,7 @@ int tt_model_read(const char* path, TtModel* model)
         }
         double value = 0.0;
         if (key == "radius_km" || key == "cmb_km" || key == "icb_km") {
-            if (!(words >> value) || !std::isfinite(value) || value <= 0.0)
+            if (!(words >> value) || !std::isfinite(value) || value <= 0.0 || value > kMaxRadiusKm)
                 return bad("Bad value");
             (key == "radius_km" ? m.radius_km : key == "cmb_km" ? m.cmb_km : m.icb_km) = value;
             continue;
@@ -120,8 +145,11 @@ int tt_model_read(const char* path, TtModel* model)
             return bad("Depth decreases");
         if (m.depth_km.empty() && v[0] != 0.0)
             return bad("The first row is not at depth 0");
+        if (v[0] > m.radius_km)
+            return bad("Depth below the centre");
         const bool fluid = v[0] >= m.cmb_km && v[0] <= m.icb_km;
-        if (!(v[1] > 0.0) || v[2] < 0.0 || (v[2] == 0.0 && !fluid))
+        if (!(v[1] >= kMinVelocity && v[1] <= kMaxVelocity) || !(v[2] == 0.0 || (v[2] >= kMinVelocity && v[2] <= kMaxVelocity)) ||
+            (v[2] == 0.0 && !fluid))
             return bad("Bad velocity");
         m.depth_km.push_back(v[0]);
         m.vel[TT_P].push_back(v[1]);

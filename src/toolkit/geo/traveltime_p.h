@@ -5,6 +5,7 @@
 #include "vxplot_export.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 enum { TT_P = 0, TT_S = 1 };
@@ -34,8 +35,11 @@ struct TtModel
 };
 
 // Reads a model file; 0, or -1 with a registered line naming the file and
-// the line at fault.
+// the line at fault (*model unchanged).
 VXPLOT_EXPORT int tt_model_read(const char* path, TtModel* model);
+
+// The same from the text of a file; source names it in messages.
+VXPLOT_EXPORT int tt_model_parse(std::string_view text, const char* source, TtModel* model);
 
 // The default model's file: "$VXPLOT_DATADIR/earthmodels/ak135.model", else
 // the installed data folder, else the source tree's.
