@@ -469,6 +469,8 @@ int compute(const char* caller, double depth_km, double distance_deg, double ele
         double t = 0.0, p = 0.0;
         if (!wanted || !branch_time(b, d, &t, &p))
             continue;
+        const double p_km = p / model->radius_km, v = v_top[b.wave_end];
+        t += elev_km * std::sqrt(std::max(0.0, 1.0 / (v * v) - p_km * p_km));
         int slot = 0;
         while (slot < n && strcmp(found[slot].phase, b.name) != 0)
             slot++;
@@ -481,8 +483,7 @@ int compute(const char* caller, double depth_km, double distance_deg, double ele
         }
         TtArrival& a = found[slot];
         snprintf(a.phase, sizeof a.phase, "%s", b.name);
-        const double p_km = p / model->radius_km, v = v_top[b.wave_end];
-        a.time_s = t + elev_km * std::sqrt(std::max(0.0, 1.0 / (v * v) - p_km * p_km));
+        a.time_s = t;
         a.slowness_s_deg = p * kDeg;
         a.emergence_deg = std::asin(std::min(1.0, p_km * v)) / kDeg;
         const double takeoff =
