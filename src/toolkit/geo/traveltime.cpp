@@ -90,7 +90,7 @@ std::shared_ptr<const SurfaceTables> make_surface(const TtModel& m)
     for (const TtShell& sh : m.shells)
         for (int w = 0; w < 2; w++)
             for (double eta : {sh.eta_top[w], sh.eta_bot[w]})
-                if (eta > 0.0 && eta < pmax)
+                if (eta > 1.0 && eta < pmax)  // not the centre's: p = 0 reaches it
                     for (double f : {1.0 - 1e-9, 1.0 + 1e-9})
                         st->p.push_back(eta * f);
     std::sort(st->p.begin(), st->p.end());
@@ -123,11 +123,14 @@ std::shared_ptr<const SurfaceTables> make_surface(const TtModel& m)
                 st->icb[i] = 1;
                 st->tau_k[i] = 2.0 * core.tau;
                 st->del_k[i] = 2.0 * core.delta;
-                c = tt_leg_down(m, TT_P, st->p[i], m.k_icb, n, &core) == 1 ? 2 : 0;
+                const int ic = tt_leg_down(m, TT_P, st->p[i], m.k_icb, n, &core);
+                c = ic == 1 || (ic == 0 && st->p[i] == 0.0) ? 2 : 0;
             }
             st->core[i] = static_cast<signed char>(c);
             st->tau_c[i] = 2.0 * core.tau;
             st->del_c[i] = 2.0 * core.delta;
+            if (c == 2 && st->p[i] == 0.0)
+                st->del_c[i] = M_PI;  // straight through the centre, to the antipode
         }
         const TtShell& last = m.shells[static_cast<size_t>(m.k_cmb - 1)];
         st->p_diff[w] = last.eta_bot[w];
@@ -456,7 +459,7 @@ int compute(const char* caller, double depth_km, double distance_deg, double ele
                 s.cache.pop_back();
         }
     }
-    const double d = distance_deg * kDeg;
+    const double d = std::min(M_PI, distance_deg * kDeg);  // 180 degrees may round above pi
     const double v_top[2] = {vp_surface > 0.0 ? vp_surface : model->vel[TT_P][0],
                              vs_surface > 0.0 ? vs_surface : model->vel[TT_S][0]};
     TtArrival found[TT_MAX_ARRIVALS];

@@ -35,7 +35,7 @@ double first_time(double depth_km, double distance_deg, const char* phases, doub
 
 } // namespace
 
-// Published ak135 times: the tables of P, S and PcP of Kennett, Engdahl and
+// Published ak135 times: the tables of P, S, PcP and PKIKP of Kennett, Engdahl and
 // Buland (1995), "Constraints on seismic velocities in the Earth from
 // traveltimes", Geophys. J. Int. 122, 108-124, as distributed with the
 // model ("AK135 tables", B. L. N. Kennett, Research School of Earth
@@ -57,6 +57,8 @@ TEST(TravelTime, MatchesPublishedAk135Tables)
         {"S", 35, 30, 660.83},   {"S", 35, 60, 1093.11},  {"S", 35, 90, 1426.22},  {"S", 250, 10, 250.93},
         {"S", 250, 30, 624.59},  {"S", 250, 60, 1052.69}, {"S", 250, 90, 1382.16}, {"S", 0, 120, 1689.67},
         {"PcP", 0, 30, 552.58},  {"PcP", 0, 60, 654.46},  {"PcP", 35, 30, 546.88}, {"PcP", 35, 60, 648.85},
+        {"PKIKP", 0, 130, 1151.67}, {"PKIKP", 0, 150, 1187.48}, {"PKIKP", 0, 170, 1209.64},
+        {"PKIKP", 0, 180, 1212.53}, {"PKIKP", 35, 130, 1145.94}, {"PKIKP", 35, 170, 1203.89},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.phase) + " from " + std::to_string(c.depth_km) + " km at " +
