@@ -148,8 +148,9 @@ int tt_model_parse(std::string_view text, const char* source, TtModel* model)
         if (v[0] > m.radius_km)
             return bad("Depth below the centre");
         const bool fluid = v[0] >= m.cmb_km && v[0] <= m.icb_km;
-        if (!(v[1] >= kMinVelocity && v[1] <= kMaxVelocity) || !(v[2] == 0.0 || (v[2] >= kMinVelocity && v[2] <= kMaxVelocity)) ||
-            (v[2] == 0.0 && !fluid))
+        const bool vp_ok = v[1] >= kMinVelocity && v[1] <= kMaxVelocity;
+        const bool vs_ok = v[2] == 0.0 ? fluid : v[2] >= kMinVelocity && v[2] <= kMaxVelocity;
+        if (!vp_ok || !vs_ok)
             return bad("Bad velocity");
         m.depth_km.push_back(v[0]);
         m.vel[TT_P].push_back(v[1]);
