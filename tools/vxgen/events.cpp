@@ -115,6 +115,22 @@ VxgenSignal make_signal(VxgenRandom& rnd, char phase, double onset, double amp_n
     return g;
 }
 
+// The first arrival of phase 'P' or 'S' at delta_deg from a source at
+// depth_km, through the library's earth model; negative with a registered
+// line.
+int first_arrival(char phase, double delta_deg, double depth_km, TtArrival* out)
+{
+    const char name[2] = {phase, '\0'};
+    TtArrival a[TT_MAX_ARRIVALS];
+    const int n = tt_compute(depth_km, delta_deg, 0.0, name, 0.0, 0.0, a, TT_MAX_ARRIVALS);
+    if (n < 1) {
+        hl_register_error(0, "first_arrival: No %c at %g degrees from %g km.\n", phase, delta_deg, depth_km);
+        return -1;
+    }
+    *out = a[0];
+    return 0;
+}
+
 // Associate the picks with an origin at lat, lon, depth_km, time.
 int associate(const VxgenData& data, const VxgenEvent& ev, VxgenOrigin& o, bool p_only)
 {
@@ -127,13 +143,13 @@ int associate(const VxgenData& data, const VxgenEvent& ev, VxgenOrigin& o, bool 
         a.pick = static_cast<int>(k);
         geometry(o.lat, o.lon, data.stations[static_cast<size_t>(pk.station)], &a.delta_deg, &a.esaz, &a.seaz);
         TtArrival tt{};
-        if (tt_first_arrival(pk.phase, a.delta_deg * kKmPerDeg, o.depth_km, &tt) < 0) {
+        if (first_arrival(pk.phase, a.delta_deg, o.depth_km, &tt) < 0) {
             hl_register_error(0, "associate: No travel time of arrival %ld.\n", pk.arid);
             return -1;
         }
         a.timeres = pk.time - (o.time + tt.time_s);
         a.azres = wrap180(pk.azimuth - a.seaz);
-        a.slores = pk.slow_s_deg - tt.slowness_s_km * kKmPerDeg;
+        a.slores = pk.slow_s_deg - tt.slowness_s_deg;
         a.emares = pk.ema - tt.emergence_deg;
         a.wgt = std::min(1.0, 0.05 / pk.deltim);
         a.timedef = "d";
@@ -198,8 +214,7 @@ int make_event(VxgenData& data, VxgenRandom& rnd, int index, double slot_s)
         const double dist_km = delta * kKmPerDeg;
         const double r_km = std::hypot(dist_km, ev.depth_km);
         TtArrival tp{}, ts{};
-        if (tt_first_arrival('P', dist_km, ev.depth_km, &tp) < 0 ||
-            tt_first_arrival('S', dist_km, ev.depth_km, &ts) < 0) {
+        if (first_arrival('P', delta, ev.depth_km, &tp) < 0 || first_arrival('S', delta, ev.depth_km, &ts) < 0) {
             hl_register_error(0, "make_event: No travel times to %s.\n", st.sta);
             return -1;
         }
@@ -239,7 +254,7 @@ int make_event(VxgenData& data, VxgenRandom& rnd, int index, double slot_s)
             pk.time = g.time + 0.5 * pk.deltim * rnd.normal();
             pk.delaz = std::clamp(5.0 + 80.0 / snr, 5.0, 45.0);
             pk.azimuth = wrap360(seaz + 0.5 * pk.delaz * rnd.normal());
-            const double slow = tt.slowness_s_km * kKmPerDeg;
+            const double slow = tt.slowness_s_deg;
             pk.delslo = 0.1 * slow + 2.0 / snr;
             pk.slow_s_deg = std::max(0.5, slow + 0.5 * pk.delslo * rnd.normal());
             pk.ema = std::clamp(tt.emergence_deg + 3.0 * rnd.normal(), 1.0, 89.0);
