@@ -127,8 +127,8 @@ int VX_GraphicsServer_kvtreeview(S* server, C* command, R* response)
     try {
         view = new VXKvTreeview(parent, command->args[0]);
     } catch (const char*) {
-        // the document's reason is in the register
-        return VX_GraphicsServer_error2(server, response);
+        // the document's reason is in the register above this line
+        return vx_fail(server, response, "%s: new VX_KvTreeview() error.\n", proc);
     }
     return made(server, command, response, VX_TYPE_KVTREEVIEW, view, &view->handle, "VX_KvTreeview");
 }

@@ -295,6 +295,11 @@ void VXKvTreeview::init()
                     | QAbstractItemView::AnyKeyPressed);
     setConfigureSpecs(kvtreeview_specs, reinterpret_cast<char*>(&params), "VXKvTreeview", this, 1);
     setFont(params.font);
+    // widths that fit usual keys and values; measuring the contents would
+    // ask every row of a large document
+    const int widths[] = {220, 160, 130, 260, 200};
+    for (int c = 0; c < 5; c++)
+        setColumnWidth(c, params.default_cell_width >= 1 ? params.default_cell_width : widths[c]);
     for (int c = 0; c < params.column_widths.size() && c < 5; c++)
         if (params.column_widths[c] >= 1)
             setColumnWidth(c, params.column_widths[c]);
@@ -303,6 +308,7 @@ void VXKvTreeview::init()
 void VXKvTreeview::redraw()
 {
     vxmodel->setupModelData();
+    comments_hidden = false;
     if (!params.show_noninline_comments)
         showNoninlineComments(false);
     viewport()->update();
@@ -393,8 +399,11 @@ void VXKvTreeview::showColumn(int column, bool show)
 
 void VXKvTreeview::showNoninlineComments(bool show)
 {
-    if (!vxmodel)
+    // rows are shown after a model reset: a walk is needed only to hide
+    // them or to show hidden ones
+    if (!vxmodel || show == !comments_hidden)
         return;
+    comments_hidden = !show;
     iterate([this, show](const QModelIndex& index) {
         const VXKvTreeviewItem* item = vxmodel->itemOf(index);
         if (item->itemKvIndex < 0)

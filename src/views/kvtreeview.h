@@ -107,4 +107,5 @@ protected:
 private:
     void init();
     std::unique_ptr<HLKv> owned_kv;
+    bool comments_hidden = false;  // some comment rows are hidden now
 };

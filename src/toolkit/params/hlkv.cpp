@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -78,12 +79,6 @@ long commentStart(std::string_view s)
     return -1;
 }
 
-struct Open
-{
-    int kind;            // HLKV_ENTRY_ARR or HLKV_ENTRY_TBL; the top counts as an &Arr
-    std::string path;    // "" at the top, else "a/b/"
-    long rows = 0;       // rows of an &Tbl so far
-};
 
 } // namespace
 
@@ -159,26 +154,32 @@ int HLKv::compile(const std::string& text, const std::string& source)
     std::vector<int> entry_rows;
     std::vector<long> line_starts;
     std::vector<int> line_rows;
-    std::unordered_map<std::string, int> paths;
-    std::vector<Open> stack{{HLKV_ENTRY_ARR, std::string(), 0}};
+    const size_t line_count = static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+    rows.reserve(line_count);
+    entry_rows.reserve(line_count);
+    line_starts.reserve(line_count);
+    line_rows.reserve(line_count);
+    // constraint texts repeat from entry to entry: each is parsed once
+    std::unordered_map<std::string, std::pair<bool, std::vector<HLKv_Constraint>>> parsed;
+    int depth = 0;             // blocks open
+    std::vector<int> kinds{HLKV_ENTRY_ARR};  // kind of each open block, the top as an &Arr
     int literal_row = -1;  // an open &Literal{ block
     bool literal_first = true;
 
     const std::string_view all(text);
     size_t pos = 0;
     long line = 0;
-    auto addRow = [&](HLKv_Entry&& e, const std::string& name) {
+    auto addRow = [&](HLKv_Entry&& e) {
         e.line = line;
-        e.level = static_cast<int>(stack.size()) - 1;
+        e.level = depth;
         line_rows.back() = static_cast<int>(rows.size());
         if (e.kind != HLKV_ENTRY_COMMENT) {
             e.index = static_cast<int>(entry_rows.size());
             entry_rows.push_back(static_cast<int>(rows.size()));
-            Open& top = stack.back();
-            std::string path = top.path + (top.kind == HLKV_ENTRY_TBL ? std::to_string(top.rows++) : name);
-            paths[path] = e.index;
-            if (e.kind == HLKV_ENTRY_ARR || e.kind == HLKV_ENTRY_TBL)
-                stack.push_back({e.kind, path + "/", 0});
+            if (e.kind == HLKV_ENTRY_ARR || e.kind == HLKV_ENTRY_TBL) {
+                depth++;
+                kinds.push_back(e.kind);
+            }
         }
         rows.push_back(std::move(e));
     };
@@ -227,7 +228,7 @@ int HLKv::compile(const std::string& text, const std::string& source)
             long end = n;
             trimSpan(raw, b, end);
             std::string name;
-            if (stack.back().kind == HLKV_ENTRY_ARR) {
+            if (kinds.back() == HLKV_ENTRY_ARR) {
                 long ke = wordEnd(raw, b, end);
                 name = std::string(span(raw, b, ke));
                 e.name = name;
@@ -239,7 +240,7 @@ int HLKv::compile(const std::string& text, const std::string& source)
             e.value_begin = b;
             e.value_end = end;
             e.value = std::string(span(raw, b, end));
-            addRow(std::move(e), name);
+            addRow(std::move(e));
             line++;
             continue;
         }
@@ -258,7 +259,14 @@ int HLKv::compile(const std::string& text, const std::string& source)
                 tb = cons_e + 1;
                 trimSpan(raw, cons_b, cons_e);
                 e.constraint_text = std::string(span(raw, cons_b, cons_e));
-                e.sound = parseConstraints(e.constraint_text, &e.constraints);
+                auto it = parsed.find(e.constraint_text);
+                if (it == parsed.end()) {
+                    std::vector<HLKv_Constraint> list;
+                    const bool sound = parseConstraints(e.constraint_text, &list);
+                    it = parsed.emplace(e.constraint_text, std::make_pair(sound, std::move(list))).first;
+                }
+                e.sound = it->second.first;
+                e.constraints = it->second.second;
             }
             if (tb <= n) {  // "#@ int" alone has no plain comment
                 trimSpan(raw, tb, te);
@@ -270,20 +278,22 @@ int HLKv::compile(const std::string& text, const std::string& source)
         std::string_view content = span(raw, cb, ce);
         if (content.empty()) {
             e.kind = HLKV_ENTRY_COMMENT;
-            addRow(std::move(e), std::string());
+            addRow(std::move(e));
             line++;
             continue;
         }
         if (content == "}") {
-            if (stack.size() > 1)
-                stack.pop_back();
+            if (depth > 0) {
+                depth--;
+                kinds.pop_back();
+            }
             line++;
             continue;
         }
-        const bool in_tbl = stack.back().kind == HLKV_ENTRY_TBL;
+        const bool in_tbl = kinds.back() == HLKV_ENTRY_TBL;
         std::string name;
         long vb = cb, ve = ce;
-        if (!in_tbl || !isOpener(unescapeValue(std::string(content)))) {
+        if (!in_tbl || !isOpener(content)) {
             if (!in_tbl) {
                 long ke = wordEnd(raw, cb, ce);
                 name = unescapeValue(std::string(span(raw, cb, ke)));
@@ -299,7 +309,7 @@ int HLKv::compile(const std::string& text, const std::string& source)
                 e.value = std::move(value);
                 e.value_begin = vb;
                 e.value_end = ve;
-                addRow(std::move(e), name);
+                addRow(std::move(e));
                 line++;
                 continue;
             }
@@ -313,7 +323,7 @@ int HLKv::compile(const std::string& text, const std::string& source)
             literal_row = static_cast<int>(rows.size());
             literal_first = true;
         }
-        addRow(std::move(e), name);
+        addRow(std::move(e));
         line++;
     }
 
@@ -321,7 +331,7 @@ int HLKv::compile(const std::string& text, const std::string& source)
     entry_rows_ = std::move(entry_rows);
     line_starts_ = std::move(line_starts);
     line_rows_ = std::move(line_rows);
-    paths_ = std::move(paths);
+    paths_.clear();
     kvstring = text;
     kvfile = source;
     source_ = source.empty() ? std::string("text") : source;
@@ -389,7 +399,7 @@ std::string HLKv::getValue(int index, bool* ok, std::vector<int>* bad, std::stri
         if (ok)
             *ok = false;
         if (message)
-            *message = "no entry " + std::to_string(index);
+            *message = std::string("no entry ").append(std::to_string(index));
         return std::string();
     }
     if (ok || bad || message) {
@@ -430,6 +440,25 @@ std::string HLKv::getConstraints(int index, bool* sound) const
 
 int HLKv::getEntryIndex(const std::string& key) const
 {
+    if (paths_.empty() && !entry_rows_.empty()) {
+        // made on the first question: many documents are never asked by path
+        struct Open
+        {
+            int kind;
+            std::string path;  // "" at the top, else "a/b/"
+            long rows;         // rows of an &Tbl so far
+        };
+        std::vector<Open> stack{{HLKV_ENTRY_ARR, std::string(), 0}};
+        for (int r : entry_rows_) {
+            const HLKv_Entry& e = rows_[static_cast<size_t>(r)];
+            stack.resize(static_cast<size_t>(e.level) + 1);
+            Open& top = stack.back();
+            std::string path = top.path + (top.kind == HLKV_ENTRY_TBL ? std::to_string(top.rows++) : e.name);
+            paths_[path] = e.index;
+            if (e.kind == HLKV_ENTRY_ARR || e.kind == HLKV_ENTRY_TBL)
+                stack.push_back({e.kind, path + "/", 0});
+        }
+    }
     auto it = paths_.find(key);
     return it == paths_.end() ? -1 : it->second;
 }
@@ -537,7 +566,7 @@ std::string HLKv::editedLine(const HLKv_Entry& e) const
         return out;
     }
     std::string out;
-    long tail_from = static_cast<long>(raw.size());
+    long tail_from = 0;  // where the rest of the line is copied from
     if (e.value_begin >= 0) {
         out = raw.substr(0, static_cast<size_t>(e.value_begin));
         std::string written = e.kind == HLKV_ENTRY_LITERAL_LINE ? e.value : escapeValue(e.value);
@@ -546,7 +575,10 @@ std::string HLKv::editedLine(const HLKv_Entry& e) const
         if (inserted)
             out += ' ';
         out += written;
-        if (inserted && static_cast<size_t>(e.value_end) < raw.size() && raw[static_cast<size_t>(e.value_end)] == '#')
+        // a backslash ending the value would turn the comment's "#" into a hash
+        const bool hash_next =
+            static_cast<size_t>(e.value_end) < raw.size() && raw[static_cast<size_t>(e.value_end)] == '#';
+        if (hash_next && (inserted || (!written.empty() && written.back() == '\\')))
             out += ' ';
         tail_from = e.value_end;
     }

@@ -214,6 +214,6 @@ private:
     std::vector<int> entry_rows_;      // entry index to row
     std::vector<long> line_starts_;    // byte offset of each line in kvstring
     std::vector<int> line_rows_;       // line to the row starting on it, -1 for none
-    std::unordered_map<std::string, int> paths_;  // getEntryIndex() paths
+    mutable std::unordered_map<std::string, int> paths_;  // getEntryIndex() paths, made on first use
     std::string source_;               // name used in getSource()
 };

@@ -153,7 +153,8 @@ std::string number(double v)
 // Why field does not pass c; empty when it does.
 std::string fieldFailure(const HLKv_Constraint& c, const std::string& field, HLKv_FieldChecker checker)
 {
-    const std::string q = "'" + field + "'";
+    std::string q(1, '\'');
+    q.append(field).push_back('\'');
     double v = 0.0;
     switch (c.type) {
     case HLKV_INT:
@@ -196,7 +197,9 @@ std::string fieldFailure(const HLKv_Constraint& c, const std::string& field, HLK
         for (const std::string& w : c.string_enum) {
             if (w == field)
                 return std::string();
-            words += (words.empty() ? "" : ", ") + (w.empty() ? std::string("''") : w);
+            if (!words.empty())
+                words += ", ";
+            words += w.empty() ? std::string("''") : w;
         }
         return q + " is not one of " + words;
     }
@@ -223,7 +226,7 @@ std::vector<std::string> HLKv::splitFields(const std::string& value, size_t n)
         if (fields.size() < std::max<size_t>(n, 1))
             fields.emplace_back(s.substr(b, i - b));
         else
-            fields.back() += " " + std::string(s.substr(b, i - b));
+            fields.back().append(" ").append(s.substr(b, i - b));
     }
     return fields;
 }
@@ -255,7 +258,7 @@ bool HLKv::checkValue(int index, const std::string& candidate, std::string* mess
     const HLKv_Entry* e = entry(index);
     if (!e) {
         if (message)
-            *message = "no entry " + std::to_string(index);
+            *message = std::string("no entry ").append(std::to_string(index));
         return false;
     }
     // an unsound constraint is shown, never applied
@@ -268,9 +271,11 @@ bool HLKv::checkValue(int index, const std::string& candidate, std::string* mess
         std::string failure = fieldFailure(cs[f], f < fields.size() ? fields[f] : std::string(), field_checker);
         if (failure.empty())
             continue;
+        if (!why.empty())
+            why += "; ";
         if (cs.size() > 1)
-            failure = "field " + std::to_string(f + 1) + ": " + failure;
-        why += (why.empty() ? "" : "; ") + failure;
+            why.append("field ").append(std::to_string(f + 1)).append(": ");
+        why += failure;
         if (bad)
             bad->push_back(static_cast<int>(f));
     }

@@ -156,11 +156,13 @@ TEST(HLKv, AnEditChangesOnlyItsOwnLine)
 TEST(HLKv, LiteralBlocksAndCommentsAreEdited)
 {
     HLKv kv;
-    ASSERT_EQ(kv.compile("s &Literal{\n old\n}\nw 1 #@ int\nv 2 # old\n"), 0);
+    ASSERT_EQ(kv.compile("s &Literal{\n old\n}\nw 1 #@ int\nv 2 # old\nb &Arr{\n}\n"), 0);
     ASSERT_EQ(kv.setValue(kv.getEntryIndex("s"), "line one\n  # two"), 0);
+    ASSERT_EQ(kv.setComment(kv.getEntryIndex("b"), "block"), 0);
     ASSERT_EQ(kv.setComment(kv.getEntryIndex("w"), "new"), 0);
     ASSERT_EQ(kv.setComment(kv.getEntryIndex("v"), "@not a rule"), 0);
-    EXPECT_EQ(kv.getKvString(), "s &Literal{\nline one\n  # two\n}\nw 1 #@ int    # new\nv 2 # @not a rule\n");
+    EXPECT_EQ(kv.getKvString(),
+              "s &Literal{\nline one\n  # two\n}\nw 1 #@ int    # new\nv 2 # @not a rule\nb &Arr{    # block\n}\n");
     HLKv again;
     ASSERT_EQ(again.compile(kv.getKvString()), 0);
     EXPECT_EQ(again.getConstraints(again.getEntryIndex("w")), "int");
