@@ -478,6 +478,20 @@ int HLKv::setValue(int index, const std::string& value, int check)
         return -1;
     }
     if (e.kind == HLKV_ENTRY_LITERAL) {
+        // reading drops carriage returns at line ends: store what reads back
+        std::string lf;
+        lf.reserve(v.size());
+        for (size_t i = 0; i < v.size(); i++) {
+            size_t j = i;
+            while (j < v.size() && v[j] == '\r')
+                j++;
+            if (j > i && (j == v.size() || v[j] == '\n')) {
+                i = j - 1;
+                continue;
+            }
+            lf += v[i];
+        }
+        v = std::move(lf);
         size_t b = 0;
         while (b <= v.size()) {
             size_t nl = v.find('\n', b);
