@@ -13,6 +13,7 @@
 #include "toolkit/geo/geo.h"
 #include "toolkit/params/hlconfigure.h"
 #include "toolkit/geo/hlmoment.h"
+#include "toolkit/params/hlkv.h"
 #include "toolkit/base/hltime.h"
 #include "toolkit/base/hlvector.h"
 #include "toolkit/params/kv.h"
@@ -69,4 +70,6 @@
 // tables and parameter views
 #include "views/commandconsole.h"
 #include "views/dbtableview.h"
+#include "views/kvtreeview.h"
+#include "views/optionsdialog.h"
 #include "views/tableview.h"

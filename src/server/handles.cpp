@@ -11,6 +11,8 @@
 #include "server/toplevel.h"
 #include "viewport/viewport.h"
 #include "views/commandconsole.h"
+#include "views/kvtreeview.h"
+#include "views/tableview.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -152,6 +154,8 @@ QObject* vx_as_qobject(int type, void* widget)
     case VX_TYPE_DIALOG: return static_cast<QDialog*>(widget);
     case VX_TYPE_LABEL: return static_cast<QLabel*>(widget);
     case VX_TYPE_COMMANDCONSOLE: return static_cast<VXCommandConsole*>(widget);
+    case VX_TYPE_KVTREEVIEW: return static_cast<VXKvTreeview*>(widget);
+    case VX_TYPE_TABLEVIEW: case VX_TYPE_DBTABLEVIEW: return static_cast<VXTableview*>(widget);
     default: return nullptr;
     }
 }
@@ -197,6 +201,8 @@ void vx_destroy_object(int type, void* widget)
     case VX_TYPE_DIALOG: delete static_cast<QDialog*>(widget); break;
     case VX_TYPE_LABEL: delete static_cast<QLabel*>(widget); break;
     case VX_TYPE_COMMANDCONSOLE: delete static_cast<VXCommandConsole*>(widget); break;
+    case VX_TYPE_KVTREEVIEW: delete static_cast<VXKvTreeview*>(widget); break;
+    case VX_TYPE_TABLEVIEW: case VX_TYPE_DBTABLEVIEW: delete static_cast<VXTableview*>(widget); break;
     case VX_TYPE_ACTION:
     case VX_TYPE_TRACEVIEW:
         // the entry goes, the object stays: actions belong to their menus
@@ -231,6 +237,8 @@ HLConfigure* vx_as_configure(int type, void* item)
     case VX_TYPE_POLYLINE: return static_cast<VXPolyline*>(item);
     case VX_TYPE_TEXTPOPUP: return static_cast<VXTextPopup*>(item);
     case VX_TYPE_COMMANDCONSOLE: return static_cast<VXCommandConsole*>(item);
+    case VX_TYPE_KVTREEVIEW: return static_cast<VXKvTreeview*>(item);
+    case VX_TYPE_TABLEVIEW: case VX_TYPE_DBTABLEVIEW: return static_cast<VXTableview*>(item);
     default: return nullptr;
     }
 }
