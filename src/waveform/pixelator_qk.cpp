@@ -1,0 +1,299 @@
+// VXPixelator: reading waveform rows behind the event service (type 1).
+//
+// Two roads lead from a row to columns.  The plain one loads the samples of
+// the row that fall in the buffer, reduces them and frees them
+// (getTraceQk).  The cached one keeps the decoded samples of the whole row
+// in the process's sample cache with their min/max index and reduces the
+// buffer's part from memory, so that moving the grid over data already
+// seen reads nothing.  Both give the same columns, bit for bit: the cached
+// road picks the samples a reader returns for the window (those whose time
+// lies in the window, sample i at the time of the first plus i intervals)
+// and folds them in the same order.  The cached road is taken while the
+// cache's budget is not 0 and the row's samples fit in a quarter of it.
+#include "toolkit/base/errors.h"
+#include "toolkit/waveio/wfgap.h"
+#include "waveform/pixelator.h"
+#include "waveform/pixelator_services_p.h"
+#include "waveform/samplecache_p.h"
+
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+void pixelator_find_good_seg(const float* data, long nsamp, long start, float bad_value, long* is, long* ie)
+{
+    *is = -10;
+    *ie = -10;
+    long i = start;
+    while (i < nsamp && data[i] == bad_value)
+        i++;
+    if (i >= nsamp)
+        return;
+    *is = i;
+    while (i < nsamp && data[i] != bad_value)
+        i++;
+    *ie = i - 1;
+}
+
+namespace {
+
+// The most samples of one row the pixelator takes: what an int counts in
+// bytes.
+constexpr long max_row_samples = INT_MAX / 4;
+
+bool row_fits_cache(const VxPixelatorRecord& row, size_t budget)
+{
+    // samples plus about 0.3 floats of index each
+    const double bytes = static_cast<double>(row.nsamp) * 4.0 * 1.3;
+    return budget > 0 && row.nsamp > 0 && row.nsamp <= max_row_samples && bytes <= static_cast<double>(budget / 4);
+}
+
+} // namespace
+
+void VXPixelator::addQk(VxPixelatorSource* source)
+{
+    if (npixels_total < 1 || !(dtperpixel > 0.0))
+        return;
+    const double t0 = tstart + toffset;
+    const double t1 = t0 + dtperpixel * npixels_total;
+    VXPixelatorReader* reader = source->ev.reader;
+    if (!reader)
+        return;
+    QList<VxPixelatorRecord> rows;
+    if (reader->getWfdiscs(pixelatorStation(), pixelatorChannel(), t0, t1, source->ev.calib_from_db, rows) < 0) {
+        hl_clear_register(0);
+        return;
+    }
+    // rows whose samples the cache can hold go the cached road, the others
+    // the plain one
+    const size_t budget = VxSampleCache::instance().budget();
+    QList<VxPixelatorRecord> plain;
+    QList<VxPixelatorRecord> cached;
+    for (const VxPixelatorRecord& row : rows)
+        (row_fits_cache(row, budget) ? cached : plain).append(row);
+    if (!cached.isEmpty()) {
+        source->ev.ev_sc_wfdiscs = cached;
+        addCached(source, t0, t1);
+    }
+    source->ev.ev_sc_wfdiscs = plain;
+    if (!plain.isEmpty()) {
+        QList<VxPixelatorTrace> traces;
+        if (getTraceQk(source, t0, t1, 3, traces) < 0) {
+            hl_clear_register(0);
+            clearAllocations();
+            source->ev.ev_sc_wfdiscs = rows;
+            setStats();
+            return;
+        }
+        for (const VxPixelatorTrace& trace : traces) {
+            if (!trace.data)
+                continue;
+            for (const VxPixelatorTraceSegment& run : trace.segments) {
+                if (run.data_type != 4)
+                    continue;
+                const float* data = trace.data + run.samp0;
+                double stime = trace.tstart + run.samp0 * trace.dt;
+                stime -= toffset;
+                for (const auto& [a, b] : ungapTraceDataArray(run.nsamp, data))
+                    if (addSegment(source, stime + a * trace.dt, b - a, trace.dt, trace.calib, trace.data_type, data + a,
+                                   0) < 0)
+                        hl_clear_register(0);
+            }
+        }
+    }
+    source->ev.ev_sc_wfdiscs = rows;
+    setStats();
+    clearAllocations();
+}
+
+void VXPixelator::addCached(VxPixelatorSource* source, double t0, double t1)
+{
+    VxSampleCache& cache = VxSampleCache::instance();
+    VXPixelatorReader* reader = source->ev.reader;
+    for (const VxPixelatorRecord& row : source->ev.ev_sc_wfdiscs) {
+        if (t0 != 0.0 && t0 > row.endtime)
+            continue;
+        if (t1 != 0.0 && t1 < row.time)
+            continue;
+        if (row.file_state <= 0 || row.nsamp < 1 || !(row.samprate > 0.0))
+            continue;
+        const double dt = 1.0 / row.samprate;
+        std::shared_ptr<const VxCachedRecord> rec = cache.find(row.key);
+        if (!rec) {
+            float* data = nullptr;
+            double ts = 0.0, te = 0.0;
+            long n = 0;
+            const int ret = reader->load(row, row.time, row.endtime + 0.1 * dt, &data, &ts, &te, &n);
+            if (ret < 0 || (ts == 0.0 && te == 0.0) || n > max_row_samples) {
+                // as the plain road: a failed read ends the reading
+                free(data);
+                hl_clear_register(0);
+                return;
+            }
+            auto made = std::make_shared<VxCachedRecord>();
+            made->key = row.key;
+            made->ts = ts;
+            made->te = te;
+            try {
+                if (n > 0 && data)
+                    made->samples.assign(data, data + n);
+            } catch (const std::bad_alloc&) {
+                free(data);
+                return;
+            }
+            free(data);
+            made->index.build(made->samples.data(), static_cast<long>(made->samples.size()));
+            made->runs = ungapTraceDataArray(static_cast<int>(made->samples.size()), made->samples.data());
+            rec = cache.insert(std::move(made));
+        }
+        const long n = static_cast<long>(rec->samples.size());
+        if (n < 1)
+            continue;
+        // the window as the plain road asks the reader for it, and the
+        // samples the reader would give: a <= ts + i * dt <= b
+        const double a = (t0 != 0.0 && row.time < t0) ? t0 : row.time;
+        const double b = ((t1 != 0.0 && row.endtime > t1) ? t1 : row.endtime) + 0.1 * dt;
+        auto first_at_or_after = [&](double t) {
+            long lo = 0, hi = n;
+            while (lo < hi) {
+                const long mid = lo + (hi - lo) / 2;
+                if (rec->ts + mid * dt < t)
+                    lo = mid + 1;
+                else
+                    hi = mid;
+            }
+            return lo;
+        };
+        auto first_after = [&](double t) {
+            long lo = 0, hi = n;
+            while (lo < hi) {
+                const long mid = lo + (hi - lo) / 2;
+                if (rec->ts + mid * dt <= t)
+                    lo = mid + 1;
+                else
+                    hi = mid;
+            }
+            return lo;
+        };
+        const long i0 = first_at_or_after(a);
+        const long i1 = first_after(b);
+        if (i1 <= i0)
+            continue;
+        // times as the plain road makes them: the window's first sample,
+        // then the run's first sample within it
+        const double tw = rec->ts + i0 * dt;
+        for (const auto& [ra, rb] : rec->runs) {
+            const long s = std::max<long>(ra, i0);
+            const long e = std::min<long>(rb, i1);
+            if (e <= s)
+                continue;
+            double stime = tw + (s - i0) * dt;
+            stime -= toffset;
+            if (filter_string.isEmpty() || filter_string == "none") {
+                reduceBulk(source, stime + 0 * dt, e - s, dt, row.calib, row.segtype, rec->samples.data() + s,
+                           &rec->index, s);
+            } else if (addSegment(source, stime + 0 * dt, static_cast<int>(e - s), dt, row.calib, row.segtype,
+                                  rec->samples.data() + s, 0) < 0) {
+                hl_clear_register(0);
+            }
+        }
+    }
+}
+
+int VXPixelator::getTraceQk(VxPixelatorSource* source, double ts, double te, int read_flags,
+                            QList<VxPixelatorTrace>& traces)
+{
+    float bad_value = 0.0f;
+    wffill_gap(&bad_value, 1);
+    traces.clear();
+    VXPixelatorReader* reader = source->ev.reader;
+    if (!reader) {
+        hl_register_error(0, "VXPixelator::getTraceQk: No waveform reader.\n");
+        return -1;
+    }
+    for (const VxPixelatorRecord& row : source->ev.ev_sc_wfdiscs) {
+        if (ts != 0.0 && ts > row.endtime)
+            continue;
+        if (te != 0.0 && te < row.time)
+            continue;
+        VxPixelatorTrace trace;
+        trace.db = row;
+        trace.tstart = (ts != 0.0 && row.time < ts) ? ts : row.time;
+        trace.tend = (te != 0.0 && row.endtime > te) ? te : row.endtime;
+        trace.calib = row.calib;
+        trace.calper = row.calper;
+        trace.nsamp = row.nsamp;
+        strncpy(trace.data_type, row.segtype, sizeof trace.data_type - 1);
+        // a row without a usable rate has no samples to give
+        trace.dt = row.samprate > 0.0 ? 1.0 / row.samprate : 0.0;
+        const int nsamp = static_cast<int>(std::clamp<long>(row.nsamp, 0, INT_MAX));
+        trace.segments.append({0, nsamp, 1});
+        if (read_flags == 0 || !(trace.dt > 0.0)) {
+            trace.segments.append({0, nsamp, 1});
+            traces.append(trace);
+            continue;
+        }
+        if (row.file_state <= 0) {
+            trace.segments.append({0, nsamp, 2});
+            traces.append(trace);
+            continue;
+        }
+        if (read_flags == 1) {
+            trace.segments.append({0, nsamp, 1});
+            traces.append(trace);
+            continue;
+        }
+        float* data = nullptr;
+        double rts = 0.0, rte = 0.0;
+        long n = 0;
+        const int ret = reader->load(row, trace.tstart, trace.tend + 0.1 * trace.dt, &data, &rts, &rte, &n);
+        if (ret < 0) {
+            hl_register_error(0, "VXPixelator::getTraceQk: wfload() returns %d.", ret);
+            free(data);
+            return -1;
+        }
+        if (rts == 0.0 && rte == 0.0) {
+            hl_register_error(0, "VXPixelator::getTraceQk: wfload() problem with data.\n");
+            free(data);
+            return -1;
+        }
+        if (n > max_row_samples || n < 0) {
+            hl_register_error(0, "VXPixelator::getTraceQk: %ld samples in one row, at most %ld.\n", n,
+                              max_row_samples);
+            free(data);
+            return -1;
+        }
+        trace.tstart = rts;
+        trace.tend = rte;
+        trace.nsamp = n;
+        long start = 0;
+        if (data) {
+            for (;;) {
+                long is = 0, ie = 0;
+                pixelator_find_good_seg(data, n, start, bad_value, &is, &ie);
+                if (is < 0)
+                    break;
+                if (is > start)
+                    trace.segments.append({static_cast<int>(start), static_cast<int>(is - start), 3});
+                trace.segments.append({static_cast<int>(is), static_cast<int>(ie - is + 1), 4});
+                start = ie + 1;
+                if (ie >= n - 1)
+                    break;
+            }
+        }
+        if (start != 0 && start < n)
+            trace.segments.append({static_cast<int>(start), static_cast<int>(n - start), 3});
+        else if (start == 0)
+            trace.segments.append({0, static_cast<int>(n), 3});
+        if (n >= 1 && data) {
+            trace.data = data;
+            trace.data_size = static_cast<int>(n * 4);
+            allocations.append(data);
+        } else {
+            free(data);
+        }
+        traces.append(trace);
+    }
+    return static_cast<int>(traces.size());
+}

@@ -1,0 +1,87 @@
+// Helpers of the pixelator tests: a pixelator that opens its protected
+// operations, and a reader of synthetic waveform rows that counts its loads.
+#pragma once
+
+#include "waveform/pixelator.h"
+
+#include <QList>
+#include <QString>
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+class TestPixelator : public VXPixelator
+{
+public:
+    using VXPixelator::addSegment;
+    using VXPixelator::copyFrom;
+    using VXPixelator::removeSegment;
+    using VXPixelator::setStats;
+    using VXPixelator::trimSegments;
+};
+
+// Rows of samples held in memory.  load() gives the samples whose time
+// lies in [t0, t1], sample i of a row at time + i * dt.
+class MemoryReader : public VXPixelatorReader
+{
+public:
+    struct Row
+    {
+        VxPixelatorRecord rec;
+        std::vector<float> samples;
+    };
+    QList<Row> rows;
+    int loads = 0;
+    long samples_loaded = 0;
+
+    void addRow(double time, double samprate, std::vector<float> samples, double calib = 1.0)
+    {
+        Row row;
+        row.rec.key = QStringLiteral("row%1").arg(rows.size());
+        row.rec.time = time;
+        row.rec.samprate = samprate;
+        row.rec.nsamp = static_cast<long>(samples.size());
+        row.rec.endtime = time + (row.rec.nsamp - 1) / samprate;
+        row.rec.calib = calib;
+        strcpy(row.rec.segtype, "V");
+        row.samples = std::move(samples);
+        rows.append(row);
+    }
+
+    int getWfdiscs(const QString&, const QString&, double t0, double t1, int, QList<VxPixelatorRecord>& out) override
+    {
+        out.clear();
+        for (const Row& row : rows)
+            if (row.rec.endtime >= t0 && row.rec.time <= t1)
+                out.append(row.rec);
+        return 0;
+    }
+
+    int load(const VxPixelatorRecord& rec, double t0, double t1, float** data, double* ts, double* te,
+             long* nsamp) override
+    {
+        loads++;
+        for (const Row& row : rows) {
+            if (row.rec.key != rec.key)
+                continue;
+            const double dt = 1.0 / row.rec.samprate;
+            const long n = static_cast<long>(row.samples.size());
+            long i0 = 0;
+            while (i0 < n && row.rec.time + i0 * dt < t0)
+                i0++;
+            long i1 = i0;
+            while (i1 < n && row.rec.time + i1 * dt <= t1)
+                i1++;
+            *nsamp = i1 - i0;
+            samples_loaded += *nsamp;
+            *data = static_cast<float*>(malloc(sizeof(float) * static_cast<size_t>(std::max(1L, *nsamp))));
+            if (*nsamp > 0)
+                memcpy(*data, row.samples.data() + i0, sizeof(float) * static_cast<size_t>(*nsamp));
+            *ts = row.rec.time + i0 * dt;
+            *te = row.rec.time + (i1 - 1) * dt;
+            return 0;
+        }
+        return -1;
+    }
+};
