@@ -66,7 +66,7 @@ public:
                 continue;
             rsget(Rsptr{wf.database, wf.table, RS_ALL, r}, line);
             row.rec.key = QString::fromUtf8(line);
-            strncpy(row.rec.segtype, segtype, 7);
+            memcpy(row.rec.segtype, segtype, std::min<size_t>(strlen(segtype), 7));
             row.path = QString::fromUtf8(path);
             row.foff = foff;
             rows.push_back(row);

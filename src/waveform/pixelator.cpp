@@ -26,6 +26,14 @@ bool pixelator_has_field(Rsptr db, const char* field)
     return found;
 }
 
+void pixelator_copy_text(char* buffer, size_t size, const char* text)
+{
+    const size_t n = text ? strnlen(text, size - 1) : 0;
+    if (n)
+        memcpy(buffer, text, n);
+    memset(buffer + n, 0, size - n);
+}
+
 VxPixelatorSegment& pixelator_segment_at(Table<VxPixelatorSegment>& segments, long i)
 {
     // Table hands out const references; its elements themselves are not const

@@ -42,11 +42,17 @@ namespace {
 // bytes.
 constexpr long max_row_samples = INT_MAX / 4;
 
-bool row_fits_cache(const VxPixelatorRecord& row, size_t budget)
+bool row_fits_cache(const VxPixelatorRecord& row, double t0, double t1, size_t budget)
 {
-    // samples plus about 0.3 floats of index each
-    const double bytes = static_cast<double>(row.nsamp) * 4.0 * 1.3;
-    return budget > 0 && row.nsamp > 0 && row.nsamp <= max_row_samples && bytes <= static_cast<double>(budget / 4);
+    // the window's samples three times over (a window's width kept on each
+    // side) or the whole row, with about 0.3 floats of index each, within a
+    // quarter of the budget
+    if (budget == 0 || row.nsamp < 1 || row.nsamp > max_row_samples || !(row.samprate > 0.0) ||
+        !std::isfinite(row.time) || !std::isfinite(row.endtime))
+        return false;
+    const double seconds = std::min(t1, row.endtime) - std::max(t0, row.time);
+    const double samples = std::min(static_cast<double>(row.nsamp), 3.0 * (std::max(0.0, seconds) * row.samprate + 2.0));
+    return samples * 4.0 * 1.3 <= static_cast<double>(budget / 4);
 }
 
 } // namespace
@@ -71,7 +77,7 @@ void VXPixelator::addQk(VxPixelatorSource* source)
     QList<VxPixelatorRecord> plain;
     QList<VxPixelatorRecord> cached;
     for (const VxPixelatorRecord& row : rows)
-        (row_fits_cache(row, budget) ? cached : plain).append(row);
+        (row_fits_cache(row, t0, t1, budget) ? cached : plain).append(row);
     if (!cached.isEmpty()) {
         source->ev.ev_sc_wfdiscs = cached;
         addCached(source, t0, t1);
@@ -107,88 +113,129 @@ void VXPixelator::addQk(VxPixelatorSource* source)
     clearAllocations();
 }
 
+namespace {
+
+// Load the row's samples [lo, hi) (row indices, sample i at row.time + i *
+// dt) through the reader; the count it gave in *got.  Negative on failure.
+int load_range(VXPixelatorReader* reader, const VxPixelatorRecord& row, double dt, long lo, long hi,
+               std::vector<float>& out, long* got)
+{
+    float* data = nullptr;
+    double ts = 0.0, te = 0.0;
+    long n = 0;
+    const int ret = reader->load(row, row.time + lo * dt, row.time + (hi - 1) * dt + 0.1 * dt, &data, &ts, &te, &n);
+    if (ret < 0 || (ts == 0.0 && te == 0.0) || n < 0 || n > hi - lo) {
+        free(data);
+        return -1;
+    }
+    try {
+        if (n > 0 && data)
+            out.insert(out.end(), data, data + n);
+    } catch (const std::bad_alloc&) {
+        free(data);
+        return -1;
+    }
+    free(data);
+    *got = data ? n : 0;
+    return 0;
+}
+
+} // namespace
+
 void VXPixelator::addCached(VxPixelatorSource* source, double t0, double t1)
 {
+    // A row's entry holds a range of its samples: what was asked for, with
+    // a window's width on either side so that a pan or a zoom out by 2
+    // stays inside.  A request outside it loads only the samples missing
+    // from the entry and makes a new entry of the union.
     VxSampleCache& cache = VxSampleCache::instance();
     VXPixelatorReader* reader = source->ev.reader;
+    const size_t most = cache.budget() / 4;
     for (const VxPixelatorRecord& row : source->ev.ev_sc_wfdiscs) {
         if (t0 != 0.0 && t0 > row.endtime)
             continue;
         if (t1 != 0.0 && t1 < row.time)
             continue;
-        if (row.file_state <= 0 || row.nsamp < 1 || !(row.samprate > 0.0))
+        if (row.file_state <= 0)
             continue;
         const double dt = 1.0 / row.samprate;
+        const long nrow = row.nsamp;
+        // the window as the plain road asks the reader for it, and the
+        // samples the reader gives: a <= row.time + i * dt <= b
+        const double a = (t0 != 0.0 && row.time < t0) ? t0 : row.time;
+        const double b = ((t1 != 0.0 && row.endtime > t1) ? t1 : row.endtime) + 0.1 * dt;
+        auto first_where = [&](auto before) {
+            long lo = 0, hi = nrow;
+            while (lo < hi) {
+                const long mid = lo + (hi - lo) / 2;
+                if (before(row.time + mid * dt))
+                    lo = mid + 1;
+                else
+                    hi = mid;
+            }
+            return lo;
+        };
+        const long i0 = first_where([&](double t) { return t < a; });
+        const long i1 = first_where([&](double t) { return t <= b; });
+        if (i1 <= i0)
+            continue;
         std::shared_ptr<const VxCachedRecord> rec = cache.find(row.key);
-        if (!rec) {
-            float* data = nullptr;
-            double ts = 0.0, te = 0.0;
-            long n = 0;
-            const int ret = reader->load(row, row.time, row.endtime + 0.1 * dt, &data, &ts, &te, &n);
-            if (ret < 0 || (ts == 0.0 && te == 0.0) || n > max_row_samples) {
+        if (!rec || i0 < rec->base || i1 > rec->covered) {
+            const long width = i1 - i0;
+            const long lo = std::max(0L, i0 - width), hi = std::min(nrow, i1 + width);
+            auto made = std::make_shared<VxCachedRecord>();
+            made->key = row.key;
+            bool join = rec && rec->base <= hi && rec->covered >= lo &&
+                        static_cast<double>(std::max(hi, rec->covered) - std::min(lo, rec->base)) * 5.2 <=
+                            static_cast<double>(most);
+            long got = 0;
+            int ret = 0;
+            if (join) {
+                // only what the entry lacks is read
+                made->base = std::min(lo, rec->base);
+                if (made->base < rec->base) {
+                    ret = load_range(reader, row, dt, made->base, rec->base, made->samples, &got);
+                    join = ret == 0 && got == rec->base - made->base;
+                }
+                if (join) {
+                    made->samples.insert(made->samples.end(), rec->samples.begin(), rec->samples.end());
+                    // an entry that the reader gave fewer samples than asked
+                    // ends where the row's samples end: nothing follows it
+                    const bool ended = rec->base + static_cast<long>(rec->samples.size()) < rec->covered;
+                    made->covered = ended ? rec->covered : std::max(hi, rec->covered);
+                    if (!ended && hi > rec->covered)
+                        ret = load_range(reader, row, dt, rec->covered, hi, made->samples, &got);
+                }
+            }
+            if (!join && ret == 0) {
+                made->samples.clear();
+                made->base = lo;
+                made->covered = hi;
+                ret = load_range(reader, row, dt, lo, hi, made->samples, &got);
+            }
+            if (ret < 0) {
                 // as the plain road: a failed read ends the reading
-                free(data);
                 hl_clear_register(0);
                 return;
             }
-            auto made = std::make_shared<VxCachedRecord>();
-            made->key = row.key;
-            made->ts = ts;
-            made->te = te;
-            try {
-                if (n > 0 && data)
-                    made->samples.assign(data, data + n);
-            } catch (const std::bad_alloc&) {
-                free(data);
-                return;
-            }
-            free(data);
             made->index.build(made->samples.data(), static_cast<long>(made->samples.size()));
             made->runs = ungapTraceDataArray(static_cast<int>(made->samples.size()), made->samples.data());
             rec = cache.insert(std::move(made));
         }
-        const long n = static_cast<long>(rec->samples.size());
-        if (n < 1)
-            continue;
-        // the window as the plain road asks the reader for it, and the
-        // samples the reader would give: a <= ts + i * dt <= b
-        const double a = (t0 != 0.0 && row.time < t0) ? t0 : row.time;
-        const double b = ((t1 != 0.0 && row.endtime > t1) ? t1 : row.endtime) + 0.1 * dt;
-        auto first_at_or_after = [&](double t) {
-            long lo = 0, hi = n;
-            while (lo < hi) {
-                const long mid = lo + (hi - lo) / 2;
-                if (rec->ts + mid * dt < t)
-                    lo = mid + 1;
-                else
-                    hi = mid;
-            }
-            return lo;
-        };
-        auto first_after = [&](double t) {
-            long lo = 0, hi = n;
-            while (lo < hi) {
-                const long mid = lo + (hi - lo) / 2;
-                if (rec->ts + mid * dt <= t)
-                    lo = mid + 1;
-                else
-                    hi = mid;
-            }
-            return lo;
-        };
-        const long i0 = first_at_or_after(a);
-        const long i1 = first_after(b);
-        if (i1 <= i0)
+        // the window's samples that the entry holds, in entry indices
+        const long e0 = i0 - rec->base;
+        const long e1 = std::min(i1 - rec->base, static_cast<long>(rec->samples.size()));
+        if (e1 <= e0)
             continue;
         // times as the plain road makes them: the window's first sample,
         // then the run's first sample within it
-        const double tw = rec->ts + i0 * dt;
+        const double tw = row.time + i0 * dt;
         for (const auto& [ra, rb] : rec->runs) {
-            const long s = std::max<long>(ra, i0);
-            const long e = std::min<long>(rb, i1);
+            const long s = std::max<long>(ra, e0);
+            const long e = std::min<long>(rb, e1);
             if (e <= s)
                 continue;
-            double stime = tw + (s - i0) * dt;
+            double stime = tw + (s - e0) * dt;
             stime -= toffset;
             if (filter_string.isEmpty() || filter_string == "none") {
                 reduceBulk(source, stime + 0 * dt, e - s, dt, row.calib, row.segtype, rec->samples.data() + s,
@@ -224,7 +271,7 @@ int VXPixelator::getTraceQk(VxPixelatorSource* source, double ts, double te, int
         trace.calib = row.calib;
         trace.calper = row.calper;
         trace.nsamp = row.nsamp;
-        strncpy(trace.data_type, row.segtype, sizeof trace.data_type - 1);
+        pixelator_copy_text(trace.data_type, sizeof trace.data_type, row.segtype);
         // a row without a usable rate has no samples to give
         trace.dt = row.samprate > 0.0 ? 1.0 / row.samprate : 0.0;
         const int nsamp = static_cast<int>(std::clamp<long>(row.nsamp, 0, INT_MAX));

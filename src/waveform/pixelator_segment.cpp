@@ -13,9 +13,7 @@ namespace {
 
 void set_segtype(VxPixelatorSegment& seg, const char* segtype)
 {
-    memset(seg.segtype, 0, sizeof seg.segtype);
-    if (segtype)
-        strncpy(seg.segtype, segtype, sizeof seg.segtype - 1);
+    pixelator_copy_text(seg.segtype, sizeof seg.segtype, segtype);
 }
 
 // A column begun with one sample.
@@ -74,9 +72,8 @@ int VXPixelator::addSegment(VxPixelatorSource* source, double t0, int nsamp, dou
         hl_register_error(0, "VXPixelator::addSegment: Bad start time %g or sample interval %g.\n", t0, dt);
         return -1;
     }
-    char code[8] = {0};
-    if (segtype)
-        strncpy(code, segtype, sizeof code - 1);
+    char code[8];
+    pixelator_copy_text(code, sizeof code, segtype);
 
     // Append only to a segment that the samples continue at the same grid,
     // interval (1%), calibration (1%) and segment type.

@@ -12,6 +12,10 @@
 // 1 when db's table or view has the field.
 bool pixelator_has_field(Rsptr db, const char* field);
 
+// Copy text into a buffer of size characters, cut to size - 1, always
+// terminated; null text gives an empty buffer.
+void pixelator_copy_text(char* buffer, size_t size, const char* text);
+
 // Segment i of a source's list, to change in place.
 VxPixelatorSegment& pixelator_segment_at(Table<VxPixelatorSegment>& segments, long i);
 

@@ -48,13 +48,13 @@ struct VxSampleIndex
     size_t bytes() const;
 };
 
-// The samples of one waveform row: what the reader gave for the row's whole
-// span, and their index.
+// A range of the samples of one waveform row, and their index.  Sample i of
+// the row lies at the row's time + i intervals.
 struct VxCachedRecord
 {
     QString key;
-    double ts = 0.0;  // time of sample 0
-    double te = 0.0;  // time of the last sample
+    long base = 0;     // row index of samples[0]
+    long covered = 0;  // row index past the range asked for (the reader may have given fewer)
     std::vector<float> samples;
     VxSampleIndex index;
     QList<std::pair<int, int>> runs;  // ranges of samples that are not the gap marker
@@ -81,8 +81,9 @@ public:
 
     // The row under key, marked most recently used; null when absent.
     std::shared_ptr<const VxCachedRecord> find(const QString& key);
-    // Keep a row, evicting older ones until it fits; a row larger than a
-    // quarter of the budget is not kept.  The row is returned either way.
+    // Keep a row's range, replacing the row's earlier one and evicting older
+    // ones until it fits; a range larger than a quarter of the budget is not
+    // kept.  It is returned either way.
     std::shared_ptr<const VxCachedRecord> insert(std::shared_ptr<VxCachedRecord> record);
     void clear();
 

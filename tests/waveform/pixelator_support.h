@@ -34,6 +34,7 @@ public:
     QList<Row> rows;
     int loads = 0;
     long samples_loaded = 0;
+    bool hide_counts = false;  // rows without a sample count: read plain, never cached
 
     void addRow(double time, double samprate, std::vector<float> samples, double calib = 1.0)
     {
@@ -53,8 +54,11 @@ public:
     {
         out.clear();
         for (const Row& row : rows)
-            if (row.rec.endtime >= t0 && row.rec.time <= t1)
+            if (row.rec.endtime >= t0 && row.rec.time <= t1) {
                 out.append(row.rec);
+                if (hide_counts)
+                    out.last().nsamp = 0;
+            }
         return 0;
     }
 

@@ -77,21 +77,25 @@ TEST(SampleCache, ColumnsEqualPlainScanOverRandomGrids)
     reader.addRow(1000.0, 100.0, awkward(30000, 3));
     reader.addRow(1310.0, 100.0, awkward(20000, 4));  // after a gap of 10 s
     reader.addRow(1510.0, 40.0, awkward(8000, 5), 2.0);
+    MemoryReader plain_reader = reader;
+    plain_reader.hide_counts = true;
+    VxSampleCache& cache = VxSampleCache::instance();
+    cache.clear();
+    cache.setBudget(size_t(64) << 20);
     VXPixelator cached, plain;
     cached.setReader(&reader, 0, -1);
-    plain.setReader(&reader, 0, -1);
-    VxSampleCache& cache = VxSampleCache::instance();
+    plain.setReader(&plain_reader, 0, -1);
     std::mt19937 rng(6);
     std::uniform_real_distribution<double> left(950.0, 1700.0);
     std::uniform_real_distribution<double> width(0.05, 800.0);
+    long segments_seen = 0;
     for (int k = 0; k < 1000; k++) {
         const double tl = left(rng);
         const int npixels = 1 + static_cast<int>(rng() % 1500);
         const double dtpp = width(rng) / npixels;
         const double tbuf = (rng() % 2) ? 0.0 : 3.0;
-        cache.setBudget(0);
+        // the cache keeps what earlier grids read: hits, ranges joined and new rows
         ASSERT_GE(plain.setPixels(tl, dtpp, npixels, 1, tbuf), 0);
-        cache.setBudget(size_t(64) << 20);
         ASSERT_GE(cached.setPixels(tl, dtpp, npixels, 1, tbuf), 0);
         const auto a = segments_of(cached);
         const auto b = segments_of(plain);
@@ -106,7 +110,11 @@ TEST(SampleCache, ColumnsEqualPlainScanOverRandomGrids)
         }
         EXPECT_EQ(cached.amin, plain.amin);
         EXPECT_EQ(cached.amax, plain.amax);
+        segments_seen += static_cast<long>(a.size());
     }
+    EXPECT_GT(segments_seen, 1000);  // most grids saw data
+    EXPECT_EQ(cache.count(), 3);
+    EXPECT_LT(reader.samples_loaded, plain_reader.samples_loaded / 10);
     cache.setBudget(VxSampleCache::default_budget);
 }
 
