@@ -32,8 +32,8 @@
 
 namespace {
 
-// Rows of a CSS 3.0 wfdisc table whose files are s4.  load() gives the
-// samples whose time lies in [t0, t1], reading only those from the file.
+// Rows of a CSS 3.0 wfdisc table whose files are s4, loaded by the reader's
+// rules, reading only the samples asked for from the file.
 class S4Reader : public VXPixelatorReader
 {
 public:
@@ -91,14 +91,8 @@ public:
         for (const Row& row : rows) {
             if (row.rec.key != rec.key)
                 continue;
-            const double dt = 1.0 / row.rec.samprate;
-            const long n = row.rec.nsamp;
-            long i0 = std::max(0L, static_cast<long>(std::floor((t0 - row.rec.time) / dt)) - 1);
-            while (i0 < n && row.rec.time + i0 * dt < t0)
-                i0++;
-            long i1 = std::max(i0, std::min(n, static_cast<long>(std::floor((t1 - row.rec.time) / dt)) - 1));
-            while (i1 < n && row.rec.time + i1 * dt <= t1)
-                i1++;
+            const long i0 = firstIndexAt(row.rec, t0);
+            const long i1 = std::max(i0, firstIndexAt(row.rec, t1));
             QFile file(row.path);
             if (!file.open(QIODevice::ReadOnly) || !file.seek(row.foff + i0 * 4))
                 return -1;
@@ -110,8 +104,8 @@ public:
                 out[i] = static_cast<float>(qFromBigEndian<qint32>(s4 + 4 * i));
             *data = out;
             *nsamp = got;
-            *ts = row.rec.time + i0 * dt;
-            *te = row.rec.time + (i0 + got - 1) * dt;
+            *ts = sampleTime(row.rec, i0);
+            *te = sampleTime(row.rec, i0 + got - 1);
             return 0;
         }
         return -1;
@@ -140,7 +134,7 @@ Day& day()
         float* data = nullptr;
         double ts = 0, te = 0;
         long n = 0;
-        if (made->reader.load(row.rec, row.rec.time, row.rec.endtime + 0.005, &data, &ts, &te, &n) < 0)
+        if (made->reader.load(row.rec, row.rec.time, row.rec.endtime + 0.01, &data, &ts, &te, &n) < 0)
             return made;
         made->samples.assign(data, data + n);
         free(data);

@@ -54,6 +54,21 @@ long vx_pixel_index(double t, double t0, double dtperpixel)
 
 VXPixelatorReader::~VXPixelatorReader() = default;
 
+double VXPixelatorReader::sampleTime(const VxPixelatorRecord& row, long i)
+{
+    return row.time + static_cast<double>(i) / row.samprate;
+}
+
+long VXPixelatorReader::firstIndexAt(const VxPixelatorRecord& row, double t)
+{
+    const double x = std::ceil((t - row.time) * row.samprate - 1e-3);
+    if (!(x > 0.0))
+        return 0;
+    if (x >= static_cast<double>(row.nsamp))
+        return row.nsamp;
+    return static_cast<long>(x);
+}
+
 VxPixelatorSource::VxPixelatorSource(VXTrace* owner, Rsptr dbptr, int free)
     : type(0), free_when_done(free), db(dbptr), trace(owner)
 {

@@ -7,7 +7,7 @@
 // buffer's part from memory, so that moving the grid over data already
 // seen reads nothing.  Both give the same columns, bit for bit: the cached
 // road picks the samples a reader returns for the window (those whose time
-// lies in the window, sample i at the time of the first plus i intervals)
+// lies in the window, by VXPixelatorReader's rules)
 // and folds them in the same order.  The cached road is taken while the
 // cache's budget is not 0 and the row's samples fit in a quarter of it.
 #include "toolkit/base/errors.h"
@@ -115,15 +115,16 @@ void VXPixelator::addQk(VxPixelatorSource* source)
 
 namespace {
 
-// Load the row's samples [lo, hi) (row indices, sample i at row.time + i *
-// dt) through the reader; the count it gave in *got.  Negative on failure.
-int load_range(VXPixelatorReader* reader, const VxPixelatorRecord& row, double dt, long lo, long hi,
+// Load the row's samples [lo, hi) through the reader; the count it gave in
+// *got.  Negative on failure.
+int load_range(VXPixelatorReader* reader, const VxPixelatorRecord& row, long lo, long hi,
                std::vector<float>& out, long* got)
 {
     float* data = nullptr;
     double ts = 0.0, te = 0.0;
     long n = 0;
-    const int ret = reader->load(row, row.time + lo * dt, row.time + (hi - 1) * dt + 0.1 * dt, &data, &ts, &te, &n);
+    const int ret = reader->load(row, VXPixelatorReader::sampleTime(row, lo), VXPixelatorReader::sampleTime(row, hi),
+                                 &data, &ts, &te, &n);
     if (ret < 0 || (ts == 0.0 && te == 0.0) || n < 0 || n > hi - lo) {
         free(data);
         return -1;
@@ -161,22 +162,11 @@ void VXPixelator::addCached(VxPixelatorSource* source, double t0, double t1)
         const double dt = 1.0 / row.samprate;
         const long nrow = row.nsamp;
         // the window as the plain road asks the reader for it, and the
-        // samples the reader gives: a <= row.time + i * dt <= b
+        // samples the reader gives for it
         const double a = (t0 != 0.0 && row.time < t0) ? t0 : row.time;
         const double b = ((t1 != 0.0 && row.endtime > t1) ? t1 : row.endtime) + 0.1 * dt;
-        auto first_where = [&](auto before) {
-            long lo = 0, hi = nrow;
-            while (lo < hi) {
-                const long mid = lo + (hi - lo) / 2;
-                if (before(row.time + mid * dt))
-                    lo = mid + 1;
-                else
-                    hi = mid;
-            }
-            return lo;
-        };
-        const long i0 = first_where([&](double t) { return t < a; });
-        const long i1 = first_where([&](double t) { return t <= b; });
+        const long i0 = VXPixelatorReader::firstIndexAt(row, a);
+        const long i1 = VXPixelatorReader::firstIndexAt(row, b);
         if (i1 <= i0)
             continue;
         std::shared_ptr<const VxCachedRecord> rec = cache.find(row.key);
@@ -194,7 +184,7 @@ void VXPixelator::addCached(VxPixelatorSource* source, double t0, double t1)
                 // only what the entry lacks is read
                 made->base = std::min(lo, rec->base);
                 if (made->base < rec->base) {
-                    ret = load_range(reader, row, dt, made->base, rec->base, made->samples, &got);
+                    ret = load_range(reader, row, made->base, rec->base, made->samples, &got);
                     join = ret == 0 && got == rec->base - made->base;
                 }
                 if (join) {
@@ -204,14 +194,14 @@ void VXPixelator::addCached(VxPixelatorSource* source, double t0, double t1)
                     const bool ended = rec->base + static_cast<long>(rec->samples.size()) < rec->covered;
                     made->covered = ended ? rec->covered : std::max(hi, rec->covered);
                     if (!ended && hi > rec->covered)
-                        ret = load_range(reader, row, dt, rec->covered, hi, made->samples, &got);
+                        ret = load_range(reader, row, rec->covered, hi, made->samples, &got);
                 }
             }
             if (!join && ret == 0) {
                 made->samples.clear();
                 made->base = lo;
                 made->covered = hi;
-                ret = load_range(reader, row, dt, lo, hi, made->samples, &got);
+                ret = load_range(reader, row, lo, hi, made->samples, &got);
             }
             if (ret < 0) {
                 // as the plain road: a failed read ends the reading
@@ -229,7 +219,7 @@ void VXPixelator::addCached(VxPixelatorSource* source, double t0, double t1)
             continue;
         // times as the plain road makes them: the window's first sample,
         // then the run's first sample within it
-        const double tw = row.time + i0 * dt;
+        const double tw = VXPixelatorReader::sampleTime(row, i0);
         for (const auto& [ra, rb] : rec->runs) {
             const long s = std::max<long>(ra, e0);
             const long e = std::min<long>(rb, e1);

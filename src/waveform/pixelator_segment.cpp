@@ -102,7 +102,7 @@ int VXPixelator::addSegment(VxPixelatorSource* source, double t0, int nsamp, dou
             source->filter_hook = nullptr;
             hookptr = &source->filter_hook;
         }
-        int size = nsamp * static_cast<int>(sizeof(float));
+        int size = nsamp;
         if (pixelator_filter(&t0, &nsamp, &dt, &copy, &size, filter_string, hookptr) < 0 || nsamp < 1 ||
             !(dt > 0.0) || !copy) {
             hl_clear_register(0);

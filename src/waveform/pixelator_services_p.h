@@ -19,7 +19,7 @@ void pixelator_copy_text(char* buffer, size_t size, const char* text);
 // Segment i of a source's list, to change in place.
 VxPixelatorSegment& pixelator_segment_at(Table<VxPixelatorSegment>& segments, long i);
 
-// Filter *nsamp samples at *data (malloc'ed, *size bytes) starting at
+// Filter *nsamp samples at *data (malloc'ed, *size floats) starting at
 // *tstart with interval *dt through the filter text; the filter may change
 // all of them, and reallocate *data.  hookptr, when not null, carries the
 // filter's state from call to call.  Negative on failure, registered.
@@ -31,6 +31,9 @@ void pixelator_release_hook(Hook** hook);
 
 // The reader of waveform rows behind an event-service client, made once per
 // client and kept for the life of the process; null when there is none.
+class QKClient;
+VXPixelatorReader* pixelator_qkclient_reader(QKClient* client);
+// The same for the trace view's client.
 VXPixelatorReader* pixelator_qk_reader(VXTraceviewQKClient* client);
 
 // From start, the next run [*is, *ie] of samples that are not bad_value

@@ -8,6 +8,7 @@
 
 #include "vxplot_export.h"
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
 
@@ -15,6 +16,7 @@
 struct VxPixelatorRecord
 {
     QString key;            // identifies the row's samples: same key, same samples (the row's text and table path)
+    QByteArray text;        // the row as the reader keeps it, for the reader's own use
     double time = 0.0;      // epoch time of the first sample
     double endtime = 0.0;   // epoch time of the last sample
     double samprate = 0.0;  // samples per second
@@ -37,11 +39,18 @@ public:
     virtual int getWfdiscs(const QString& sta, const QString& chan, double t0, double t1, int calib_from_db,
                            QList<VxPixelatorRecord>& rows) = 0;
 
-    // Read the samples of row between t0 and t1: *data gets a malloc'ed array
-    // of *nsamp floats (gaps filled with the gap marker), *ts and *te the
-    // times of its first and last sample.  Negative on failure, with a
-    // message registered; *ts and *te both 0.0 mean the file held nothing
-    // usable.
+    // Read the samples [firstIndexAt(row, t0), firstIndexAt(row, t1)) of
+    // row: *data gets a malloc'ed array of *nsamp floats (gaps filled with
+    // the gap marker), *ts and *te the sampleTime() of its first and last
+    // sample.  Negative on failure, with a message registered; *ts and *te
+    // both 0.0 mean the file held nothing usable.
     virtual int load(const VxPixelatorRecord& row, double t0, double t1, float** data, double* ts, double* te,
                      long* nsamp) = 0;
+
+    // Where sample i of a row lies, and the first sample at or after t
+    // (within a thousandth of an interval before it, so that rounding of
+    // times loses no sample at an edge), clamped to [0, nsamp].  The sample
+    // cache picks samples by these rules, so a reader's load() must too.
+    static double sampleTime(const VxPixelatorRecord& row, long i);
+    static long firstIndexAt(const VxPixelatorRecord& row, double t);
 };

@@ -21,8 +21,7 @@ public:
     using VXPixelator::trimSegments;
 };
 
-// Rows of samples held in memory.  load() gives the samples whose time
-// lies in [t0, t1], sample i of a row at time + i * dt.
+// Rows of samples held in memory, loaded by the reader's rules.
 class MemoryReader : public VXPixelatorReader
 {
 public:
@@ -69,21 +68,15 @@ public:
         for (const Row& row : rows) {
             if (row.rec.key != rec.key)
                 continue;
-            const double dt = 1.0 / row.rec.samprate;
-            const long n = static_cast<long>(row.samples.size());
-            long i0 = 0;
-            while (i0 < n && row.rec.time + i0 * dt < t0)
-                i0++;
-            long i1 = i0;
-            while (i1 < n && row.rec.time + i1 * dt <= t1)
-                i1++;
+            const long i0 = firstIndexAt(row.rec, t0);
+            const long i1 = std::max(i0, firstIndexAt(row.rec, t1));
             *nsamp = i1 - i0;
             samples_loaded += *nsamp;
             *data = static_cast<float*>(malloc(sizeof(float) * static_cast<size_t>(std::max(1L, *nsamp))));
             if (*nsamp > 0)
                 memcpy(*data, row.samples.data() + i0, sizeof(float) * static_cast<size_t>(*nsamp));
-            *ts = row.rec.time + i0 * dt;
-            *te = row.rec.time + (i1 - 1) * dt;
+            *ts = sampleTime(row.rec, i0);
+            *te = sampleTime(row.rec, i1 - 1);
             return 0;
         }
         return -1;
