@@ -128,6 +128,11 @@ int VXPixelator::setPixels(double tl, double dtpp, int np, int force, double tbu
         return -1;
     }
     const double start = tl - static_cast<double>(n) * dtpp;
+    if (!std::isfinite(start) || !std::isfinite(start + 2.0 * total * dtpp)) {
+        hl_register_error(0, "VXPixelator::setPixels: Bad grid: tleft %g, dtperpixel %g, npixels %d, tbuffer %g.\n",
+                          tl, dtpp, np, tbuf);
+        return -1;
+    }
     if (!force && dtpp == dtperpixel && total == npixels_total && start == tstart)
         return 0;
     tleft = tl;

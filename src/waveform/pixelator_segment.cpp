@@ -168,7 +168,7 @@ int VXPixelator::addSegment(VxPixelatorSource* source, double t0, int nsamp, dou
     for (int i = 0; i < nsamp; i++) {
         const double t = t0 + i * dt;
         source->next_time = t + dt;
-        if (t < tlo || t > thi)
+        if (!std::isfinite(t) || t < tlo || t > thi)
             continue;
         const float v = data[i];
         if (px.npoints == 0) {
@@ -225,7 +225,9 @@ void VXPixelator::reduceBulk(VxPixelatorSource* source, double t0, long nsamp, d
     // of them and time_first_pixel moves to its left edge.
     auto col = [&](long i) { return vx_pixel_index(t0 + i * dt, t0, dtperpixel); };
     const long jlo = std::max(0L, vx_pixel_index(tstart, t0, dtperpixel));
-    const long jhi = vx_pixel_index(tend, t0, dtperpixel);
+    // the buffer has npixels_total + 1 columns at most, whatever rounding of
+    // far times says
+    const long jhi = std::min(vx_pixel_index(tend, t0, dtperpixel), jlo + npixels_total);
     if (jhi < jlo || col(nsamp - 1) < jlo || col(0) > jhi)
         return;
     // first sample at or after column jlo, first sample past column jhi
