@@ -204,6 +204,8 @@ protected:
     int addSegment(VxPixelatorSource* source, double tstart, int nsamp, double dt, double calib,
                    const char* segtype, const float* datain, int accumulate);
     void removeSegment(VxPixelatorSource* source, int i);
+    // Copy the grid, statistics and the list of sources of input; the
+    // sources stay input's, so the copy must not outlive it.
     void copyFrom(VXPixelator* input);
     void pixelate();
     int getTraceQk(VxPixelatorSource* source, double tstart, double tend, int read_flags,

@@ -262,11 +262,13 @@ int VXPixelator::getTraceQk(VxPixelatorSource* source, double ts, double te, int
         trace.calper = row.calper;
         trace.nsamp = row.nsamp;
         pixelator_copy_text(trace.data_type, sizeof trace.data_type, row.segtype);
-        // a row without a usable rate has no samples to give
+        // a row without a usable rate or times has no samples to give
         trace.dt = row.samprate > 0.0 ? 1.0 / row.samprate : 0.0;
+        const bool usable = trace.dt > 0.0 && std::isfinite(trace.dt) && std::isfinite(row.time) &&
+                            std::isfinite(row.endtime);
         const int nsamp = static_cast<int>(std::clamp<long>(row.nsamp, 0, INT_MAX));
         trace.segments.append({0, nsamp, 1});
-        if (read_flags == 0 || !(trace.dt > 0.0)) {
+        if (read_flags == 0 || !usable) {
             trace.segments.append({0, nsamp, 1});
             traces.append(trace);
             continue;
