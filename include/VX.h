@@ -59,6 +59,9 @@
 #include "items/text.h"
 #include "items/textpopup.h"
 
+// waveform display
+#include "waveform/pixelator.h"
+
 // command server
 #include "server/callbacks.h"
 #include "server/commands.h"

@@ -1,0 +1,139 @@
+// The pixelator's calls into the filter service and the event service.
+//
+// The services live in toolkit/signal (wffilter_pkt2, release_hook),
+// toolkit/waveio (wfload_scratch, wfload_error) and toolkit/events
+// (QKClient).  Each part below is compiled against its service when the
+// service's header is in the tree; without it, a filter other than "none"
+// fails (its batch is dropped, as any filter failure drops it) and a client
+// gives no reader (its source shows no columns).
+#include "waveform/pixelator_services_p.h"
+
+#include "toolkit/base/errors.h"
+
+#include <QHash>
+#include <QMutex>
+
+#include <cstdlib>
+#include <string>
+
+#if __has_include("toolkit/signal/wffilter.h")
+#include "toolkit/signal/wffilter.h"
+#define VX_HAVE_FILTERS 1
+#endif
+#if __has_include("toolkit/events/qkclient.h") && __has_include("toolkit/waveio/wfload.h")
+#include "toolkit/events/qkclient.h"
+#include "toolkit/waveio/wfload.h"
+#define VX_HAVE_EVENT_CLIENT 1
+#endif
+
+int pixelator_filter(double* tstart, int* nsamp, double* dt, float** data, int* size, const QString& filter,
+                     Hook** hookptr)
+{
+#ifdef VX_HAVE_FILTERS
+    const QByteArray text = filter.toUtf8();
+    return wffilter_pkt2(tstart, nsamp, dt, data, size, text.constData(), hookptr);
+#else
+    (void)tstart, (void)nsamp, (void)dt, (void)data, (void)size, (void)hookptr;
+    hl_register_error(0, "pixelator_filter: No filter service to run '%s'.\n", filter.toUtf8().constData());
+    return -1;
+#endif
+}
+
+void pixelator_release_hook(Hook** hook)
+{
+#ifdef VX_HAVE_FILTERS
+    release_hook(hook);
+#else
+    if (hook)
+        *hook = nullptr;
+#endif
+}
+
+#ifdef VX_HAVE_EVENT_CLIENT
+namespace {
+
+// Waveform rows and samples through an event-service client: the rows of
+// getWfdiscs(), read from the client's scratch row, the samples by
+// wfload_scratch() from the files the rows name.
+class QKClientReader : public VXPixelatorReader
+{
+public:
+    explicit QKClientReader(QKClient* client) : client_(client) {}
+
+    int getWfdiscs(const QString& sta, const QString& chan, double t0, double t1, int calib_from_db,
+                   QList<VxPixelatorRecord>& rows) override
+    {
+        rows.clear();
+        Table<QKTableRecord> found =
+            client_->getWfdiscs(sta.toUtf8().constData(), chan.toUtf8().constData(), t0, t1, calib_from_db);
+        const QString path = QString::fromStdString(client_->getWfdiscPath());
+        for (long i = 0; i < found.max(); i++) {
+            QKTableRecord rec = found.get(i);
+            Rsptr db{};
+            VxPixelatorRecord row;
+            char segtype[RS_STRSZ] = {0};
+            char fname[RS_STRSZ] = {0};
+            if (client_->getRsptr("wfdisc", &rec, &db) < 0 ||
+                rsgetv(db, nullptr, "time", &row.time, "endtime", &row.endtime, "samprate", &row.samprate, "calib",
+                       &row.calib, "calper", &row.calper, "nsamp", &row.nsamp, "segtype", segtype, nullptr) < 0) {
+                hl_register_error(0, "VXPixelator::getTraceQk: rsgetv() error.\n");
+                return -1;
+            }
+            pixelator_copy_text(row.segtype, sizeof row.segtype, segtype);
+            row.file_state = rsextfile_scratch(db, "wfdisc", fname);
+            row.text = QByteArray::fromStdString(rec.record);
+            row.key = path + QLatin1Char('\n') + QString::fromStdString(rec.record);
+            rows.append(row);
+        }
+        return static_cast<int>(rows.size());
+    }
+
+    int load(const VxPixelatorRecord& row, double t0, double t1, float** data, double* ts, double* te,
+             long* nsamp) override
+    {
+        Rsptr db{};
+        if (client_->getRsptr("wfdisc", row.text.constData(), &db) < 0) {
+            hl_register_error(0, "VXPixelator::getTraceQk: rsgetv() error.\n");
+            return -1;
+        }
+        *data = nullptr;
+        const int ret = wfload_scratch(db, 0, data, nullptr, ts, te, t0, t1, nsamp);
+        if (ret < 0)
+            wfload_error(ret, 0);
+        return ret;
+    }
+
+private:
+    QKClient* client_;
+};
+
+} // namespace
+
+VXPixelatorReader* pixelator_qkclient_reader(QKClient* client)
+{
+    if (!client)
+        return nullptr;
+    // one reader per client for the life of the process, as the client's
+    // sources may be copied between traces
+    static QMutex mutex;
+    static QHash<QKClient*, VXPixelatorReader*> readers;
+    QMutexLocker lock(&mutex);
+    VXPixelatorReader*& reader = readers[client];
+    if (!reader)
+        reader = new QKClientReader(client);
+    return reader;
+}
+#else
+VXPixelatorReader* pixelator_qkclient_reader(QKClient*)
+{
+    return nullptr;
+}
+#endif
+
+VXPixelatorReader* pixelator_qk_reader(VXTraceviewQKClient* client)
+{
+    // The trace view's client derives from QKClient; once its class is in
+    // the tree this becomes pixelator_qkclient_reader(client).
+    (void)client;
+    return nullptr;
+}

@@ -1,0 +1,99 @@
+// Decoded samples kept for the pixelator, and a min/max index over them.
+//
+// A type 1 source is read again each time the grid moves.  Instead of going
+// back to the disk, the pixelator keeps the samples of every waveform row
+// it has loaded in one process-wide cache, under a memory budget with
+// least-recently-used eviction, and reduces a column from the index in time
+// that grows with the log of the samples in it, not with their number.
+//
+// Exactness: a column's count is the number of its samples, and its
+// extremes are those of a plain scan in sample order with strict < and >
+// (NaN never enters them; a column of only NaN keeps NaN extremes).  Blocks
+// are combined in sample order with the same comparisons, so the result is
+// identical, bit for bit, to the plain scan, signed zeros included.
+#pragma once
+
+#include "waveform/pixelator.h"
+
+#include <QHash>
+#include <QString>
+
+#include <cstddef>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+// Fold the samples [a, b) of data, in order, into px.  An empty px (npoints
+// 0 or -1) starts from them.
+void vx_fold_samples(const float* data, long a, long b, VxPixelatorPixel& px);
+
+// Min/max over blocks of 8, 64, 512, 4096 and 32768 samples.  About 0.29
+// floats of index per sample.
+struct VxSampleIndex
+{
+    static constexpr int levels = 5;
+    static constexpr int shift0 = 3;  // block size of level L: 1 << (3 * (L + 1))
+
+    const float* data = nullptr;  // not owned
+    long nsamp = 0;
+    std::vector<float> mins[levels];
+    std::vector<float> maxs[levels];
+
+    // Index n samples at data; negative when memory runs out (the index is
+    // then empty and reduce() scans).
+    int build(const float* data, long n);
+    // Fold samples [a, b) into px, as vx_fold_samples() would.
+    void reduce(long a, long b, VxPixelatorPixel& px) const;
+    size_t bytes() const;
+};
+
+// A range of the samples of one waveform row, and their index.  Sample i of
+// the row lies at the row's time + i intervals.
+struct VxCachedRecord
+{
+    QString key;
+    long base = 0;     // row index of samples[0]
+    long covered = 0;  // row index past the range asked for (the reader may have given fewer)
+    std::vector<float> samples;
+    VxSampleIndex index;
+    QList<std::pair<int, int>> runs;  // ranges of samples that are not the gap marker
+    size_t bytes() const { return samples.size() * sizeof(float) + index.bytes() + sizeof(*this); }
+};
+
+class VxSampleCache
+{
+public:
+    // The cache of the process.
+    static VxSampleCache& instance();
+
+    // Default budget: 512 MB, or the environment variable
+    // "VXPLOT_SAMPLE_CACHE_MB" read at the first use.  0 turns the cache
+    // off: every read goes to the reader and nothing is kept.
+    static constexpr size_t default_budget = size_t(512) << 20;
+
+    // Set the budget in bytes, evicting the least recently used rows until
+    // the cache fits.
+    void setBudget(size_t bytes);
+    size_t budget() const;
+    size_t bytes() const;
+    long count() const;
+
+    // The row under key, marked most recently used; null when absent.
+    std::shared_ptr<const VxCachedRecord> find(const QString& key);
+    // Keep a row's range, replacing the row's earlier one and evicting older
+    // ones until it fits; a range larger than a quarter of the budget is not
+    // kept.  It is returned either way.
+    std::shared_ptr<const VxCachedRecord> insert(std::shared_ptr<VxCachedRecord> record);
+    void clear();
+
+private:
+    VxSampleCache();
+    void evictLocked(size_t room);
+
+    mutable std::mutex mutex_;
+    size_t budget_ = default_budget;
+    size_t bytes_ = 0;
+    std::list<std::shared_ptr<const VxCachedRecord>> lru_;  // most recent first
+    QHash<QString, std::list<std::shared_ptr<const VxCachedRecord>>::iterator> map_;
+};

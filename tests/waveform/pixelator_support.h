@@ -1,0 +1,84 @@
+// Helpers of the pixelator tests: a pixelator that opens its protected
+// operations, and a reader of synthetic waveform rows that counts its loads.
+#pragma once
+
+#include "waveform/pixelator.h"
+
+#include <QList>
+#include <QString>
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+class TestPixelator : public VXPixelator
+{
+public:
+    using VXPixelator::addSegment;
+    using VXPixelator::copyFrom;
+    using VXPixelator::removeSegment;
+    using VXPixelator::setStats;
+    using VXPixelator::trimSegments;
+};
+
+// Rows of samples held in memory, loaded by the reader's rules.
+class MemoryReader : public VXPixelatorReader
+{
+public:
+    struct Row
+    {
+        VxPixelatorRecord rec;
+        std::vector<float> samples;
+    };
+    QList<Row> rows;
+    int loads = 0;
+    long samples_loaded = 0;
+    bool hide_counts = false;  // rows without a sample count: read plain, never cached
+
+    void addRow(double time, double samprate, std::vector<float> samples, double calib = 1.0)
+    {
+        Row row;
+        row.rec.key = QStringLiteral("row%1").arg(rows.size());
+        row.rec.time = time;
+        row.rec.samprate = samprate;
+        row.rec.nsamp = static_cast<long>(samples.size());
+        row.rec.endtime = time + (row.rec.nsamp - 1) / samprate;
+        row.rec.calib = calib;
+        strcpy(row.rec.segtype, "V");
+        row.samples = std::move(samples);
+        rows.append(row);
+    }
+
+    int getWfdiscs(const QString&, const QString&, double t0, double t1, int, QList<VxPixelatorRecord>& out) override
+    {
+        out.clear();
+        for (const Row& row : rows)
+            if (row.rec.endtime >= t0 && row.rec.time <= t1) {
+                out.append(row.rec);
+                if (hide_counts)
+                    out.last().nsamp = 0;
+            }
+        return 0;
+    }
+
+    int load(const VxPixelatorRecord& rec, double t0, double t1, float** data, double* ts, double* te,
+             long* nsamp) override
+    {
+        loads++;
+        for (const Row& row : rows) {
+            if (row.rec.key != rec.key)
+                continue;
+            const long i0 = firstIndexAt(row.rec, t0);
+            const long i1 = std::max(i0, firstIndexAt(row.rec, t1));
+            *nsamp = i1 - i0;
+            samples_loaded += *nsamp;
+            *data = static_cast<float*>(malloc(sizeof(float) * static_cast<size_t>(std::max(1L, *nsamp))));
+            if (*nsamp > 0)
+                memcpy(*data, row.samples.data() + i0, sizeof(float) * static_cast<size_t>(*nsamp));
+            *ts = sampleTime(row.rec, i0);
+            *te = sampleTime(row.rec, i1 - 1);
+            return 0;
+        }
+        return -1;
+    }
+};

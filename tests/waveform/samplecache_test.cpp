@@ -1,0 +1,173 @@
+// The sample cache: columns from memory equal a plain scan, panning inside
+// cached data reads nothing, and eviction keeps the budget.
+#include "waveform/pixelator_support.h"
+
+#include "toolkit/waveio/wfgap.h"
+#include "waveform/samplecache_p.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace {
+
+bool same_bits(const VxPixelatorPixel& a, const VxPixelatorPixel& b)
+{
+    return a.npoints == b.npoints && std::memcmp(&a.min, &b.min, sizeof(float)) == 0 &&
+           std::memcmp(&a.max, &b.max, sizeof(float)) == 0;
+}
+
+// Samples with the awkward cases in them: signed zeros, NaN, gaps, spikes.
+std::vector<float> awkward(int n, unsigned seed)
+{
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<float> u(-100.0f, 100.0f);
+    float gap = 0.0f;
+    wffill_gap(&gap, 1);
+    std::vector<float> v(static_cast<size_t>(n));
+    for (int i = 0; i < n; i++) {
+        float x = std::round(u(rng));
+        const unsigned r = rng() % 1000;
+        if (r < 20)
+            x = (r & 1) ? 0.0f : -0.0f;
+        else if (r < 25)
+            x = std::numeric_limits<float>::quiet_NaN();
+        else if (r == 25)
+            x = 1e6f;
+        v[static_cast<size_t>(i)] = x;
+    }
+    for (int i = n / 3; i < n / 3 + 500 && i < n; i++)
+        v[static_cast<size_t>(i)] = gap;
+    return v;
+}
+
+TEST(SampleIndex, RangesEqualPlainScan)
+{
+    const std::vector<float> v = awkward(100000, 1);
+    VxSampleIndex index;
+    ASSERT_EQ(index.build(v.data(), static_cast<long>(v.size())), 0);
+    std::mt19937 rng(2);
+    for (int k = 0; k < 2000; k++) {
+        long a = static_cast<long>(rng() % v.size());
+        long b = a + static_cast<long>(rng() % (k % 2 ? 70000 : 300));
+        b = std::min<long>(b, static_cast<long>(v.size()));
+        VxPixelatorPixel plain, fast;
+        vx_fold_samples(v.data(), a, b, plain);
+        index.reduce(a, b, fast);
+        ASSERT_TRUE(same_bits(plain, fast)) << a << " " << b;
+    }
+}
+
+std::vector<VxPixelatorSegment> segments_of(const VXPixelator& px)
+{
+    std::vector<VxPixelatorSegment> out;
+    for (VxPixelatorSource* source : px.sources)
+        for (long j = 0; j < source->segments.max(); j++)
+            out.push_back(source->segments.get(j));
+    return out;
+}
+
+TEST(SampleCache, ColumnsEqualPlainScanOverRandomGrids)
+{
+    MemoryReader reader;
+    reader.addRow(1000.0, 100.0, awkward(30000, 3));
+    reader.addRow(1310.0, 100.0, awkward(20000, 4));  // after a gap of 10 s
+    reader.addRow(1510.0, 40.0, awkward(8000, 5), 2.0);
+    MemoryReader plain_reader = reader;
+    plain_reader.hide_counts = true;
+    VxSampleCache& cache = VxSampleCache::instance();
+    cache.clear();
+    cache.setBudget(size_t(64) << 20);
+    VXPixelator cached, plain;
+    cached.setReader(&reader, 0, -1);
+    plain.setReader(&plain_reader, 0, -1);
+    std::mt19937 rng(6);
+    std::uniform_real_distribution<double> left(950.0, 1700.0);
+    std::uniform_real_distribution<double> width(0.05, 800.0);
+    long segments_seen = 0;
+    for (int k = 0; k < 1000; k++) {
+        const double tl = left(rng);
+        const int npixels = 1 + static_cast<int>(rng() % 1500);
+        const double dtpp = width(rng) / npixels;
+        const double tbuf = (rng() % 2) ? 0.0 : 3.0;
+        // the cache keeps what earlier grids read: hits, ranges joined and new rows
+        ASSERT_GE(plain.setPixels(tl, dtpp, npixels, 1, tbuf), 0);
+        ASSERT_GE(cached.setPixels(tl, dtpp, npixels, 1, tbuf), 0);
+        const auto a = segments_of(cached);
+        const auto b = segments_of(plain);
+        ASSERT_EQ(a.size(), b.size()) << k;
+        for (size_t s = 0; s < a.size(); s++) {
+            ASSERT_EQ(a[s].time_first_pixel, b[s].time_first_pixel) << k;
+            ASSERT_EQ(a[s].npixels_used, b[s].npixels_used);
+            ASSERT_EQ(a[s].nsamp_total, b[s].nsamp_total);
+            ASSERT_EQ(a[s].pixels.size(), b[s].pixels.size()) << k;
+            for (qsizetype c = 0; c < a[s].pixels.size(); c++)
+                ASSERT_TRUE(same_bits(a[s].pixels[c], b[s].pixels[c])) << k << " " << s << " " << c;
+        }
+        EXPECT_EQ(cached.amin, plain.amin);
+        EXPECT_EQ(cached.amax, plain.amax);
+        segments_seen += static_cast<long>(a.size());
+    }
+    EXPECT_GT(segments_seen, 1000);  // most grids saw data
+    EXPECT_EQ(cache.count(), 3);
+    EXPECT_LT(reader.samples_loaded, plain_reader.samples_loaded / 10);
+    cache.setBudget(VxSampleCache::default_budget);
+}
+
+TEST(SampleCache, PanAndZoomInsideCachedDataReadNothing)
+{
+    VxSampleCache& cache = VxSampleCache::instance();
+    cache.clear();
+    cache.setBudget(size_t(64) << 20);
+    MemoryReader reader;
+    reader.addRow(0.0, 100.0, awkward(360000, 7));  // one hour
+    VXPixelator px;
+    px.setReader(&reader, 0, -1);
+    px.setPixels(600.0, 0.6, 1000, 1, 0.0);
+    EXPECT_EQ(reader.loads, 1);
+    struct Move
+    {
+        const char* name;
+        double tleft;
+        double dtpp;
+    } moves[] = {{"pan 10%", 660.0, 0.6}, {"zoom in by 2", 810.0, 0.3}, {"zoom out by 2", 300.0, 1.2}};
+    for (const Move& m : moves) {
+        SCOPED_TRACE(m.name);
+        EXPECT_EQ(px.setPixels(m.tleft, m.dtpp, 1000, 0, 0.0), 1);
+        EXPECT_EQ(reader.loads, 1);
+        EXPECT_GT(px.nsamp_total, 0);
+    }
+    cache.setBudget(VxSampleCache::default_budget);
+}
+
+TEST(SampleCache, EvictionKeepsTheBudget)
+{
+    VxSampleCache& cache = VxSampleCache::instance();
+    cache.clear();
+    MemoryReader reader;
+    for (int r = 0; r < 6; r++)
+        reader.addRow(r * 1000.0, 100.0, awkward(90000, 10 + r));  // 15 min each, about 470 KB cached
+    const size_t budget = size_t(2) << 20;  // rows of up to 512 KB are kept: about four fit
+    cache.setBudget(budget);
+    VXPixelator px;
+    px.setReader(&reader, 0, -1);
+    for (int r = 0; r < 6; r++) {
+        px.setPixels(r * 1000.0, 1.0, 900, 1, 0.0);
+        EXPECT_LE(cache.bytes(), budget);
+        EXPECT_GT(cache.bytes(), 0u);
+    }
+    EXPECT_EQ(reader.loads, 6);
+    EXPECT_LT(cache.count(), 6);
+    // the most recent row is still there, the first is gone
+    px.setPixels(5000.0, 1.0, 900, 1, 0.0);
+    EXPECT_EQ(reader.loads, 6);
+    px.setPixels(0.0, 1.0, 900, 1, 0.0);
+    EXPECT_EQ(reader.loads, 7);
+    cache.setBudget(VxSampleCache::default_budget);
+}
+
+} // namespace
