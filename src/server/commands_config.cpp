@@ -35,10 +35,8 @@ int VX_GraphicsServer_configure(VX_GraphicsServer* server, VX_GraphicsServer_com
                                 VX_GraphicsServer_response* response)
 {
     const char* proc = "VX_GraphicsServer_configure";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
+    const int type = command->target_type;
+    void* item = command->target;
     HLConfigure* target = nullptr;
     int kind = vx_config_target(proc, type, item, &target);
     if (kind == -1)
@@ -68,14 +66,8 @@ int VX_GraphicsServer_configure_kvstring(VX_GraphicsServer* server, VX_GraphicsS
                                          VX_GraphicsServer_response* response)
 {
     const char* proc = "VX_GraphicsServer_configure_kvstring";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    if (command->args.size() != 1) {
-        hl_register_error(0, "VX_GraphicsServer_configure_kvstring: Need 1 kvstring argument.\n");
-        return VX_GraphicsServer_error2(server, response);
-    }
+    const int type = command->target_type;
+    void* item = command->target;
     const QByteArray text = command->args[0].toUtf8();
     Kv* kv = nullptr;
     if (kvcompile_source(text.constData(), size_t(text.size()), nullptr, &kv) < 0 || !kv) {
@@ -105,7 +97,8 @@ int VX_GraphicsServer_configure_kvstring(VX_GraphicsServer* server, VX_GraphicsS
 
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_config = {
     {"configure", VX_GraphicsServer_configure, "configure ITEM key=value...",
-     "w = mainwindow none\nv = viewport $w\nconfigure $v xleft=0 xright=10"},
+     "w = mainwindow none\nv = viewport $w\nconfigure $v xleft=0 xright=10", {.types = VX_TYPES_ANY}},
     {"configure_kvstring", VX_GraphicsServer_configure_kvstring, "configure_kvstring ITEM 'parameter text'",
-     "w = mainwindow none\nv = viewport $w\nconfigure_kvstring $v 'xleft 0\nxright 10\n'"},
+     "w = mainwindow none\nv = viewport $w\nconfigure_kvstring $v 'xleft 0\nxright 10\n'",
+     {.types = VX_TYPES_ANY, .min_args = 1, .max_args = 1, .wrong_count = "{proc}: Need 1 kvstring argument.\n"}},
 };

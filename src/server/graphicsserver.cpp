@@ -388,6 +388,8 @@ int VX_GraphicsServer_process(VX_GraphicsServer* server, VX_GraphicsServer_comma
                           vx_msg(command->command).constData());
         return VX_GraphicsServer_error2(server, response);
     }
+    if (VX_GraphicsServer_check(server, *row, command) < 0)
+        return VX_GraphicsServer_error2(server, response);
     // A constructor that cannot go on throws its message (or "Exception"
     // after registering it); the throw ends here, as an error response.
     try {

@@ -31,6 +31,7 @@
 #include <QSplitter>
 #include <QTimer>
 
+#include <cstdarg>
 #include <cstdio>
 
 thread_local char debug_line[16384];
@@ -243,16 +244,57 @@ void* vx_lookup(VX_GraphicsServer* server, const char* proc, const QString& hand
     return item;
 }
 
-bool vx_to_int(const char* proc, const char* name, const QString& text, int* value)
+bool vx_to_int(const char* proc, const char* name, const QString& text, int* value, VxNumberWording wording)
 {
     bool ok = false;
     int v = text.toInt(&ok, 10);
+    if (!ok) {
+        hl_register_error(0, wording == VxNumberWording::Short ? "%s: %s error '%s'.\n"
+                                                               : "%s: %s conversion error '%s'.\n",
+                          proc, name, vx_msg(text).constData());
+        return false;
+    }
+    *value = v;
+    return true;
+}
+
+bool vx_to_double(const char* proc, const char* name, const QString& text, double* value)
+{
+    bool ok = false;
+    double v = text.toDouble(&ok);
     if (!ok) {
         hl_register_error(0, "%s: %s conversion error '%s'.\n", proc, name, vx_msg(text).constData());
         return false;
     }
     *value = v;
     return true;
+}
+
+int vx_answer_new(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                  VX_GraphicsServer_response* response, int type, void* item, const char* trace_class)
+{
+    QString handle;
+    VX_GraphicsServer_set_item(server, type, item, handle);
+    if (QObject* object = vx_as_qobject(type, item))
+        vx_connect_callback(type, object, handle);
+    if (trace_class)
+        VX_TRACE("%s = new %s(%s)", vx_msg(handle).constData(), trace_class, vx_msg(command->handle).constData());
+    return vx_answer(response, handle);
+}
+
+int vx_fail(VX_GraphicsServer* server, VX_GraphicsServer_response* response, const char* format, ...)
+{
+    va_list ap;
+    va_start(ap, format);
+    hl_register_verror(0, format, ap);
+    va_end(ap);
+    return VX_GraphicsServer_error2(server, response);
+}
+
+const char* vx_type_word(int type)
+{
+    const char* name = VX_GraphicsServer_type_name(type);
+    return name ? name : "unknown";
 }
 
 int vx_answer(VX_GraphicsServer_response* response, const QString& handle)
