@@ -1,5 +1,5 @@
 // The spine's commands and the handle table, sent directly on the test thread.
-#include "support/testsupport.h"
+#include "support/serversupport.h"
 
 #include "server/procs.h"
 

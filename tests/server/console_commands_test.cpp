@@ -1,7 +1,7 @@
 // The command console's words, sent directly on the test thread: making a
 // console, queuing commands, output, file import, the command callback, the
 // error texts, and the common words on a console handle.
-#include "support/testsupport.h"
+#include "support/serversupport.h"
 
 #include "server/procs.h"
 #include "views/commandconsole.h"
@@ -18,32 +18,6 @@
 #include <cstdlib>
 
 namespace {
-
-template <class T>
-T* object(const QString& handle, int* type_out = nullptr)
-{
-    int type = -1;
-    void* item = VX_GraphicsServer_get_item(vx_test_server(), handle, &type, 0);
-    hl_clear_register(0);
-    if (type_out)
-        *type_out = type;
-    return static_cast<T*>(static_cast<QObject*>(vx_as_qobject(type, item)));
-}
-
-Reply sendExtra(const QString& word, const QString& handle, const QList<void*>& extra)
-{
-    Reply r;
-    VX_GraphicsServer_response* response = nullptr;
-    r.ret = VX_GraphicsServer_send_extra(vx_test_server(), 0, &response, word, handle, extra);
-    if (response) {
-        r.code = response->response;
-        r.handle = response->handle;
-        r.params = response->return_params;
-    }
-    delete response;
-    hl_clear_register(0);
-    return r;
-}
 
 void record(QString command, HL_ClientData data)
 {

@@ -1,6 +1,6 @@
 // The commands that apply to any handle: hiding, naming, staleness,
 // stacking, repainting, geometry and screens.
-#include "support/testsupport.h"
+#include "support/serversupport.h"
 
 #include "server/procs.h"
 #include "viewport/layer.h"

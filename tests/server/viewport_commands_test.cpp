@@ -1,5 +1,5 @@
 // The viewport commands and configuration by command, sent directly.
-#include "support/testsupport.h"
+#include "support/serversupport.h"
 
 #include "items/polyline.h"
 #include "items/text.h"
@@ -177,21 +177,6 @@ TEST(ConfigureCommands, SetKeysAndReportFailuresByHandle)
 }
 
 namespace {
-
-Reply sendExtra(const QString& word, const QString& handle, const QList<void*>& extra)
-{
-    Reply r;
-    VX_GraphicsServer_response* response = nullptr;
-    r.ret = VX_GraphicsServer_send_extra(vx_test_server(), 0, &response, word, handle, extra);
-    if (response) {
-        r.code = response->response;
-        r.handle = response->handle;
-        r.params = response->return_params;
-    }
-    delete response;
-    hl_clear_register(0);
-    return r;
-}
 
 void countEvents(void*, VXEvent*, void* client_data)
 {

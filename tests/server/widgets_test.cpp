@@ -1,5 +1,5 @@
 // Widgets, menus, timers and client callbacks, sent directly on the test thread.
-#include "support/testsupport.h"
+#include "support/serversupport.h"
 
 #include "server/callbacks.h"
 #include "server/procs.h"
@@ -21,15 +21,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-template <class T>
-T* object(const QString& handle)
-{
-    int type = -1;
-    void* item = VX_GraphicsServer_get_item(vx_test_server(), handle, &type, 0);
-    hl_clear_register(0);
-    return static_cast<T*>(static_cast<QObject*>(vx_as_qobject(type, item)));
-}
 
 // What the callbacks saw.
 struct Call
@@ -53,21 +44,6 @@ QVariant record(void* item, QString handle, QStringList params, int type, HL_Cli
     if (r->then)
         r->then(r->calls.last());
     return QVariant();
-}
-
-Reply sendExtra(const QString& word, const QString& handle, const QList<void*>& extra)
-{
-    Reply r;
-    VX_GraphicsServer_response* response = nullptr;
-    r.ret = VX_GraphicsServer_send_extra(vx_test_server(), 0, &response, word, handle, extra);
-    if (response) {
-        r.code = response->response;
-        r.handle = response->handle;
-        r.params = response->return_params;
-    }
-    delete response;
-    hl_clear_register(0);
-    return r;
 }
 
 Reply bind(const QString& handle, Recorder* recorder)
