@@ -73,7 +73,7 @@ void registerMessage(const VX_GraphicsServer_command_row& row, const char* messa
     text.replace("{proc}", procName(row));
     text.replace("{handle}", vx_msg(command->handle));
     text.replace("{type}", vx_type_word(type));
-    hl_register_error(0, "%s", text.constData());
+    hl_register_error(HL_SEVERITY_NORMAL, "%s", text.constData());
 }
 
 bool countAccepted(const VX_GraphicsServer_checks& checks, const VX_GraphicsServer_command* command)
@@ -97,9 +97,9 @@ int VX_GraphicsServer_check(VX_GraphicsServer* server, const VX_GraphicsServer_c
     }
     if (checks.types && !((checks.flags & VX_CheckNoneTarget) && command->handle == QLatin1String("none"))) {
         int type = -1;
-        void* item = VX_GraphicsServer_get_item(server, command->handle, &type, 0);
+        void* item = VX_GraphicsServer_get_item(server, command->handle, &type, VX_ITEM_KEEP);
         if (!item) {
-            hl_register_error(0, "%s: VX_GraphicsServer_get_item(%s) error.\n", procName(row).constData(),
+            hl_register_error(HL_SEVERITY_NORMAL, "%s: VX_GraphicsServer_get_item(%s) error.\n", procName(row).constData(),
                               vx_msg(command->handle).constData());
             return -1;
         }

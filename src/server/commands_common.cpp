@@ -32,11 +32,11 @@ int showOrHide(VX_GraphicsServer* server, VX_GraphicsServer_command* command, VX
     const char* proc = show ? "VX_GraphicsServer_show" : "VX_GraphicsServer_hide";
     const int type = command->target_type;
     if (const char* cls = plotItemClass(type)) {
-        hl_register_error(0, "%s: Need to use %s for %s item.\n", proc, show ? "itemshow" : "itemhide", cls);
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: Need to use %s for %s item.\n", proc, show ? "itemshow" : "itemhide", cls);
         return VX_GraphicsServer_error2(server, response);
     }
     if (type == VX_TYPE_GRIDLAYOUT || type == VX_TYPE_FORMLAYOUT || type == VX_TYPE_TIMER) {
-        hl_register_error(0, "%s: cannot %s %s object.\n", proc, show ? "show" : "hide",
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: cannot %s %s object.\n", proc, show ? "show" : "hide",
                           VX_GraphicsServer_type_name(type));
         return VX_GraphicsServer_error2(server, response);
     }

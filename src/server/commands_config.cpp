@@ -24,7 +24,7 @@ int vx_config_target(const char* proc, int type, void* item, HLConfigure** targe
         return 1;
     if ((type >= VX_TYPE_FRAME && type <= VX_TYPE_LABEL) || type < 0 || type >= VX_TYPE_COUNT) {
         const char* name = VX_GraphicsServer_type_name(type);
-        hl_register_error(0, "%s: %s object not a vxplot item.\n", proc, name ? name : "unknown");
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: %s object not a vxplot item.\n", proc, name ? name : "unknown");
         return -1;
     }
     // a configurable type whose class this server does not make
@@ -54,9 +54,9 @@ int VX_GraphicsServer_configure(VX_GraphicsServer* server, VX_GraphicsServer_com
         }
     }
     // the reasons go to the log; the answer only tells that the item failed
-    hl_clear_register(1);
+    hl_clear_register(HL_CLEAR_PRINT);
     if (ret < 0) {
-        hl_register_error(0, "VX_GraphicsServer_configure: configure(%s) error.\n", vx_msg(command->handle).constData());
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_configure: configure(%s) error.\n", vx_msg(command->handle).constData());
         return VX_GraphicsServer_error2(server, response);
     }
     return vx_answer(response, command->command);
@@ -71,7 +71,7 @@ int VX_GraphicsServer_configure_kvstring(VX_GraphicsServer* server, VX_GraphicsS
     const QByteArray text = command->args[0].toUtf8();
     Kv* kv = nullptr;
     if (kvcompile_source(text.constData(), size_t(text.size()), nullptr, &kv) < 0 || !kv) {
-        hl_register_error(0, "VX_GraphicsServer_configure_kvstring: kvcompile() error.\n");
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_configure_kvstring: kvcompile() error.\n");
         return VX_GraphicsServer_error2(server, response);
     }
     HLConfigure* target = nullptr;
@@ -83,10 +83,10 @@ int VX_GraphicsServer_configure_kvstring(VX_GraphicsServer* server, VX_GraphicsS
     int ret = kind == -2 ? -1 : 0;
     if (target)
         ret = target->configure(kv);
-    hl_clear_register(1);
+    hl_clear_register(HL_CLEAR_PRINT);
     kvfree(kv);
     if (ret < 0) {
-        hl_register_error(0, "VX_GraphicsServer_configure_kvstring: configure(%s) error.\n",
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_configure_kvstring: configure(%s) error.\n",
                           vx_msg(command->handle).constData());
         return VX_GraphicsServer_error2(server, response);
     }

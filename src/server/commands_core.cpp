@@ -30,9 +30,9 @@ int VX_GraphicsServer_delete(VX_GraphicsServer* server, VX_GraphicsServer_comman
                              VX_GraphicsServer_response* response)
 {
     int type = -1;
-    void* item = VX_GraphicsServer_get_item(server, command->handle, &type, 1);
+    void* item = VX_GraphicsServer_get_item(server, command->handle, &type, VX_ITEM_REMOVE);
     if (!item) {
-        hl_register_error(0, "VX_GraphicsServer_delete: VX_GraphicsServer_get_item(%s) error.\n",
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_delete: VX_GraphicsServer_get_item(%s) error.\n",
                           vx_msg(command->handle).constData());
         return VX_GraphicsServer_error2(server, response);
     }

@@ -31,7 +31,7 @@ int geometryCommand(VX_GraphicsServer* server, VX_GraphicsServer_command* comman
     QWidget* widget = targetWidget(command);
     const qsizetype n = command->args.size();
     if (n != 2 && n != 4) {
-        hl_register_error(0, "%s: geometry command must have 2 or 4 arguments.\n", proc);
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: geometry command must have 2 or 4 arguments.\n", proc);
         return VX_GraphicsServer_error2(server, response);
     }
     int v[4] = {0, 0, 0, 0};

@@ -20,7 +20,8 @@ int VX_GraphicsServer_viewport(VX_GraphicsServer* server, VX_GraphicsServer_comm
                                VX_GraphicsServer_response* response)
 {
     QWidget* parent = vx_parent_widget(command->target_type, command->target);
-    auto* viewport = new VXViewport(parent, 1, 1);
+    constexpr int make_parent_layout = 1, make_logo = 1;
+    auto* viewport = new VXViewport(parent, make_parent_layout, make_logo);
     server->viewports.append(viewport);
     // the list forgets a viewport however it goes: by delete or with its parent
     QObject::connect(viewport, &QObject::destroyed, viewport,

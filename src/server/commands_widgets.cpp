@@ -101,7 +101,7 @@ int VX_GraphicsServer_timer(Server* server, Command* command, Response* response
 {
     const char* proc = "VX_GraphicsServer_timer";
     int type = -1;
-    void* item = VX_GraphicsServer_get_item(server, command->handle, &type, 0);
+    void* item = VX_GraphicsServer_get_item(server, command->handle, &type, VX_ITEM_KEEP);
     if (!item)
         return vx_fail(server, response, "%s: VX_GraphicsServer_get_timer(%s) error.\n", proc,
                        vx_msg(command->handle).constData());

@@ -240,7 +240,7 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
     *st = VX_ScriptStatement();
     st->line = first_line;
     if (!error.isEmpty()) {
-        hl_register_error(0, "VXCommandScript: line %d: %s.\n", first_line, error.toUtf8().constData());
+        hl_register_error(HL_SEVERITY_NORMAL, "VXCommandScript: line %d: %s.\n", first_line, error.toUtf8().constData());
         return Error;
     }
 
@@ -249,7 +249,7 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
         isNameStart(tokens[0].text[0])) {
         for (QChar c : tokens[0].text) {
             if (!isNameChar(c)) {
-                hl_register_error(0, "VXCommandScript: line %d: bad variable name '%s'.\n", first_line,
+                hl_register_error(HL_SEVERITY_NORMAL, "VXCommandScript: line %d: bad variable name '%s'.\n", first_line,
                                   tokens[0].text.toUtf8().constData());
                 return Error;
             }
@@ -257,14 +257,14 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
         st->bind = tokens[0].text;
         k = 2;
         if (tokens.size() < 3) {
-            hl_register_error(0, "VXCommandScript: line %d: '%s =' needs a command.\n", first_line,
+            hl_register_error(HL_SEVERITY_NORMAL, "VXCommandScript: line %d: '%s =' needs a command.\n", first_line,
                               st->bind.toUtf8().constData());
             return Error;
         }
     }
     const Token& word = tokens[k];
     if (word.eq >= 0) {
-        hl_register_error(0, "VXCommandScript: line %d: a statement begins with a command word, not '%s'.\n",
+        hl_register_error(HL_SEVERITY_NORMAL, "VXCommandScript: line %d: a statement begins with a command word, not '%s'.\n",
                           first_line, word.text.left(200).toUtf8().constData());
         return Error;
     }
@@ -273,7 +273,7 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
         st->directive = true;
         st->command = st->command.mid(1);
         if (!st->bind.isEmpty()) {
-            hl_register_error(0, "VXCommandScript: line %d: a directive answers no handle to bind.\n", first_line);
+            hl_register_error(HL_SEVERITY_NORMAL, "VXCommandScript: line %d: a directive answers no handle to bind.\n", first_line);
             return Error;
         }
         for (int j = k + 1; j < tokens.size(); j++)

@@ -218,6 +218,9 @@ VXPLOT_EXPORT VX_GraphicsServer* VX_GraphicsServer_get_global();
 VXPLOT_EXPORT void* VX_GraphicsServer_get_item(VX_GraphicsServer* server, const QString& handle, int* type,
                                                int idelete);
 
+// The idelete argument of VX_GraphicsServer_get_item.
+enum { VX_ITEM_KEEP = 0, VX_ITEM_REMOVE = 1 };
+
 // Enter an object under the next handle of its type; the handle is stored
 // in handle.  Qt objects should be entered with VX_GraphicsServer_set_object
 // so that their destruction is noticed.  0, or -1 for an unknown type.

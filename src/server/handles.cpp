@@ -66,13 +66,13 @@ void* VX_GraphicsServer_get_item(VX_GraphicsServer* server, const QString& handl
     std::lock_guard<std::mutex> lock(server->handles_mutex);
     auto it = server->handles.find(handle);
     if (it == server->handles.end()) {
-        hl_register_error(0, "VX_GraphicsServer_get_item: Handle '%s' not found.\n", vx_msg(handle).constData());
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_get_item: Handle '%s' not found.\n", vx_msg(handle).constData());
         return nullptr;
     }
     // A child destroyed with its parent leaves its handle behind; the guard
     // tells, and the handle answers as unknown rather than as a dangling pointer.
     if (it->widget && vx_as_qobject(it->type, it->widget) && it->guard.isNull()) {
-        hl_register_error(0, "VX_GraphicsServer_get_item: Handle '%s' not found: its object was destroyed.\n",
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_get_item: Handle '%s' not found: its object was destroyed.\n",
                           vx_msg(handle).constData());
         if (idelete)
             server->handles.erase(it);
@@ -90,7 +90,7 @@ int VX_GraphicsServer_set_object(VX_GraphicsServer* server, int type, void* widg
 {
     const char* name = VX_GraphicsServer_type_name(type);
     if (!server || !name) {
-        hl_register_error(0, "VX_GraphicsServer_set_item: type not recognized.\n");
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_set_item: type not recognized.\n");
         return -1;
     }
     char buf[64];
@@ -238,9 +238,9 @@ HLConfigure* vx_as_configure(int type, void* item)
 
 void* vx_lookup(VX_GraphicsServer* server, const char* proc, const QString& handle, int* type)
 {
-    void* item = VX_GraphicsServer_get_item(server, handle, type, 0);
+    void* item = VX_GraphicsServer_get_item(server, handle, type, VX_ITEM_KEEP);
     if (!item)
-        hl_register_error(0, "%s: VX_GraphicsServer_get_item(%s) error.\n", proc, vx_msg(handle).constData());
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: VX_GraphicsServer_get_item(%s) error.\n", proc, vx_msg(handle).constData());
     return item;
 }
 
@@ -249,7 +249,7 @@ bool vx_to_int(const char* proc, const char* name, const QString& text, int* val
     bool ok = false;
     int v = text.toInt(&ok, 10);
     if (!ok) {
-        hl_register_error(0, wording == VxNumberWording::Short ? "%s: %s error '%s'.\n"
+        hl_register_error(HL_SEVERITY_NORMAL, wording == VxNumberWording::Short ? "%s: %s error '%s'.\n"
                                                                : "%s: %s conversion error '%s'.\n",
                           proc, name, vx_msg(text).constData());
         return false;
@@ -263,7 +263,7 @@ bool vx_to_double(const char* proc, const char* name, const QString& text, doubl
     bool ok = false;
     double v = text.toDouble(&ok);
     if (!ok) {
-        hl_register_error(0, "%s: %s conversion error '%s'.\n", proc, name, vx_msg(text).constData());
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: %s conversion error '%s'.\n", proc, name, vx_msg(text).constData());
         return false;
     }
     *value = v;
@@ -286,7 +286,7 @@ int vx_fail(VX_GraphicsServer* server, VX_GraphicsServer_response* response, con
 {
     va_list ap;
     va_start(ap, format);
-    hl_register_verror(0, format, ap);
+    hl_register_verror(HL_SEVERITY_NORMAL, format, ap);
     va_end(ap);
     return VX_GraphicsServer_error2(server, response);
 }

@@ -43,7 +43,7 @@ bool vx_can_place(const char* proc, const QWidget* widget, const QWidget* into, 
     // not QWidget::isAncestorOf, which stops at the window's edge
     for (const QWidget* w = into; w; w = w->parentWidget()) {
         if (w == widget) {
-            hl_register_error(0, "%s: %s cannot be placed inside %s, which it contains.\n", proc,
+            hl_register_error(HL_SEVERITY_NORMAL, "%s: %s cannot be placed inside %s, which it contains.\n", proc,
                               vx_msg(what).constData(), vx_msg(where).constData());
             return false;
         }

@@ -25,9 +25,8 @@ void record(QString command, HL_ClientData data)
 }
 
 // A window with a console; {w} window, {f} its frame, {c} the console, {b} a button.
-struct Session
+struct Session : Handles
 {
-    QHash<QString, QString> h;
     VXCommandConsole* console = nullptr;
 
     Session()
@@ -42,12 +41,6 @@ struct Session
     {
         QCoreApplication::processEvents();
         vx_send("delete", h["w"]);
-    }
-    QString fill(QString text) const
-    {
-        for (auto it = h.cbegin(); it != h.cend(); ++it)
-            text.replace("{" + it.key() + "}", it.value());
-        return text;
     }
 };
 
@@ -183,7 +176,8 @@ TEST(ConsoleCommands, TraceLines)
 TEST(ConsoleCommands, ErrorTextsAndNothingChanges)
 {
     Session s;
-    const struct { const char* name; const char* word; const char* handle; QStringList args; const char* expected; } rows[] = {
+    const QString before = s.console->toPlainText();
+    expectRefusals({
         {"make parent", "commandconsole", "{b}", {}, "VX_GraphicsServer_commandconsole: parent must be a frame or mainwindow.\n"},
         {"make parent console", "commandconsole", "{c}", {}, "VX_GraphicsServer_commandconsole: parent must be a frame or mainwindow.\n"},
         {"make unknown", "commandconsole", "frame:999999", {},
@@ -209,24 +203,9 @@ TEST(ConsoleCommands, ErrorTextsAndNothingChanges)
         {"get index", "commandconsole_getcommand", "{c}", {"first"}, "VX_GraphicsServer_commandconsole_importfromfile: command_index conversion error 'first'.\n"},
         {"callback target", "commandconsole_callback", "{b}", {}, "VX_GraphicsServer_commandconsole_callback: must be commandconsole item parent.\n"},
         {"callback count", "commandconsole_callback", "{c}", {}, "VX_GraphicsServer_commandconsole_callback: callback needs 2 arguments.\n"},
-    };
-    for (const auto& c : rows) {
-        SCOPED_TRACE(c.name);
-        QStringList args;
-        for (const QString& a : c.args)
-            args.append(s.fill(a));
-        const int n = vx_next_instance();
-        const auto entries = vx_test_server()->handles.size();
-        const QString before = s.console->toPlainText();
-        Reply r = vx_send(c.word, s.fill(c.handle), args);
-        EXPECT_EQ(r.ret, -1);
-        EXPECT_EQ(r.code, 1);
-        EXPECT_EQ(r.handle, s.fill(c.expected));
-        EXPECT_EQ(vx_next_instance(), n);
-        EXPECT_EQ(vx_test_server()->handles.size(), entries);
-        EXPECT_TRUE(s.console->command_queue.isEmpty());
-        EXPECT_EQ(s.console->toPlainText(), before);
-    }
+    }, s);
+    EXPECT_TRUE(s.console->command_queue.isEmpty());
+    EXPECT_EQ(s.console->toPlainText(), before);
 }
 
 TEST(ConsoleCommands, KeysThroughConfigure)

@@ -95,7 +95,7 @@ using Callbacks = WindowTest;
 
 TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
 {
-    QHash<QString, QString> h;
+    Handles h;
     h["w"] = w;
     h["b"] = vx_send("button", h["w"]).handle;
     h["l"] = vx_send("label", h["w"]).handle;
@@ -107,12 +107,7 @@ TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
     h["t"] = vx_send("timer", h["w"]).handle;
     h["g"] = vx_send("gridlayout", object<VXMainWindow>(h["w"])->tl_handle).handle;
     h["f"] = vx_send("frame", h["w"]).handle;
-    auto fill = [&](QString text) {
-        for (auto it = h.cbegin(); it != h.cend(); ++it)
-            text.replace("{" + it.key() + "}", it.value());
-        return text;
-    };
-    const struct { const char* name; const char* word; const char* handle; QStringList args; const char* expected; } rows[] = {
+    expectRefusals({
         {"button parent", "button", "{b}", {}, "VX_GraphicsServer_button: parent must be a frame or mainwindow.\n"},
         {"button unknown parent", "button", "button:99999", {},
          "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_button: VX_GraphicsServer_get_item(button:99999) error.\n"},
@@ -165,21 +160,7 @@ TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
         {"qt_callback label", "qt_callback", "{l}", {}, "VX_GraphicsServer_qt_callback: object {l} not appropriate.\n"},
         {"qt_callback count", "qt_callback", "{b}", {}, "VX_GraphicsServer_qt_callback: qt_callback needs 2 arguments.\n"},
         {"errlog_callback count", "errlog_callback", "none", {}, "VX_GraphicsServer_errlog_callback: Need 1 callback argument.\n"},
-    };
-    for (const auto& c : rows) {
-        SCOPED_TRACE(c.name);
-        QStringList args;
-        for (const QString& a : c.args)
-            args.append(fill(a));
-        int n = vx_next_instance();
-        int entries = vx_test_server()->handles.size();
-        Reply r = vx_send(c.word, fill(c.handle), args);
-        EXPECT_EQ(r.ret, -1);
-        EXPECT_EQ(r.code, 1);
-        EXPECT_EQ(r.handle, fill(c.expected));
-        EXPECT_EQ(vx_next_instance(), n);
-        EXPECT_EQ(vx_test_server()->handles.size(), entries);
-    }
+    }, h);
     EXPECT_FALSE(VX_GraphicsServer_callbacks().contains(h["b"]));
 }
 
