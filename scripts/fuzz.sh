@@ -39,7 +39,7 @@ else
 fi
 
 export QT_QPA_PLATFORM=offscreen
-jobs=${VX_FUZZ_JOBS:-2}
+jobs=${VX_FUZZ_JOBS:-$(nproc)}
 build=build/fuzz
 CC=$cc CXX=$cxx cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug \
   -DVX_SANITIZE=address,undefined -DVX_BUILD_FUZZ=ON -DVX_BUILD_TESTS=OFF -DVX_BUILD_TOOLS=OFF \
