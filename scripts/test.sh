@@ -17,3 +17,9 @@ if [ "${VX_SKIP_TSAN:-0}" != 1 ]; then
   cmake --build build/tsan -j "$jobs" --target toolkit_threads_test server_session_test waveio_threads_test traveltime_threads_test waveform_threads_test
   ctest --test-dir build/tsan --output-on-failure -L threads
 fi
+
+# Under CI each libFuzzer target also runs for a short while (about 20 s
+# each); run scripts/fuzz.sh for longer by hand when a parser changes.
+if [ -n "${CI:-}" ]; then
+  scripts/fuzz.sh "${VX_FUZZ_SECONDS:-20}"
+fi

@@ -151,7 +151,7 @@ int axes_parse_ticlength(HL_ConfigureSpec* spec, HL_ClientData, const char* valu
     while (end && (*end == ' ' || *end == '\t' || *end == '\n' || *end == '\r'))
         end++;
     if (end == value || !end || *end != '\0' || !std::isfinite(length)) {
-        // the small-tics key has always had its own wording
+        // the small-tics key has its own wording
         if (offset == 1)
             hl_register_error(0, "axes_parse_ticlength: Illegal ticlengthidth value %s\n", value);
         else

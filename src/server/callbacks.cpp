@@ -119,32 +119,13 @@ VxSilentCallback::~VxSilentCallback()
 
 namespace {
 
-int VX_GraphicsServer_qt_callback(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_qt_callback(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                   VX_GraphicsServer_response* response)
 {
-    const char* proc = "VX_GraphicsServer_qt_callback";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    switch (type) {
-    case VX_TYPE_BUTTON: case VX_TYPE_LINEEDIT: case VX_TYPE_ACTION: case VX_TYPE_FILEDIALOG:
-    case VX_TYPE_TIMER: case VX_TYPE_CHECKBOX: case VX_TYPE_COMBOBOX: case VX_TYPE_TABLEVIEW:
-    case VX_TYPE_DBTABLEVIEW: case VX_TYPE_QKTABLEVIEW: case VX_TYPE_QKEVENTSTABLEVIEW:
-    case VX_TYPE_QKORIGINSTABLEVIEW: case VX_TYPE_COMMANDCONSOLE:
-        break;
-    default:
-        hl_register_error(0, "%s: object %s not appropriate.\n", proc, vx_msg(command->handle).constData());
-        return VX_GraphicsServer_error2(server, response);
-    }
-    if (command->extra_args.size() != 2) {
-        hl_register_error(0, "%s: qt_callback needs 2 arguments.\n", proc);
-        return VX_GraphicsServer_error2(server, response);
-    }
     VxGraphicsServerCallback entry;
     entry.client_data = command->extra_args[1];
-    entry.item = item;
-    entry.type = type;
+    entry.item = command->target;
+    entry.type = command->target_type;
     entry.handle = command->handle;
     if (command->extra_args[0])
         entry.callback_proc = reinterpret_cast<VX_GraphicsServer_callback>(command->extra_args[0]);
@@ -152,13 +133,9 @@ int VX_GraphicsServer_qt_callback(VX_GraphicsServer* server, VX_GraphicsServer_c
     return vx_answer(response, command->handle);
 }
 
-int VX_GraphicsServer_errlog_callback(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_errlog_callback(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                       VX_GraphicsServer_response* response)
 {
-    if (command->extra_args.size() != 1) {
-        hl_register_error(0, "VX_GraphicsServer_errlog_callback: Need 1 callback argument.\n");
-        return VX_GraphicsServer_error2(server, response);
-    }
     errlog_set(HL_ERRLOG_CALLBACK, 0, command->extra_args[0]);
     return vx_answer(response, command->command);
 }
@@ -167,7 +144,13 @@ int VX_GraphicsServer_errlog_callback(VX_GraphicsServer* server, VX_GraphicsServ
 
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_callbacks = {
     {"qt_callback", VX_GraphicsServer_qt_callback, "qt_callback WIDGET (extra: function, client data; vxsh: @callback)",
-     "w = mainwindow none\nt = timer $w\n@callback $t"},
+     "w = mainwindow none\nt = timer $w\n@callback $t",
+     {.types = vx_types(VX_TYPE_BUTTON, VX_TYPE_LINEEDIT, VX_TYPE_ACTION, VX_TYPE_FILEDIALOG, VX_TYPE_TIMER,
+                        VX_TYPE_CHECKBOX, VX_TYPE_COMBOBOX, VX_TYPE_TABLEVIEW, VX_TYPE_DBTABLEVIEW, VX_TYPE_QKTABLEVIEW,
+                        VX_TYPE_QKEVENTSTABLEVIEW, VX_TYPE_QKORIGINSTABLEVIEW, VX_TYPE_COMMANDCONSOLE),
+      .wrong_type = "{proc}: object {handle} not appropriate.\n", .min_args = 2, .max_args = 2,
+      .wrong_count = "{proc}: qt_callback needs 2 arguments.\n", .flags = VX_CheckCountExtra}},
     {"errlog_callback", VX_GraphicsServer_errlog_callback, "errlog_callback (extra: function; vxsh: @errlog on|off)",
-     "@errlog on\n@errlog off"},
+     "@errlog on\n@errlog off",
+     {.min_args = 1, .max_args = 1, .wrong_count = "{proc}: Need 1 callback argument.\n", .flags = VX_CheckCountExtra}},
 };

@@ -30,20 +30,17 @@ int showOrHide(VX_GraphicsServer* server, VX_GraphicsServer_command* command, VX
                bool show)
 {
     const char* proc = show ? "VX_GraphicsServer_show" : "VX_GraphicsServer_hide";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
+    const int type = command->target_type;
     if (const char* cls = plotItemClass(type)) {
-        hl_register_error(0, "%s: Need to use %s for %s item.\n", proc, show ? "itemshow" : "itemhide", cls);
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: Need to use %s for %s item.\n", proc, show ? "itemshow" : "itemhide", cls);
         return VX_GraphicsServer_error2(server, response);
     }
     if (type == VX_TYPE_GRIDLAYOUT || type == VX_TYPE_FORMLAYOUT || type == VX_TYPE_TIMER) {
-        hl_register_error(0, "%s: cannot %s %s object.\n", proc, show ? "show" : "hide",
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: cannot %s %s object.\n", proc, show ? "show" : "hide",
                           VX_GraphicsServer_type_name(type));
         return VX_GraphicsServer_error2(server, response);
     }
-    auto* widget = qobject_cast<QWidget*>(vx_as_qobject(type, item));
+    auto* widget = qobject_cast<QWidget*>(vx_as_qobject(type, command->target));
     if (widget)
         widget->setVisible(show);
     return vx_answer(response, command->command);
@@ -64,6 +61,6 @@ int VX_GraphicsServer_hide(VX_GraphicsServer* server, VX_GraphicsServer_command*
 } // namespace
 
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_common = {
-    {"hide", VX_GraphicsServer_hide, "hide WIDGET", "w = mainwindow none\nhide $w"},
-    {"show", VX_GraphicsServer_show, "show WIDGET", "w = mainwindow none\nshow $w"},
+    {"hide", VX_GraphicsServer_hide, "hide WIDGET", "w = mainwindow none\nhide $w", {.types = VX_TYPES_ANY}},
+    {"show", VX_GraphicsServer_show, "show WIDGET", "w = mainwindow none\nshow $w", {.types = VX_TYPES_ANY}},
 };

@@ -24,7 +24,7 @@ int vx_config_target(const char* proc, int type, void* item, HLConfigure** targe
         return 1;
     if ((type >= VX_TYPE_FRAME && type <= VX_TYPE_LABEL) || type < 0 || type >= VX_TYPE_COUNT) {
         const char* name = VX_GraphicsServer_type_name(type);
-        hl_register_error(0, "%s: %s object not a vxplot item.\n", proc, name ? name : "unknown");
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: %s object not a vxplot item.\n", proc, name ? name : "unknown");
         return -1;
     }
     // a configurable type whose class this server does not make
@@ -35,10 +35,8 @@ int VX_GraphicsServer_configure(VX_GraphicsServer* server, VX_GraphicsServer_com
                                 VX_GraphicsServer_response* response)
 {
     const char* proc = "VX_GraphicsServer_configure";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
+    const int type = command->target_type;
+    void* item = command->target;
     HLConfigure* target = nullptr;
     int kind = vx_config_target(proc, type, item, &target);
     if (kind == -1)
@@ -56,9 +54,9 @@ int VX_GraphicsServer_configure(VX_GraphicsServer* server, VX_GraphicsServer_com
         }
     }
     // the reasons go to the log; the answer only tells that the item failed
-    hl_clear_register(1);
+    hl_clear_register(HL_CLEAR_PRINT);
     if (ret < 0) {
-        hl_register_error(0, "VX_GraphicsServer_configure: configure(%s) error.\n", vx_msg(command->handle).constData());
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_configure: configure(%s) error.\n", vx_msg(command->handle).constData());
         return VX_GraphicsServer_error2(server, response);
     }
     return vx_answer(response, command->command);
@@ -68,18 +66,12 @@ int VX_GraphicsServer_configure_kvstring(VX_GraphicsServer* server, VX_GraphicsS
                                          VX_GraphicsServer_response* response)
 {
     const char* proc = "VX_GraphicsServer_configure_kvstring";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    if (command->args.size() != 1) {
-        hl_register_error(0, "VX_GraphicsServer_configure_kvstring: Need 1 kvstring argument.\n");
-        return VX_GraphicsServer_error2(server, response);
-    }
+    const int type = command->target_type;
+    void* item = command->target;
     const QByteArray text = command->args[0].toUtf8();
     Kv* kv = nullptr;
     if (kvcompile_source(text.constData(), size_t(text.size()), nullptr, &kv) < 0 || !kv) {
-        hl_register_error(0, "VX_GraphicsServer_configure_kvstring: kvcompile() error.\n");
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_configure_kvstring: kvcompile() error.\n");
         return VX_GraphicsServer_error2(server, response);
     }
     HLConfigure* target = nullptr;
@@ -91,10 +83,10 @@ int VX_GraphicsServer_configure_kvstring(VX_GraphicsServer* server, VX_GraphicsS
     int ret = kind == -2 ? -1 : 0;
     if (target)
         ret = target->configure(kv);
-    hl_clear_register(1);
+    hl_clear_register(HL_CLEAR_PRINT);
     kvfree(kv);
     if (ret < 0) {
-        hl_register_error(0, "VX_GraphicsServer_configure_kvstring: configure(%s) error.\n",
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_configure_kvstring: configure(%s) error.\n",
                           vx_msg(command->handle).constData());
         return VX_GraphicsServer_error2(server, response);
     }
@@ -105,7 +97,8 @@ int VX_GraphicsServer_configure_kvstring(VX_GraphicsServer* server, VX_GraphicsS
 
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_config = {
     {"configure", VX_GraphicsServer_configure, "configure ITEM key=value...",
-     "w = mainwindow none\nv = viewport $w\nconfigure $v xleft=0 xright=10"},
+     "w = mainwindow none\nv = viewport $w\nconfigure $v xleft=0 xright=10", {.types = VX_TYPES_ANY}},
     {"configure_kvstring", VX_GraphicsServer_configure_kvstring, "configure_kvstring ITEM 'parameter text'",
-     "w = mainwindow none\nv = viewport $w\nconfigure_kvstring $v 'xleft 0\nxright 10\n'"},
+     "w = mainwindow none\nv = viewport $w\nconfigure_kvstring $v 'xleft 0\nxright 10\n'",
+     {.types = VX_TYPES_ANY, .min_args = 1, .max_args = 1, .wrong_count = "{proc}: Need 1 kvstring argument.\n"}},
 };

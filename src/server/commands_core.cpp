@@ -1,4 +1,4 @@
-// The spine's commands: mainwindow, delete, exec, quit.
+// The session's own commands: mainwindow, delete, exec, quit.
 #include "server/mainwindow.h"
 #include "server/procs.h"
 
@@ -11,18 +11,7 @@ int VX_GraphicsServer_mainwindow(VX_GraphicsServer* server, VX_GraphicsServer_co
                                  VX_GraphicsServer_response* response)
 {
     const char* proc = "VX_GraphicsServer_mainwindow";
-    QWidget* parent = nullptr;
-    if (command->handle != QLatin1String("none")) {
-        int type = -1;
-        void* item = vx_lookup(server, proc, command->handle, &type);
-        if (!item)
-            return VX_GraphicsServer_error2(server, response);
-        if (type != VX_TYPE_FRAME) {
-            hl_register_error(0, "VX_GraphicsServer_mainwindow: parent must be frame.\n");
-            return VX_GraphicsServer_error2(server, response);
-        }
-        parent = static_cast<QFrame*>(item);
-    }
+    auto* parent = static_cast<QFrame*>(command->target);  // null for "none"
     int close_window = server->first_toplevel ? 1 : 0;
     if (command->args.size() == 1 && !vx_to_int(proc, "close_window", command->args[0], &close_window))
         return VX_GraphicsServer_error2(server, response);
@@ -41,9 +30,9 @@ int VX_GraphicsServer_delete(VX_GraphicsServer* server, VX_GraphicsServer_comman
                              VX_GraphicsServer_response* response)
 {
     int type = -1;
-    void* item = VX_GraphicsServer_get_item(server, command->handle, &type, 1);
+    void* item = VX_GraphicsServer_get_item(server, command->handle, &type, VX_ITEM_REMOVE);
     if (!item) {
-        hl_register_error(0, "VX_GraphicsServer_delete: VX_GraphicsServer_get_item(%s) error.\n",
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_delete: VX_GraphicsServer_get_item(%s) error.\n",
                           vx_msg(command->handle).constData());
         return VX_GraphicsServer_error2(server, response);
     }
@@ -75,7 +64,8 @@ int VX_GraphicsServer_quit(VX_GraphicsServer* server, VX_GraphicsServer_command*
 } // namespace
 
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_core = {
-    {"mainwindow", VX_GraphicsServer_mainwindow, "mainwindow none|FRAME [close_window]", "mainwindow none"},
+    {"mainwindow", VX_GraphicsServer_mainwindow, "mainwindow none|FRAME [close_window]", "mainwindow none",
+     {.types = vx_types(VX_TYPE_FRAME), .wrong_type = "{proc}: parent must be frame.\n", .flags = VX_CheckNoneTarget}},
     {"delete", VX_GraphicsServer_delete, "delete HANDLE", "w = mainwindow none\ndelete $w"},
     {"exec", VX_GraphicsServer_exec, "exec", "exec"},
     {"quit", VX_GraphicsServer_quit, "quit", "quit"},

@@ -6,19 +6,11 @@
 
 namespace {
 
-// The widget behind command->handle, or null with the lookup error, or
-// with "<proc>: <type> object is not a widget." for plot items, layouts and
-// timers: the commands take any handle as a widget, which only Qt widgets are.
-QWidget* lookupWidget(VX_GraphicsServer* server, const char* proc, VX_GraphicsServer_command* command)
+// The widget behind the command's target: the rows accept the widget types
+// only, with "<proc>: <type> object is not a widget.\n" for the others.
+QWidget* targetWidget(const VX_GraphicsServer_command* command)
 {
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return nullptr;
-    auto* widget = qobject_cast<QWidget*>(vx_as_qobject(type, item));
-    if (!widget)
-        hl_register_error(0, "%s: %s object is not a widget.\n", proc, VX_GraphicsServer_type_name(type));
-    return widget;
+    return static_cast<QWidget*>(vx_as_qobject(command->target_type, command->target));
 }
 
 // Convert all arguments with the given wording; false after the first failure.
@@ -36,12 +28,10 @@ int geometryCommand(VX_GraphicsServer* server, VX_GraphicsServer_command* comman
                     VX_GraphicsServer_response* response, bool fixed)
 {
     const char* proc = fixed ? "VX_GraphicsServer_fixed_geometry" : "VX_GraphicsServer_geometry";
-    QWidget* widget = lookupWidget(server, proc, command);
-    if (!widget)
-        return VX_GraphicsServer_error2(server, response);
+    QWidget* widget = targetWidget(command);
     const qsizetype n = command->args.size();
     if (n != 2 && n != 4) {
-        hl_register_error(0, "%s: geometry command must have 2 or 4 arguments.\n", proc);
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: geometry command must have 2 or 4 arguments.\n", proc);
         return VX_GraphicsServer_error2(server, response);
     }
     int v[4] = {0, 0, 0, 0};
@@ -77,13 +67,7 @@ int VX_GraphicsServer_position(VX_GraphicsServer* server, VX_GraphicsServer_comm
                                VX_GraphicsServer_response* response)
 {
     const char* proc = "VX_GraphicsServer_position";
-    QWidget* widget = lookupWidget(server, proc, command);
-    if (!widget)
-        return VX_GraphicsServer_error2(server, response);
-    if (command->args.size() != 2) {
-        hl_register_error(0, "VX_GraphicsServer_position: position command must have 2.\n");
-        return VX_GraphicsServer_error2(server, response);
-    }
+    QWidget* widget = targetWidget(command);
     int v[2] = {0, 0};
     if (!toInts(proc, "gemeometry", command->args, v))
         return VX_GraphicsServer_error2(server, response);
@@ -97,13 +81,7 @@ int sizeLimitCommand(VX_GraphicsServer* server, VX_GraphicsServer_command* comma
                      VX_GraphicsServer_response* response, bool maximum)
 {
     const char* proc = maximum ? "VX_GraphicsServer_maximumsize" : "VX_GraphicsServer_minimumsize";
-    QWidget* widget = lookupWidget(server, proc, command);
-    if (!widget)
-        return VX_GraphicsServer_error2(server, response);
-    if (command->args.size() != 2) {
-        hl_register_error(0, "%s: %s command must have 2 arguments.\n", proc, maximum ? "maximumsize" : "minimumsize");
-        return VX_GraphicsServer_error2(server, response);
-    }
+    QWidget* widget = targetWidget(command);
     int width = 0, height = 0;
     if (!vx_to_int(proc, "width", command->args[0], &width) || !vx_to_int(proc, "height", command->args[1], &height))
         return VX_GraphicsServer_error2(server, response);
@@ -130,14 +108,26 @@ int VX_GraphicsServer_minimumsize(VX_GraphicsServer* server, VX_GraphicsServer_c
 
 } // namespace
 
+namespace {
+const char* const kNotAWidget = "{proc}: {type} object is not a widget.\n";
+} // namespace
+
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_geometry = {
-    {"position", VX_GraphicsServer_position, "position WIDGET x y", "w = mainwindow none\nposition $w 10 20"},
+    {"position", VX_GraphicsServer_position, "position WIDGET x y", "w = mainwindow none\nposition $w 10 20",
+     {.types = VX_TYPES_WIDGET, .wrong_type = kNotAWidget, .min_args = 2, .max_args = 2,
+      .wrong_count = "{proc}: position command must have 2.\n"}},
     {"geometry", VX_GraphicsServer_geometry, "geometry WIDGET [x y] width height",
-     "w = mainwindow none\ngeometry $w 640 480\ngeometry $w 10 10 320 200"},
+     "w = mainwindow none\ngeometry $w 640 480\ngeometry $w 10 10 320 200",
+     {.types = VX_TYPES_WIDGET, .wrong_type = kNotAWidget}},
     {"geometry_fixed", VX_GraphicsServer_fixed_geometry, "geometry_fixed WIDGET [x y] width height",
-     "w = mainwindow none\ngeometry_fixed $w 10 10 320 200"},
+     "w = mainwindow none\ngeometry_fixed $w 10 10 320 200",
+     {.types = VX_TYPES_WIDGET, .wrong_type = kNotAWidget, .proc = "VX_GraphicsServer_fixed_geometry"}},
     {"maximumsize", VX_GraphicsServer_maximumsize, "maximumsize WIDGET width height",
-     "w = mainwindow none\nmaximumsize $w 800 0"},
+     "w = mainwindow none\nmaximumsize $w 800 0",
+     {.types = VX_TYPES_WIDGET, .wrong_type = kNotAWidget, .min_args = 2, .max_args = 2,
+      .wrong_count = "{proc}: maximumsize command must have 2 arguments.\n"}},
     {"minimumsize", VX_GraphicsServer_minimumsize, "minimumsize WIDGET width height",
-     "w = mainwindow none\nminimumsize $w 300 200"},
+     "w = mainwindow none\nminimumsize $w 300 200",
+     {.types = VX_TYPES_WIDGET, .wrong_type = kNotAWidget, .min_args = 2, .max_args = 2,
+      .wrong_count = "{proc}: minimumsize command must have 2 arguments.\n"}},
 };

@@ -25,40 +25,14 @@ bool isPlotItem(int type)
            type == VX_TYPE_TRACEVIEW || type == VX_TYPE_IMAGE;
 }
 
-// The widget types that the item commands refuse; setitemstale lets the
-// dockwidget through.
-bool isRejectedByItemCommand(int type, bool accept_dockwidget)
-{
-    switch (type) {
-    case VX_TYPE_DOCKWIDGET: return !accept_dockwidget;
-    case VX_TYPE_FRAME: case VX_TYPE_GRIDLAYOUT: case VX_TYPE_FORMLAYOUT: case VX_TYPE_SPLITTER:
-    case VX_TYPE_BUTTON: case VX_TYPE_MENUBAR: case VX_TYPE_MENU: case VX_TYPE_LINEEDIT:
-    case VX_TYPE_FILEDIALOG: case VX_TYPE_SPREADSHEET: case VX_TYPE_TIMER: case VX_TYPE_SCROLLAREA:
-    case VX_TYPE_CHECKBOX: case VX_TYPE_COMBOBOX: case VX_TYPE_LABEL:
-    case VX_TYPE_KVTREEVIEW: case VX_TYPE_TABLEVIEW: case VX_TYPE_DBTABLEVIEW: case VX_TYPE_QKTABLEVIEW:
-    case VX_TYPE_QKEVENTSTABLEVIEW: case VX_TYPE_QKORIGINSTABLEVIEW: case VX_TYPE_COMMANDCONSOLE:
-        return true;
-    default: return false;
-    }
-}
-
 enum class ItemAction { Hide, Show, SetName, SetStale };
 
 // The shape shared by itemhide, itemshow, itemsetname and setitemstale:
 // the viewport and the plot items act, the silent types and the items this
 // server does not make are accepted and left alone.
-int itemCommand(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
-                VX_GraphicsServer_response* response, const char* proc, ItemAction action)
+int itemCommand(VX_GraphicsServer_command* command, VX_GraphicsServer_response* response, ItemAction action)
 {
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    if (isRejectedByItemCommand(type, action == ItemAction::SetStale))
-        return vx_fail(server, response, "%s: %s object not a vxplot item.\n", proc, vx_type_word(type));
-    if (action == ItemAction::SetName && command->args.size() != 1)
-        return vx_fail(server, response, "VX_GraphicsServer_itemsetname: itemsetname needs 1 arguments.\n");
-    if (VXViewportItem* vi = vx_as_viewport_item(type, item)) {
+    if (VXViewportItem* vi = vx_as_viewport_item(command->target_type, command->target)) {
         switch (action) {
         case ItemAction::Hide: vi->hideItem(); break;
         case ItemAction::Show: vi->showItem(); break;
@@ -69,40 +43,35 @@ int itemCommand(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
     return vx_answer(response, command->command);
 }
 
-int VX_GraphicsServer_itemhide(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_itemhide(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                VX_GraphicsServer_response* response)
 {
-    return itemCommand(server, command, response, "VX_GraphicsServer_itemhide", ItemAction::Hide);
+    return itemCommand(command, response, ItemAction::Hide);
 }
 
-int VX_GraphicsServer_itemshow(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_itemshow(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                VX_GraphicsServer_response* response)
 {
-    return itemCommand(server, command, response, "VX_GraphicsServer_itemshow", ItemAction::Show);
+    return itemCommand(command, response, ItemAction::Show);
 }
 
-int VX_GraphicsServer_itemsetname(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_itemsetname(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                   VX_GraphicsServer_response* response)
 {
-    return itemCommand(server, command, response, "VX_GraphicsServer_itemsetname", ItemAction::SetName);
+    return itemCommand(command, response, ItemAction::SetName);
 }
 
-int VX_GraphicsServer_setitemstale(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_setitemstale(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                    VX_GraphicsServer_response* response)
 {
-    return itemCommand(server, command, response, "VX_GraphicsServer_setitemstale", ItemAction::SetStale);
+    return itemCommand(command, response, ItemAction::SetStale);
 }
 
-int VX_GraphicsServer_update(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_update(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                              VX_GraphicsServer_response* response)
 {
-    const char* proc = "VX_GraphicsServer_update";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    if (type == VX_TYPE_GRIDLAYOUT || type == VX_TYPE_FORMLAYOUT || type == VX_TYPE_TIMER)
-        return vx_fail(server, response, "VX_GraphicsServer_update: cannot update %s object.\n", vx_type_word(type));
+    const int type = command->target_type;
+    void* item = command->target;
     if (isPlotItem(type)) {
         VXViewportItem* vi = vx_as_viewport_item(type, item);
         if (VXViewport* vp = vi ? vi->getViewportParent() : nullptr)
@@ -115,18 +84,10 @@ int VX_GraphicsServer_update(VX_GraphicsServer* server, VX_GraphicsServer_comman
 
 // totop and tobottom: a plot item moves in its viewport's display list, a
 // widget among its siblings.
-int stackCommand(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
-                 VX_GraphicsServer_response* response, bool top)
+int stackCommand(VX_GraphicsServer_command* command, VX_GraphicsServer_response* response, bool top)
 {
-    // the lookup failure of totop has always been reported under show
-    int type = -1;
-    void* item = vx_lookup(server, top ? "VX_GraphicsServer_show" : "VX_GraphicsServer_tobottom", command->handle,
-                           &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    if (type == VX_TYPE_TIMER)
-        return vx_fail(server, response, top ? "VX_GraphicsServer_totop: cannot raise timer object.\n"
-                                             : "VX_GraphicsServer_tobottom: cannot lower timer object.\n");
+    const int type = command->target_type;
+    void* item = command->target;
     if (isPlotItem(type)) {
         VXViewportItem* vi = vx_as_viewport_item(type, item);
         if (VXViewport* vp = vi ? vi->getViewportParent() : nullptr)
@@ -137,31 +98,24 @@ int stackCommand(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
     return vx_answer(response, command->command);
 }
 
-int VX_GraphicsServer_totop(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_totop(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                             VX_GraphicsServer_response* response)
 {
-    return stackCommand(server, command, response, true);
+    return stackCommand(command, response, true);
 }
 
-int VX_GraphicsServer_tobottom(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_tobottom(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                VX_GraphicsServer_response* response)
 {
-    return stackCommand(server, command, response, false);
+    return stackCommand(command, response, false);
 }
 
-int VX_GraphicsServer_setlayer(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_setlayer(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                VX_GraphicsServer_response* response)
 {
-    const char* proc = "VX_GraphicsServer_setlayer";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    if (command->args.size() != 1)
-        return vx_fail(server, response, "VX_GraphicsServer_setlayer: setlayer needs 1 arguments.\n");
     // other types are accepted and answer an empty text
     QString name;
-    if (VXViewportItem* vi = vx_as_viewport_item(type, item))
+    if (VXViewportItem* vi = vx_as_viewport_item(command->target_type, command->target))
         name = vi->setLayer(command->args[0]);
     return vx_answer(response, name);
 }
@@ -171,8 +125,6 @@ int VX_GraphicsServer_setlayervisibility(VX_GraphicsServer* server, VX_GraphicsS
                                          VX_GraphicsServer_response* response)
 {
     const char* proc = "VX_GraphicsServer_setlayervisibility";
-    if (command->args.size() != 1)
-        return vx_fail(server, response, "VX_GraphicsServer_setlayervisibility: setlayervisibility needs 1 arguments.\n");
     int visibility = 0;
     if (!vx_to_int(proc, "visibility", command->args[0], &visibility))
         return VX_GraphicsServer_error2(server, response);
@@ -211,20 +163,10 @@ int VX_GraphicsServer_layertobottom(VX_GraphicsServer* server, VX_GraphicsServer
 int VX_GraphicsServer_getviewport(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
                                   VX_GraphicsServer_response* response)
 {
-    const char* proc = "VX_GraphicsServer_getviewport";
-    if (!command->args.isEmpty())
-        return vx_fail(server, response, "VX_GraphicsServer_getviewport: setlayer needs 0 arguments.\n");
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
+    const int type = command->target_type;
+    void* item = command->target;
     VXViewport* viewport = nullptr;
     switch (type) {
-    case VX_TYPE_FRAME: case VX_TYPE_GRIDLAYOUT: case VX_TYPE_BUTTON: case VX_TYPE_MENUBAR: case VX_TYPE_MENU:
-    case VX_TYPE_LINEEDIT: case VX_TYPE_FILEDIALOG: case VX_TYPE_SPREADSHEET: case VX_TYPE_TIMER:
-    case VX_TYPE_CHECKBOX: case VX_TYPE_COMBOBOX: case VX_TYPE_LABEL:
-        return vx_fail(server, response, "VX_GraphicsServer_getviewport: %s object has no viewport.\n",
-                       vx_type_word(type));
     case VX_TYPE_VIEWPORT:
         viewport = static_cast<VXViewport*>(vx_as_viewport_item(type, item));
         break;
@@ -242,17 +184,10 @@ int VX_GraphicsServer_getviewport(VX_GraphicsServer* server, VX_GraphicsServer_c
     return vx_answer(response, handle);
 }
 
-int VX_GraphicsServer_getgeometry(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_getgeometry(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                   VX_GraphicsServer_response* response)
 {
-    const char* proc = "VX_GraphicsServer_getgeometry";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    auto* widget = qobject_cast<QWidget*>(vx_as_qobject(type, item));
-    if (!widget)
-        return vx_fail(server, response, "%s: %s object is not a widget.\n", proc, vx_type_word(type));
+    auto* widget = static_cast<QWidget*>(vx_as_qobject(command->target_type, command->target));
     const QRect g = widget->geometry();
     QPoint global = g.topLeft();
     if (auto* parent = qobject_cast<QWidget*>(widget->parent()))
@@ -267,8 +202,6 @@ int VX_GraphicsServer_getscreen(VX_GraphicsServer* server, VX_GraphicsServer_com
                                 VX_GraphicsServer_response* response)
 {
     const char* proc = "VX_GraphicsServer_getscreen";
-    if (command->args.size() > 1)
-        return vx_fail(server, response, "VX_GraphicsServer_getscreen: getscreen command must have 2 or 4 arguments.\n");
     int number = 0;
     if (command->args.size() == 1 && !vx_to_int(proc, "screen", command->args[0], &number))
         return VX_GraphicsServer_error2(server, response);
@@ -288,32 +221,67 @@ int VX_GraphicsServer_getscreen(VX_GraphicsServer* server, VX_GraphicsServer_com
 
 } // namespace
 
+namespace {
+
+// The widget types that the item commands refuse; setitemstale lets the
+// dockwidget through.
+constexpr unsigned long long kNotItems =
+    vx_types(VX_TYPE_FRAME, VX_TYPE_GRIDLAYOUT, VX_TYPE_FORMLAYOUT, VX_TYPE_SPLITTER, VX_TYPE_BUTTON,
+             VX_TYPE_MENUBAR, VX_TYPE_MENU, VX_TYPE_LINEEDIT, VX_TYPE_FILEDIALOG, VX_TYPE_SPREADSHEET, VX_TYPE_TIMER,
+             VX_TYPE_SCROLLAREA, VX_TYPE_CHECKBOX, VX_TYPE_COMBOBOX, VX_TYPE_LABEL, VX_TYPE_KVTREEVIEW,
+             VX_TYPE_TABLEVIEW, VX_TYPE_DBTABLEVIEW, VX_TYPE_QKTABLEVIEW, VX_TYPE_QKEVENTSTABLEVIEW,
+             VX_TYPE_QKORIGINSTABLEVIEW, VX_TYPE_COMMANDCONSOLE);
+constexpr VX_GraphicsServer_checks kItemChecks = {
+    .types = VX_TYPES_ANY & ~(kNotItems | vx_types(VX_TYPE_DOCKWIDGET)),
+    .wrong_type = "{proc}: {type} object not a vxplot item.\n"};
+
+} // namespace
+
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_items = {
     {"itemhide", VX_GraphicsServer_itemhide, "itemhide ITEM",
-     "w = mainwindow none\nv = viewport $w\na = axes $v\nitemhide $a"},
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nitemhide $a", kItemChecks},
     {"itemshow", VX_GraphicsServer_itemshow, "itemshow ITEM",
-     "w = mainwindow none\nv = viewport $w\na = axes $v\nitemhide $a\nitemshow $a"},
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nitemhide $a\nitemshow $a", kItemChecks},
     {"itemsetname", VX_GraphicsServer_itemsetname, "itemsetname ITEM name",
-     "w = mainwindow none\nv = viewport $w\na = axes $v\nitemsetname $a frame_axes"},
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nitemsetname $a frame_axes",
+     {.types = kItemChecks.types, .wrong_type = kItemChecks.wrong_type, .min_args = 1, .max_args = 1,
+      .wrong_count = "{proc}: itemsetname needs 1 arguments.\n"}},
     {"setitemstale", VX_GraphicsServer_setitemstale, "setitemstale ITEM",
-     "w = mainwindow none\nv = viewport $w\na = axes $v\nsetitemstale $a"},
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nsetitemstale $a",
+     {.types = VX_TYPES_ANY & ~kNotItems, .wrong_type = kItemChecks.wrong_type}},
     {"update", VX_GraphicsServer_update, "update ITEM|WIDGET",
-     "w = mainwindow none\nv = viewport $w\na = axes $v\nsetitemstale $a\nupdate $a"},
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nsetitemstale $a\nupdate $a",
+     {.types = VX_TYPES_ANY & ~vx_types(VX_TYPE_GRIDLAYOUT, VX_TYPE_FORMLAYOUT, VX_TYPE_TIMER),
+      .wrong_type = "{proc}: cannot update {type} object.\n"}},
+    // a failed look-up of totop is reported under the name of show
     {"totop", VX_GraphicsServer_totop, "totop ITEM|WIDGET",
-     "w = mainwindow none\nv = viewport $w\na = axes $v\np = polyline $v\ntotop $a"},
+     "w = mainwindow none\nv = viewport $w\na = axes $v\np = polyline $v\ntotop $a",
+     {.types = VX_TYPES_ANY & ~vx_types(VX_TYPE_TIMER),
+      .wrong_type = "VX_GraphicsServer_totop: cannot raise timer object.\n", .proc = "VX_GraphicsServer_show"}},
     {"tobottom", VX_GraphicsServer_tobottom, "tobottom ITEM|WIDGET",
-     "w = mainwindow none\nv = viewport $w\na = axes $v\np = polyline $v\ntobottom $p"},
+     "w = mainwindow none\nv = viewport $w\na = axes $v\np = polyline $v\ntobottom $p",
+     {.types = VX_TYPES_ANY & ~vx_types(VX_TYPE_TIMER), .wrong_type = "{proc}: cannot lower timer object.\n"}},
     {"setlayer", VX_GraphicsServer_setlayer, "setlayer ITEM layer",
-     "w = mainwindow none\nv = viewport $w\na = axes $v\nsetlayer $a back"},
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nsetlayer $a back",
+     {.types = VX_TYPES_ANY, .min_args = 1, .max_args = 1, .wrong_count = "{proc}: setlayer needs 1 arguments.\n"}},
+    // the handle is a layer's name, not an entry of the handle table
     {"setlayervisibility", VX_GraphicsServer_setlayervisibility, "setlayervisibility LAYER 0|1",
-     "w = mainwindow none\nv = viewport $w\na = axes $v\nl = setlayer $a back\nsetlayervisibility $l 0"},
+     "w = mainwindow none\nv = viewport $w\na = axes $v\nl = setlayer $a back\nsetlayervisibility $l 0",
+     {.min_args = 1, .max_args = 1, .wrong_count = "{proc}: setlayervisibility needs 1 arguments.\n"}},
     {"layertotop", VX_GraphicsServer_layertotop, "layertotop LAYER",
      "w = mainwindow none\nv = viewport $w\na = axes $v\nl = setlayer $a back\np = polyline $v\nlayertotop $l"},
     {"layertobottom", VX_GraphicsServer_layertobottom, "layertobottom LAYER",
      "w = mainwindow none\nv = viewport $w\na = axes $v\nl = setlayer $a back\nlayertobottom $l"},
     {"getviewport", VX_GraphicsServer_getviewport, "getviewport ITEM",
-     "w = mainwindow none\nv = viewport $w\na = axes $v\ngetviewport $a"},
+     "w = mainwindow none\nv = viewport $w\na = axes $v\ngetviewport $a",
+     {.types = VX_TYPES_ANY & ~vx_types(VX_TYPE_FRAME, VX_TYPE_GRIDLAYOUT, VX_TYPE_BUTTON, VX_TYPE_MENUBAR,
+                                        VX_TYPE_MENU, VX_TYPE_LINEEDIT, VX_TYPE_FILEDIALOG, VX_TYPE_SPREADSHEET,
+                                        VX_TYPE_TIMER, VX_TYPE_CHECKBOX, VX_TYPE_COMBOBOX, VX_TYPE_LABEL),
+      .wrong_type = "{proc}: {type} object has no viewport.\n", .min_args = 0, .max_args = 0,
+      .wrong_count = "{proc}: setlayer needs 0 arguments.\n", .flags = VX_CheckCountFirst}},
     {"getgeometry", VX_GraphicsServer_getgeometry, "getgeometry WIDGET",
-     "w = mainwindow none\ngeometry $w 10 10 320 200\ngetgeometry $w"},
-    {"getscreen", VX_GraphicsServer_getscreen, "getscreen none [screen]", "getscreen none 0"},
+     "w = mainwindow none\ngeometry $w 10 10 320 200\ngetgeometry $w",
+     {.types = VX_TYPES_WIDGET, .wrong_type = "{proc}: {type} object is not a widget.\n"}},
+    {"getscreen", VX_GraphicsServer_getscreen, "getscreen none [screen]", "getscreen none 0",
+     {.max_args = 1, .wrong_count = "{proc}: getscreen command must have 2 or 4 arguments.\n"}},
 };

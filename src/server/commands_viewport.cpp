@@ -16,57 +16,12 @@
 
 namespace {
 
-// The viewport behind the command's handle, or null after registering the
-// lookup's line or "<proc>: <message>" with the handle for another type.
-VXViewport* vx_viewport_target(VX_GraphicsServer* server, const char* proc, const QString& handle,
-                               const char* not_viewport)
-{
-    int type = -1;
-    void* item = vx_lookup(server, proc, handle, &type);
-    if (!item)
-        return nullptr;
-    if (type != VX_TYPE_VIEWPORT) {
-        hl_register_error(0, not_viewport, proc, vx_msg(handle).constData());
-        return nullptr;
-    }
-    return static_cast<VXViewport*>(item);
-}
-
-// Register a plot item made on the command's viewport, trace it as
-// "<handle> = new <class>(<viewport>)" and answer with its handle.
-int answerNewItem(VX_GraphicsServer* server, VX_GraphicsServer_command* command, VX_GraphicsServer_response* response,
-                  int type, void* item, const char* class_name)
-{
-    QString handle;
-    VX_GraphicsServer_set_item(server, type, item, handle);
-    VX_TRACE("%s = new %s(%s)", vx_msg(handle).constData(), class_name, vx_msg(command->handle).constData());
-    return vx_answer(response, handle);
-}
-
-bool vx_to_double(const char* proc, const char* name, const QString& text, double* value)
-{
-    bool ok = false;
-    double v = text.toDouble(&ok);
-    if (!ok) {
-        hl_register_error(0, "%s: %s conversion error '%s'.\n", proc, name, vx_msg(text).constData());
-        return false;
-    }
-    *value = v;
-    return true;
-}
-
 int VX_GraphicsServer_viewport(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
                                VX_GraphicsServer_response* response)
 {
-    const char* proc = "VX_GraphicsServer_viewport";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    if (type != VX_TYPE_FRAME && type != VX_TYPE_MAINWINDOW)
-        return vx_fail(server, response, "VX_GraphicsServer_viewport: parent must be a frame or mainwindow.\n");
-    QWidget* parent = vx_parent_widget(type, item);
-    auto* viewport = new VXViewport(parent, 1, 1);
+    QWidget* parent = vx_parent_widget(command->target_type, command->target);
+    constexpr int make_parent_layout = 1, make_logo = 1;
+    auto* viewport = new VXViewport(parent, make_parent_layout, make_logo);
     server->viewports.append(viewport);
     // the list forgets a viewport however it goes: by delete or with its parent
     QObject::connect(viewport, &QObject::destroyed, viewport,
@@ -80,21 +35,15 @@ int VX_GraphicsServer_viewport(VX_GraphicsServer* server, VX_GraphicsServer_comm
 int VX_GraphicsServer_axes(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
                            VX_GraphicsServer_response* response)
 {
-    VXViewport* viewport = vx_viewport_target(server, "VX_GraphicsServer_axes", command->handle,
-                                              "%s: '%s' not a viewport.\n");
-    if (!viewport)
-        return VX_GraphicsServer_error2(server, response);
-    return answerNewItem(server, command, response, VX_TYPE_AXES, new VXAxes(viewport), "VXAxes");
+    auto* viewport = static_cast<VXViewport*>(command->target);
+    return vx_answer_new(server, command, response, VX_TYPE_AXES, new VXAxes(viewport), "VXAxes");
 }
 
 int VX_GraphicsServer_polyline(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
                                VX_GraphicsServer_response* response)
 {
-    VXViewport* viewport = vx_viewport_target(server, "VX_GraphicsServer_polyline", command->handle,
-                                              "%s: '%s' not a viewport.\n");
-    if (!viewport)
-        return VX_GraphicsServer_error2(server, response);
-    return answerNewItem(server, command, response, VX_TYPE_POLYLINE, new VXPolyline(viewport), "VXPolyline");
+    auto* viewport = static_cast<VXViewport*>(command->target);
+    return vx_answer_new(server, command, response, VX_TYPE_POLYLINE, new VXPolyline(viewport), "VXPolyline");
 }
 
 // text VIEWPORT text x y: x and y stay pixel expressions ("0.5v", "left+10")
@@ -102,12 +51,7 @@ int VX_GraphicsServer_polyline(VX_GraphicsServer* server, VX_GraphicsServer_comm
 int VX_GraphicsServer_text(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
                            VX_GraphicsServer_response* response)
 {
-    VXViewport* viewport = vx_viewport_target(server, "VX_GraphicsServer_text", command->handle,
-                                              "%s: '%s' not a viewport.\n");
-    if (!viewport)
-        return VX_GraphicsServer_error2(server, response);
-    if (command->args.size() != 3)
-        return vx_fail(server, response, "VX_GraphicsServer_text: text item needs 3 arguments.\n");
+    auto* viewport = static_cast<VXViewport*>(command->target);
     const QByteArray text = command->args[0].toUtf8(), x = command->args[1].toUtf8(), y = command->args[2].toUtf8();
     auto* item = new VXText(viewport, text.constData(), x.constData(), y.constData());
     QString handle;
@@ -120,10 +64,7 @@ int VX_GraphicsServer_text(VX_GraphicsServer* server, VX_GraphicsServer_command*
 int VX_GraphicsServer_textpopup(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
                                 VX_GraphicsServer_response* response)
 {
-    VXViewport* viewport = vx_viewport_target(server, "VX_GraphicsServer_textpopup", command->handle,
-                                              "%s: '%s' not a viewport.\n");
-    if (!viewport)
-        return VX_GraphicsServer_error2(server, response);
+    auto* viewport = static_cast<VXViewport*>(command->target);
     auto* popup = new VXTextPopup(viewport);
     QString handle;
     VX_GraphicsServer_set_object(server, VX_TYPE_TEXTPOPUP, popup, popup, handle);
@@ -137,23 +78,13 @@ int VX_GraphicsServer_textpopup(VX_GraphicsServer* server, VX_GraphicsServer_com
 int VX_GraphicsServer_polyline_setsource_trace(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
                                                VX_GraphicsServer_response* response)
 {
-    const char* proc = "VX_GraphicsServer_polyline_setsource_trace";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    if (type != VX_TYPE_POLYLINE)
-        return vx_fail(server, response, "VX_GraphicsServer_polyline_setsource_trace: Item %s not a polyline item.\n",
-                       vx_msg(command->handle).constData());
-    if (command->args.isEmpty())
-        return vx_fail(server, response, "VX_GraphicsServer_polyline_setsource_trace: No Rsptr argument.\n");
     Rsptr trace{};
     QByteArray text = command->args[0].toUtf8();
     if (rsptr_parse(text.constData(), &trace) != 0 &&
         (command->args.size() != 4 || rsptr_parse(command->args.join(QLatin1Char(' ')).toUtf8().constData(), &trace) != 0))
         return vx_fail(server, response, "VX_GraphicsServer_polyline_setsource_trace: Cannot parse Rsptr argument(%s).\n",
                        vx_msg(command->args[0]).constData());
-    auto* polyline = static_cast<VXPolyline*>(item);
+    auto* polyline = static_cast<VXPolyline*>(command->target);
     if (polyline->setSourceTrace(trace) < 0)
         return vx_fail(server, response, "VX_GraphicsServer_polyline_setsource_trace: VXPolyline::setSourceTrace() error.\n");
     polyline->setItemStale();
@@ -162,27 +93,19 @@ int VX_GraphicsServer_polyline_setsource_trace(VX_GraphicsServer* server, VX_Gra
 
 // extra_args: the function (VX_GraphicsServer_viewport_event_callback) and the
 // client's data; a null function registers nothing.
-int VX_GraphicsServer_viewport_callback(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_viewport_callback(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                         VX_GraphicsServer_response* response)
 {
-    const char* proc = "VX_GraphicsServer_viewport_callback";
-    if (command->extra_args.size() != 2)
-        return vx_fail(server, response, "VX_GraphicsServer_viewport_callback: Need 2 callback arguments.\n");
-    VXViewport* viewport = vx_viewport_target(server, proc, command->handle, "%s: Item %s not a viewport item.\n");
-    if (!viewport)
-        return VX_GraphicsServer_error2(server, response);
+    auto* viewport = static_cast<VXViewport*>(command->target);
     if (auto fn = reinterpret_cast<VX_GraphicsServer_viewport_event_callback>(command->extra_args[0]))
         viewport->setEventCallback(fn, viewport, command->extra_args[1]);
     return vx_answer(response, command->command);
 }
 
-int VX_GraphicsServer_viewport_getwcoordbb(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_viewport_getwcoordbb(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                            VX_GraphicsServer_response* response)
 {
-    VXViewport* viewport = vx_viewport_target(server, "VX_GraphicsServer_viewport_getwcoordbb", command->handle,
-                                              "%s: Item %s not a viewport item.\n");
-    if (!viewport)
-        return VX_GraphicsServer_error2(server, response);
+    auto* viewport = static_cast<VXViewport*>(command->target);
     // the outline of the view in world coordinates; an empty view answers
     // its limits as they stand
     const VxViewport& vp = viewport->vars;
@@ -200,13 +123,10 @@ int VX_GraphicsServer_viewport_getwcoordbb(VX_GraphicsServer* server, VX_Graphic
     return 0;
 }
 
-int VX_GraphicsServer_viewport_getdimensions(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_viewport_getdimensions(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                              VX_GraphicsServer_response* response)
 {
-    VXViewport* viewport = vx_viewport_target(server, "VX_GraphicsServer_viewport_getdimensions",
-                                              command->handle, "%s: Item %s not a viewport item.\n");
-    if (!viewport)
-        return VX_GraphicsServer_error2(server, response);
+    auto* viewport = static_cast<VXViewport*>(command->target);
     const VxViewport& vp = viewport->vars;
     vx_answer(response, command->command);
     for (int v : {vp.w, vp.h, vp.mleft, vp.mright, vp.mbottom, vp.mtop})
@@ -217,12 +137,7 @@ int VX_GraphicsServer_viewport_getdimensions(VX_GraphicsServer* server, VX_Graph
 int VX_GraphicsServer_viewport_setcursor(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
                                          VX_GraphicsServer_response* response)
 {
-    VXViewport* viewport = vx_viewport_target(server, "VX_GraphicsServer_viewport_setcursor", command->handle,
-                                              "%s: Item %s not a viewport item.\n");
-    if (!viewport)
-        return VX_GraphicsServer_error2(server, response);
-    if (command->args.size() != 1)
-        return vx_fail(server, response, "VX_GraphicsServer_setcursor: setcursor needs 1 arguments.\n");
+    auto* viewport = static_cast<VXViewport*>(command->target);
     const QString& name = command->args[0];
     if (name == QLatin1String("default"))
         viewport->setDefaultCursor(0);
@@ -236,13 +151,10 @@ int VX_GraphicsServer_viewport_setcursor(VX_GraphicsServer* server, VX_GraphicsS
     return vx_answer(response, command->command);
 }
 
-int VX_GraphicsServer_viewport_showdisplaylist(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+int VX_GraphicsServer_viewport_showdisplaylist(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
                                                VX_GraphicsServer_response* response)
 {
-    VXViewport* viewport = vx_viewport_target(server, "VX_GraphicsServer_viewport_showdisplaylist",
-                                              command->handle, "%s: '%s' not a viewport.\n");
-    if (!viewport)
-        return VX_GraphicsServer_error2(server, response);
+    auto* viewport = static_cast<VXViewport*>(command->target);
     viewport->showDisplayList(nullptr);
     return vx_answer(response, command->handle);
 }
@@ -251,20 +163,11 @@ int VX_GraphicsServer_getwcoords(VX_GraphicsServer* server, VX_GraphicsServer_co
                                  VX_GraphicsServer_response* response)
 {
     const char* proc = "VX_GraphicsServer_getwcoords";
-    int type = -1;
-    void* item = vx_lookup(server, proc, command->handle, &type);
-    if (!item)
-        return VX_GraphicsServer_error2(server, response);
-    if (type != VX_TYPE_VIEWPORT)
-        return vx_fail(server, response, "VX_GraphicsServer_getwcoords: getwcoords must have viewport item, not %s.\n",
-                       vx_type_word(type));
-    if (command->args.size() != 2)
-        return vx_fail(server, response, "VX_GraphicsServer_getwcoords: getwcoords needs 2 arguments.\n");
     double x = 0.0, y = 0.0;
     if (!vx_to_double(proc, "getwcoords", command->args[0], &x) || !vx_to_double(proc, "getwcoords", command->args[1], &y))
         return VX_GraphicsServer_error2(server, response);
     double xw = 0.0, yw = 0.0;
-    static_cast<VXViewport*>(item)->getWcoords(x, y, &xw, &yw, 0, 0, 0);
+    static_cast<VXViewport*>(command->target)->getWcoords(x, y, &xw, &yw, 0, 0, 0);
     vx_answer(response, command->handle);
     response->return_params << QString::asprintf("%.16g", xw) << QString::asprintf("%.16g", yw);
     return 0;
@@ -272,26 +175,48 @@ int VX_GraphicsServer_getwcoords(VX_GraphicsServer* server, VX_GraphicsServer_co
 
 } // namespace
 
+namespace {
+const char* const kNotViewport = "{proc}: '{handle}' not a viewport.\n";
+const char* const kNotViewportItem = "{proc}: Item {handle} not a viewport item.\n";
+} // namespace
+
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_viewport = {
-    {"viewport", VX_GraphicsServer_viewport, "viewport FRAME|MAINWINDOW", "w = mainwindow none\nviewport $w"},
-    {"axes", VX_GraphicsServer_axes, "axes VIEWPORT", "w = mainwindow none\nv = viewport $w\naxes $v"},
-    {"polyline", VX_GraphicsServer_polyline, "polyline VIEWPORT", "w = mainwindow none\nv = viewport $w\npolyline $v"},
+    {"viewport", VX_GraphicsServer_viewport, "viewport FRAME|MAINWINDOW", "w = mainwindow none\nviewport $w",
+     {.types = vx_types(VX_TYPE_FRAME, VX_TYPE_MAINWINDOW), .wrong_type = "{proc}: parent must be a frame or mainwindow.\n"}},
+    {"axes", VX_GraphicsServer_axes, "axes VIEWPORT", "w = mainwindow none\nv = viewport $w\naxes $v",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = kNotViewport}},
+    {"polyline", VX_GraphicsServer_polyline, "polyline VIEWPORT", "w = mainwindow none\nv = viewport $w\npolyline $v",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = kNotViewport}},
     {"text", VX_GraphicsServer_text, "text VIEWPORT text x y",
-     "w = mainwindow none\nv = viewport $w\ntext $v \"Station PAS\" 0.5v 1.0v-10"},
+     "w = mainwindow none\nv = viewport $w\ntext $v \"Station PAS\" 0.5v 1.0v-10",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = kNotViewport, .min_args = 3, .max_args = 3,
+      .wrong_count = "{proc}: text item needs 3 arguments.\n"}},
     {"textpopup", VX_GraphicsServer_textpopup, "textpopup VIEWPORT",
-     "w = mainwindow none\nv = viewport $w\nt = textpopup $v\nconfigure $t text=hello timeout=1"},
+     "w = mainwindow none\nv = viewport $w\nt = textpopup $v\nconfigure $t text=hello timeout=1",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = kNotViewport}},
     {"polyline_setsource_trace", VX_GraphicsServer_polyline_setsource_trace,
-     "polyline_setsource_trace POLYLINE \"database table field record\"", ""},
+     "polyline_setsource_trace POLYLINE \"database table field record\"", "",
+     {.types = vx_types(VX_TYPE_POLYLINE), .wrong_type = "{proc}: Item {handle} not a polyline item.\n",
+      .min_args = 1, .wrong_count = "{proc}: No Rsptr argument.\n"}},
     {"viewport_callback", VX_GraphicsServer_viewport_callback, "viewport_callback VIEWPORT (function, client data)",
-     "w = mainwindow none\nv = viewport $w\n@callback $v"},
+     "w = mainwindow none\nv = viewport $w\n@callback $v",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = kNotViewportItem, .min_args = 2, .max_args = 2,
+      .wrong_count = "{proc}: Need 2 callback arguments.\n", .flags = VX_CheckCountFirst | VX_CheckCountExtra}},
     {"viewport_getwcoordbb", VX_GraphicsServer_viewport_getwcoordbb, "viewport_getwcoordbb VIEWPORT",
-     "w = mainwindow none\nv = viewport $w\nviewport_getwcoordbb $v"},
+     "w = mainwindow none\nv = viewport $w\nviewport_getwcoordbb $v",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = kNotViewportItem}},
     {"viewport_getdimensions", VX_GraphicsServer_viewport_getdimensions, "viewport_getdimensions VIEWPORT",
-     "w = mainwindow none\nv = viewport $w\nviewport_getdimensions $v"},
+     "w = mainwindow none\nv = viewport $w\nviewport_getdimensions $v",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = kNotViewportItem}},
     {"viewport_setcursor", VX_GraphicsServer_viewport_setcursor, "viewport_setcursor VIEWPORT default|blank|closedhand",
-     "w = mainwindow none\nv = viewport $w\nviewport_setcursor $v blank"},
+     "w = mainwindow none\nv = viewport $w\nviewport_setcursor $v blank",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = kNotViewportItem, .min_args = 1, .max_args = 1,
+      .wrong_count = "VX_GraphicsServer_setcursor: setcursor needs 1 arguments.\n"}},
     {"viewport_showdisplaylist", VX_GraphicsServer_viewport_showdisplaylist, "viewport_showdisplaylist VIEWPORT",
-     "w = mainwindow none\nv = viewport $w\nviewport_showdisplaylist $v"},
+     "w = mainwindow none\nv = viewport $w\nviewport_showdisplaylist $v",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = kNotViewport}},
     {"getwcoords", VX_GraphicsServer_getwcoords, "getwcoords VIEWPORT x y",
-     "w = mainwindow none\nv = viewport $w\ngetwcoords $v 10 20"},
+     "w = mainwindow none\nv = viewport $w\ngetwcoords $v 10 20",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = "{proc}: getwcoords must have viewport item, not {type}.\n",
+      .min_args = 2, .max_args = 2, .wrong_count = "{proc}: getwcoords needs 2 arguments.\n"}},
 };

@@ -76,139 +76,150 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
     qsizetype i = *pos;
     int ln = *line;
 
-    // skip blank lines and comment lines
-    for (;;) {
-        while (i < n && isBlank(text[i]))
-            i++;
-        if (i < n && text[i] == QLatin1Char('#')) {
-            while (i < n && text[i] != QLatin1Char('\n'))
-                i++;
-        }
-        if (i < n && text[i] == QLatin1Char('\n')) {
-            i++;
-            ln++;
-            continue;
-        }
-        break;
-    }
-    if (i >= n) {
-        *pos = i;
-        *line = ln;
-        return End;
-    }
-
-    const int first_line = ln;
+    int first_line = ln;
     QList<Token> tokens;
     QString error;
     bool incomplete = false;
 
-    // read tokens up to the end of the statement's line
-    while (i < n && text[i] != QLatin1Char('\n') && error.isEmpty() && !incomplete) {
-        if (isBlank(text[i])) {
-            i++;
-            continue;
-        }
-        if (text[i] == QLatin1Char('\\') && i + 1 < n && text[i + 1] == QLatin1Char('\n')) {
-            i += 2;
-            ln++;
-            continue;
-        }
-        if (text[i] == QLatin1Char('\\') && i + 1 == n) {
-            incomplete = true;
+    // A statement made of continuations alone is a blank line: read on.
+    for (;;) {
+        // skip blank lines and comment lines
+        for (;;) {
+            while (i < n && isBlank(text[i]))
+                i++;
+            if (i < n && text[i] == QLatin1Char('#')) {
+                while (i < n && text[i] != QLatin1Char('\n'))
+                    i++;
+            }
+            if (i < n && text[i] == QLatin1Char('\n')) {
+                i++;
+                ln++;
+                continue;
+            }
             break;
         }
-        Token tok;
-        bool key_possible = true;  // everything so far unquoted key characters
-        while (i < n && !isBlank(text[i]) && text[i] != QLatin1Char('\n')) {
-            QChar c = text[i];
-            if (c == QLatin1Char('\'')) {
-                qsizetype close = text.indexOf(QLatin1Char('\''), i + 1);
-                if (close < 0) {
-                    incomplete = true;
-                    break;
-                }
-                QString part = text.mid(i + 1, close - i - 1);
-                ln += static_cast<int>(part.count(QLatin1Char('\n')));
-                tok.text += part;
-                tok.quoted = true;
-                key_possible = false;
-                i = close + 1;
-            } else if (c == QLatin1Char('"')) {
+        if (i >= n) {
+            *pos = i;
+            *line = ln;
+            return End;
+        }
+
+        first_line = ln;
+
+        // read tokens up to the end of the statement's line
+        while (i < n && text[i] != QLatin1Char('\n') && error.isEmpty() && !incomplete) {
+            if (isBlank(text[i])) {
                 i++;
-                bool closed = false;
-                while (i < n) {
-                    QChar d = text[i];
-                    if (d == QLatin1Char('"')) {
-                        closed = true;
-                        i++;
+                continue;
+            }
+            if (text[i] == QLatin1Char('\\') && i + 1 < n && text[i + 1] == QLatin1Char('\n')) {
+                i += 2;
+                ln++;
+                continue;
+            }
+            if (text[i] == QLatin1Char('\\') && i + 1 == n) {
+                incomplete = true;
+                break;
+            }
+            Token tok;
+            bool key_possible = true;  // everything so far unquoted key characters
+            while (i < n && !isBlank(text[i]) && text[i] != QLatin1Char('\n')) {
+                QChar c = text[i];
+                if (c == QLatin1Char('\'')) {
+                    qsizetype close = text.indexOf(QLatin1Char('\''), i + 1);
+                    if (close < 0) {
+                        incomplete = true;
                         break;
                     }
-                    if (d == QLatin1Char('\\') && i + 1 < n) {
-                        QChar e = text[i + 1];
-                        if (e == QLatin1Char('n'))
-                            tok.text += QLatin1Char('\n');
-                        else if (e == QLatin1Char('t'))
-                            tok.text += QLatin1Char('\t');
-                        else if (e == QLatin1Char('"') || e == QLatin1Char('\\') || e == QLatin1Char('$'))
-                            tok.text += e;
-                        else if (e == QLatin1Char('\n'))
-                            ln++;  // an escaped new line is dropped
-                        else {
-                            tok.text += d;
-                            tok.text += e;
-                        }
-                        i += 2;
-                        continue;
-                    }
-                    if (d == QLatin1Char('$')) {
-                        if (!expandVariable(text, &i, &tok.text, &error))
+                    QString part = text.mid(i + 1, close - i - 1);
+                    ln += static_cast<int>(part.count(QLatin1Char('\n')));
+                    tok.text += part;
+                    tok.quoted = true;
+                    key_possible = false;
+                    i = close + 1;
+                } else if (c == QLatin1Char('"')) {
+                    i++;
+                    bool closed = false;
+                    while (i < n) {
+                        QChar d = text[i];
+                        if (d == QLatin1Char('"')) {
+                            closed = true;
+                            i++;
                             break;
-                        continue;
+                        }
+                        if (d == QLatin1Char('\\') && i + 1 < n) {
+                            QChar e = text[i + 1];
+                            if (e == QLatin1Char('n'))
+                                tok.text += QLatin1Char('\n');
+                            else if (e == QLatin1Char('t'))
+                                tok.text += QLatin1Char('\t');
+                            else if (e == QLatin1Char('"') || e == QLatin1Char('\\') || e == QLatin1Char('$'))
+                                tok.text += e;
+                            else if (e == QLatin1Char('\n'))
+                                ln++;  // an escaped new line is dropped
+                            else {
+                                tok.text += d;
+                                tok.text += e;
+                            }
+                            i += 2;
+                            continue;
+                        }
+                        if (d == QLatin1Char('$')) {
+                            if (!expandVariable(text, &i, &tok.text, &error))
+                                break;
+                            continue;
+                        }
+                        if (d == QLatin1Char('\n'))
+                            ln++;
+                        tok.text += d;
+                        i++;
                     }
-                    if (d == QLatin1Char('\n'))
-                        ln++;
-                    tok.text += d;
+                    if (!error.isEmpty())
+                        break;
+                    if (!closed) {
+                        incomplete = true;
+                        break;
+                    }
+                    tok.quoted = true;
+                    key_possible = false;
+                } else if (c == QLatin1Char('\\') && i + 1 < n && text[i + 1] != QLatin1Char('\n')) {
+                    tok.text += text[i + 1];
+                    key_possible = false;
+                    i += 2;
+                } else if (c == QLatin1Char('\\')) {
+                    break;  // a continuation: ends the token
+                } else if (c == QLatin1Char('$')) {
+                    if (!expandVariable(text, &i, &tok.text, &error))
+                        break;
+                    key_possible = false;
+                } else if (c == QLatin1Char('=') && key_possible && tok.eq < 0) {
+                    if (tok.text.isEmpty()) {
+                        tok.bare_equals = true;
+                    } else {
+                        tok.eq = tok.text.size();
+                    }
+                    tok.text += c;
+                    key_possible = false;
+                    i++;
+                } else {
+                    if (!isKeyChar(c))
+                        key_possible = false;
+                    tok.text += c;
                     i++;
                 }
-                if (!error.isEmpty())
-                    break;
-                if (!closed) {
-                    incomplete = true;
-                    break;
-                }
-                tok.quoted = true;
-                key_possible = false;
-            } else if (c == QLatin1Char('\\') && i + 1 < n && text[i + 1] != QLatin1Char('\n')) {
-                tok.text += text[i + 1];
-                key_possible = false;
-                i += 2;
-            } else if (c == QLatin1Char('\\')) {
-                break;  // a continuation: ends the token
-            } else if (c == QLatin1Char('$')) {
-                if (!expandVariable(text, &i, &tok.text, &error))
-                    break;
-                key_possible = false;
-            } else if (c == QLatin1Char('=') && key_possible && tok.eq < 0) {
-                if (tok.text.isEmpty()) {
-                    tok.bare_equals = true;
-                } else {
-                    tok.eq = tok.text.size();
-                }
-                tok.text += c;
-                key_possible = false;
-                i++;
-            } else {
-                if (!isKeyChar(c))
-                    key_possible = false;
-                tok.text += c;
-                i++;
             }
+            if (incomplete || !error.isEmpty())
+                break;
+            if (tok.bare_equals && tok.text.size() > 1)
+                tok.bare_equals = false;
+            tokens.append(tok);
         }
-        if (incomplete || !error.isEmpty())
+        if (!tokens.isEmpty() || incomplete || !error.isEmpty())
             break;
-        if (tok.bare_equals && tok.text.size() > 1)
-            tok.bare_equals = false;
-        tokens.append(tok);
+        if (i < n && text[i] == QLatin1Char('\n')) {
+            i++;
+            ln++;
+        }
     }
 
     if (incomplete) {
@@ -229,7 +240,7 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
     *st = VX_ScriptStatement();
     st->line = first_line;
     if (!error.isEmpty()) {
-        hl_register_error(0, "VXCommandScript: line %d: %s.\n", first_line, error.toUtf8().constData());
+        hl_register_error(HL_SEVERITY_NORMAL, "VXCommandScript: line %d: %s.\n", first_line, error.toUtf8().constData());
         return Error;
     }
 
@@ -238,7 +249,7 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
         isNameStart(tokens[0].text[0])) {
         for (QChar c : tokens[0].text) {
             if (!isNameChar(c)) {
-                hl_register_error(0, "VXCommandScript: line %d: bad variable name '%s'.\n", first_line,
+                hl_register_error(HL_SEVERITY_NORMAL, "VXCommandScript: line %d: bad variable name '%s'.\n", first_line,
                                   tokens[0].text.toUtf8().constData());
                 return Error;
             }
@@ -246,14 +257,14 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
         st->bind = tokens[0].text;
         k = 2;
         if (tokens.size() < 3) {
-            hl_register_error(0, "VXCommandScript: line %d: '%s =' needs a command.\n", first_line,
+            hl_register_error(HL_SEVERITY_NORMAL, "VXCommandScript: line %d: '%s =' needs a command.\n", first_line,
                               st->bind.toUtf8().constData());
             return Error;
         }
     }
     const Token& word = tokens[k];
     if (word.eq >= 0) {
-        hl_register_error(0, "VXCommandScript: line %d: a statement begins with a command word, not '%s'.\n",
+        hl_register_error(HL_SEVERITY_NORMAL, "VXCommandScript: line %d: a statement begins with a command word, not '%s'.\n",
                           first_line, word.text.left(200).toUtf8().constData());
         return Error;
     }
@@ -262,7 +273,7 @@ int VXCommandScript::next(const QString& text, qsizetype* pos, int* line, VX_Scr
         st->directive = true;
         st->command = st->command.mid(1);
         if (!st->bind.isEmpty()) {
-            hl_register_error(0, "VXCommandScript: line %d: a directive answers no handle to bind.\n", first_line);
+            hl_register_error(HL_SEVERITY_NORMAL, "VXCommandScript: line %d: a directive answers no handle to bind.\n", first_line);
             return Error;
         }
         for (int j = k + 1; j < tokens.size(); j++)

@@ -20,6 +20,11 @@ namespace {
 
 std::atomic<VX_GraphicsServer*> global_server{nullptr};
 
+// Both queues hold at most this many entries, and their pops block.
+constexpr int kQueueLength = 10;
+constexpr int kQueueBlocks = 1;
+constexpr int kQueueFlags = 0;
+
 // QApplication keeps references to its argument count and vector for its
 // whole life, so they live in static storage, made once per process.
 int qt_argc = 0;
@@ -101,7 +106,7 @@ int VX_GraphicsServer_send_pvt(VX_GraphicsServer* server, VX_GraphicsServer_comm
 
     if (!direct && server->send_mtqueue && !pthread_equal(pthread_self(), server->server_thread)) {
         if (mtqueue_push(server->send_mtqueue, command) < 0) {
-            hl_register_error(1, "VX_GraphicsServer_send: mtqueue_push() error.\n");
+            hl_register_error(HL_SEVERITY_SYSTEM, "VX_GraphicsServer_send: mtqueue_push() error.\n");
             delete command;
             return -1;
         }
@@ -109,13 +114,13 @@ int VX_GraphicsServer_send_pvt(VX_GraphicsServer* server, VX_GraphicsServer_comm
         *response = nullptr;
         void* popped = nullptr;
         if (mtqueue_pop(server->receive_mtqueue, &popped) != 1) {
-            hl_register_error(1, "VX_GraphicsServer_send_pvt: %s %s, no response: the server has stopped.\n",
+            hl_register_error(HL_SEVERITY_SYSTEM, "VX_GraphicsServer_send_pvt: %s %s, no response: the server has stopped.\n",
                               word.constData(), handle.constData());
             return -1;
         }
         *response = static_cast<VX_GraphicsServer_response*>(popped);
         if ((*response)->response == 1) {
-            hl_register_error(0, "VX_GraphicsServer_send_pvt: %s %s, response error:\n%s\n", word.constData(),
+            hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_send_pvt: %s %s, response error:\n%s\n", word.constData(),
                               handle.constData(), vx_msg((*response)->handle).constData());
             return -1;
         }
@@ -128,7 +133,7 @@ int VX_GraphicsServer_send_pvt(VX_GraphicsServer* server, VX_GraphicsServer_comm
     int ret = VX_GraphicsServer_process(server, command, *response);
     delete command;
     if (ret < 0) {
-        hl_register_error(0, "VX_GraphicsServer_send_pvt: %s %s, response error:\n%s\n", word.constData(),
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_send_pvt: %s %s, response error:\n%s\n", word.constData(),
                           handle.constData(), vx_msg((*response)->handle).constData());
         return -1;
     }
@@ -149,7 +154,7 @@ bool checkServer(VX_GraphicsServer* server, VX_GraphicsServer_response** respons
 {
     if (server && response)
         return true;
-    hl_register_error(0, "VX_GraphicsServer_send: Null server or response pointer.\n");
+    hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_send: Null server or response pointer.\n");
     return false;
 }
 
@@ -172,7 +177,7 @@ VX_GraphicsServer* VX_GraphicsServer_create(int argc, char** argv, const char* t
     bool owned = false;
     if (!app) {
         if (QCoreApplication::instance()) {
-            hl_register_error(0, "VX_GraphicsServer_create: A QCoreApplication without widgets exists already.\n");
+            hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_create: A QCoreApplication without widgets exists already.\n");
             return nullptr;
         }
         // Qt 6 always uses high-resolution pixmaps: the attribute of older
@@ -196,15 +201,15 @@ VX_GraphicsServer* VX_GraphicsServer_create(int argc, char** argv, const char* t
     global_server = server;
 
     if (run_thread_callback) {
-        server->send_mtqueue = mtqueue_create(10, 1, 0);
+        server->send_mtqueue = mtqueue_create(kQueueLength, kQueueBlocks, kQueueFlags);
         if (!server->send_mtqueue) {
-            hl_register_error(1, "VX_GraphicsServer_create: mtqueue_create(send_mtqueue) error.\n");
+            hl_register_error(HL_SEVERITY_SYSTEM, "VX_GraphicsServer_create: mtqueue_create(send_mtqueue) error.\n");
             VX_GraphicsServer_destroy(server);
             return nullptr;
         }
-        server->receive_mtqueue = mtqueue_create(10, 1, 0);
+        server->receive_mtqueue = mtqueue_create(kQueueLength, kQueueBlocks, kQueueFlags);
         if (!server->receive_mtqueue) {
-            hl_register_error(1, "VX_GraphicsServer_create: mtqueue_create(receive_mtqueue) error.\n");
+            hl_register_error(HL_SEVERITY_SYSTEM, "VX_GraphicsServer_create: mtqueue_create(receive_mtqueue) error.\n");
             VX_GraphicsServer_destroy(server);
             return nullptr;
         }
@@ -216,7 +221,7 @@ VX_GraphicsServer* VX_GraphicsServer_create(int argc, char** argv, const char* t
         int err = pthread_create(&server->run_thread, &attr, VX_GraphicsServer_run_thread, server);
         pthread_attr_destroy(&attr);
         if (err != 0) {
-            hl_register_error(1, "VX_GraphicsServer_create: pthread_create() error.\n");
+            hl_register_error(HL_SEVERITY_SYSTEM, "VX_GraphicsServer_create: pthread_create() error.\n");
             VX_GraphicsServer_destroy(server);
             return nullptr;
         }
@@ -373,7 +378,7 @@ int VX_GraphicsServer_error2(VX_GraphicsServer* /*server*/, VX_GraphicsServer_re
 {
     response->response = 1;
     response->handle = QString::fromUtf8(hl_errlog_string(0));
-    hl_clear_register(0);
+    hl_clear_register(HL_CLEAR_QUIET);
     response->return_params.clear();
     return -1;
 }
@@ -384,22 +389,24 @@ int VX_GraphicsServer_process(VX_GraphicsServer* server, VX_GraphicsServer_comma
     VX_GraphicsString_init();
     const VX_GraphicsServer_command_row* row = VX_GraphicsServer_find_command(command->command);
     if (!row) {
-        hl_register_error(0, "VX_GraphicsServer_process: Unrecognized command '%s'.\n",
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_process: Unrecognized command '%s'.\n",
                           vx_msg(command->command).constData());
         return VX_GraphicsServer_error2(server, response);
     }
+    if (VX_GraphicsServer_check(server, *row, command) < 0)
+        return VX_GraphicsServer_error2(server, response);
     // A constructor that cannot go on throws its message (or "Exception"
     // after registering it); the throw ends here, as an error response.
     try {
         return row->proc(server, command, response);
     } catch (const char* text) {
         if (text && strcmp(text, "Exception") != 0)
-            hl_register_error(0, "%s", text);
+            hl_register_error(HL_SEVERITY_NORMAL, "%s", text);
     } catch (const QString& text) {
         if (text != QLatin1String("Exception"))
-            hl_register_error(0, "%s", vx_msg(text).constData());
+            hl_register_error(HL_SEVERITY_NORMAL, "%s", vx_msg(text).constData());
     } catch (const std::exception& e) {
-        hl_register_error(0, "VX_GraphicsServer_process: %s: %s\n", vx_msg(command->command).constData(), e.what());
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_process: %s: %s\n", vx_msg(command->command).constData(), e.what());
     }
     return VX_GraphicsServer_error2(server, response);
 }

@@ -51,6 +51,11 @@ struct VXPLOT_EXPORT VX_GraphicsServer_command
     QStringList args;                                 // positional arguments
     QList<VX_GraphicsServer_config_arg> config_args;  // configuration pairs, in order
     QList<void*> extra_args;                          // raw pointers: callbacks, client data, services
+    // Set by VX_GraphicsServer_process from the checks of the word's row:
+    // the object behind handle and its type; null and -1 when the row
+    // leaves the handle to its proc, or for a handle "none".
+    void* target = nullptr;
+    int target_type = -1;
 };
 
 // A response, owned by the caller of VX_GraphicsServer_send() once returned.
@@ -212,6 +217,9 @@ VXPLOT_EXPORT VX_GraphicsServer* VX_GraphicsServer_get_global();
 // been destroyed.
 VXPLOT_EXPORT void* VX_GraphicsServer_get_item(VX_GraphicsServer* server, const QString& handle, int* type,
                                                int idelete);
+
+// The idelete argument of VX_GraphicsServer_get_item.
+enum { VX_ITEM_KEEP = 0, VX_ITEM_REMOVE = 1 };
 
 // Enter an object under the next handle of its type; the handle is stored
 // in handle.  Qt objects should be entered with VX_GraphicsServer_set_object

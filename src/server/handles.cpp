@@ -33,6 +33,7 @@
 #include <QSplitter>
 #include <QTimer>
 
+#include <cstdarg>
 #include <cstdio>
 
 thread_local char debug_line[16384];
@@ -67,13 +68,13 @@ void* VX_GraphicsServer_get_item(VX_GraphicsServer* server, const QString& handl
     std::lock_guard<std::mutex> lock(server->handles_mutex);
     auto it = server->handles.find(handle);
     if (it == server->handles.end()) {
-        hl_register_error(0, "VX_GraphicsServer_get_item: Handle '%s' not found.\n", vx_msg(handle).constData());
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_get_item: Handle '%s' not found.\n", vx_msg(handle).constData());
         return nullptr;
     }
     // A child destroyed with its parent leaves its handle behind; the guard
     // tells, and the handle answers as unknown rather than as a dangling pointer.
     if (it->widget && vx_as_qobject(it->type, it->widget) && it->guard.isNull()) {
-        hl_register_error(0, "VX_GraphicsServer_get_item: Handle '%s' not found: its object was destroyed.\n",
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_get_item: Handle '%s' not found: its object was destroyed.\n",
                           vx_msg(handle).constData());
         if (idelete)
             server->handles.erase(it);
@@ -91,7 +92,7 @@ int VX_GraphicsServer_set_object(VX_GraphicsServer* server, int type, void* widg
 {
     const char* name = VX_GraphicsServer_type_name(type);
     if (!server || !name) {
-        hl_register_error(0, "VX_GraphicsServer_set_item: type not recognized.\n");
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_set_item: type not recognized.\n");
         return -1;
     }
     char buf[64];
@@ -245,22 +246,63 @@ HLConfigure* vx_as_configure(int type, void* item)
 
 void* vx_lookup(VX_GraphicsServer* server, const char* proc, const QString& handle, int* type)
 {
-    void* item = VX_GraphicsServer_get_item(server, handle, type, 0);
+    void* item = VX_GraphicsServer_get_item(server, handle, type, VX_ITEM_KEEP);
     if (!item)
-        hl_register_error(0, "%s: VX_GraphicsServer_get_item(%s) error.\n", proc, vx_msg(handle).constData());
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: VX_GraphicsServer_get_item(%s) error.\n", proc, vx_msg(handle).constData());
     return item;
 }
 
-bool vx_to_int(const char* proc, const char* name, const QString& text, int* value)
+bool vx_to_int(const char* proc, const char* name, const QString& text, int* value, VxNumberWording wording)
 {
     bool ok = false;
     int v = text.toInt(&ok, 10);
     if (!ok) {
-        hl_register_error(0, "%s: %s conversion error '%s'.\n", proc, name, vx_msg(text).constData());
+        hl_register_error(HL_SEVERITY_NORMAL, wording == VxNumberWording::Short ? "%s: %s error '%s'.\n"
+                                                               : "%s: %s conversion error '%s'.\n",
+                          proc, name, vx_msg(text).constData());
         return false;
     }
     *value = v;
     return true;
+}
+
+bool vx_to_double(const char* proc, const char* name, const QString& text, double* value)
+{
+    bool ok = false;
+    double v = text.toDouble(&ok);
+    if (!ok) {
+        hl_register_error(HL_SEVERITY_NORMAL, "%s: %s conversion error '%s'.\n", proc, name, vx_msg(text).constData());
+        return false;
+    }
+    *value = v;
+    return true;
+}
+
+int vx_answer_new(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                  VX_GraphicsServer_response* response, int type, void* item, const char* trace_class)
+{
+    QString handle;
+    VX_GraphicsServer_set_item(server, type, item, handle);
+    if (QObject* object = vx_as_qobject(type, item))
+        vx_connect_callback(type, object, handle);
+    if (trace_class)
+        VX_TRACE("%s = new %s(%s)", vx_msg(handle).constData(), trace_class, vx_msg(command->handle).constData());
+    return vx_answer(response, handle);
+}
+
+int vx_fail(VX_GraphicsServer* server, VX_GraphicsServer_response* response, const char* format, ...)
+{
+    va_list ap;
+    va_start(ap, format);
+    hl_register_verror(HL_SEVERITY_NORMAL, format, ap);
+    va_end(ap);
+    return VX_GraphicsServer_error2(server, response);
+}
+
+const char* vx_type_word(int type)
+{
+    const char* name = VX_GraphicsServer_type_name(type);
+    return name ? name : "unknown";
 }
 
 int vx_answer(VX_GraphicsServer_response* response, const QString& handle)

@@ -13,7 +13,7 @@
 int VX_GraphicsServer_snapshot(VX_GraphicsServer* server, const QString& path)
 {
     if (!server) {
-        hl_register_error(0, "VX_GraphicsServer_snapshot: no server.\n");
+        hl_register_error(HL_SEVERITY_NORMAL, "VX_GraphicsServer_snapshot: no server.\n");
         return -1;
     }
     // the session's top-level windows in the order of their handles
@@ -30,7 +30,7 @@ int VX_GraphicsServer_snapshot(VX_GraphicsServer* server, const QString& path)
     }
     std::sort(windows.begin(), windows.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     if (windows.isEmpty()) {
-        hl_register_error(0, "snapshot: The session has no window to write to '%s'.\n", path.toLocal8Bit().constData());
+        hl_register_error(HL_SEVERITY_NORMAL, "snapshot: The session has no window to write to '%s'.\n", path.toLocal8Bit().constData());
         return -1;
     }
     for (auto& [number, w] : windows)
@@ -52,7 +52,7 @@ int VX_GraphicsServer_snapshot(VX_GraphicsServer* server, const QString& path)
         }
         QPixmap image = windows[i].second->grab();
         if (!image.save(name, "PNG")) {
-            hl_register_error(0, "snapshot: Cannot write '%s'.\n", name.toLocal8Bit().constData());
+            hl_register_error(HL_SEVERITY_NORMAL, "snapshot: Cannot write '%s'.\n", name.toLocal8Bit().constData());
             return -1;
         }
         written++;

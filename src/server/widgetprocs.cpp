@@ -3,17 +3,8 @@
 #include "server/widgetprocs.h"
 
 #include <QFrame>
+#include <QLayout>
 
-#include <cstdarg>
-
-int vx_fail(VX_GraphicsServer* server, VX_GraphicsServer_response* response, const char* format, ...)
-{
-    va_list ap;
-    va_start(ap, format);
-    hl_register_verror(0, format, ap);
-    va_end(ap);
-    return VX_GraphicsServer_error2(server, response);
-}
 
 QWidget* vx_as_widget(int type, void* item)
 {
@@ -34,24 +25,6 @@ QWidget* vx_parent_widget(int type, void* item)
     return vx_as_widget(type, item);
 }
 
-const char* vx_type_word(int type)
-{
-    const char* name = VX_GraphicsServer_type_name(type);
-    return name ? name : "unknown";
-}
-
-bool vx_to_int_short(const char* proc, const char* name, const QString& text, int* value)
-{
-    bool ok = false;
-    int v = text.toInt(&ok, 10);
-    if (!ok) {
-        hl_register_error(0, "%s: %s error '%s'.\n", proc, name, vx_msg(text).constData());
-        return false;
-    }
-    *value = v;
-    return true;
-}
-
 bool vx_is_placeable_widget(int type)
 {
     switch (type) {
@@ -62,4 +35,31 @@ bool vx_is_placeable_widget(int type)
     default:
         return type >= VX_TYPE_KVTREEVIEW && type <= VX_TYPE_COMMANDCONSOLE;
     }
+}
+
+bool vx_can_place(const char* proc, const QWidget* widget, const QWidget* into, const QString& what,
+                  const QString& where)
+{
+    // not QWidget::isAncestorOf, which stops at the window's edge
+    for (const QWidget* w = into; w; w = w->parentWidget()) {
+        if (w == widget) {
+            hl_register_error(HL_SEVERITY_NORMAL, "%s: %s cannot be placed inside %s, which it contains.\n", proc,
+                              vx_msg(what).constData(), vx_msg(where).constData());
+            return false;
+        }
+    }
+    return true;
+}
+
+bool vx_can_place_layout(const char* proc, const QLayout* layout, const QWidget* into, const QString& what,
+                         const QString& where)
+{
+    for (int i = 0; i < layout->count(); i++) {
+        QLayoutItem* entry = layout->itemAt(i);
+        if (QWidget* w = entry->widget(); w && !vx_can_place(proc, w, into, what, where))
+            return false;
+        if (QLayout* inner = entry->layout(); inner && !vx_can_place_layout(proc, inner, into, what, where))
+            return false;
+    }
+    return true;
 }

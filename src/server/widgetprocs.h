@@ -4,12 +4,8 @@
 
 #include "server/procs.h"
 
+class QLayout;
 class QWidget;
-
-// Register one formatted line, move the register into the response and
-// return -1: the failure exit of every handler.
-int vx_fail(VX_GraphicsServer* server, VX_GraphicsServer_response* response, const char* format, ...)
-    __attribute__((format(printf, 3, 4)));
 
 // The widget behind a handle-table entry, or null for types that are not
 // widgets (or not known to the table as Qt objects).
@@ -19,12 +15,16 @@ QWidget* vx_as_widget(int type, void* item);
 // for its central frame.
 QWidget* vx_parent_widget(int type, void* item);
 
-// The type word of a type number, "unknown" for none.
-const char* vx_type_word(int type);
-
-// Convert a number of the window and layout commands; on failure registers
-// "<proc>: <name> error '<text>'.\n".
-bool vx_to_int_short(const char* proc, const char* name, const QString& text, int* value);
-
 // Type sets of the commands that place one widget into another.
 bool vx_is_placeable_widget(int type);  // 0, 9, 12, 14 to 17, 20, 23, 25, 26, 28 to 35
+
+// Placing a widget inside itself or inside one of its own descendants
+// would make a parent cycle, on which Qt loops for ever.  True when
+// `widget` may go into `into` (null for no widget); otherwise registers
+// "<proc>: <what> cannot be placed inside <where>, which it contains.\n".
+bool vx_can_place(const char* proc, const QWidget* widget, const QWidget* into, const QString& what,
+                  const QString& where);
+
+// The same for every widget that a layout holds, at any depth.
+bool vx_can_place_layout(const char* proc, const QLayout* layout, const QWidget* into, const QString& what,
+                         const QString& where);

@@ -41,7 +41,7 @@ void VXViewport::paintEvent(QPaintEvent* /*event*/)
     last_update_time = timenow();
     if (vars.debug > 0) {
         char* s = timestring(last_update_time);
-        printf("VXiewport::paintEvent: %s\n", s ? s : "");
+        printf("VXViewport::paintEvent: %s\n", s ? s : "");
         free(s);
     }
     setScales();

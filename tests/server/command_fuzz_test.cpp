@@ -1,6 +1,9 @@
 // Random command lines thrown at the running server: every one is answered,
-// none crashes, and the handle table only holds what succeeded.
-#include "support/testsupport.h"
+// none crashes, the handle table only holds what succeeded, and nested
+// widgets placed into each other never make a parent cycle.
+#include "support/serversupport.h"
+
+#include <QWidget>
 
 #include <gtest/gtest.h>
 
@@ -17,6 +20,24 @@ QString randomText(std::mt19937& rng, int max_len)
     for (int i = len(rng); i > 0; i--)
         s += QLatin1Char(alphabet[ch(rng)]);
     return s;
+}
+
+// Words that make a container or place one widget into another, with the
+// arguments they take: "$" stands for a handle the test made.
+const char* const kNesting[] = {
+    "frame $", "splitter $", "scrollarea $", "gridlayout $", "mainwindow $", "button $",
+    "scrollarea_widget $ $", "gridlayout_addwidget $ $ 0 0 1 1", "splitter_addwidget $ $ 0",
+    "dockwidget $ $ T", "mainwindow_adddockwidget $ $ left", "formlayout_addrow $ x $", "show $",
+};
+
+// True when following the parents of the widget of a handle ends.
+bool parentsEnd(const QString& handle)
+{
+    QObject* o = object<QObject>(handle);
+    QWidget* w = o && o->isWidgetType() ? static_cast<QWidget*>(o) : nullptr;
+    for (int depth = 0; w && depth < 10000; depth++)
+        w = w->parentWidget();
+    return !w;
 }
 
 } // namespace
@@ -38,12 +59,16 @@ TEST(CommandFuzz, HundredThousandRandomLinesLeaveTheServerSound)
     std::uniform_int_distribution<int> pick(0, 99);
 
     VXCommandScript script;
-    int answered = 0, failures = 0;
+    int answered = 0, failures = 0, cycles_refused = 0;
     for (int i = 0; i < 100000; i++) {
         QString line;
         int kind = pick(rng);
         if (kind < 5) {
             line = randomText(rng, 40);  // noise
+        } else if (kind < 35 && !made.isEmpty()) {
+            line = QString::fromLatin1(kNesting[rng() % std::size(kNesting)]);
+            while (line.contains('$'))
+                line.replace(line.indexOf('$'), 1, made[static_cast<int>(rng() % made.size())]);
         } else {
             QString word = words[static_cast<int>(rng() % words.size())];
             QString handle;
@@ -57,8 +82,8 @@ TEST(CommandFuzz, HundredThousandRandomLinesLeaveTheServerSound)
             if (pick(rng) < 10)
                 line += " key=" + randomText(rng, 6);
         }
-        // keep the number of live windows small
-        if (made.size() > 20) {
+        // keep the number of live objects small
+        if (made.size() > 40) {
             line = "delete " + made.takeFirst();
         }
         qsizetype pos = 0;
@@ -80,8 +105,10 @@ TEST(CommandFuzz, HundredThousandRandomLinesLeaveTheServerSound)
                 failures++;
                 ASSERT_EQ(response->response, 1);
                 ASSERT_FALSE(response->handle.isEmpty());
-            } else if (st.command == "mainwindow") {
-                made << response->handle;
+                cycles_refused += response->handle.contains("which it contains");
+            } else if (response->handle.contains(':') && response->handle != st.handle &&
+                       !made.contains(response->handle)) {
+                made << response->handle;  // a new object
             } else if (st.command == "delete") {
                 made.removeAll(st.handle);
             }
@@ -91,9 +118,12 @@ TEST(CommandFuzz, HundredThousandRandomLinesLeaveTheServerSound)
         server->state = VX_STATE_BUILDING;  // a random quit must not end the test session
     }
     for (const QString& h : made)
+        EXPECT_TRUE(parentsEnd(h)) << h.toStdString();
+    for (const QString& h : made)
         vx_send("delete", h);
     EXPECT_GT(answered, 75000);  // the rest are noise lines that do not parse
     EXPECT_GT(failures, 0);
     EXPECT_LT(failures, answered);
+    EXPECT_GT(cycles_refused, 0);  // the nesting lines did try to close cycles
     EXPECT_STREQ(hl_errlog_string(0), "");
 }

@@ -1,5 +1,5 @@
-// The spine's commands and the handle table, sent directly on the test thread.
-#include "support/testsupport.h"
+// The session's own commands and the handle table, sent directly on the test thread.
+#include "support/serversupport.h"
 
 #include "server/procs.h"
 
@@ -124,8 +124,10 @@ TEST(HandleTable, ChildrenOfADeletedWindowAnswerAsDestroyed)
 
 TEST(CommandErrors, ExactTextsAndNothingMade)
 {
-    // %1 stands for the handle of a fresh main window, %2 for its frame
-    const struct { const char* name; QString word, handle; QStringList args; QString expected; } cases[] = {
+    Handles h;
+    h["w"] = vx_send("mainwindow", "none").handle;
+    h["f"] = windowOf(h["w"])->tl_handle;
+    expectRefusals({
         {"unknown word", "bogus", "none", {}, "VX_GraphicsServer_process: Unrecognized command 'bogus'.\n"},
         {"unknown word keeps case", "MainWindow", "none", {},
          "VX_GraphicsServer_process: Unrecognized command 'MainWindow'.\n"},
@@ -133,10 +135,10 @@ TEST(CommandErrors, ExactTextsAndNothingMade)
         {"mainwindow unknown parent", "mainwindow", "frame:99999", {},
          "VX_GraphicsServer_get_item: Handle 'frame:99999' not found.\n"
          "VX_GraphicsServer_mainwindow: VX_GraphicsServer_get_item(frame:99999) error.\n"},
-        {"mainwindow parent not a frame", "mainwindow", "%1", {}, "VX_GraphicsServer_mainwindow: parent must be frame.\n"},
+        {"mainwindow parent not a frame", "mainwindow", "{w}", {}, "VX_GraphicsServer_mainwindow: parent must be frame.\n"},
         {"mainwindow bad close_window", "mainwindow", "none", {"yes"},
          "VX_GraphicsServer_mainwindow: close_window conversion error 'yes'.\n"},
-        {"mainwindow close_window not decimal", "mainwindow", "%2", {"0x1"},
+        {"mainwindow close_window not decimal", "mainwindow", "{f}", {"0x1"},
          "VX_GraphicsServer_mainwindow: close_window conversion error '0x1'.\n"},
         {"delete unknown", "delete", "viewport:123456", {},
          "VX_GraphicsServer_get_item: Handle 'viewport:123456' not found.\n"
@@ -144,23 +146,8 @@ TEST(CommandErrors, ExactTextsAndNothingMade)
         {"show unknown", "show", "none", {},
          "VX_GraphicsServer_get_item: Handle 'none' not found.\n"
          "VX_GraphicsServer_show: VX_GraphicsServer_get_item(none) error.\n"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        Reply w = vx_send("mainwindow", "none");
-        auto* window = windowOf(w.handle);
-        QString handle = QString(c.handle).replace("%1", w.handle).replace("%2", window->tl_handle);
-        int n = vx_next_instance();
-        int entries = vx_test_server()->handles.size();
-        Reply r = vx_send(c.word, handle, c.args);
-        EXPECT_EQ(r.ret, -1);
-        EXPECT_EQ(r.code, 1);
-        EXPECT_EQ(r.handle, QString(c.expected).replace("%1", w.handle).replace("%2", window->tl_handle));
-        EXPECT_TRUE(r.params.isEmpty());
-        EXPECT_EQ(vx_next_instance(), n) << "a failed command used a handle number";
-        EXPECT_EQ(vx_test_server()->handles.size(), entries) << "a failed command left an entry";
-        vx_send("delete", w.handle);
-    }
+    }, h);
+    vx_send("delete", h["w"]);
 }
 
 TEST(CommandErrors, SenderAddsItsLineToTheRegister)
@@ -270,34 +257,28 @@ TEST(Geometry, ShowsHidesSizesPlacesAndLimitsWidgets)
 
 TEST(Geometry, ExactRefusals)
 {
-    Reply w = vx_send("mainwindow", "none");
+    Handles h;
+    h["w"] = vx_send("mainwindow", "none").handle;
     static int item;
-    QString axes;
-    VX_GraphicsServer_set_item(vx_test_server(), VX_TYPE_AXES, &item, axes);
-    const struct { const char* name; QString word, handle; QStringList args; QString expected; } cases[] = {
-        {"three numbers", "geometry", w.handle, {"1", "2", "3"},
+    VX_GraphicsServer_set_item(vx_test_server(), VX_TYPE_AXES, &item, h["x"]);
+    expectRefusals({
+        {"three numbers", "geometry", "{w}", {"1", "2", "3"},
          "VX_GraphicsServer_geometry: geometry command must have 2 or 4 arguments.\n"},
-        {"bad number", "geometry", w.handle, {"1", "x"}, "VX_GraphicsServer_geometry: gemeometry conversion error 'x'.\n"},
-        {"fixed count", "geometry_fixed", w.handle, {"1"},
+        {"bad number", "geometry", "{w}", {"1", "x"}, "VX_GraphicsServer_geometry: gemeometry conversion error 'x'.\n"},
+        {"fixed count", "geometry_fixed", "{w}", {"1"},
          "VX_GraphicsServer_fixed_geometry: geometry command must have 2 or 4 arguments.\n"},
-        {"position count", "position", w.handle, {"1"}, "VX_GraphicsServer_position: position command must have 2.\n"},
-        {"position number", "position", w.handle, {"a", "1"},
+        {"position count", "position", "{w}", {"1"}, "VX_GraphicsServer_position: position command must have 2.\n"},
+        {"position number", "position", "{w}", {"a", "1"},
          "VX_GraphicsServer_position: gemeometry conversion error 'a'.\n"},
-        {"maximum count", "maximumsize", w.handle, {}, "VX_GraphicsServer_maximumsize: maximumsize command must have 2 arguments.\n"},
-        {"minimum height", "minimumsize", w.handle, {"1", "h"}, "VX_GraphicsServer_minimumsize: height conversion error 'h'.\n"},
+        {"maximum count", "maximumsize", "{w}", {}, "VX_GraphicsServer_maximumsize: maximumsize command must have 2 arguments.\n"},
+        {"minimum height", "minimumsize", "{w}", {"1", "h"}, "VX_GraphicsServer_minimumsize: height conversion error 'h'.\n"},
         {"unknown handle", "geometry", "frame:424242", {"1", "2"},
          "VX_GraphicsServer_get_item: Handle 'frame:424242' not found.\n"
          "VX_GraphicsServer_geometry: VX_GraphicsServer_get_item(frame:424242) error.\n"},
-        {"plot item", "geometry", axes, {"1", "2"}, "VX_GraphicsServer_geometry: axes object is not a widget.\n"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        Reply r = vx_send(c.word, c.handle, c.args);
-        EXPECT_EQ(r.code, 1);
-        EXPECT_EQ(r.handle, c.expected);
-    }
-    VX_GraphicsServer_get_item(vx_test_server(), axes, nullptr, 1);
-    vx_send("delete", w.handle);
+        {"plot item", "geometry", "{x}", {"1", "2"}, "VX_GraphicsServer_geometry: axes object is not a widget.\n"},
+    }, h);
+    VX_GraphicsServer_get_item(vx_test_server(), h["x"], nullptr, 1);
+    vx_send("delete", h["w"]);
 }
 
 TEST(HandleTable, MainWindowWhoseCentralFrameWasDeletedStillTakesChildren)

@@ -84,6 +84,26 @@ TEST(CommandScript, CountsLinesAcrossStatements)
     EXPECT_EQ(r.st.command, "quit");
 }
 
+// A line of continuations alone joins nothing: it reads as a blank line,
+// also as the last line of the text.
+TEST(CommandScript, ContinuationsAloneAreBlankLines)
+{
+    const struct { const char* name; const char* text; int statements; } cases[] = {
+        {"only a continuation", "\\\n", 0},
+        {"after a statement", "exec\n\\\n", 1},
+        {"blanks and continuations", "  \\\n \\\n\n", 0},
+        {"before a statement", "\\\n\nexec\n", 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Reader r(c.text);
+        for (int i = 0; i < c.statements; i++)
+            EXPECT_EQ(r.next(), VXCommandScript::Statement);
+        EXPECT_EQ(r.next(), VXCommandScript::End);
+        EXPECT_EQ(r.pos, r.text.size());
+    }
+}
+
 TEST(CommandScript, IncompleteTextWaitsForMore)
 {
     const char* texts[] = {"x h \"open", "x h 'open", "x h a \\", "x \"a\nb"};

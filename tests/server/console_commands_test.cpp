@@ -1,7 +1,7 @@
 // The command console's words, sent directly on the test thread: making a
 // console, queuing commands, output, file import, the command callback, the
 // error texts, and the common words on a console handle.
-#include "support/testsupport.h"
+#include "support/serversupport.h"
 
 #include "server/procs.h"
 #include "views/commandconsole.h"
@@ -19,41 +19,14 @@
 
 namespace {
 
-template <class T>
-T* object(const QString& handle, int* type_out = nullptr)
-{
-    int type = -1;
-    void* item = VX_GraphicsServer_get_item(vx_test_server(), handle, &type, 0);
-    hl_clear_register(0);
-    if (type_out)
-        *type_out = type;
-    return static_cast<T*>(static_cast<QObject*>(vx_as_qobject(type, item)));
-}
-
-Reply sendExtra(const QString& word, const QString& handle, const QList<void*>& extra)
-{
-    Reply r;
-    VX_GraphicsServer_response* response = nullptr;
-    r.ret = VX_GraphicsServer_send_extra(vx_test_server(), 0, &response, word, handle, extra);
-    if (response) {
-        r.code = response->response;
-        r.handle = response->handle;
-        r.params = response->return_params;
-    }
-    delete response;
-    hl_clear_register(0);
-    return r;
-}
-
 void record(QString command, HL_ClientData data)
 {
     static_cast<QStringList*>(data)->append(command);
 }
 
 // A window with a console; {w} window, {f} its frame, {c} the console, {b} a button.
-struct Session
+struct Session : Handles
 {
-    QHash<QString, QString> h;
     VXCommandConsole* console = nullptr;
 
     Session()
@@ -68,12 +41,6 @@ struct Session
     {
         QCoreApplication::processEvents();
         vx_send("delete", h["w"]);
-    }
-    QString fill(QString text) const
-    {
-        for (auto it = h.cbegin(); it != h.cend(); ++it)
-            text.replace("{" + it.key() + "}", it.value());
-        return text;
     }
 };
 
@@ -209,7 +176,8 @@ TEST(ConsoleCommands, TraceLines)
 TEST(ConsoleCommands, ErrorTextsAndNothingChanges)
 {
     Session s;
-    const struct { const char* name; const char* word; const char* handle; QStringList args; const char* expected; } rows[] = {
+    const QString before = s.console->toPlainText();
+    expectRefusals({
         {"make parent", "commandconsole", "{b}", {}, "VX_GraphicsServer_commandconsole: parent must be a frame or mainwindow.\n"},
         {"make parent console", "commandconsole", "{c}", {}, "VX_GraphicsServer_commandconsole: parent must be a frame or mainwindow.\n"},
         {"make unknown", "commandconsole", "frame:999999", {},
@@ -235,24 +203,9 @@ TEST(ConsoleCommands, ErrorTextsAndNothingChanges)
         {"get index", "commandconsole_getcommand", "{c}", {"first"}, "VX_GraphicsServer_commandconsole_importfromfile: command_index conversion error 'first'.\n"},
         {"callback target", "commandconsole_callback", "{b}", {}, "VX_GraphicsServer_commandconsole_callback: must be commandconsole item parent.\n"},
         {"callback count", "commandconsole_callback", "{c}", {}, "VX_GraphicsServer_commandconsole_callback: callback needs 2 arguments.\n"},
-    };
-    for (const auto& c : rows) {
-        SCOPED_TRACE(c.name);
-        QStringList args;
-        for (const QString& a : c.args)
-            args.append(s.fill(a));
-        const int n = vx_next_instance();
-        const auto entries = vx_test_server()->handles.size();
-        const QString before = s.console->toPlainText();
-        Reply r = vx_send(c.word, s.fill(c.handle), args);
-        EXPECT_EQ(r.ret, -1);
-        EXPECT_EQ(r.code, 1);
-        EXPECT_EQ(r.handle, s.fill(c.expected));
-        EXPECT_EQ(vx_next_instance(), n);
-        EXPECT_EQ(vx_test_server()->handles.size(), entries);
-        EXPECT_TRUE(s.console->command_queue.isEmpty());
-        EXPECT_EQ(s.console->toPlainText(), before);
-    }
+    }, s);
+    EXPECT_TRUE(s.console->command_queue.isEmpty());
+    EXPECT_EQ(s.console->toPlainText(), before);
 }
 
 TEST(ConsoleCommands, KeysThroughConfigure)

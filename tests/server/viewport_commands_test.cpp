@@ -1,5 +1,5 @@
 // The viewport commands and configuration by command, sent directly.
-#include "support/testsupport.h"
+#include "support/serversupport.h"
 
 #include "items/polyline.h"
 #include "items/text.h"
@@ -60,49 +60,43 @@ TEST(ViewportCommands, CreatingCommandsAnswerWithTheNewHandle)
 TEST(ViewportCommands, ErrorsNameTheProcAndTheHandle)
 {
     Session s;
-    QString frame = vx_send("mainwindow_getframe", s.window).handle;
-    const struct { const char* name; QString word, handle; QStringList args; QString expected; } cases[] = {
+    Handles h;
+    h["f"] = vx_send("mainwindow_getframe", s.window).handle;
+    h["w"] = s.window;
+    h["v"] = s.viewport;
+    expectRefusals({
         {"viewport on unknown", "viewport", "frame:99999", {},
          "VX_GraphicsServer_get_item: Handle 'frame:99999' not found.\n"
          "VX_GraphicsServer_viewport: VX_GraphicsServer_get_item(frame:99999) error.\n"},
-        {"viewport on viewport", "viewport", s.viewport, {},
+        {"viewport on viewport", "viewport", "{v}", {},
          "VX_GraphicsServer_viewport: parent must be a frame or mainwindow.\n"},
-        {"axes on frame", "axes", frame, {}, "VX_GraphicsServer_axes: '" + frame + "' not a viewport.\n"},
-        {"polyline on window", "polyline", s.window, {},
-         "VX_GraphicsServer_polyline: '" + s.window + "' not a viewport.\n"},
+        {"axes on frame", "axes", "{f}", {}, "VX_GraphicsServer_axes: '{f}' not a viewport.\n"},
+        {"polyline on window", "polyline", "{w}", {},
+         "VX_GraphicsServer_polyline: '{w}' not a viewport.\n"},
         {"axes on unknown", "axes", "viewport:99999", {},
          "VX_GraphicsServer_get_item: Handle 'viewport:99999' not found.\n"
          "VX_GraphicsServer_axes: VX_GraphicsServer_get_item(viewport:99999) error.\n"},
-        {"bb on frame", "viewport_getwcoordbb", frame, {},
-         "VX_GraphicsServer_viewport_getwcoordbb: Item " + frame + " not a viewport item.\n"},
-        {"dimensions on frame", "viewport_getdimensions", frame, {},
-         "VX_GraphicsServer_viewport_getdimensions: Item " + frame + " not a viewport item.\n"},
-        {"cursor on frame", "viewport_setcursor", frame, {"blank"},
-         "VX_GraphicsServer_viewport_setcursor: Item " + frame + " not a viewport item.\n"},
-        {"cursor no name", "viewport_setcursor", s.viewport, {},
+        {"bb on frame", "viewport_getwcoordbb", "{f}", {},
+         "VX_GraphicsServer_viewport_getwcoordbb: Item {f} not a viewport item.\n"},
+        {"dimensions on frame", "viewport_getdimensions", "{f}", {},
+         "VX_GraphicsServer_viewport_getdimensions: Item {f} not a viewport item.\n"},
+        {"cursor on frame", "viewport_setcursor", "{f}", {"blank"},
+         "VX_GraphicsServer_viewport_setcursor: Item {f} not a viewport item.\n"},
+        {"cursor no name", "viewport_setcursor", "{v}", {},
          "VX_GraphicsServer_setcursor: setcursor needs 1 arguments.\n"},
-        {"cursor bad name", "viewport_setcursor", s.viewport, {"arrow"},
+        {"cursor bad name", "viewport_setcursor", "{v}", {"arrow"},
          "VX_GraphicsServer_setcursor: Unrecognized cursor name 'arrow'.\n"},
-        {"display list on frame", "viewport_showdisplaylist", frame, {},
-         "VX_GraphicsServer_viewport_showdisplaylist: '" + frame + "' not a viewport.\n"},
-        {"getwcoords on frame", "getwcoords", frame, {"1", "2"},
+        {"display list on frame", "viewport_showdisplaylist", "{f}", {},
+         "VX_GraphicsServer_viewport_showdisplaylist: '{f}' not a viewport.\n"},
+        {"getwcoords on frame", "getwcoords", "{f}", {"1", "2"},
          "VX_GraphicsServer_getwcoords: getwcoords must have viewport item, not frame.\n"},
-        {"getwcoords one arg", "getwcoords", s.viewport, {"1"},
+        {"getwcoords one arg", "getwcoords", "{v}", {"1"},
          "VX_GraphicsServer_getwcoords: getwcoords needs 2 arguments.\n"},
-        {"getwcoords bad x", "getwcoords", s.viewport, {"x1", "2"},
+        {"getwcoords bad x", "getwcoords", "{v}", {"x1", "2"},
          "VX_GraphicsServer_getwcoords: getwcoords conversion error 'x1'.\n"},
-        {"getwcoords bad y", "getwcoords", s.viewport, {"1", "2y"},
+        {"getwcoords bad y", "getwcoords", "{v}", {"1", "2y"},
          "VX_GraphicsServer_getwcoords: getwcoords conversion error '2y'.\n"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        int next = vx_next_instance();
-        Reply r = vx_send(c.word, c.handle, c.args);
-        EXPECT_EQ(r.ret, -1);
-        EXPECT_EQ(r.code, 1);
-        EXPECT_EQ(r.handle, c.expected);
-        EXPECT_EQ(vx_next_instance(), next) << "a failure made a handle";
-    }
+    }, h);
 }
 
 TEST(ViewportCommands, QueriesAnswerWordOrHandleAndNumbers)
@@ -177,21 +171,6 @@ TEST(ConfigureCommands, SetKeysAndReportFailuresByHandle)
 }
 
 namespace {
-
-Reply sendExtra(const QString& word, const QString& handle, const QList<void*>& extra)
-{
-    Reply r;
-    VX_GraphicsServer_response* response = nullptr;
-    r.ret = VX_GraphicsServer_send_extra(vx_test_server(), 0, &response, word, handle, extra);
-    if (response) {
-        r.code = response->response;
-        r.handle = response->handle;
-        r.params = response->return_params;
-    }
-    delete response;
-    hl_clear_register(0);
-    return r;
-}
 
 void countEvents(void*, VXEvent*, void* client_data)
 {

@@ -1,5 +1,5 @@
 // Widgets, menus, timers and client callbacks, sent directly on the test thread.
-#include "support/testsupport.h"
+#include "support/serversupport.h"
 
 #include "server/callbacks.h"
 #include "server/procs.h"
@@ -21,15 +21,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-template <class T>
-T* object(const QString& handle)
-{
-    int type = -1;
-    void* item = VX_GraphicsServer_get_item(vx_test_server(), handle, &type, 0);
-    hl_clear_register(0);
-    return static_cast<T*>(static_cast<QObject*>(vx_as_qobject(type, item)));
-}
 
 // What the callbacks saw.
 struct Call
@@ -53,21 +44,6 @@ QVariant record(void* item, QString handle, QStringList params, int type, HL_Cli
     if (r->then)
         r->then(r->calls.last());
     return QVariant();
-}
-
-Reply sendExtra(const QString& word, const QString& handle, const QList<void*>& extra)
-{
-    Reply r;
-    VX_GraphicsServer_response* response = nullptr;
-    r.ret = VX_GraphicsServer_send_extra(vx_test_server(), 0, &response, word, handle, extra);
-    if (response) {
-        r.code = response->response;
-        r.handle = response->handle;
-        r.params = response->return_params;
-    }
-    delete response;
-    hl_clear_register(0);
-    return r;
 }
 
 Reply bind(const QString& handle, Recorder* recorder)
@@ -119,7 +95,7 @@ using Callbacks = WindowTest;
 
 TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
 {
-    QHash<QString, QString> h;
+    Handles h;
     h["w"] = w;
     h["b"] = vx_send("button", h["w"]).handle;
     h["l"] = vx_send("label", h["w"]).handle;
@@ -131,12 +107,7 @@ TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
     h["t"] = vx_send("timer", h["w"]).handle;
     h["g"] = vx_send("gridlayout", object<VXMainWindow>(h["w"])->tl_handle).handle;
     h["f"] = vx_send("frame", h["w"]).handle;
-    auto fill = [&](QString text) {
-        for (auto it = h.cbegin(); it != h.cend(); ++it)
-            text.replace("{" + it.key() + "}", it.value());
-        return text;
-    };
-    const struct { const char* name; const char* word; const char* handle; QStringList args; const char* expected; } rows[] = {
+    expectRefusals({
         {"button parent", "button", "{b}", {}, "VX_GraphicsServer_button: parent must be a frame or mainwindow.\n"},
         {"button unknown parent", "button", "button:99999", {},
          "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_button: VX_GraphicsServer_get_item(button:99999) error.\n"},
@@ -189,21 +160,7 @@ TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
         {"qt_callback label", "qt_callback", "{l}", {}, "VX_GraphicsServer_qt_callback: object {l} not appropriate.\n"},
         {"qt_callback count", "qt_callback", "{b}", {}, "VX_GraphicsServer_qt_callback: qt_callback needs 2 arguments.\n"},
         {"errlog_callback count", "errlog_callback", "none", {}, "VX_GraphicsServer_errlog_callback: Need 1 callback argument.\n"},
-    };
-    for (const auto& c : rows) {
-        SCOPED_TRACE(c.name);
-        QStringList args;
-        for (const QString& a : c.args)
-            args.append(fill(a));
-        int n = vx_next_instance();
-        int entries = vx_test_server()->handles.size();
-        Reply r = vx_send(c.word, fill(c.handle), args);
-        EXPECT_EQ(r.ret, -1);
-        EXPECT_EQ(r.code, 1);
-        EXPECT_EQ(r.handle, fill(c.expected));
-        EXPECT_EQ(vx_next_instance(), n);
-        EXPECT_EQ(vx_test_server()->handles.size(), entries);
-    }
+    }, h);
     EXPECT_FALSE(VX_GraphicsServer_callbacks().contains(h["b"]));
 }
 

@@ -305,7 +305,7 @@ TEST(DisplayList, DebugTrace)
     vp->vars.debug = 1;
     const std::string name = vp->vars.viewport_name.toStdString();
     std::string out = vptest::captureStdout([&] { vptest::render(vp.get()); });
-    EXPECT_EQ(out.rfind("VXiewport::paintEvent: ", 0), 0u) << out;
+    EXPECT_EQ(out.rfind("VXViewport::paintEvent: ", 0), 0u) << out;
     EXPECT_NE(out.find("\nDrawing VXViewport: " + name + " 0 100x80\n"), std::string::npos) << out;
     EXPECT_NE(out.find("\nDrawing Box: b 100x80 to lay\n"), std::string::npos) << out;
     EXPECT_NE(out.find("\nDrawing VXLayer: lay:" + name + " 100x80\nDrawing done\n"), std::string::npos) << out;

@@ -21,6 +21,12 @@ enum {
     HL_SEVERITY_SYSTEM = 1,  // failed allocation, thread or queue
 };
 
+// The print argument of hl_clear_register().
+enum {
+    HL_CLEAR_QUIET = 0,  // the lines are dropped
+    HL_CLEAR_PRINT = 1,  // the lines go to the log first
+};
+
 // Options of errlog_set().
 enum {
     HL_ERRLOG_CALLBACK = 12,  // value: an HL_ErrlogCallback, or null for standard error

@@ -1,4 +1,5 @@
-// Read-only memory maps of whole files, used to read image files.
+// Read-only memory maps of whole files: a reader takes a file's bytes as
+// one span, without copying them.
 #pragma once
 
 #include "vxplot_export.h"
