@@ -43,6 +43,9 @@
 
 // maps
 #include "map/maptransform.h"
+#include "map/mapdata.h"
+#include "map/mapdatafile.h"
+#include "map/mapdatawriter.h"
 
 // graphics contexts and shapes
 #include "glyphs/glyph.h"
