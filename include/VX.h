@@ -58,6 +58,7 @@
 #include "items/axes.h"
 #include "items/logo.h"
 #include "items/polyline.h"
+#include "items/taskbar.h"
 #include "items/text.h"
 #include "items/textpopup.h"
 
