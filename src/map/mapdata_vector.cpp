@@ -9,6 +9,7 @@
 #include <QDebug>
 #include <QPainter>
 #include <QPainterPath>
+#include <QVarLengthArray>
 
 #include <arpa/inet.h>
 
@@ -53,6 +54,41 @@ inline void readPoint(const HLMapDataXY* p, bool network, int* lon, int* lat)
     *lon = static_cast<int>(a);
     *lat = static_cast<int>(b);
 }
+
+// Strokes the points of a VXPolyDraw as polylines while they are pumped: a
+// line of the map needs no path, and Qt strokes polylines faster.
+class LineStroker : public VXPolyDrawSink
+{
+public:
+    explicit LineStroker(QPainter* painter) : painter(painter) {}
+    ~LineStroker() override { flush(); }
+    void moveTo(double x, double y) override
+    {
+        flush();
+        run.clear();
+        run.append(QPointF(x, y));
+    }
+    void lineTo(double x, double y) override
+    {
+        if (run.size() == batch) {
+            const QPointF last = run.last();
+            flush();
+            run.clear();
+            run.append(last);
+        }
+        run.append(QPointF(x, y));
+    }
+    void flush()
+    {
+        if (run.size() > 1)
+            painter->drawPolyline(run.data(), static_cast<int>(run.size()));
+    }
+
+private:
+    static constexpr int batch = 1000;
+    QPainter* painter;
+    QVarLengthArray<QPointF, batch> run;
+};
 
 } // namespace
 
@@ -245,8 +281,18 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                         xplt[i] = wrap180(lon * 1e-6);
                         yplt[i] = lat * 1e-6;
                     }
+                    // a path builder per segment: it carries the last point
+                    // of its pump over to the next call
+                    VXPolyDraw polydraw(vp, 0, 1.0, 1.0, 0, 0);
+                    if (!fill) {
+                        LineStroker stroker(&painter);
+                        polydraw.sink = &stroker;
+                        QPainterPath unused;
+                        polydraw.addPoints(&unused, static_cast<int>(npts), xplt, yplt, 1, 0);
+                        continue;
+                    }
                     QPainterPath path;
-                    if (fill && isInside(alat, alon, npts, yplt, xplt)) {
+                    if (isInside(alat, alon, npts, yplt, xplt)) {
                         // the area holds the antipode: it covers the outside
                         // of its projected outline, the odd-even rule cuts it
                         // (a line alone is not framed)
@@ -256,9 +302,6 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                         path.lineTo(0, H);
                         path.lineTo(0, 0);
                     }
-                    // a path builder per segment: it carries the last point
-                    // of its pump over to the next call
-                    VXPolyDraw polydraw(vp, 0, 1.0, 1.0, 0, 0);
                     polydraw.addPoints(&path, static_cast<int>(npts), xplt, yplt, 1, 0);
                     painter.drawPath(path);
                 }

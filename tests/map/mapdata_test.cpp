@@ -389,6 +389,10 @@ TEST(MapData, RealCoastlinesWhereTheyBelong)
     const QImage world = drawVectors(md, edp.get());
     EXPECT_EQ(world.pixelColor(360, 360), QColor(Qt::red));
     EXPECT_EQ(world.pixelColor(pixelOf(edp.get(), -160, 0)), QColor(Qt::white));
+    const QImage edp_lines = drawVectors(md, edp.get(), true);
+    EXPECT_TRUE(inkNear(edp_lines, pixelOf(edp.get(), 20.0, -34.83), 2));
+    EXPECT_TRUE(inkNear(edp_lines, pixelOf(edp.get(), -34.8, -7.15), 2));
+    EXPECT_FALSE(inkNear(edp_lines, pixelOf(edp.get(), -20, -30), 3));
     if (const char* folder = getenv("VX_MAPDATA_PNG")) {
         filled.save(QString("%1/coasts_geog.png").arg(folder));
         world.save(QString("%1/coasts_edp.png").arg(folder));
