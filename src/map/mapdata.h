@@ -17,6 +17,8 @@
 #include <QList>
 #include <QString>
 
+#include <vector>
+
 class QImage;
 class QPainter;
 struct Mtpool;
@@ -116,6 +118,9 @@ public:
 private:
     void init(int nthreads);
     void fillRows(long row_start, long row_end);
+    // tile column and pixel column per raster column (-1: no data), for
+    // the rectilinear projections
+    std::vector<long> column_tile, column_pixel;
     // point buffers of drawVector, grown and kept
     double* xplt = nullptr;
     double* yplt = nullptr;

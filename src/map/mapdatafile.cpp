@@ -7,10 +7,10 @@
 #include "toolkit/base/filemap.h"
 
 #include <QByteArray>
-#include <QHash>
 #include <QMutex>
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cmath>
 #include <cstdlib>
@@ -26,17 +26,26 @@ static_assert(std::endian::native == std::endian::little, "map data files are re
 struct HLMapDataCacheEntry
 {
     QByteArray bytes;
-    unsigned long last_use = 0;
+    std::atomic<unsigned long> last_use{0};
 };
 
+// Inflated tiles by resolution and tile index.  A slot is read without the
+// lock (a tile once cached stays until cleanCache(), which never runs with
+// a fill); filling a slot and trimming take the lock.
 struct HLMapDataCache_p
 {
     mutable QMutex mutex;
-    QHash<qint64, HLMapDataCacheEntry*> tiles;  // key: resolution << 32 | tile
+    std::vector<std::unique_ptr<std::atomic<HLMapDataCacheEntry*>[]>> tile_slots;  // per resolution, ntiles each
+    std::vector<long> nslots;
     long total_bytes = 0;
-    unsigned long use_clock = 0;
+    std::atomic<unsigned long> use_clock{0};
 
-    ~HLMapDataCache_p() { qDeleteAll(tiles); }
+    ~HLMapDataCache_p()
+    {
+        for (size_t r = 0; r < tile_slots.size(); r++)
+            for (long t = 0; t < nslots[r]; t++)
+                delete tile_slots[r][t].load(std::memory_order_relaxed);
+    }
 };
 
 // All records of one loaded file, owned together.
@@ -279,6 +288,8 @@ double wrapInto(double lon, double start, double span)
     if (std::fabs(span) < 359.999 || !std::isfinite(lon))
         return lon;
     const double lo = span > 0 ? start : start + span;
+    if (lon >= lo && lon < lo + 360.0)
+        return lon;
     double d = std::fmod(lon - lo, 360.0);
     if (d < 0)
         d += 360.0;
@@ -330,6 +341,14 @@ int HLMapData::setInputBuffer(const unsigned char* data, size_t size, const char
     frame.resolutions = rec->resolutions.data();
     records = rec.release();
     cache = new HLMapDataCache_p;
+    for (long r = 0; r < frame.nresolutions; r++) {
+        const HLMapDataResolution& res = frame.resolutions[r];
+        const bool inflated =
+            res.map_type == HL_MAPDATA_GRID && static_cast<const HLMapDataGrid*>(res.data)->compressed;
+        const long n = inflated ? res.ntiles : 0;
+        cache->tile_slots.emplace_back(new std::atomic<HLMapDataCacheEntry*>[n]());
+        cache->nslots.push_back(n);
+    }
     file_data = data;
     file_size = size;
     fname = strdup(source);
@@ -411,18 +430,49 @@ char* HLMapData::checkInputFile(const char* name, int* found_flags, Kv**, char*)
     return nullptr;
 }
 
+long HLMapData::tileColumn(const HLMapDataResolution* res, double lon) const
+{
+    lon = wrapInto(lon, res->lon_start_tiles, res->dlon_tiles * res->nlon_tiles);
+    const double fx = (lon - res->lon_start_tiles) / res->dlon_tiles;
+    return fx >= 0.0 && fx < static_cast<double>(res->nlon_tiles) ? static_cast<long>(fx) : -1;
+}
+
+long HLMapData::tileRow(const HLMapDataResolution* res, double lat) const
+{
+    const double fy = (lat - res->lat_start_tiles) / res->dlat_tiles;
+    return fy >= 0.0 && fy < static_cast<double>(res->nlat_tiles) ? static_cast<long>(fy) : -1;
+}
+
+long HLMapData::pixelColumn(const HLMapDataResolution* res, const HLMapDataGrid* grid, long ilon, double lon) const
+{
+    lon = wrapInto(lon, res->lon_start_tiles, res->dlon_tiles * res->nlon_tiles);
+    // pixel centres lie on lon_start + i*dlon; a pixel covers half a step
+    // either side
+    const double fx = std::floor((lon - grid->lon_start) / grid->dlon + 0.5);
+    if (!(fx >= 0.0 && fx < static_cast<double>(grid->nlon)))
+        return -1;
+    const long px = static_cast<long>(fx) - ilon * grid->nlon_per_tile;
+    return px >= 0 && px < grid->nlon_per_tile ? px : -1;
+}
+
+long HLMapData::pixelRow(const HLMapDataGrid* grid, long ilat, double lat) const
+{
+    const double fy = std::floor((lat - grid->lat_start) / grid->dlat + 0.5);
+    if (!(fy >= 0.0 && fy < static_cast<double>(grid->nlat)))
+        return -1;
+    const long py = static_cast<long>(fy) - ilat * grid->nlat_per_tile;
+    return py >= 0 && py < grid->nlat_per_tile ? py : -1;
+}
+
 int HLMapData::findTile(HLMapDataResolution* res, double lat, double lon, int* itile, long* ilon, long* ilat) const
 {
     *itile = -1;
-    lon = wrapInto(lon, res->lon_start_tiles, res->dlon_tiles * res->nlon_tiles);
-    const double fx = (lon - res->lon_start_tiles) / res->dlon_tiles;
-    const double fy = (lat - res->lat_start_tiles) / res->dlat_tiles;
-    if (!(fx >= 0.0 && fy >= 0.0 && fx < static_cast<double>(res->nlon_tiles) &&
-          fy < static_cast<double>(res->nlat_tiles)))
+    const long tx = tileColumn(res, lon), ty = tileRow(res, lat);
+    if (tx < 0 || ty < 0)
         return 0;
-    *ilon = static_cast<long>(fx);
-    *ilat = static_cast<long>(fy);
-    *itile = static_cast<int>(*ilat * res->nlon_tiles + *ilon);
+    *ilon = tx;
+    *ilat = ty;
+    *itile = static_cast<int>(ty * res->nlon_tiles + tx);
     return 0;
 }
 
@@ -430,16 +480,8 @@ int HLMapData::findPixelWithinTile(HLMapDataResolution* res, HLMapDataGrid* grid
                                    double lon, long* ipix_lon, long* ipix_lat, long* offset) const
 {
     *offset = -1;
-    lon = wrapInto(lon, res->lon_start_tiles, res->dlon_tiles * res->nlon_tiles);
-    // pixel centres lie on lon_start + i*dlon; a pixel covers half a step
-    // either side
-    const double fx = std::floor((lon - grid->lon_start) / grid->dlon + 0.5);
-    const double fy = std::floor((lat - grid->lat_start) / grid->dlat + 0.5);
-    if (!(fx >= 0.0 && fy >= 0.0 && fx < static_cast<double>(grid->nlon) && fy < static_cast<double>(grid->nlat)))
-        return 0;
-    const long px = static_cast<long>(fx) - ilon * grid->nlon_per_tile;
-    const long py = static_cast<long>(fy) - ilat * grid->nlat_per_tile;
-    if (px < 0 || py < 0 || px >= grid->nlon_per_tile || py >= grid->nlat_per_tile)
+    const long px = pixelColumn(res, grid, ilon, lon), py = pixelRow(grid, ilat, lat);
+    if (px < 0 || py < 0)
         return 0;
     *ipix_lon = px;
     *ipix_lat = py;
@@ -466,15 +508,11 @@ int HLMapData::getTileGrid(int resolution, int itile, unsigned char** buf)
         *buf = tile->buf;
         return 0;
     }
-    const qint64 key = (static_cast<qint64>(resolution) << 32) | itile;
-    {
-        QMutexLocker lock(&cache->mutex);
-        auto it = cache->tiles.constFind(key);
-        if (it != cache->tiles.constEnd()) {
-            it.value()->last_use = ++cache->use_clock;
-            *buf = reinterpret_cast<unsigned char*>(it.value()->bytes.data());
-            return 0;
-        }
+    std::atomic<HLMapDataCacheEntry*>& slot = cache->tile_slots[resolution][itile];
+    if (HLMapDataCacheEntry* e = slot.load(std::memory_order_acquire)) {
+        e->last_use.store(cache->use_clock.fetch_add(1, std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+        *buf = reinterpret_cast<unsigned char*>(e->bytes.data());
+        return 0;
     }
     // inflate outside the lock; a thread that loses the race drops its copy
     const long expect = grid->nlon_per_tile * grid->nlat_per_tile * hl_mapdata_pixel_bytes(grid);
@@ -493,13 +531,14 @@ int HLMapData::getTileGrid(int resolution, int itile, unsigned char** buf)
         return -1;
     }
     QMutexLocker lock(&cache->mutex);
-    HLMapDataCacheEntry*& slot = cache->tiles[key];
-    if (!slot) {
-        slot = entry.release();
+    HLMapDataCacheEntry* e = slot.load(std::memory_order_relaxed);
+    if (!e) {
+        e = entry.release();
         cache->total_bytes += expect;
+        slot.store(e, std::memory_order_release);
     }
-    slot->last_use = ++cache->use_clock;
-    *buf = reinterpret_cast<unsigned char*>(slot->bytes.data());
+    e->last_use.store(cache->use_clock.fetch_add(1, std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    *buf = reinterpret_cast<unsigned char*>(e->bytes.data());
     return 0;
 }
 
@@ -510,15 +549,17 @@ long HLMapData::cleanCache(long maxsize, int)
     QMutexLocker lock(&cache->mutex);
     if (cache->total_bytes < maxsize)
         return cache->total_bytes;
-    std::vector<std::pair<unsigned long, qint64>> order;
-    order.reserve(cache->tiles.size());
-    for (auto it = cache->tiles.cbegin(); it != cache->tiles.cend(); ++it)
-        order.emplace_back(it.value()->last_use, it.key());
-    std::sort(order.begin(), order.end());
-    for (const auto& [use, key] : order) {
+    struct Cached { unsigned long use; size_t r; long t; };
+    std::vector<Cached> order;
+    for (size_t r = 0; r < cache->tile_slots.size(); r++)
+        for (long t = 0; t < cache->nslots[r]; t++)
+            if (HLMapDataCacheEntry* e = cache->tile_slots[r][t].load(std::memory_order_relaxed))
+                order.push_back({e->last_use.load(std::memory_order_relaxed), r, t});
+    std::sort(order.begin(), order.end(), [](const Cached& a, const Cached& b) { return a.use < b.use; });
+    for (const Cached& c : order) {
         if (cache->total_bytes < maxsize)
             break;
-        HLMapDataCacheEntry* e = cache->tiles.take(key);
+        HLMapDataCacheEntry* e = cache->tile_slots[c.r][c.t].exchange(nullptr, std::memory_order_relaxed);
         cache->total_bytes -= e->bytes.size();
         delete e;
     }

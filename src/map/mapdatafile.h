@@ -164,6 +164,13 @@ public:
     // holds the point; *offset is -1 when the point has no pixel.  Returns 0.
     int findPixelWithinTile(HLMapDataResolution* res, HLMapDataGrid* grid, long ilon, long ilat, double lat,
                             double lon, long* ipix_lon, long* ipix_lat, long* offset) const;
+    // The parts of findTile() and findPixelWithinTile(): the tile column
+    // of a longitude, the tile row of a latitude, and the pixel column and
+    // row within tile column ilon, row ilat; -1 outside.
+    long tileColumn(const HLMapDataResolution* res, double lon) const;
+    long tileRow(const HLMapDataResolution* res, double lat) const;
+    long pixelColumn(const HLMapDataResolution* res, const HLMapDataGrid* grid, long ilon, double lon) const;
+    long pixelRow(const HLMapDataGrid* grid, long ilat, double lat) const;
     // The uncompressed pixels of tile itile of grid resolution resolution:
     // *buf stays valid until cleanCache().  Safe to call from several threads
     // at once.  0; negative with a registered message (bad index, a tile that
