@@ -44,6 +44,9 @@
 
 // maps
 #include "map/maptransform.h"
+#include "map/mapdata.h"
+#include "map/mapdatafile.h"
+#include "map/mapdatawriter.h"
 
 // graphics contexts and shapes
 #include "glyphs/glyph.h"
@@ -56,6 +59,7 @@
 #include "items/axes.h"
 #include "items/logo.h"
 #include "items/polyline.h"
+#include "items/taskbar.h"
 #include "items/text.h"
 #include "items/textpopup.h"
 

@@ -1,0 +1,209 @@
+// Map data drawing against its baselines, in the same run:
+//   (a) a 1600x1000 geog world raster from a grid .xmd (int16 heights,
+//       compressed tiles, cache warm) on 1, 2 and 16 fill threads, against
+//       a plain loop that writes as many pixels from a precomputed table;
+//   (b) the 1:50m coastlines of coasts.vector.xmd drawn as lines on a world
+//       edp view by VXMapData::drawVector, against the same points,
+//       projected beforehand, drawn as bare QPainter polylines.
+// The ratios are printed after the table.  Build in Release.
+#include <VX.h>
+
+#include "map/mapdata.h"
+#include "map/maptransform.h"
+#include "viewport/viewport.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QApplication>
+#include <QImage>
+#include <QPainter>
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int image_w = 1600, image_h = 1000;
+
+// A global 0.1 degree grid of smooth heights, as a file in memory.
+const QByteArray& gridFile()
+{
+    static const QByteArray bytes = [] {
+        const long nlon = 3600, nlat = 1800;
+        std::vector<int16_t> z(nlon * nlat);
+        for (long j = 0; j < nlat; j++)
+            for (long i = 0; i < nlon; i++)
+                z[j * nlon + i] = static_cast<int16_t>(3000.0 * std::sin(i * 0.004) * std::cos(j * 0.006));
+        HLMapDataWriter writer;
+        HLMapDataWriterGrid g;
+        g.resolution = "6m";
+        g.lon_start = -179.95;
+        g.dlon = 0.1;
+        g.lat_start = 89.95;
+        g.dlat = -0.1;
+        g.nlon = nlon;
+        g.nlat = nlat;
+        g.pixels = reinterpret_cast<const unsigned char*>(z.data());
+        writer.addGrid(g);
+        return writer.bytes();
+    }();
+    return bytes;
+}
+
+void BM_GridImage(benchmark::State& state)
+{
+    const QByteArray& bytes = gridFile();
+    VXMapData md(static_cast<int>(state.range(0)));
+    md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "bench");
+    md.setResolution(0);
+    md.drawImage(image_w, image_h, VX_MAP_GEOG, -180, 180, -90, 90, 0, 0, 1.0, 0.0);  // inflate the tiles once
+    for (auto _ : state)
+        benchmark::DoNotOptimize(md.drawImage(image_w, image_h, VX_MAP_GEOG, -180, 180, -90, 90, 0, 0, 1.0, 0.0));
+}
+BENCHMARK(BM_GridImage)->Arg(1)->Arg(2)->Arg(16)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_PlainTableLoop(benchmark::State& state)
+{
+    vxmapdata_make_cpt();
+    const long n = static_cast<long>(image_w) * image_h;
+    std::vector<int16_t> z(n);
+    for (long i = 0; i < n; i++)
+        z[i] = static_cast<int16_t>(3000.0 * std::sin(i * 0.004));
+    std::vector<unsigned int> out(n);
+    for (auto _ : state) {
+        memset(out.data(), 0, n * 4);
+        for (long i = 0; i < n; i++)
+            out[i] = vxmapdata_cpt[std::clamp(z[i] - vxmapdata_ecpt, 0, vxmapdata_ncpt - 1)];
+        benchmark::DoNotOptimize(out.data());
+    }
+}
+BENCHMARK(BM_PlainTableLoop)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+struct Coasts
+{
+    std::unique_ptr<VXMapData> md;
+    std::unique_ptr<VXViewport> vp;
+};
+
+Coasts& coasts()
+{
+    static Coasts c = [] {
+        Coasts c;
+        char* path = HLMapData::checkInputFile("coasts.vector.xmd", nullptr, nullptr, nullptr);
+        if (!path)
+            return c;
+        c.md = std::make_unique<VXMapData>(QString::fromLocal8Bit(path), 1);
+        free(path);
+        c.md->setResolution(1);
+        c.vp = std::make_unique<VXViewport>(nullptr, 0, 0);
+        c.vp->resize(1000, 1000);
+        c.vp->configure("map", "edp", "range", "360", "lonr", "20", "latr", "0", nullptr);
+        c.vp->setScales();
+        c.vp->computeMapBB();
+        return c;
+    }();
+    return c;
+}
+
+void BM_CoastsDrawVector(benchmark::State& state)
+{
+    Coasts& c = coasts();
+    if (!c.md) {
+        state.SkipWithError("coasts.vector.xmd not built");
+        return;
+    }
+    QImage image(1000, 1000, QImage::Format_ARGB32_Premultiplied);
+    VX_Color outline, none;
+    VX_ParseColor("black", outline);
+    for (auto _ : state) {
+        image.fill(Qt::white);
+        QPainter painter(&image);
+        c.md->drawVector(painter, &c.vp->vars, {}, {}, 1.0, outline, none, none);
+    }
+}
+BENCHMARK(BM_CoastsDrawVector)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_CoastsBarePolylines(benchmark::State& state)
+{
+    Coasts& c = coasts();
+    if (!c.md) {
+        state.SkipWithError("coasts.vector.xmd not built");
+        return;
+    }
+    // every segment's points projected to pixels outside the loop
+    std::vector<std::vector<QPointF>> lines;
+    const HLMapDataResolution& res = c.md->frame.resolutions[1];
+    const HLMapDataVectorTile& tile = static_cast<HLMapDataVector*>(res.data)->tiles[0];
+    HLMapTransform t(0, 20);
+    const VxViewport& v = c.vp->vars;
+    for (long s = 0; s < tile.nsegments; s++) {
+        const HLMapDataVectorSegment& seg = tile.segments[s];
+        std::vector<QPointF> pts(seg.npts);
+        for (long i = 0; i < seg.npts; i++) {
+            const double lon = static_cast<int>(ntohl(static_cast<uint32_t>(seg.pts[i].lon_microdegrees))) * 1e-6;
+            const double lat = static_cast<int>(ntohl(static_cast<uint32_t>(seg.pts[i].lat_microdegrees))) * 1e-6;
+            double dx, dy, px, py;
+            t.edpLatlon2delxy(lat, lon, &dx, &dy);
+            c.vp->getPcoords(dx, dy, &px, &py, 1, 0);
+            pts[i] = QPointF(px, py);
+        }
+        lines.push_back(std::move(pts));
+    }
+    QImage image(1000, 1000, QImage::Format_ARGB32_Premultiplied);
+    for (auto _ : state) {
+        image.fill(Qt::white);
+        QPainter painter(&image);
+        painter.setClipRect(v.mleft, v.mtop, v.w - v.mleft - v.mright, v.h - v.mtop - v.mbottom);
+        painter.setRenderHint(QPainter::Antialiasing, false);
+        painter.setPen(QPen(Qt::black, 1.0, Qt::SolidLine, Qt::SquareCap, Qt::RoundJoin));
+        for (const auto& l : lines)
+            painter.drawPolyline(l.data(), static_cast<int>(l.size()));
+    }
+}
+BENCHMARK(BM_CoastsBarePolylines)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+class RatioReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs)
+            if (run.run_type == Run::RT_Iteration)
+                seconds[run.benchmark_name()] = run.GetAdjustedRealTime();
+    }
+    std::map<std::string, double> seconds;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    QApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    gridFile();
+    coasts();
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    auto ratio = [&](const char* a, const char* b) {
+        auto& t = reporter.seconds;
+        return t.count(a) && t.count(b) && t[b] > 0 ? t[a] / t[b] : 0.0;
+    };
+    for (const char* n : {"BM_GridImage/1/real_time", "BM_GridImage/2/real_time", "BM_GridImage/16/real_time"})
+        printf("(a) %s / plain table loop: %.2fx (goal at most 3x on one thread)\n", n,
+               ratio(n, "BM_PlainTableLoop/real_time"));
+    printf("(b) coastlines drawVector / bare polylines: %.2fx (goal at most 1.5x)\n",
+           ratio("BM_CoastsDrawVector/real_time", "BM_CoastsBarePolylines/real_time"));
+    benchmark::Shutdown();
+    return 0;
+}

@@ -1,0 +1,57 @@
+// Synthetic map data files for the map data tests.
+#pragma once
+
+#include "map/mapdata.h"
+#include "map/mapdatawriter.h"
+
+#include <QByteArray>
+
+#include <cstdint>
+#include <vector>
+
+namespace mdtest {
+
+// A closed ring from degree pairs (lon, lat, lon, lat, ...).
+inline HLMapDataWriterSegment ring(int level, int fill, std::initializer_list<double> lonlat)
+{
+    HLMapDataWriterSegment s;
+    s.level = level;
+    s.fill = fill;
+    const std::vector<double> v(lonlat);
+    for (size_t i = 0; i + 1 < v.size(); i += 2)
+        s.pts.push_back({static_cast<int>(v[i] * 1e6), static_cast<int>(v[i + 1] * 1e6)});
+    s.pts.push_back(s.pts.front());
+    return s;
+}
+
+// A global grid, pixel centres every step degrees from -180 + step/2 and
+// from 90 - step/2 southward, height f(lon, lat), in tiles of tile pixels.
+template <typename F>
+QByteArray globalGrid(double step, long tile, int compressed, F height, int resolutions = 1)
+{
+    const long nlon = static_cast<long>(360.0 / step), nlat = static_cast<long>(180.0 / step);
+    std::vector<int16_t> z(nlon * nlat);
+    for (long j = 0; j < nlat; j++)
+        for (long i = 0; i < nlon; i++)
+            z[j * nlon + i] = height(-180.0 + step * (i + 0.5), 90.0 - step * (j + 0.5));
+    HLMapDataWriter writer;
+    for (int r = resolutions - 1; r >= 0; r--) {
+        HLMapDataWriterGrid g;
+        g.name = "test grid";
+        g.resolution = r == 0 ? "fine" : "coarse";
+        g.lon_start = -180.0 + 0.5 * step;
+        g.dlon = step;
+        g.lat_start = 90.0 - 0.5 * step;
+        g.dlat = -step;
+        g.nlon = nlon;
+        g.nlat = nlat;
+        g.pixels = reinterpret_cast<const unsigned char*>(z.data());
+        g.nlon_per_tile = g.nlat_per_tile = tile;
+        g.compressed = compressed;
+        g.decimation_factor = 1L << r;
+        writer.addGrid(g);
+    }
+    return writer.bytes();
+}
+
+} // namespace mdtest
