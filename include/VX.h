@@ -28,12 +28,12 @@
 #include "foundation/configure.h"
 #include "foundation/messages.h"
 #include "foundation/nicevalues.h"
-#include "foundation/projections.h"
 #include "foundation/values.h"
 
 // display core
 #include "viewport/clipping.h"
 #include "viewport/layer.h"
+#include "viewport/logo.h"
 #include "viewport/pixelexpr.h"
 #include "viewport/polydraw.h"
 #include "viewport/scaledata.h"
@@ -42,7 +42,8 @@
 #include "viewport/vxevent.h"
 
 // maps
-#include "map/maptransform.h"
+#include "map/projection/maptransform.h"
+#include "map/projection/projections.h"
 
 // graphics contexts and shapes
 #include "glyphs/glyph.h"
@@ -53,7 +54,6 @@
 
 // plot items
 #include "items/axes.h"
-#include "items/logo.h"
 #include "items/polyline.h"
 #include "items/text.h"
 #include "items/textpopup.h"

@@ -3,7 +3,7 @@
 // glyphs, changes of styles, the coding callback, sharing of definitions
 // between glyphs, and bad definitions with their messages.
 #include "support/testsupport.h"
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include "glyphs/glyph.h"
 #include "glyphs/glyphs.h"
@@ -16,7 +16,6 @@
 
 namespace {
 
-using vptest::takeErrors;
 
 // The item definitions of the event map, as it configures them.
 const char* const event_items =

@@ -1,6 +1,6 @@
 // Polylines: where the points land, each source, gaps, clipping, modes,
 // maps, and the errors of bad keys and values.
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include "items/polyline.h"
 #include "toolkit/base/hlvector.h"
@@ -26,7 +26,6 @@ using vptest::inkBox;
 using vptest::inkOutside;
 using vptest::keep;
 using vptest::makeViewport;
-using vptest::takeErrors;
 
 namespace {
 

@@ -9,6 +9,15 @@
 #include <QStringList>
 
 #include <memory>
+#include <string>
+
+// The calling thread's error register as text, emptied.
+inline std::string takeErrors()
+{
+    std::string text = hl_errlog_string(0);
+    hl_clear_register(0);
+    return text;
+}
 
 // The session of the test process: made by the shared main, no client
 // thread, so commands run directly on the test's own thread.

@@ -3,7 +3,7 @@
 // no rows, and the messages of bad definitions.
 #include "support/testsupport.h"
 
-#include "toolkit/recordstore_fixture.h"
+#include "toolkit/store/recordstore_fixture.h"
 #include "views/dbtableview.h"
 #include "views/tableview_model_p.h"
 
@@ -18,13 +18,6 @@
 #include <string>
 
 namespace {
-
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
 
 const char* const kDefinitions =
     "column_definitions &Arr{\n"

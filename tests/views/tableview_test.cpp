@@ -21,13 +21,6 @@
 
 namespace {
 
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
 // A view that answers every word from its arguments and writes down what it
 // was asked.
 class RecordingView : public VXTableview

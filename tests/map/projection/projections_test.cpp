@@ -2,7 +2,8 @@
 // boxes, and event type names.
 #include "support/testsupport.h"
 
-#include "foundation/projections.h"
+#include "map/projection/longitude_p.h"
+#include "map/projection/projections.h"
 #include "foundation/qeventnames_p.h"
 
 #include <gtest/gtest.h>
@@ -354,4 +355,24 @@ TEST(EventNames, EveryTypeBelow215)
         named++;
     }
     EXPECT_GT(named, 150);
+}
+
+TEST(Longitudes, WholeTurns)
+{
+    struct Case { const char* name; double lon, ref, near, at_most, at_least; } cases[] = {
+        {"within reach", 170.0, 0.0, 170.0, 170.0, 170.0},
+        {"both ends of the half turn stay", -180.0, 0.0, -180.0, -180.0, 180.0},
+        {"one turn east", 350.0, 0.0, -10.0, -10.0, 350.0},
+        {"far out", 1261.0, 0.0, -179.0, -179.0, 1261.0},
+        {"far west of the reference", -700.0, 100.0, 20.0, -700.0, 380.0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_DOUBLE_EQ(map_lon_near(c.lon, c.ref), c.near);
+        EXPECT_DOUBLE_EQ(map_lon_at_most(c.lon, c.ref), c.at_most);
+        EXPECT_DOUBLE_EQ(map_lon_at_least(c.lon, c.ref), c.at_least);
+    }
+    EXPECT_EQ(map_lon_from(-1e-300, 0.0), 0.0) << "a tiny negative must not round to 360";
+    EXPECT_DOUBLE_EQ(map_lon_from(-10.0, 0.0), 350.0);
+    EXPECT_DOUBLE_EQ(map_lon_from(725.0, 0.0), 5.0);
 }
