@@ -1,15 +1,11 @@
 // The equidistant and orthographic map planes, plane boxes to geographic
-// boxes, and event type names.
+// boxes, and longitude wrapping.
 #include "support/testsupport.h"
 
 #include "map/projection/longitude_p.h"
 #include "map/projection/projections.h"
-#include "foundation/qeventnames_p.h"
 
 #include <gtest/gtest.h>
-
-#include <QEvent>
-#include <QMetaEnum>
 
 #include <cmath>
 #include <numbers>
@@ -319,42 +315,6 @@ TEST(PlaneBoxes, OrdinaryBox)
     EXPECT_LT(b.lonmn, 0.0);
     EXPECT_GT(b.lonmx, 20.0);
     EXPECT_NEAR(b.lonmn + b.lonmx, 20.0, 1e-9);
-}
-
-TEST(EventNames, QtNamesBelow215)
-{
-    struct Case { const char* name; int type; const char* text; } cases[] = {
-        {"press", QEvent::MouseButtonPress, "MouseButtonPress"}, {"paint", QEvent::Paint, "Paint"},
-        {"resize", QEvent::Resize, "Resize"},
-        {"last named", QEvent::ApplicationStateChange, "ApplicationStateChange"},
-        {"none", QEvent::None, "None"}, {"a gap Qt does not name", 28, "None"}, {"first cut off", 215, "None"},
-        {"user range", 1000, "None"}, {"user type", QEvent::User, "None"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        QEvent event(static_cast<QEvent::Type>(c.type));
-        EXPECT_STREQ(VX_qevent_type_str(&event), c.text);
-    }
-    EXPECT_STREQ(VX_qevent_type_str(nullptr), "None");
-    // 215 and 1000 are not cut off for want of a Qt name
-    QMetaEnum names = QMetaEnum::fromType<QEvent::Type>();
-    EXPECT_NE(names.valueToKey(215), nullptr);
-    EXPECT_EQ(names.valueToKey(28), nullptr);
-}
-
-TEST(EventNames, EveryTypeBelow215)
-{
-    QMetaEnum names = QMetaEnum::fromType<QEvent::Type>();
-    int named = 0;
-    for (int type = 0; type < 215; type++) {
-        QEvent event(static_cast<QEvent::Type>(type));
-        std::string text = VX_qevent_type_str(&event);
-        if (text == "None")
-            continue;
-        EXPECT_EQ(names.keyToValue(text.c_str()), type) << text;
-        named++;
-    }
-    EXPECT_GT(named, 150);
 }
 
 TEST(Longitudes, WholeTurns)
