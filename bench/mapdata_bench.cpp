@@ -9,7 +9,7 @@
 #include <VX.h>
 
 #include "map/mapdata.h"
-#include "map/maptransform.h"
+#include "map/projection/maptransform.h"
 #include "viewport/viewport.h"
 
 #include <benchmark/benchmark.h>

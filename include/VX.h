@@ -29,12 +29,12 @@
 #include "foundation/configure.h"
 #include "foundation/messages.h"
 #include "foundation/nicevalues.h"
-#include "foundation/projections.h"
 #include "foundation/values.h"
 
 // display core
 #include "viewport/clipping.h"
 #include "viewport/layer.h"
+#include "viewport/logo.h"
 #include "viewport/pixelexpr.h"
 #include "viewport/polydraw.h"
 #include "viewport/scaledata.h"
@@ -43,7 +43,8 @@
 #include "viewport/vxevent.h"
 
 // maps
-#include "map/maptransform.h"
+#include "map/projection/maptransform.h"
+#include "map/projection/projections.h"
 #include "map/mapdata.h"
 #include "map/mapdatafile.h"
 #include "map/mapdatawriter.h"
@@ -57,7 +58,6 @@
 
 // plot items
 #include "items/axes.h"
-#include "items/logo.h"
 #include "items/polyline.h"
 #include "items/taskbar.h"
 #include "items/text.h"

@@ -3,9 +3,9 @@
 #include "glyphs/glyph.h"
 #include "glyphs/glyphs.h"
 
-#include "foundation/projections.h"
 #include "foundation/values.h"
 #include "glyphs/graphicscontext_p.h"
+#include "map/projection/projections.h"
 #include "toolkit/base/errors.h"
 #include "viewport/pixelexpr.h"
 #include "viewport/viewport.h"

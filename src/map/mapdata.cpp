@@ -2,7 +2,7 @@
 // raster kernel.  The vector kernel is in mapdata_vector.cpp.
 #include "map/mapdata.h"
 
-#include "map/maptransform.h"
+#include "map/projection/maptransform.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/mtpool.h"
 #include "viewport/viewport.h"

@@ -1,7 +1,9 @@
 // World points to normalised plot coordinates, one at a time.
 #include "viewport/scaledata.h"
 
-#include "map/maptransform.h"
+#include "map/projection/longitude_p.h"
+#include "map/projection/maptransform.h"
+#include "map/projection/projections.h"
 #include "viewport/viewport.h"
 
 #include <algorithm>
@@ -169,12 +171,7 @@ int VXScaledata::popPoint(double* x, double* y)
     if (!(pieces >= 2.0))
         return finish(x, y, disposition_lineTo);
     ndelta = pieces > max_pieces ? max_pieces : static_cast<int>(pieces);
-    delx = xinput - xpts_last;
-    if (delx > 180.0)
-        delx -= 360.0;
-    else if (delx < -180.0)
-        delx += 360.0;
-    delx /= ndelta;
+    delx = map_lon_near(xinput - xpts_last, 0.0) / ndelta;
     dely = (yinput - ypts_last) / ndelta;
     idelta = 1;
     xpt_end = xpt;

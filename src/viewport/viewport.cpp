@@ -2,11 +2,12 @@
 #include "viewport/viewport.h"
 
 #include "foundation/messages.h"
-#include "items/logo.h"
+#include "map/projection/projections.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hltime.h"
 #include "toolkit/base/strings.h"
 #include "viewport/layer.h"
+#include "viewport/logo.h"
 
 #include <QBitmap>
 #include <QCursor>
@@ -584,20 +585,6 @@ HL_ConfigureSpec viewport_specs[] = {
 #undef VP_OFFSET
 
 } // namespace
-
-double VX_mercator_y(double lat)
-{
-    if (lat >= 90.0)
-        return 100000.0;
-    if (lat <= -90.0)
-        return -100000.0;
-    return 180.0 * std::log(std::tan((M_PI / 2.0) * lat / 180.0 + M_PI / 4.0)) / M_PI;
-}
-
-double VX_mercator_lat(double y)
-{
-    return 180.0 * (2.0 * (std::atan(std::exp(M_PI * y / 180.0)) - M_PI / 4.0)) / M_PI;
-}
 
 VXViewport::VXViewport(QWidget* parent_widget, int make_parent_layout, int make_logo)
     : QWidget(parent_widget), VXViewportItem(this, this, QStringLiteral("VXViewport"), 0)

@@ -61,11 +61,6 @@ enum {
     VX_SCALE_TIME = 2,
 };
 
-// The Mercator ordinate of a latitude, in degrees (+-100000 at the poles),
-// and its inverse.  merc views have longitude in x and this in y.
-VXPLOT_EXPORT double VX_mercator_y(double lat);
-VXPLOT_EXPORT double VX_mercator_lat(double y);
-
 // Paint callback: stale is 9 after a resize, 10 after a plain paint; event
 // holds the size and the old size (equal unless this callback is the first
 // to run after a resize).
@@ -352,3 +347,10 @@ private:
     void resizeCallback();
     void makeLogo();
 };
+
+// Switch the map of viewport to another projection ("edp", "globe",
+// "merc", "geog"), reconfiguring its view so that what is seen stays
+// roughly where it was.  A null value does nothing; the current projection
+// changes nothing.  0; -1 with a message and nothing changed for an
+// unknown word.  (viewport_projection.cpp)
+VXPLOT_EXPORT int map_parse_projection(VXViewport* viewport, const char* value);

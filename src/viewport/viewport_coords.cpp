@@ -1,6 +1,7 @@
 // Scales and the transforms between world, viewport and pixel coordinates;
 // the view operations built on them (zoom, center, the map boxes).
-#include "foundation/projections.h"
+#include "map/projection/longitude_p.h"
+#include "map/projection/projections.h"
 #include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
 
@@ -117,17 +118,6 @@ bool zoomAxis(double p, double factor, bool log_mode, double left, double right,
     *new_left = l;
     *new_right = r;
     return true;
-}
-
-// Number of 360 degree steps that bring the longitude difference d into
-// -180 to 180, as a signed count to subtract.
-double wrapSteps(double d)
-{
-    if (d > 180.0)
-        return std::ceil((d - 180.0) / 360.0);
-    if (d < -180.0)
-        return -std::ceil((-180.0 - d) / 360.0);
-    return 0.0;
 }
 
 // Add points of one polygon copy to path, in plot-area pixels.  start
@@ -668,7 +658,7 @@ QPainterPath* VXViewport::wrapLongitudes(VxViewport* vp, int n, double* lons, do
     double minimum = lons[0], maximum = lons[0];
     for (int i = 1; i < n; i++) {
         double d = lons[i] + shift - lons[i - 1];
-        shift -= 360.0 * wrapSteps(d);
+        shift -= 360.0 * map_lon_turns(d);
         lons[i] += shift;
         minimum = std::min(minimum, lons[i]);
         maximum = std::max(maximum, lons[i]);

@@ -7,7 +7,8 @@
 // bufferDraws.  bufferDraws keeps its batches in file-wide state, so
 // drawing runs on the GUI thread, one call at a time; every polyDraw ends
 // with a flush, which leaves the batches empty.
-#include "foundation/projections.h"
+#include "map/projection/longitude_p.h"
+#include "map/projection/projections.h"
 #include "toolkit/base/errors.h"
 #include "viewport/clipping.h"
 #include "viewport/viewport.h"
@@ -243,12 +244,7 @@ int VXViewport::normalizePoints(const VxViewport* vp, int n_in, const double* xp
                 double pieces = std::trunc(std::sqrt(d2) / 0.01 + 0.5);
                 int n = pieces > max_pieces ? max_pieces : static_cast<int>(pieces);
                 if (n > 1) {
-                    double dlon = x - prev_lon;
-                    if (dlon > 180.0)
-                        dlon -= 360.0;
-                    else if (dlon < -180.0)
-                        dlon += 360.0;
-                    dlon /= n;
+                    const double dlon = map_lon_near(x - prev_lon, 0.0) / n;
                     const double dlat = (y - prev_lat) / n;
                     ok = a.reserve(a.n + static_cast<size_t>(n) + 2);
                     for (int k = 1; k < n && ok; k++) {

@@ -6,7 +6,8 @@
 // grabs the event stream for the viewport, the release ends it.  Pans and
 // wheel zooms are coalesced by single-shot timers holding a copy of the
 // event; events arriving while a timer waits are dropped, not queued.
-#include "foundation/projections.h"
+#include "map/projection/longitude_p.h"
+#include "map/projection/projections.h"
 #include "viewport/viewport.h"
 
 #include <QCursor>
@@ -69,15 +70,11 @@ bool isFlatMap(int map_tran)
     return map_tran == VX_MAP_MERC || map_tran == VX_MAP_GEOG;
 }
 
-// A longitude difference taken the short way round.
+// A longitude difference taken the short way round, in (-180, 180].
 double lonDifference(double d)
 {
-    d = std::fmod(d, 360.0);
-    if (d > 180.0)
-        d -= 360.0;
-    else if (d <= -180.0)
-        d += 360.0;
-    return d;
+    d = map_lon_near(d, 0.0);
+    return d == -180.0 ? 180.0 : d;
 }
 
 } // namespace

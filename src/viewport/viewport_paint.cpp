@@ -1,9 +1,9 @@
 // The paint cycle: one walk of the display list per paint event, the
 // background fills, invalidation, the resize path and the callback lists.
-#include "items/logo.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hltime.h"
 #include "viewport/layer.h"
+#include "viewport/logo.h"
 #include "viewport/viewport.h"
 
 #include <QPainter>

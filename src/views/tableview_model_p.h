@@ -7,8 +7,6 @@
 // cycle (ascending, descending, none).
 #pragma once
 
-#include "vxplot_export.h"
-
 #include <QAbstractTableModel>
 #include <QHash>
 #include <QHeaderView>
@@ -19,7 +17,7 @@
 
 class VXTableview;
 
-class VXPLOT_EXPORT VXTableviewModel : public QAbstractTableModel
+class VXTableviewModel : public QAbstractTableModel
 {
     Q_OBJECT
 public:
@@ -44,7 +42,7 @@ public:
     QList<long> record_tab;                    // row to record
 };
 
-class VXPLOT_EXPORT VXTableviewSortProxy : public QSortFilterProxyModel
+class VXTableviewSortProxy : public QSortFilterProxyModel
 {
     Q_OBJECT
 public:
@@ -59,7 +57,7 @@ public:
     VXTableview* tableview;
 };
 
-class VXPLOT_EXPORT VXTableviewDelegate : public QStyledItemDelegate
+class VXTableviewDelegate : public QStyledItemDelegate
 {
     Q_OBJECT
 public:
@@ -70,7 +68,7 @@ public:
     VXTableviewModel* model;
 };
 
-class VXPLOT_EXPORT VXTableviewHHeader : public QHeaderView
+class VXTableviewHHeader : public QHeaderView
 {
     Q_OBJECT
 public:

@@ -9,17 +9,6 @@
 #include <cstring>
 #include <string>
 
-namespace {
-
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
-} // namespace
-
 TEST(NiceNumber, Texts)
 {
     struct Case { const char* name; double number; const char* format; const char* text; } cases[] = {

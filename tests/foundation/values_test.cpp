@@ -13,14 +13,6 @@
 
 namespace {
 
-// The calling thread's register, emptied.
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
 struct Rgba { int r, g, b, a; };
 
 void expectRgba(const QColor& c, Rgba want)

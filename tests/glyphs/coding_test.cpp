@@ -11,13 +11,6 @@
 
 namespace {
 
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
 double valueAt(const VxGraphicsContextItem& item, double input)
 {
     VXGraphicsContext::setCodingInput(item, input);

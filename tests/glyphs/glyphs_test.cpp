@@ -2,7 +2,7 @@
 // fractions, longitude copies, the globe), selection with grow and fade,
 // and interaction (show, move, callbacks), checked on rendered pixels.
 #include "support/testsupport.h"
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include "glyphs/glyph.h"
 #include "glyphs/glyphs.h"
@@ -20,7 +20,6 @@ namespace {
 
 using vptest::inkBox;
 using vptest::render;
-using vptest::takeErrors;
 
 const QColor red(255, 0, 0);
 

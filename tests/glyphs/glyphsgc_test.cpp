@@ -3,7 +3,7 @@
 // glyphs, changes of styles, the coding callback, sharing of definitions
 // between glyphs, and bad definitions with their messages.
 #include "support/testsupport.h"
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include "glyphs/glyph.h"
 #include "glyphs/glyphs.h"
@@ -16,7 +16,6 @@
 
 namespace {
 
-using vptest::takeErrors;
 
 // The item definitions of the event map, as it configures them.
 const char* const event_items =
@@ -446,9 +445,7 @@ TEST(GlyphDefinitionErrors, MessagesAndEarlierDefinitionsIntact)
         const QString items_before = ggc->gcItemDefinitionsText();
         const QString styles_before = ggc->gcDefinitionsText();
         const double fill_before = ggc->gcitem_definitions["fill_color:depth"].gcitem->item->coding[0].out_0;
-        EXPECT_LT(ggc->configure(c.key, c.value, nullptr), 0);
-        const std::string errors = takeErrors();
-        EXPECT_NE(errors.find(c.message), std::string::npos) << errors;
+        const std::string errors = expectConfigureRefused(ggc, c.key, c.value, c.message);
         // the caller's line comes last
         EXPECT_NE(errors.find(std::string("VXGlyphsGraphicsContext::configure: ") + c.key + " error.\n"),
                   std::string::npos)

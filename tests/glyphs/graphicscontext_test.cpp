@@ -19,13 +19,6 @@
 
 namespace {
 
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
 double number(const VxGraphicsContextItem& item)
 {
     double v = -1;

@@ -19,13 +19,6 @@
 
 namespace {
 
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
 using Tensor = std::array<double, 6>;  // Mrr, Mtt, Mpp, Mrt, Mrp, Mtp
 
 constexpr int image_size = 201;

@@ -2,7 +2,7 @@
 #include "support/testsupport.h"
 
 #include "items/axes.h"
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,6 @@
 using vptest::isColor;
 using vptest::makeViewport;
 using vptest::render;
-using vptest::takeErrors;
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include "support/testsupport.h"
 
 #include "items/axes.h"
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,6 @@
 #include <vector>
 
 using vptest::isColor;
-using vptest::takeErrors;
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Text items and the text popup: anchors, rotation, background, chaining by
 // "r" terms, callbacks, keys; the popup's picture, placement and timer.
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include "items/text.h"
 #include "items/textpopup.h"
@@ -21,7 +21,6 @@ using vptest::blank;
 using vptest::countColor;
 using vptest::inkBox;
 using vptest::keep;
-using vptest::takeErrors;
 
 namespace {
 

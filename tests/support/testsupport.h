@@ -5,10 +5,21 @@
 
 #include "support/qtprint.h"
 
+#include <gtest/gtest.h>
+
 #include <QString>
 #include <QStringList>
 
 #include <memory>
+#include <string>
+
+// The calling thread's error register as text, emptied.
+inline std::string takeErrors()
+{
+    std::string text = hl_errlog_string(0);
+    hl_clear_register(0);
+    return text;
+}
 
 // The session of the test process: made by the shared main, no client
 // thread, so commands run directly on the test's own thread.
@@ -29,3 +40,15 @@ Reply vx_send(const QString& word, const QString& handle, const QStringList& arg
 
 // The number the next handle will carry.
 int vx_next_instance();
+
+// Expect target->configure(key, value) refused (target a pointer or a smart
+// pointer) with message somewhere in the register; the register is emptied
+// and its text returned.
+template <typename T>
+std::string expectConfigureRefused(const T& target, const char* key, const char* value, const std::string& message)
+{
+    EXPECT_LT(target->configure(key, value, nullptr), 0) << key << " " << value;
+    std::string errors = takeErrors();
+    EXPECT_NE(errors.find(message), std::string::npos) << errors;
+    return errors;
+}

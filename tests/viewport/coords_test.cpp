@@ -1,9 +1,9 @@
 // World, viewport and pixel coordinates: the transforms both ways in every
 // scale and map mode, the effective view, resizing, zoom and centre, the
 // map boxes, and the configuration keys of the view.
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
-#include "foundation/projections.h"
+#include "map/projection/projections.h"
 #include "viewport/viewport.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +15,6 @@
 #include <string>
 
 using vptest::makeViewport;
-using vptest::takeErrors;
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Primitive drawing: polyDraw through clipping and batching, fills and
 // their complement, map curves, text placement and point picking.
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include "viewport/viewport.h"
 

@@ -2,7 +2,7 @@
 // callbacks (also while handlers change the display list), and the default
 // interactions (box zoom, pan, reference drag, keys, the coalesced wheel).
 // Events are synthetic and sent straight to offscreen viewports.
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include "viewport/viewport.h"
 #include "viewport/vxevent.h"

@@ -1,8 +1,8 @@
 // Items and layers of a viewport: the display list, layer membership and
 // names, lifetimes, and the logo item.
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
-#include "items/logo.h"
+#include "viewport/logo.h"
 #include "viewport/layer.h"
 #include "viewport/viewport.h"
 
@@ -14,7 +14,6 @@
 #include <string>
 
 using vptest::makeViewport;
-using vptest::takeErrors;
 
 namespace {
 

@@ -1,8 +1,8 @@
 // The paint cycle: background fills, layer caching, masks and shifts, the
 // logo, and the paint and resize callbacks.
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
-#include "items/logo.h"
+#include "viewport/logo.h"
 #include "viewport/layer.h"
 #include "viewport/viewport.h"
 

@@ -4,7 +4,7 @@
 
 #include "viewport/polydraw.h"
 #include "viewport/scaledata.h"
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include <gtest/gtest.h>
 

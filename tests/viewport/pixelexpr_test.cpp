@@ -1,5 +1,5 @@
 // Pixel expressions ("1.0v-2", "fleft+10", "0r") and anchors.
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include "viewport/pixelexpr.h"
 #include "viewport/viewport.h"
@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-using vptest::takeErrors;
 
 namespace {
 

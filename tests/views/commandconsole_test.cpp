@@ -25,13 +25,6 @@
 
 namespace {
 
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
 // What the command callback saw; with print set it answers each command
 // with "out:<command>" and the next prompt, as a real client does.
 struct Recorder

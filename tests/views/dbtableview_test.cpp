@@ -3,7 +3,7 @@
 // no rows, and the messages of bad definitions.
 #include "support/testsupport.h"
 
-#include "toolkit/recordstore_fixture.h"
+#include "toolkit/store/recordstore_fixture.h"
 #include "views/dbtableview.h"
 #include "views/tableview_model_p.h"
 
@@ -18,13 +18,6 @@
 #include <string>
 
 namespace {
-
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
 
 const char* const kDefinitions =
     "column_definitions &Arr{\n"
@@ -261,9 +254,7 @@ TEST_F(DbTableviewTest, BadDefinitionsKeepEarlierColumns)
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         hl_clear_register(0);
-        EXPECT_LT(view->configure(c.key, c.value, nullptr), 0);
-        const std::string errors = takeErrors();
-        EXPECT_NE(errors.find(c.message), std::string::npos) << errors;
+        expectConfigureRefused(view, c.key, c.value, c.message);
         EXPECT_EQ(view->colhash, colhash);
         EXPECT_EQ(view->collist, collist);
         EXPECT_EQ(view->vxmodel->columnCount(), 6);

@@ -12,7 +12,6 @@
 
 #include "toolkit/store/recordstore.h"
 #include "toolkit/store/rsschema_p.h"
-#include "vxplot_export.h"
 
 #include <memory>
 #include <string>
@@ -24,7 +23,7 @@
 // and the offset of every good record in it.  For a flat file the buffer is
 // a copy of the file, bad lines included, so that an offset is also the
 // record's place in the file.
-class VXPLOT_EXPORT RsRows
+class RsRows
 {
 public:
     long count() const { return static_cast<long>(offsets_.size()); }
@@ -52,7 +51,7 @@ private:
 
 // Keeps the records of the tables of one database.  Table indices are those
 // of the schema.  Failing functions register a line and return negative.
-class VXPLOT_EXPORT RsBackend
+class RsBackend
 {
 public:
     explicit RsBackend(const RsSchema* schema) : schema_(schema) {}
@@ -111,23 +110,23 @@ protected:
 };
 
 // Whether the key fields of two records of the table hold equal values.
-VXPLOT_EXPORT bool rs_same_key(const RsTableDef& def, std::string_view a, std::string_view b);
+bool rs_same_key(const RsTableDef& def, std::string_view a, std::string_view b);
 
 // The present time as a load date, "2024-01-31T120000".
-VXPLOT_EXPORT std::string rs_lddate_now();
+std::string rs_lddate_now();
 
 // The lastid record that hands out the next value of counter name: *row is
 // the record of table (lastid) to rewrite, or -1 to append, and *text the
 // new record.  The value, or negative.  The caller holds the table's lock.
-VXPLOT_EXPORT long rs_lastid_record(RsBackend* backend, int table, const char* name, long* row, std::string* text);
+long rs_lastid_record(RsBackend* backend, int table, const char* name, long* row, std::string* text);
 
 // The flat-file back end of a database whose table files are
 // "<path_base>.<table>"; mode as for rsopen().
-VXPLOT_EXPORT std::unique_ptr<RsBackend> rs_css_backend(const RsSchema* schema, const std::string& path_base,
+std::unique_ptr<RsBackend> rs_css_backend(const RsSchema* schema, const std::string& path_base,
                                                          int mode);
 
 // The memory back end.
-VXPLOT_EXPORT std::unique_ptr<RsBackend> rs_memory_backend(const RsSchema* schema);
+std::unique_ptr<RsBackend> rs_memory_backend(const RsSchema* schema);
 
 // --- State of the front end, for the store's own modules (sorting,
 // expressions).
@@ -181,11 +180,11 @@ struct RsTableRef
 };
 
 // The open database of p, or null with a line naming caller registered.
-VXPLOT_EXPORT std::shared_ptr<RsDatabase> rs_database(Rsptr p, const char* caller);
+std::shared_ptr<RsDatabase> rs_database(Rsptr p, const char* caller);
 
 // Resolve p's database and table (loading the table).  0, or negative with a
 // line naming caller registered.
-VXPLOT_EXPORT int rs_table_ref(Rsptr p, RsTableRef* ref, const char* caller);
+int rs_table_ref(Rsptr p, RsTableRef* ref, const char* caller);
 
 // Add a view of ref's table to its database.  The view's Rsptr.
-VXPLOT_EXPORT Rsptr rs_add_view(const RsTableRef& ref, const char* name, std::vector<long> records);
+Rsptr rs_add_view(const RsTableRef& ref, const char* name, std::vector<long> records);

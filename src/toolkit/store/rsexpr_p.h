@@ -11,7 +11,6 @@
 
 #include "toolkit/store/recordstore.h"
 #include "toolkit/store/rsschema_p.h"
-#include "vxplot_export.h"
 
 #include <string>
 #include <string_view>
@@ -22,7 +21,7 @@ constexpr int RSEX_DEPTH_MAX = 200;    // nested parentheses, signs and calls
 constexpr int RSEX_STRING_MAX = 65536; // characters of a string value
 
 // A value during evaluation.
-struct VXPLOT_EXPORT RsexValue
+struct RsexValue
 {
     int kind = RSEX_INTEGER;
     long i = 0;     // boolean and integer
@@ -48,7 +47,7 @@ struct RsexFunction
 };
 
 // The function of that name, or null.
-VXPLOT_EXPORT const RsexFunction* rsex_function(std::string_view name);
+const RsexFunction* rsex_function(std::string_view name);
 
 // Operations of the stack machine.
 namespace rsexop {
@@ -113,15 +112,15 @@ struct RsExpr
 // Compile text against the fields of def into *expr.  0, or negative with
 // *error telling what is wrong and at which position (1 is the first
 // character).
-VXPLOT_EXPORT int rsex_compile_table(const RsTableDef& def, std::string_view text, RsExpr* expr, std::string* error);
+int rsex_compile_table(const RsTableDef& def, std::string_view text, RsExpr* expr, std::string* error);
 
 // Evaluate a compiled expression on the text of a record of its table.
 // 0, or negative with *error.
-VXPLOT_EXPORT int rsex_run(const RsExpr& expr, std::string_view record, RsexValue* result, std::string* error);
+int rsex_run(const RsExpr& expr, std::string_view record, RsexValue* result, std::string* error);
 
 // Convert a value to the kind wanted (RSEX_ANY keeps it).  0, or negative
 // with *why.
-VXPLOT_EXPORT int rsex_convert(RsexValue* value, int kind, std::string* why);
+int rsex_convert(RsexValue* value, int kind, std::string* why);
 
 // The name of a kind ("boolean", "integer", "real", "time", "string").
-VXPLOT_EXPORT const char* rsex_kind_name(int kind);
+const char* rsex_kind_name(int kind);

@@ -5,7 +5,6 @@
 #pragma once
 
 #include "toolkit/store/recordstore.h"
-#include "vxplot_export.h"
 
 #include <memory>
 #include <string>
@@ -13,7 +12,7 @@
 #include <vector>
 
 // One field of a table.
-struct VXPLOT_EXPORT RsFieldDef
+struct RsFieldDef
 {
     std::string name;
     int type = 0;                // RS_TYPE_...
@@ -55,7 +54,7 @@ struct VXPLOT_EXPORT RsFieldDef
 };
 
 // One table of a schema.
-struct VXPLOT_EXPORT RsTableDef
+struct RsTableDef
 {
     std::string name;
     std::vector<RsFieldDef> fields;
@@ -89,7 +88,7 @@ struct VXPLOT_EXPORT RsTableDef
 };
 
 // A schema: a named set of tables.
-struct VXPLOT_EXPORT RsSchema
+struct RsSchema
 {
     std::string name;
     bool memory = false;  // tables live in memory only
@@ -103,24 +102,24 @@ struct VXPLOT_EXPORT RsSchema
 // Read the schemas of a schema file's text; filename names it in messages.
 // Appends them to *schemas and returns their number, or negative with a
 // message naming the file and line of the fault (nothing appended).
-VXPLOT_EXPORT int rsschema_parse(std::string_view text, const char* filename,
+int rsschema_parse(std::string_view text, const char* filename,
                                  std::vector<std::unique_ptr<RsSchema>>* schemas);
 
 // rsschema_parse() of a file.
-VXPLOT_EXPORT int rsschema_read(const char* path, std::vector<std::unique_ptr<RsSchema>>* schemas);
+int rsschema_read(const char* path, std::vector<std::unique_ptr<RsSchema>>* schemas);
 
 // The schema of that name, found in the files and folders of the environment
 // variable VXPLOT_SCHEMA_PATH (":"-separated), then in the "schema" folders
 // of the installed data and of the source tree; or, for a name holding "/",
 // the first schema of that file.  Schemas are read once and live as long as
 // the process.  Null with a registered error when there is none.
-VXPLOT_EXPORT const RsSchema* rsschema_find(const char* name);
+const RsSchema* rsschema_find(const char* name);
 
 // Trim blanks (and a final carriage return) from both ends.
-VXPLOT_EXPORT std::string_view rs_trim(std::string_view text);
+std::string_view rs_trim(std::string_view text);
 
 // Numbers of fixed-width fields: blanks around them allowed, nothing else.
 // Integers are decimal with an optional sign; reals also take a point, an
 // exponent ("e", "E", "d", "D") and "nan" or "inf".  0 or -1.
-VXPLOT_EXPORT int rs_parse_long(std::string_view text, long* value);
-VXPLOT_EXPORT int rs_parse_double(std::string_view text, double* value);
+int rs_parse_long(std::string_view text, long* value);
+int rs_parse_double(std::string_view text, double* value);

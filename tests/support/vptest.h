@@ -22,14 +22,6 @@
 
 namespace vptest {
 
-// The calling thread's register, emptied.
-inline std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
 // Apply configure pairs (key, value, ...) to an item or a viewport.
 template <typename T>
 void configureAll(T* target, const std::vector<const char*>& pairs)

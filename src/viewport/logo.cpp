@@ -1,5 +1,5 @@
 // The splash logo.
-#include "items/logo.h"
+#include "viewport/logo.h"
 
 #include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-#include "items/vxplot_logo.xpm"
+#include "viewport/vxplot_logo.xpm"
 
 HL_ConfigureSpec logo_specs[] = {
     {"string", "anchor", "se", static_cast<int>(offsetof(VxLogo, anchor)), HL_SPEC_KEEP, nullptr},

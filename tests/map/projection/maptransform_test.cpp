@@ -2,7 +2,7 @@
 // antipode, the far side and rim of the globe, longitude ranges.
 #include "support/testsupport.h"
 
-#include "map/maptransform.h"
+#include "map/projection/maptransform.h"
 #include "viewport/viewport.h"
 
 #include <gtest/gtest.h>

@@ -1,21 +1,16 @@
 // The equidistant and orthographic plane projections about one centre.
-#include "map/maptransform.h"
+#include "map/projection/maptransform.h"
+
+#include "map/projection/longitude_p.h"
 
 #include <cmath>
 
 namespace {
 
-// Bring a longitude into [-180, 180].  Far-out values are reduced first, so
-// that the steps of 360 stay few whatever the reference longitude.
+// A longitude in [-180, 180].
 double wrapLongitude(double lon)
 {
-    if (std::fabs(lon) > 1080.0)
-        lon = std::fmod(lon, 360.0);
-    while (lon > 180.0)
-        lon -= 360.0;
-    while (lon < -180.0)
-        lon += 360.0;
-    return lon;
+    return map_lon_near(lon, 0.0);
 }
 
 } // namespace

@@ -1,14 +1,11 @@
 // The equidistant and orthographic map planes, plane boxes to geographic
-// boxes, and event type names.
+// boxes, and longitude wrapping.
 #include "support/testsupport.h"
 
-#include "foundation/projections.h"
-#include "foundation/qeventnames_p.h"
+#include "map/projection/longitude_p.h"
+#include "map/projection/projections.h"
 
 #include <gtest/gtest.h>
-
-#include <QEvent>
-#include <QMetaEnum>
 
 #include <cmath>
 #include <numbers>
@@ -320,38 +317,22 @@ TEST(PlaneBoxes, OrdinaryBox)
     EXPECT_NEAR(b.lonmn + b.lonmx, 20.0, 1e-9);
 }
 
-TEST(EventNames, QtNamesBelow215)
+TEST(Longitudes, WholeTurns)
 {
-    struct Case { const char* name; int type; const char* text; } cases[] = {
-        {"press", QEvent::MouseButtonPress, "MouseButtonPress"}, {"paint", QEvent::Paint, "Paint"},
-        {"resize", QEvent::Resize, "Resize"},
-        {"last named", QEvent::ApplicationStateChange, "ApplicationStateChange"},
-        {"none", QEvent::None, "None"}, {"a gap Qt does not name", 28, "None"}, {"first cut off", 215, "None"},
-        {"user range", 1000, "None"}, {"user type", QEvent::User, "None"},
+    struct Case { const char* name; double lon, ref, near, at_most, at_least; } cases[] = {
+        {"within reach", 170.0, 0.0, 170.0, -190.0, 170.0},
+        {"both ends of the half turn stay", -180.0, 0.0, -180.0, -180.0, 180.0},
+        {"one turn east", 350.0, 0.0, -10.0, -10.0, 350.0},
+        {"far out", 1261.0, 0.0, -179.0, -179.0, 1261.0},
+        {"far west of the reference", -700.0, 100.0, 20.0, -700.0, 380.0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        QEvent event(static_cast<QEvent::Type>(c.type));
-        EXPECT_STREQ(VX_qevent_type_str(&event), c.text);
+        EXPECT_DOUBLE_EQ(map_lon_near(c.lon, c.ref), c.near);
+        EXPECT_DOUBLE_EQ(map_lon_at_most(c.lon, c.ref), c.at_most);
+        EXPECT_DOUBLE_EQ(map_lon_at_least(c.lon, c.ref), c.at_least);
     }
-    EXPECT_STREQ(VX_qevent_type_str(nullptr), "None");
-    // 215 and 1000 are not cut off for want of a Qt name
-    QMetaEnum names = QMetaEnum::fromType<QEvent::Type>();
-    EXPECT_NE(names.valueToKey(215), nullptr);
-    EXPECT_EQ(names.valueToKey(28), nullptr);
-}
-
-TEST(EventNames, EveryTypeBelow215)
-{
-    QMetaEnum names = QMetaEnum::fromType<QEvent::Type>();
-    int named = 0;
-    for (int type = 0; type < 215; type++) {
-        QEvent event(static_cast<QEvent::Type>(type));
-        std::string text = VX_qevent_type_str(&event);
-        if (text == "None")
-            continue;
-        EXPECT_EQ(names.keyToValue(text.c_str()), type) << text;
-        named++;
-    }
-    EXPECT_GT(named, 150);
+    EXPECT_EQ(map_lon_from(-1e-300, 0.0), 0.0) << "a tiny negative must not round to 360";
+    EXPECT_DOUBLE_EQ(map_lon_from(-10.0, 0.0), 350.0);
+    EXPECT_DOUBLE_EQ(map_lon_from(725.0, 0.0), 5.0);
 }

@@ -4,7 +4,7 @@
 
 #include "toolkit/store/recordstore.h"
 #include "toolkit/store/rsexpr_p.h"
-#include "toolkit/recordstore_fixture.h"
+#include "toolkit/store/recordstore_fixture.h"
 
 #include <gtest/gtest.h>
 

@@ -15,13 +15,6 @@
 
 namespace {
 
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
 using Tensor = std::array<double, 6>;  // Mrr, Mtt, Mpp, Mrt, Mrp, Mtp
 
 // Tensor of a double couple from strike, dip and rake (degrees), by the

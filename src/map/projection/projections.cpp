@@ -1,4 +1,6 @@
-#include "foundation/projections.h"
+#include "map/projection/projections.h"
+
+#include "map/projection/longitude_p.h"
 
 #include "toolkit/geo/geo.h"
 
@@ -60,12 +62,7 @@ void solveCentre(double lat, double lon, double del, double az, double* latr, do
         t = std::tan((colat - del) / 2.0) * std::sin((az + B) / 2.0) / sAmB;
     double lat_c = half_pi - 2.0 * std::atan(t);
     *latr = lat_c * rad2deg;
-    double lon_deg = std::fmod(lon_c * rad2deg, 360.0);
-    if (lon_deg < 0.0)
-        lon_deg += 360.0;
-    if (lon_deg >= 360.0)  // a tiny negative plus 360 rounds to 360
-        lon_deg = 0.0;
-    *lonr = lon_deg;
+    *lonr = map_lon_from(lon_c * rad2deg, 0.0);
 }
 
 // Plane offset of a point at distance r (plane degrees) along azimuth az.
@@ -73,28 +70,6 @@ void planeOffset(double r, double az, double* delx, double* dely)
 {
     *delx = r * std::sin(az);
     *dely = r * std::cos(az);
-}
-
-// Longitude brought to at most ref, at least ref, or within 180 of ref, by
-// whole turns.
-double lonAtMost(double lon, double ref)
-{
-    return lon > ref ? lon - 360.0 * std::ceil((lon - ref) / 360.0) : lon;
-}
-
-double lonAtLeast(double lon, double ref)
-{
-    return lon < ref ? lon + 360.0 * std::ceil((ref - lon) / 360.0) : lon;
-}
-
-double lonNear(double lon, double ref)
-{
-    double d = lon - ref;
-    if (d > 180.0)
-        return lon - 360.0 * std::ceil((d - 180.0) / 360.0);
-    if (d < -180.0)
-        return lon + 360.0 * std::ceil((-180.0 - d) / 360.0);
-    return lon;
 }
 
 } // namespace
@@ -262,11 +237,11 @@ void VX_delbox2llbox(double xlatc, double xlonc, double xdelmn, double xdelmx, d
             double lat = 0.0, lon = 0.0;
             toGeo(x, y, &lat, &lon);
             if (x < -0.0001)
-                lon = lonAtMost(lon, xlonc);
+                lon = map_lon_at_most(lon, xlonc);
             else if (x > 0.0001)
-                lon = lonAtLeast(lon, xlonc);
+                lon = map_lon_at_least(lon, xlonc);
             else
-                lon = lonNear(lon, xlonc);
+                lon = map_lon_near(lon, xlonc);
             if (first) {
                 latmn = latmx = lat;
                 lonmn = lonmx = lon;
@@ -283,4 +258,18 @@ void VX_delbox2llbox(double xlatc, double xlonc, double xdelmn, double xdelmx, d
     *xlatmx = latmx;
     *xlonmn = lonmn;
     *xlonmx = lonmx;
+}
+
+double VX_mercator_y(double lat)
+{
+    if (lat >= 90.0)
+        return 100000.0;
+    if (lat <= -90.0)
+        return -100000.0;
+    return 180.0 * std::log(std::tan((M_PI / 2.0) * lat / 180.0 + M_PI / 4.0)) / M_PI;
+}
+
+double VX_mercator_lat(double y)
+{
+    return 180.0 * (2.0 * (std::atan(std::exp(M_PI * y / 180.0)) - M_PI / 4.0)) / M_PI;
 }

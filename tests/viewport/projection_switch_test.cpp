@@ -2,8 +2,8 @@
 // sets and where the view ends up.
 #include "support/testsupport.h"
 
-#include "map/maptransform.h"
-#include "viewport/vptest.h"
+#include "map/projection/maptransform.h"
+#include "support/vptest.h"
 
 #include <gtest/gtest.h>
 
@@ -78,11 +78,11 @@ TEST(ProjectionSwitch, TransitionTable)
         auto vp = std::make_unique<VXViewport>(nullptr, 0, 0);
         vp->resize(400, 300);
         for (size_t i = 0; i + 1 < c.config.size(); i += 2)
-            ASSERT_EQ(vp->configure(c.config[i], c.config[i + 1], nullptr), 0) << vptest::takeErrors();
+            ASSERT_EQ(vp->configure(c.config[i], c.config[i + 1], nullptr), 0) << takeErrors();
         // a view that was never laid out has no ranges
         if (!c.config.empty())
             vp->setScales();
-        ASSERT_EQ(map_parse_projection(vp.get(), c.to), 0) << vptest::takeErrors();
+        ASSERT_EQ(map_parse_projection(vp.get(), c.to), 0) << takeErrors();
         EXPECT_EQ(vp->vars.map_tran, c.map_tran);
         expectField("xleft", vp->vars.spc_xleft, c.xleft);
         expectField("xright", vp->vars.spc_xright, c.xright);
@@ -96,13 +96,13 @@ TEST(ProjectionSwitch, TransitionTable)
 TEST(ProjectionSwitch, UnknownWordFailsAndChangesNothing)
 {
     auto vp = vptest::makeViewport(400, 300, {"map", "geog", "range", "40"});
-    vptest::takeErrors();
+    takeErrors();
     const double xleft = vp->vars.spc_xleft;
     const char* words[] = {"mercator", "none", "", "EDP", "globe "};
     for (const char* w : words) {
         SCOPED_TRACE(w);
         EXPECT_EQ(map_parse_projection(vp.get(), w), -1);
-        EXPECT_EQ(vptest::takeErrors(), std::string("map_parse_projection: projection '") + w
+        EXPECT_EQ(takeErrors(), std::string("map_parse_projection: projection '") + w
                                             + "' not recognized.\n");
         EXPECT_EQ(vp->vars.map_tran, VX_MAP_GEOG);
         EXPECT_EQ(vp->vars.spc_xleft, xleft);
@@ -120,7 +120,7 @@ TEST(ProjectionSwitch, CurrentProjectionOrNullChangesNothing)
     EXPECT_EQ(vp->vars.map_tran, VX_MAP_GEOG);
     EXPECT_EQ(vp->vars.spc_ybottom, 0.0);
     EXPECT_EQ(vp->vars.spc_ytop, 10.0);
-    EXPECT_EQ(vptest::takeErrors(), "");
+    EXPECT_EQ(takeErrors(), "");
 }
 
 TEST(ProjectionSwitch, RoundTripThroughThePlaneKeepsTheCentre)

@@ -1,6 +1,5 @@
 // Switching a running map from one projection to another.
-#include "map/maptransform.h"
-
+#include "map/projection/projections.h"
 #include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
 

@@ -19,8 +19,6 @@
 
 #include "vxplot_export.h"
 
-class VXViewport;
-
 class VXPLOT_EXPORT HLMapTransform
 {
 public:
@@ -47,10 +45,3 @@ public:
     double latr, lonr;  // reference point, degrees
     double clat, slat;  // cosine and sine of latr
 };
-
-// Switch the map of viewport to another projection ("edp", "globe",
-// "merc", "geog"), reconfiguring its view so that what is seen stays
-// roughly where it was.  A null value does nothing; the current projection
-// changes nothing.  0; -1 with a message and nothing changed for an
-// unknown word.
-VXPLOT_EXPORT int map_parse_projection(VXViewport* viewport, const char* value);

@@ -14,13 +14,6 @@
 
 namespace {
 
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
 struct Points
 {
     std::vector<double> x, y;

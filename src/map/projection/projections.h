@@ -1,5 +1,5 @@
-// The two map-plane projections, their inverses, and the geographic box of a
-// plane box.
+// The two map-plane projections, their inverses, the geographic box of a
+// plane box, and the Mercator ordinate.
 //
 // Both planes are centred on the point latr, lonr.  delx and dely are the
 // east and north offsets on the plane, in degrees:
@@ -51,6 +51,11 @@ VXPLOT_EXPORT int VX_geopointat2globe(double latr, double lonr, double lat, doub
 // north of it that gives the direction, is behind the globe.
 VXPLOT_EXPORT int VX_geopointat2globe2(double latr, double lonr, double lat, double lon, double* delx, double* dely,
                                        double* north, double* azimuth, double* dip);
+
+// The Mercator ordinate of a latitude, in degrees (+-100000 at the poles),
+// and its inverse.  merc views have longitude in x and this in y.
+VXPLOT_EXPORT double VX_mercator_y(double lat);
+VXPLOT_EXPORT double VX_mercator_lat(double y);
 
 // Geographic bounding box of the plane box xdelmn..xdelmx, ydelmn..ydelmx
 // around the centre xlatc, xlonc, equidistant or (globe non-zero)
