@@ -3,6 +3,7 @@
 #include "map/mapdata.h"
 
 #include "map/projection/maptransform.h"
+#include "map/projection/projections.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/mtpool.h"
 #include "viewport/viewport.h"

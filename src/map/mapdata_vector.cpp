@@ -1,5 +1,6 @@
 // VXMapData: the vector kernel and the spherical point-in-polygon test.
 #include "map/mapdata.h"
+#include "map/projection/projections.h"
 
 #include "foundation/messages.h"
 #include "toolkit/base/errors.h"

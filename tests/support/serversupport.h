@@ -25,14 +25,6 @@ T* object(const QString& handle, int* type_out = nullptr)
     return static_cast<T*>(static_cast<QObject*>(vx_as_qobject(type, item)));
 }
 
-// The text of the error register, which is emptied.
-inline QString takeErrors()
-{
-    QString text = QString::fromUtf8(hl_errlog_string(0));
-    hl_clear_register(0);
-    return text;
-}
-
 // Send a command whose arguments are raw pointers.
 inline Reply sendExtra(const QString& word, const QString& handle, const QList<void*>& extra)
 {
