@@ -103,15 +103,14 @@ double qk_parse_lddate(std::string_view text)
     }
     if (v[1] < 1 || v[1] > 12 || v[2] < 1 || v[2] > 31 || v[3] > 23 || v[4] > 59 || v[5] > 60)
         return -1.0;
-    struct tm tm;
-    memset(&tm, 0, sizeof tm);
-    tm.tm_year = v[0] - 1900;
-    tm.tm_mon = v[1] - 1;
-    tm.tm_mday = v[2];
-    tm.tm_hour = v[3];
-    tm.tm_min = v[4];
-    tm.tm_sec = v[5];
-    return static_cast<double>(timegm(&tm));
+    // days since 1970-01-01 of the civil date (proleptic Gregorian)
+    const long y = v[0] - (v[1] <= 2 ? 1 : 0);
+    const long era = (y >= 0 ? y : y - 399) / 400;
+    const long yoe = y - era * 400;
+    const long doy = (153 * (v[1] + (v[1] > 2 ? -3 : 9)) + 2) / 5 + v[2] - 1;
+    const long doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+    const long days = era * 146097 + doe - 719468;
+    return static_cast<double>(days * 86400L + v[3] * 3600L + v[4] * 60L + v[5]);
 }
 
 bool QKChanges::any() const
@@ -149,6 +148,14 @@ int QKModel::open(const std::string& dbname)
         counts_[t] = 0;
         clearIndex(t);
     }
+    f_.event_lddate = fi(defs_[QK_EVENT], "lddate");
+    f_.origin_orid = fi(defs_[QK_ORIGIN], "orid");
+    f_.origin_time = fi(defs_[QK_ORIGIN], "time");
+    f_.origin_lddate = fi(defs_[QK_ORIGIN], "lddate");
+    f_.origin_ml = fi(defs_[QK_ORIGIN], "ml");
+    f_.origin_mb = fi(defs_[QK_ORIGIN], "mb");
+    f_.origin_ms = fi(defs_[QK_ORIGIN], "ms");
+    f_.origerr_lddate = fi(defs_[QK_ORIGERR], "lddate");
     db_ = db;
     dbname_ = dbname;
     return 0;
@@ -286,6 +293,12 @@ int QKModel::take(QKChanges* changes)
             if (t == QK_EVENT || t == QK_ORIGIN)
                 changes->all_events = true;
             counts_[t] = 0;
+            if (t == QK_EVENT)
+                events_.reserve(static_cast<size_t>(n));
+            if (t == QK_ORIGIN) {
+                origins_.reserve(static_cast<size_t>(n));
+                evid_origins_.reserve(static_cast<size_t>(n));
+            }
             indexRows(t, 0, n, changes);
         }
         counts_[t] = n;
@@ -335,12 +348,13 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
                          evid, it->second.recno, r);
             it->second.recno = r;
             it->second.prefor = lval(def, rec(r), fprefor);
-            changes->dirty_evids.insert(evid);
+            if (!changes->all_events)
+                changes->dirty_evids.insert(evid);
         }
         break;
     }
     case QK_ORIGIN: {
-        const int forid = fi(def, "orid"), fevid = fi(def, "evid");
+        const int forid = fi(def, "orid"), fevid = fi(def, "evid"), ftime = fi(def, "time");
         for (long r = first; r < last; r++) {
             const long orid = lval(def, rec(r), forid);
             const long evid = lval(def, rec(r), fevid);
@@ -354,8 +368,10 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
             }
             it->second.recno = r;
             it->second.evid = evid;
+            it->second.time = qk_double(def, rec(r), ftime, -9999999999.999);
             evid_origins_[evid].push_back(orid);
-            changes->dirty_evids.insert(evid);
+            if (!changes->all_events)
+                changes->dirty_evids.insert(evid);
         }
         break;
     }
@@ -413,10 +429,18 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
 
 std::vector<long> QKModel::evids() const
 {
+    std::vector<std::pair<double, long>> keys;
+    keys.reserve(events_.size());
+    for (const auto& e : events_) {
+        auto o = origins_.find(e.second.prefor);
+        const bool found = o != origins_.end() && o->second.evid == e.first;
+        keys.emplace_back(found ? o->second.time : -9999999999.999, e.first);
+    }
+    std::sort(keys.begin(), keys.end());
     std::vector<long> out;
-    out.reserve(events_.size());
-    for (const auto& e : events_)
-        out.push_back(e.first);
+    out.reserve(keys.size());
+    for (const auto& k : keys)
+        out.push_back(k.second);
     return out;
 }
 
@@ -479,15 +503,15 @@ void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
     std::string_view rec = record(QK_ORIGIN, recno);
     o->recno_origin = recno;
     copyText(o->record_origin, rec);
-    o->orid = lval(def, rec, "orid");
-    o->time = dval(def, rec, "time", o->time);
-    o->lddate_origin = o->lddate_origin_view = lddate(def, rec);
-    static const char* const kMagtypes[] = {"ml", "mb", "ms"};
-    for (const char* m : kMagtypes) {
-        const double v = dval(def, rec, m, -999.0);
+    o->orid = lval(def, rec, f_.origin_orid);
+    o->time = qk_double(def, rec, f_.origin_time, o->time);
+    o->lddate_origin = o->lddate_origin_view = qk_parse_lddate(rs_trim(qk_field_text(def, rec, f_.origin_lddate)));
+    const std::pair<const char*, int> magtypes[] = {{"ml", f_.origin_ml}, {"mb", f_.origin_mb}, {"ms", f_.origin_ms}};
+    for (const auto& m : magtypes) {
+        const double v = qk_double(def, rec, m.second, -999.0);
         if (v > -999.0) {
             o->magnitude = v;
-            copyText(o->magtype, m);
+            copyText(o->magtype, m.first);
             break;
         }
     }
@@ -496,7 +520,7 @@ void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
     if (oe != origerr_.end()) {
         o->recno_origerr = oe->second;
         copyText(o->record_origerr, record(QK_ORIGERR, oe->second));
-        view(lddate(defs_[QK_ORIGERR], o->record_origerr));
+        view(qk_parse_lddate(rs_trim(qk_field_text(defs_[QK_ORIGERR], o->record_origerr, f_.origerr_lddate))));
     }
     if (!expand)
         return;
@@ -583,7 +607,7 @@ int QKModel::buildEvent(long evid, bool expand, QKEvent* ev) const
     copyText(ev->record_event, rec);
     ev->evid = evid;
     ev->prefor = e->second.prefor;
-    ev->lddate_event = ev->lddate_view = lddate(def, rec);
+    ev->lddate_event = ev->lddate_view = qk_parse_lddate(rs_trim(qk_field_text(def, rec, f_.event_lddate)));
     if (expand)
         ev->access_time = timenow();
     auto os = evid_origins_.find(evid);

@@ -83,7 +83,8 @@ public:
     // was read before stays).
     int take(QKChanges* changes);
 
-    // Every evid with an event row.
+    // Every evid with an event row, in the order of the list: by the time
+    // of the preferred origin, then by evid.
     std::vector<long> evids() const;
     // The list entry of evid (its preferred origin only) or, with expand,
     // the whole tree.  0 when there is no such event, 1 when filled.
@@ -116,6 +117,7 @@ private:
     {
         long recno = -1;
         long evid = -1;
+        double time = -9999999999.999;
     };
 
     FileState stat(int table) const;
@@ -124,6 +126,15 @@ private:
     void fillOrigin(long recno, bool expand, QKOrigin* origin) const;
     void fillAssociation(long assoc_recno, QKAssociation* a) const;
     long siteRow(std::string_view sta, double time) const;
+
+    // field indices of the rows read for every list entry
+    struct Fields
+    {
+        int event_lddate = -1;
+        int origin_orid = -1, origin_time = -1, origin_lddate = -1, origin_ml = -1, origin_mb = -1,
+            origin_ms = -1;
+        int origerr_lddate = -1;
+    } f_;
 
     Rsptr db_ = {RS_INVALID, RS_INVALID, RS_INVALID, RS_INVALID};
     std::string dbname_;

@@ -128,6 +128,11 @@ public:
                 fn(item);
     }
     void clear() { v_.reset(); }
+    // Make room for n elements.  Negative without memory.
+    int reserve(long n)
+    {
+        return guarded([&] { mutableVector().reserve(static_cast<size_t>(n)); });
+    }
     static const T& null()
     {
         static const T n{};

@@ -185,13 +185,20 @@ void QKServer::publish(const QKChanges& changes, bool reset)
         if (list_changed) {
             bool reorder = false;
             if (changes.all_events) {
+                // built in list order: nothing to sort afterwards
                 fresh = std::make_shared<Table<QKEvent>>();
-                for (long evid : model_->evids()) {
+                index_.clear();
+                const std::vector<long> evids = model_->evids();
+                fresh->reserve(static_cast<long>(evids.size()));
+                index_.reserve(evids.size());
+                for (long evid : evids) {
                     QKEvent e;
-                    if (model_->buildEvent(evid, false, &e) > 0)
+                    if (model_->buildEvent(evid, false, &e) > 0) {
+                        e.order = fresh->max();
+                        index_[evid] = e.order;
                         fresh->push(std::move(e));
+                    }
                 }
-                reorder = true;
             } else {
                 fresh = std::make_shared<Table<QKEvent>>(*old);  // shares the entries until changed
                 std::vector<long> gone;

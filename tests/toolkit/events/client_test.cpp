@@ -1,6 +1,7 @@
 // What a client reads and writes: queries over the lists, waveform,
 // arrival and site rows, rows written in place, and SEED names.
 #include "toolkit/events/events_fixture.h"
+#include "toolkit/events/qkmodel_p.h"
 
 #include <cstring>
 
@@ -244,4 +245,22 @@ TEST_F(ClientTest, SeedNamesByTablesOrByRule)
     std::string s, c;
     EXPECT_LT(client->rsseed2css("II", "", "BHZ", "", &s, &c), 0);
     hl_clear_register(0);
+}
+
+TEST(EventsLoadDate, LoadDatesReadAsEpochSeconds)
+{
+    struct Case
+    {
+        const char* text;
+        double expected;
+    };
+    const Case cases[] = {
+        {"1970-01-01T000000", 0.0},        {"2011-01-31T120000", 1296475200.0}, {"2024-02-29T235959", 1709251199.0},
+        {"1969-12-31T235959", -1.0},       {"-", -1.0},                         {"2024-13-01T000000", -1.0},
+        {"2024-01-01 000000", -1.0},       {"2024-01-01T0000", -1.0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(qk_parse_lddate(c.text), c.expected);
+    }
 }
