@@ -152,7 +152,7 @@ void BM_RefreshAfterOneAppendedOrigin(benchmark::State& state)
 class Stopwatch : public QKClient
 {
 public:
-    using QKClient::QKClient;
+    explicit Stopwatch(QKServer* server) : QKClient(server) { listen(); }
     ~Stopwatch() override { unregister(); }
     void responseCallback(QKResponse) override
     {

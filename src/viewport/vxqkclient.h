@@ -24,8 +24,10 @@ public:
     VXQKClientEvent() = default;
     ~VXQKClientEvent() override;
 
-    // event as posted by a VXQKClient, or null for another kind.
-    static VXQKClientEvent* of(VXQKCallbackEvent* event);
+    // event as posted by a VXQKClient, or null for another kind.  Call it
+    // before reading anything of the event: it also tells the thread
+    // sanitizer that the event came through Qt's (uninstrumented) queue.
+    static VXQKClientEvent* of(QEvent* event);
 
     QKResponse response;              // the server's notice; empty for a table notice
     Array<std::string, int> changed;  // tables whose rows changed, each with 1; empty for a response
@@ -35,8 +37,10 @@ class VXPLOT_EXPORT VXQKClient : public QKClient
 {
 public:
     // A client of server posting to target (may be null: nothing is
-    // posted) at the given posting priority.
-    VXQKClient(QKServer* server, QObject* target, int priority = 0);
+    // posted) at the given posting priority.  With listen_now it listens at
+    // once; a class derived from it passes false and calls listen() last in
+    // its own constructor (see QKClient).
+    VXQKClient(QKServer* server, QObject* target, int priority = 0, bool listen_now = true);
     ~VXQKClient() override;
 
     // Post a VXQKClientEvent with a copy of the response, vxme and vxtr.

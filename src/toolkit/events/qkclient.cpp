@@ -46,7 +46,11 @@ QKArrival& QKArrival::operator=(const QKArrival& o)
 
 QKClient::QKClient(QKServer* server) : ev(server)
 {
-    if (ev) {
+}
+
+void QKClient::listen()
+{
+    if (ev && !registered_) {
         ev->addClient(this);
         registered_ = true;
     }

@@ -4,11 +4,15 @@
 //
 // Callbacks.  responseCallback() and checkDatabaseCallback() run on the
 // server's thread, one client after another, and should only hand the
-// notice on (the Qt side posts an event to the GUI thread).  A derived
-// class whose callbacks touch its own members calls unregister() first
-// thing in its destructor; ~QKClient() calls it in any case.  When
-// unregister() returns, no callback of this client runs and none will: it
-// waits for a callback in progress on another thread to end.
+// notice on (the Qt side posts an event to the GUI thread).  Because the
+// server calls these virtual functions from its own thread, they must
+// never meet a half-built or half-destroyed object: a derived class calls
+// listen() last in its constructor, and unregister() first in its
+// destructor (~QKClient() calls it in any case).  Callbacks come only
+// between the two.  When unregister() returns, no callback of this client
+// runs and none will: it waits for a callback in progress on another
+// thread to end.  A plain QKClient, whose callbacks do nothing, need not
+// listen.
 //
 // Threads.  Apart from the callbacks, a client is used from one thread at a
 // time (the GUI thread, as a rule).  The events lock (grabEventsLock) is the
@@ -39,7 +43,7 @@ class QKServer;
 class VXPLOT_EXPORT QKClient
 {
 public:
-    // Register with server; from then on callbacks may come at any moment.
+    // A client of server (may be null: every call then fails).
     explicit QKClient(QKServer* server);
     virtual ~QKClient();
     QKClient(const QKClient&) = delete;
@@ -52,6 +56,9 @@ public:
     // default does nothing.
     virtual void checkDatabaseCallback(Array<std::string, int> changed);
 
+    // Register with the server: from then on callbacks may come at any
+    // moment (see above).  Safe to call more than once.
+    void listen();
     // Stop callbacks for good (see above).  Safe to call more than once.
     void unregister();
 

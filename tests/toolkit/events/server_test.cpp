@@ -22,13 +22,13 @@ class Receiver : public QObject
 public:
     bool event(QEvent* e) override
     {
-        if (e->type() != VXQKCallbackEvent::eventType())
+        auto* notice = VXQKClientEvent::of(e);
+        if (!notice)
             return QObject::event(e);
-        auto* notice = VXQKClientEvent::of(static_cast<VXQKCallbackEvent*>(e));
         thread = QThread::currentThread();
-        if (notice && notice->response.events_changed)
+        if (notice->response.events_changed)
             events_changed++;
-        if (notice && notice->changed.contains("origin"))
+        if (notice->changed.contains("origin"))
             origin_changed++;
         return true;
     }

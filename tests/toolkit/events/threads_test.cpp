@@ -15,7 +15,7 @@ namespace {
 class CountingClient : public QKClient
 {
 public:
-    CountingClient(QKServer* server, std::atomic<long>* total) : QKClient(server), total_(total) {}
+    CountingClient(QKServer* server, std::atomic<long>* total) : QKClient(server), total_(total) { listen(); }
     ~CountingClient() override { unregister(); }
     void responseCallback(QKResponse response) override
     {
