@@ -179,11 +179,12 @@ void QKServer::publish(const QKChanges& changes, bool reset)
     std::shared_ptr<const Table<QKEvent>> old = getEvents();
     std::shared_ptr<Table<QKEvent>> fresh;
     std::shared_ptr<Table<QKDetection>> fresh_detections;
-    long most_recent = -1, last_modified = -1;
+    long most_recent = most_recent_evid, last_modified = last_modified_evid;
+    std::vector<long> touched;  // places in fresh of entries built again
+    bool reorder = false;
     {
         std::lock_guard<std::mutex> lock(db_mutex_);
         if (list_changed) {
-            bool reorder = false;
             if (changes.all_events) {
                 // built in list order: nothing to sort afterwards
                 fresh = std::make_shared<Table<QKEvent>>();
@@ -209,10 +210,12 @@ void QKServer::publish(const QKChanges& changes, bool reset)
                         if (at == index_.end()) {
                             e.order = fresh->max();
                             index_[evid] = fresh->max();
+                            touched.push_back(fresh->max());
                             fresh->push(std::move(e));
                         } else if (QKEvent* slot = fresh->at(at->second)) {
                             e.order = slot->order;
                             *slot = std::move(e);
+                            touched.push_back(at->second);
                         }
                     } else if (at != index_.end()) {
                         gone.push_back(at->second);
@@ -221,9 +224,12 @@ void QKServer::publish(const QKChanges& changes, bool reset)
                 std::sort(gone.rbegin(), gone.rend());
                 for (long i : gone)
                     fresh->del(i);
+                // only the neighbours of changed entries can be out of order
                 reorder = !gone.empty();
-                for (long i = 1; i < fresh->max() && !reorder; i++)
-                    reorder = listOrder(fresh->get(i), fresh->get(i - 1));
+                for (long p : touched) {
+                    reorder = reorder || (p > 0 && listOrder(fresh->get(p), fresh->get(p - 1))) ||
+                              (p + 1 < fresh->max() && listOrder(fresh->get(p + 1), fresh->get(p)));
+                }
             }
             if (reorder) {
                 fresh->sortb(listOrder);
@@ -235,17 +241,34 @@ void QKServer::publish(const QKChanges& changes, bool reset)
                 });
             }
         }
-        const Table<QKEvent>& list = fresh ? *fresh : *old;
-        double latest_time = 0.0, latest_lddate = 0.0;
-        for (long i = 0; i < list.max(); i++) {
-            const QKEvent& e = list.get(i);
-            if (e.pref_origin >= 0 && (most_recent < 0 || e.prefor_time >= latest_time)) {
+        // the most recent event: the latest preferred origin time, then the
+        // larger evid; the last modified: the latest lddate_view, then the
+        // later place.  Only changed entries are looked at, unless the
+        // order moved or a best entry itself changed.
+        auto consider = [&](const QKEvent& e) {
+            if (e.pref_origin >= 0 && (most_recent < 0 || e.prefor_time > best_time_ ||
+                                       (e.prefor_time == best_time_ && e.evid > most_recent))) {
                 most_recent = e.evid;
-                latest_time = e.prefor_time;
+                best_time_ = e.prefor_time;
             }
-            if (last_modified < 0 || e.lddate_view >= latest_lddate) {
+            if (last_modified < 0 || e.lddate_view > best_lddate_ ||
+                (e.lddate_view == best_lddate_ && e.order > best_order_)) {
                 last_modified = e.evid;
-                latest_lddate = e.lddate_view;
+                best_lddate_ = e.lddate_view;
+                best_order_ = e.order;
+            }
+        };
+        if (fresh) {
+            const bool full = changes.all_events || reorder || changes.dirty_evids.count(most_recent_evid) ||
+                              changes.dirty_evids.count(last_modified_evid) || most_recent < 0 ||
+                              last_modified < 0;
+            if (full) {
+                most_recent = last_modified = -1;
+                for (long i = 0; i < fresh->max(); i++)
+                    consider(fresh->get(i));
+            } else {
+                for (long p : touched)
+                    consider(fresh->get(p));
             }
         }
         const bool recent_moved = most_recent != most_recent_evid || changes.dirty_evids.count(most_recent) ||

@@ -132,6 +132,9 @@ private:
     std::unique_ptr<QKModel> model_;
     std::unique_ptr<QKWatcher> watcher_;
     std::unordered_map<long, long> index_;  // evid -> place in events (server thread)
+    double best_time_ = 0.0;                // of most_recent_evid (server thread)
+    double best_lddate_ = 0.0;              // of last_modified_evid (server thread)
+    long best_order_ = -1;
 
     std::mutex clients_mutex_;
     std::condition_variable clients_cv_;
