@@ -24,6 +24,9 @@
 #include "toolkit/base/strings.h"
 #include "toolkit/geo/traveltime.h"
 #include "toolkit/base/table.h"
+#include "toolkit/events/qkclient.h"
+#include "toolkit/events/qkrecords.h"
+#include "toolkit/events/qkserver.h"
 
 // foundations
 #include "foundation/configure.h"
@@ -41,6 +44,7 @@
 #include "viewport/viewport.h"
 #include "viewport/viewportitem.h"
 #include "viewport/vxevent.h"
+#include "viewport/vxqkclient.h"
 
 // maps
 #include "map/projection/maptransform.h"

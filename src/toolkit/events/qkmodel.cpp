@@ -1,0 +1,687 @@
+// The event server's model of its database: table files, id indexes, and
+// the building of records from rows.
+#include "toolkit/events/qkmodel_p.h"
+
+#include "toolkit/events/qkfields_p.h"
+
+#include "toolkit/base/errors.h"
+#include "toolkit/base/hltime.h"
+#include "toolkit/geo/geo.h"
+#include "toolkit/geo/traveltime.h"
+#include "toolkit/store/rsbackend_p.h"
+#include "toolkit/store/rsschema_p.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <ctime>
+
+namespace {
+
+constexpr int kMessagesPerTake = 10;  // problems listed one by one per check
+
+const char* const kNames[QK_NTABLES] = {"event", "origin", "origerr", "emodel", "netmag",    "stamag", "wfmeas",
+                                        "mt",    "assoc",  "arrival", "predarr", "site",     "detection", "wfdisc"};
+
+long lval(const RsTableDef* d, std::string_view rec, int field, long fallback = -1)
+{
+    return qk_long(d, rec, field, fallback);
+}
+
+long lval(const RsTableDef* d, std::string_view rec, const char* name, long fallback = -1)
+{
+    return qk_long(d, rec, name, fallback);
+}
+
+double dval(const RsTableDef* d, std::string_view rec, const char* name, double fallback)
+{
+    return qk_double(d, rec, name, fallback);
+}
+
+std::string_view sval(const RsTableDef* d, std::string_view rec, const char* name)
+{
+    return qk_text(d, rec, name);
+}
+
+int fi(const RsTableDef* d, const char* name)
+{
+    return qk_field(d, name);
+}
+
+double lddate(const RsTableDef* d, std::string_view rec)
+{
+    return qk_parse_lddate(sval(d, rec, "lddate"));
+}
+
+template <size_t N>
+void copyText(char (&to)[N], std::string_view from)
+{
+    qk_copy_text(to, from);
+}
+
+// Counts problems of one check, listing the first few.
+struct Complaints
+{
+    int n = 0;
+    void operator()(const char* format, long a, long b = 0, long c = 0)
+    {
+        if (n++ < kMessagesPerTake)
+            hl_register_error(0, format, a, b, c);
+    }
+    ~Complaints()
+    {
+        if (n > kMessagesPerTake)
+            hl_register_error(0, "QKModel::take: %d more problems not listed.\n", n - kMessagesPerTake);
+    }
+};
+
+}  // namespace
+
+const char* qk_table_name(int table)
+{
+    return table >= 0 && table < QK_NTABLES ? kNames[table] : "";
+}
+
+double qk_parse_lddate(std::string_view text)
+{
+    // "YYYY-MM-DDTHHMMSS", as the store writes it
+    if (text.size() != 17 || text[4] != '-' || text[7] != '-' || text[10] != 'T')
+        return -1.0;
+    int v[6];
+    const size_t at[6] = {0, 5, 8, 11, 13, 15};
+    const size_t len[6] = {4, 2, 2, 2, 2, 2};
+    for (int i = 0; i < 6; i++) {
+        v[i] = 0;
+        for (size_t k = 0; k < len[i]; k++) {
+            const char c = text[at[i] + k];
+            if (c < '0' || c > '9')
+                return -1.0;
+            v[i] = v[i] * 10 + (c - '0');
+        }
+    }
+    if (v[1] < 1 || v[1] > 12 || v[2] < 1 || v[2] > 31 || v[3] > 23 || v[4] > 59 || v[5] > 60)
+        return -1.0;
+    // days since 1970-01-01 of the civil date (proleptic Gregorian)
+    const long y = v[0] - (v[1] <= 2 ? 1 : 0);
+    const long era = (y >= 0 ? y : y - 399) / 400;
+    const long yoe = y - era * 400;
+    const long doy = (153 * (v[1] + (v[1] > 2 ? -3 : 9)) + 2) / 5 + v[2] - 1;
+    const long doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+    const long days = era * 146097 + doe - 719468;
+    return static_cast<double>(days * 86400L + v[3] * 3600L + v[4] * 60L + v[5]);
+}
+
+bool QKChanges::any() const
+{
+    for (bool c : changed)
+        if (c)
+            return true;
+    return all_events || !dirty_evids.empty();
+}
+
+QKModel::~QKModel()
+{
+    close();
+}
+
+int QKModel::open(const std::string& dbname)
+{
+    if (isOpen())
+        return 0;
+    Rsptr db = rsopen(dbname.c_str(), "css3.0", RS_READ);
+    if (rsisinvalid(db)) {
+        hl_register_error(0, "QKModel::open: Cannot open database %s.\n", dbname.c_str());
+        return -1;
+    }
+    auto d = rs_database(db, "QKModel::open");
+    if (!d) {
+        rsclose(db);
+        return -1;
+    }
+    for (int t = 0; t < QK_NTABLES; t++) {
+        const int index = d->schema->tableIndex(kNames[t]);
+        tables_[t] = index;
+        defs_[t] = index >= 0 ? &d->schema->tables[static_cast<size_t>(index)] : nullptr;
+        files_[t] = FileState();
+        counts_[t] = 0;
+        clearIndex(t);
+    }
+    f_.event_lddate = fi(defs_[QK_EVENT], "lddate");
+    f_.origin_orid = fi(defs_[QK_ORIGIN], "orid");
+    f_.origin_time = fi(defs_[QK_ORIGIN], "time");
+    f_.origin_lddate = fi(defs_[QK_ORIGIN], "lddate");
+    f_.origin_ml = fi(defs_[QK_ORIGIN], "ml");
+    f_.origin_mb = fi(defs_[QK_ORIGIN], "mb");
+    f_.origin_ms = fi(defs_[QK_ORIGIN], "ms");
+    f_.origerr_lddate = fi(defs_[QK_ORIGERR], "lddate");
+    db_ = db;
+    dbname_ = dbname;
+    return 0;
+}
+
+void QKModel::close()
+{
+    if (isOpen())
+        rsclose(db_);
+    db_ = rsinvalid();
+    for (int t = 0; t < QK_NTABLES; t++) {
+        files_[t] = FileState();
+        counts_[t] = 0;
+        clearIndex(t);
+    }
+}
+
+QKModel::FileState QKModel::stat(int table) const
+{
+    FileState s;
+    struct stat st;
+    const std::string path = dbname_ + "." + kNames[table];
+    if (::stat(path.c_str(), &st) == 0) {
+        s.present = true;
+        s.dev = st.st_dev;
+        s.ino = st.st_ino;
+        s.size = st.st_size;
+        s.mtime_ns = static_cast<long>(st.st_mtim.tv_sec) * 1000000000L + st.st_mtim.tv_nsec;
+    }
+    return s;
+}
+
+bool QKModel::looksChanged() const
+{
+    if (!isOpen())
+        return true;
+    for (int t = 0; t < QK_NTABLES; t++) {
+        const FileState now = stat(t);
+        const FileState& was = files_[t];
+        if (now.present != was.present || now.dev != was.dev || now.ino != was.ino || now.size != was.size ||
+            now.mtime_ns != was.mtime_ns)
+            return true;
+    }
+    return false;
+}
+
+long QKModel::count(int table) const
+{
+    return counts_[table];
+}
+
+std::string_view QKModel::record(int table, long r) const
+{
+    if (!isOpen() || r < 0 || r >= counts_[table])
+        return {};
+    auto d = rs_database(db_, "QKModel::record");
+    if (!d)
+        return {};
+    return d->backend->record(static_cast<int>(tables_[table]), r);
+}
+
+void QKModel::clearIndex(int table)
+{
+    switch (table) {
+    case QK_EVENT: events_.clear(); break;
+    case QK_ORIGIN:
+        origins_.clear();
+        evid_origins_.clear();
+        break;
+    case QK_ORIGERR: origerr_.clear(); break;
+    case QK_EMODEL: emodel_.clear(); break;
+    case QK_NETMAG: netmag_.clear(); break;
+    case QK_STAMAG: stamag_.clear(); break;
+    case QK_WFMEAS: wfmeas_.clear(); break;
+    case QK_MT: mt_.clear(); break;
+    case QK_ASSOC: assoc_.clear(); break;
+    case QK_ARRIVAL: arrival_.clear(); break;
+    case QK_PREDARR: predarr_.clear(); break;
+    case QK_SITE: site_.clear(); break;
+    default: break;
+    }
+}
+
+int QKModel::take(QKChanges* changes)
+{
+    if (!isOpen()) {
+        hl_register_error(0, "QKModel::take: Database %s is not open.\n", dbname_.c_str());
+        return -1;
+    }
+    // A table file replaced by another (a new inode) or deleted: the handle
+    // still reads the old file, so everything is read again.
+    for (int t = 0; t < QK_NTABLES; t++) {
+        const FileState now = stat(t);
+        const FileState& was = files_[t];
+        if (was.present && (!now.present || now.dev != was.dev || now.ino != was.ino)) {
+            const std::string name = dbname_;
+            close();
+            if (open(name) < 0)
+                return -1;
+            changes->all_events = true;
+            break;
+        }
+    }
+    auto d = rs_database(db_, "QKModel::take");
+    if (!d)
+        return -1;
+    int status = 0;
+    for (int t = 0; t < QK_NTABLES; t++) {
+        if (tables_[t] < 0)
+            continue;
+        const FileState now = stat(t);
+        FileState& was = files_[t];
+        const bool loaded = d->backend->loaded(static_cast<int>(tables_[t]));
+        if (loaded && now.present == was.present && now.size == was.size && now.mtime_ns == was.mtime_ns &&
+            now.ino == was.ino)
+            continue;
+        const bool grown = loaded && was.present && now.present && now.ino == was.ino && now.size > was.size;
+        const int r = d->backend->refresh(static_cast<int>(tables_[t]));
+        if (r < 0) {
+            hl_register_error(0, "QKModel::take: Cannot read table %s of %s.\n", kNames[t], dbname_.c_str());
+            status = -1;
+            continue;
+        }
+        was = now;
+        const long n = d->backend->count(static_cast<int>(tables_[t]));
+        if (grown && n >= counts_[t]) {
+            if (n > counts_[t]) {
+                changes->changed[t] = true;
+                indexRows(t, counts_[t], n, changes);
+            }
+        } else if (r > 0 || n != counts_[t]) {
+            changes->changed[t] = true;
+            changes->rebuilt[t] = true;
+            clearIndex(t);
+            if (t == QK_EVENT || t == QK_ORIGIN)
+                changes->all_events = true;
+            counts_[t] = 0;
+            if (t == QK_EVENT)
+                events_.reserve(static_cast<size_t>(n));
+            if (t == QK_ORIGIN) {
+                origins_.reserve(static_cast<size_t>(n));
+                evid_origins_.reserve(static_cast<size_t>(n));
+            }
+            indexRows(t, 0, n, changes);
+        }
+        counts_[t] = n;
+    }
+    // events whose rows reference nothing
+    Complaints complain;
+    auto check = [&](long evid) {
+        auto e = events_.find(evid);
+        if (e == events_.end())
+            return;
+        auto os = evid_origins_.find(evid);
+        if (os == evid_origins_.end() || os->second.empty()) {
+            complain("QKModel::take: Event %ld has no origin.\n", evid);
+            return;
+        }
+        if (std::find(os->second.begin(), os->second.end(), e->second.prefor) == os->second.end())
+            complain("QKModel::take: Event %ld names preferred origin %ld, which is not one of its origins.\n", evid,
+                     e->second.prefor);
+    };
+    if (changes->all_events)
+        for (const auto& e : events_)
+            check(e.first);
+    else
+        for (long evid : changes->dirty_evids)
+            check(evid);
+    return status;
+}
+
+void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
+{
+    auto d = rs_database(db_, "QKModel::indexRows");
+    if (!d)
+        return;
+    const int tindex = static_cast<int>(tables_[table]);
+    const RsTableDef* def = defs_[table];
+    Complaints complain;
+    auto rec = [&](long r) { return d->backend->record(tindex, r); };
+    auto push = [](std::unordered_map<long, std::vector<long>>& m, long key, long r) { m[key].push_back(r); };
+    switch (table) {
+    case QK_EVENT: {
+        const int fevid = fi(def, "evid"), fprefor = fi(def, "prefor");
+        for (long r = first; r < last; r++) {
+            const long evid = lval(def, rec(r), fevid);
+            auto [it, fresh] = events_.try_emplace(evid);
+            if (!fresh)
+                complain("QKModel::take: Event %ld is in rows %ld and %ld of table event; the later row is used.\n",
+                         evid, it->second.recno, r);
+            it->second.recno = r;
+            it->second.prefor = lval(def, rec(r), fprefor);
+            if (!changes->all_events)
+                changes->dirty_evids.insert(evid);
+        }
+        break;
+    }
+    case QK_ORIGIN: {
+        const int forid = fi(def, "orid"), fevid = fi(def, "evid"), ftime = fi(def, "time");
+        for (long r = first; r < last; r++) {
+            const long orid = lval(def, rec(r), forid);
+            const long evid = lval(def, rec(r), fevid);
+            auto [it, fresh] = origins_.try_emplace(orid);
+            if (!fresh) {
+                complain("QKModel::take: Origin %ld is in rows %ld and %ld of table origin; the later row is used.\n",
+                         orid, it->second.recno, r);
+                std::vector<long>& old = evid_origins_[it->second.evid];
+                old.erase(std::remove(old.begin(), old.end(), orid), old.end());
+                changes->dirty_evids.insert(it->second.evid);
+            }
+            it->second.recno = r;
+            it->second.evid = evid;
+            it->second.time = qk_double(def, rec(r), ftime, -9999999999.999);
+            evid_origins_[evid].push_back(orid);
+            if (!changes->all_events)
+                changes->dirty_evids.insert(evid);
+        }
+        break;
+    }
+    case QK_ORIGERR:
+    case QK_EMODEL: {
+        auto& m = table == QK_ORIGERR ? origerr_ : emodel_;
+        const int forid = fi(def, "orid");
+        for (long r = first; r < last; r++) {
+            const long orid = lval(def, rec(r), forid);
+            m[orid] = r;
+            auto o = origins_.find(orid);
+            if (table == QK_ORIGERR && o != origins_.end())
+                changes->dirty_evids.insert(o->second.evid);
+        }
+        break;
+    }
+    case QK_NETMAG:
+    case QK_MT:
+    case QK_ASSOC:
+        for (long r = first; r < last; r++)
+            push(table == QK_NETMAG ? netmag_ : table == QK_MT ? mt_ : assoc_, lval(def, rec(r), "orid"), r);
+        break;
+    case QK_STAMAG:
+        for (long r = first; r < last; r++)
+            push(stamag_, lval(def, rec(r), "magid"), r);
+        break;
+    case QK_WFMEAS:
+        for (long r = first; r < last; r++)
+            push(wfmeas_, lval(def, rec(r), "arid"), r);
+        break;
+    case QK_ARRIVAL: {
+        const int farid = fi(def, "arid");
+        for (long r = first; r < last; r++) {
+            const long arid = lval(def, rec(r), farid);
+            auto [it, fresh] = arrival_.try_emplace(arid, r);
+            if (!fresh) {
+                complain("QKModel::take: Arrival %ld is in rows %ld and %ld of table arrival; the later row is used.\n",
+                         arid, it->second, r);
+                it->second = r;
+            }
+        }
+        break;
+    }
+    case QK_PREDARR:
+        for (long r = first; r < last; r++)
+            predarr_[{lval(def, rec(r), "orid"), lval(def, rec(r), "arid")}] = r;
+        break;
+    case QK_SITE:
+        for (long r = first; r < last; r++)
+            site_[std::string(sval(def, rec(r), "sta"))].push_back(r);
+        break;
+    default: break;
+    }
+}
+
+std::vector<long> QKModel::evids() const
+{
+    std::vector<std::pair<double, long>> keys;
+    keys.reserve(events_.size());
+    for (const auto& e : events_) {
+        auto o = origins_.find(e.second.prefor);
+        const bool found = o != origins_.end() && o->second.evid == e.first;
+        keys.emplace_back(found ? o->second.time : -9999999999.999, e.first);
+    }
+    std::sort(keys.begin(), keys.end());
+    std::vector<long> out;
+    out.reserve(keys.size());
+    for (const auto& k : keys)
+        out.push_back(k.second);
+    return out;
+}
+
+long QKModel::evidOfOrid(long orid) const
+{
+    auto it = origins_.find(orid);
+    return it == origins_.end() ? -1 : it->second.evid;
+}
+
+long QKModel::siteRow(std::string_view sta, double time) const
+{
+    auto it = site_.find(std::string(sta));
+    if (it == site_.end() || it->second.empty())
+        return -1;
+    const long jdate = time > -9e9 ? timejdate(time) : -1;
+    const RsTableDef* def = defs_[QK_SITE];
+    for (long r : it->second) {
+        std::string_view rec = record(QK_SITE, r);
+        const long on = lval(def, rec, "ondate"), off = lval(def, rec, "offdate");
+        if (jdate < 0 || ((on < 0 || on <= jdate) && (off < 0 || jdate <= off)))
+            return r;
+    }
+    return it->second.back();
+}
+
+void QKModel::fillAssociation(long assoc_recno, QKAssociation* a) const
+{
+    const RsTableDef* dassoc = defs_[QK_ASSOC];
+    std::string_view rec = record(QK_ASSOC, assoc_recno);
+    a->recno_assoc = assoc_recno;
+    copyText(a->record_assoc, rec);
+    a->lddate_assoc = lddate(dassoc, rec);
+    a->arid = lval(dassoc, rec, "arid");
+    a->defining = sval(dassoc, rec, "timedef") == "d";
+    const long orid = lval(dassoc, rec, "orid");
+    auto ar = arrival_.find(a->arid);
+    double time = -9999999999.999;
+    if (ar != arrival_.end()) {
+        std::string_view arec = record(QK_ARRIVAL, ar->second);
+        a->recno_arrival = ar->second;
+        copyText(a->record_arrival, arec);
+        a->lddate_arrival = lddate(defs_[QK_ARRIVAL], arec);
+        time = a->time_arrival = dval(defs_[QK_ARRIVAL], arec, "time", time);
+    }
+    auto pa = predarr_.find({orid, a->arid});
+    if (pa != predarr_.end()) {
+        a->recno_predarr = pa->second;
+        copyText(a->record_predarr, record(QK_PREDARR, pa->second));
+    }
+    const long site = siteRow(sval(dassoc, rec, "sta"), time);
+    if (site >= 0) {
+        a->recno_site = site;
+        copyText(a->record_site, record(QK_SITE, site));
+    }
+}
+
+void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
+{
+    const RsTableDef* def = defs_[QK_ORIGIN];
+    std::string_view rec = record(QK_ORIGIN, recno);
+    o->recno_origin = recno;
+    copyText(o->record_origin, rec);
+    o->orid = lval(def, rec, f_.origin_orid);
+    o->time = qk_double(def, rec, f_.origin_time, o->time);
+    o->lddate_origin = o->lddate_origin_view = qk_parse_lddate(rs_trim(qk_field_text(def, rec, f_.origin_lddate)));
+    const std::pair<const char*, int> magtypes[] = {{"ml", f_.origin_ml}, {"mb", f_.origin_mb}, {"ms", f_.origin_ms}};
+    for (const auto& m : magtypes) {
+        const double v = qk_double(def, rec, m.second, -999.0);
+        if (v > -999.0) {
+            o->magnitude = v;
+            copyText(o->magtype, m.first);
+            break;
+        }
+    }
+    auto view = [o](double t) { o->lddate_origin_view = std::max(o->lddate_origin_view, t); };
+    auto oe = origerr_.find(o->orid);
+    if (oe != origerr_.end()) {
+        o->recno_origerr = oe->second;
+        copyText(o->record_origerr, record(QK_ORIGERR, oe->second));
+        view(qk_parse_lddate(rs_trim(qk_field_text(defs_[QK_ORIGERR], o->record_origerr, f_.origerr_lddate))));
+    }
+    if (!expand)
+        return;
+    auto em = emodel_.find(o->orid);
+    if (em != emodel_.end()) {
+        o->recno_emodel = em->second;
+        copyText(o->record_emodel, record(QK_EMODEL, em->second));
+    }
+    auto nm = netmag_.find(o->orid);
+    if (nm != netmag_.end()) {
+        for (long r : nm->second) {
+            const RsTableDef* dn = defs_[QK_NETMAG];
+            std::string_view nrec = record(QK_NETMAG, r);
+            QKMagnitude m;
+            m.recno_netmag = r;
+            copyText(m.record_netmag, nrec);
+            m.lddate_netmag = lddate(dn, nrec);
+            m.magnitude = dval(dn, nrec, "magnitude", -999.0);
+            copyText(m.magtype, sval(dn, nrec, "magtype"));
+            view(m.lddate_netmag);
+            auto sm = stamag_.find(lval(dn, nrec, "magid"));
+            if (sm != stamag_.end()) {
+                for (long sr : sm->second) {
+                    const RsTableDef* ds = defs_[QK_STAMAG];
+                    std::string_view srec = record(QK_STAMAG, sr);
+                    QKStamag s;
+                    s.recno_stamag = sr;
+                    copyText(s.record_stamag, srec);
+                    s.lddate_stamag = lddate(ds, srec);
+                    s.arid = lval(ds, srec, "arid");
+                    s.magnitude = dval(ds, srec, "magnitude", -999.0);
+                    copyText(s.magtype, sval(ds, srec, "magtype"));
+                    auto wm = wfmeas_.find(s.arid);
+                    if (wm != wfmeas_.end() && s.arid >= 0) {
+                        for (long wr : wm->second) {
+                            QKWfmeas w;
+                            w.recno_wfmeas = wr;
+                            copyText(w.record_wfmeas, record(QK_WFMEAS, wr));
+                            w.lddate_wfmeas = lddate(defs_[QK_WFMEAS], w.record_wfmeas);
+                            s.wfmeass.push(w);
+                        }
+                    }
+                    m.stamags.push(std::move(s));
+                }
+            }
+            if (o->pref_magnitude < 0 || strcasecmp(m.magtype, o->magtype) == 0)
+                o->pref_magnitude = static_cast<int>(o->magnitudes.max());
+            o->magnitudes.push(std::move(m));
+        }
+    }
+    auto mt = mt_.find(o->orid);
+    if (mt != mt_.end()) {
+        for (long r : mt->second) {
+            QKMoment m;
+            m.recno_mt = r;
+            copyText(m.record_mt, record(QK_MT, r));
+            m.lddate_mt = lddate(defs_[QK_MT], m.record_mt);
+            view(m.lddate_mt);
+            o->pref_moment = static_cast<int>(o->moments.max());  // the last row is the latest solution
+            o->moments.push(m);
+        }
+    }
+    auto as = assoc_.find(o->orid);
+    if (as != assoc_.end()) {
+        for (long r : as->second) {
+            QKAssociation a;
+            fillAssociation(r, &a);
+            view(a.lddate_assoc);
+            view(a.lddate_arrival);
+            o->associations.push(a);
+        }
+    }
+}
+
+int QKModel::buildEvent(long evid, bool expand, QKEvent* ev) const
+{
+    auto e = events_.find(evid);
+    if (e == events_.end())
+        return 0;
+    const RsTableDef* def = defs_[QK_EVENT];
+    std::string_view rec = record(QK_EVENT, e->second.recno);
+    *ev = QKEvent();
+    ev->recno_event = e->second.recno;
+    copyText(ev->record_event, rec);
+    ev->evid = evid;
+    ev->prefor = e->second.prefor;
+    ev->lddate_event = ev->lddate_view = qk_parse_lddate(rs_trim(qk_field_text(def, rec, f_.event_lddate)));
+    if (expand)
+        ev->access_time = timenow();
+    auto os = evid_origins_.find(evid);
+    if (os == evid_origins_.end())
+        return 1;
+    for (long orid : os->second) {
+        if (!expand && orid != ev->prefor)
+            continue;
+        auto o = origins_.find(orid);
+        if (o == origins_.end())
+            continue;
+        QKOrigin origin;
+        fillOrigin(o->second.recno, expand, &origin);
+        origin.preferred = orid == ev->prefor;
+        ev->lddate_view = std::max(ev->lddate_view, origin.lddate_origin_view);
+        const int index = static_cast<int>(ev->origins.max());
+        if (origin.preferred) {
+            ev->pref_origin = index;
+            ev->prefor_time = origin.time;
+            ev->magnitude = origin.magnitude;
+            copyText(ev->magtype, origin.magtype);
+            if (origin.magnitude > -999.0)
+                ev->pref_magnitude_origin = index;
+        }
+        if (origin.pref_moment >= 0 && (ev->pref_moment_origin < 0 || origin.preferred))
+            ev->pref_moment_origin = index;
+        ev->origins.push(std::move(origin));
+        if (!expand)
+            break;
+    }
+    return 1;
+}
+
+void QKModel::buildDetections(const QKOrigin* origin, Table<QKDetection>* out) const
+{
+    out->clear();
+    const RsTableDef* dd = defs_[QK_DETECTION];
+    const RsTableDef* ds = defs_[QK_SITE];
+    const RsTableDef* dor = defs_[QK_ORIGIN];
+    double olat = -999.0, olon = -999.0, odepth = 0.0, otime = 0.0;
+    if (origin) {
+        olat = dval(dor, origin->record_origin, "lat", -999.0);
+        olon = dval(dor, origin->record_origin, "lon", -999.0);
+        odepth = std::max(0.0, dval(dor, origin->record_origin, "depth", 0.0));
+        otime = origin->time;
+    }
+    for (long r = 0; r < counts_[QK_DETECTION]; r++) {
+        std::string_view rec = record(QK_DETECTION, r);
+        QKDetection d;
+        d.recno_detection = r;
+        copyText(d.record_detection, rec);
+        d.lddate_detection = lddate(dd, rec);
+        const double time = dval(dd, rec, "time", -9999999999.999);
+        const long site = siteRow(sval(dd, rec, "sta"), time);
+        if (site >= 0) {
+            std::string_view srec = record(QK_SITE, site);
+            d.recno_site = site;
+            copyText(d.record_site, srec);
+            const double slat = dval(ds, srec, "lat", -999.0), slon = dval(ds, srec, "lon", -999.0);
+            if (olat > -999.0 && olon > -999.0 && slat > -999.0 && slon > -999.0) {
+                double del = 0.0;
+                geoarc(&del, nullptr, olat * M_PI / 180.0, olon * M_PI / 180.0, slat * M_PI / 180.0,
+                       slon * M_PI / 180.0);
+                d.delta = del * 180.0 / M_PI;
+                // both within the ranges the travel times accept
+                const double km = std::min(del * 6371.0, 20000.0);
+                const double depth = std::min(odepth, 700.0);
+                TtArrival p, s;
+                if (tt_first_arrival('P', km, depth, &p) == 0)
+                    d.presidual = time - (otime + p.time_s);
+                if (tt_first_arrival('S', km, depth, &s) == 0)
+                    d.sresidual = time - (otime + s.time_s);
+            }
+        }
+        out->push(d);
+    }
+}

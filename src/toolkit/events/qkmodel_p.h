@@ -1,0 +1,160 @@
+// What the event server knows of its database between two checks: the
+// record store handle it reads through, the state of every table file it
+// watches, and indexes from ids to rows from which event, origin and
+// detection records are built.
+//
+// The model belongs to one server and is used under the server's database
+// mutex.  take() brings it up to the files: a table that only grew is read
+// from its old end and only the new rows are indexed; a table rewritten or
+// replaced is indexed again from the start.
+#pragma once
+
+#include "toolkit/events/qkrecords.h"
+#include "toolkit/store/recordstore.h"
+
+#include <sys/types.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+struct RsTableDef;
+
+// Tables the server watches, in the order they are taken in.
+enum QKTableId {
+    QK_EVENT,
+    QK_ORIGIN,
+    QK_ORIGERR,
+    QK_EMODEL,
+    QK_NETMAG,
+    QK_STAMAG,
+    QK_WFMEAS,
+    QK_MT,
+    QK_ASSOC,
+    QK_ARRIVAL,
+    QK_PREDARR,
+    QK_SITE,
+    QK_DETECTION,
+    QK_WFDISC,
+    QK_NTABLES
+};
+
+// Name of a watched table.
+const char* qk_table_name(int table);
+
+// The load date "2024-01-31T120000" as epoch seconds; -1.0 for anything
+// else (the null "-" included).
+double qk_parse_lddate(std::string_view text);
+
+// What one take() found.
+struct QKChanges
+{
+    bool changed[QK_NTABLES] = {};  // the table's rows changed
+    bool rebuilt[QK_NTABLES] = {};  // ... and were indexed again from the start
+    std::set<long> dirty_evids;      // events whose list entry must be built again
+    bool all_events = false;         // every event must be built again
+    bool any() const;
+};
+
+class QKModel
+{
+public:
+    QKModel() = default;
+    ~QKModel();
+    QKModel(const QKModel&) = delete;
+    QKModel& operator=(const QKModel&) = delete;
+
+    // Open the database (read only) if not yet open.  0, or negative when
+    // its folder or schema is missing.
+    int open(const std::string& dbname);
+    void close();
+    bool isOpen() const { return !rsisinvalid(db_); }
+
+    // Whether a table file looks changed since the last take(): its size,
+    // modification time or identity differ.  Cheap: one stat per table.
+    bool looksChanged() const;
+
+    // Bring the model up to the table files; what changed goes to *changes.
+    // Bad rows, duplicate ids and dangling references register messages and
+    // are passed over.  0, or negative when a table could not be read (what
+    // was read before stays).
+    int take(QKChanges* changes);
+
+    // Every evid with an event row, in the order of the list: by the time
+    // of the preferred origin, then by evid.
+    std::vector<long> evids() const;
+    // The list entry of evid (its preferred origin only) or, with expand,
+    // the whole tree.  0 when there is no such event, 1 when filled.
+    int buildEvent(long evid, bool expand, QKEvent* event) const;
+    // The detection list, with residuals against origin (may be null).
+    void buildDetections(const QKOrigin* origin, Table<QKDetection>* out) const;
+    // The evid of the event of an orid, or -1.
+    long evidOfOrid(long orid) const;
+
+    // Rows of a table, and the record text of row r.
+    long count(int table) const;
+    std::string_view record(int table, long r) const;
+    const RsTableDef* def(int table) const { return defs_[table]; }
+
+private:
+    struct FileState
+    {
+        bool present = false;
+        dev_t dev = 0;
+        ino_t ino = 0;
+        off_t size = 0;
+        long mtime_ns = 0;
+    };
+    struct EventRow
+    {
+        long recno = -1;
+        long prefor = -1;
+    };
+    struct OriginRow
+    {
+        long recno = -1;
+        long evid = -1;
+        double time = -9999999999.999;
+    };
+
+    FileState stat(int table) const;
+    void indexRows(int table, long first, long last, QKChanges* changes);
+    void clearIndex(int table);
+    void fillOrigin(long recno, bool expand, QKOrigin* origin) const;
+    void fillAssociation(long assoc_recno, QKAssociation* a) const;
+    long siteRow(std::string_view sta, double time) const;
+
+    // field indices of the rows read for every list entry
+    struct Fields
+    {
+        int event_lddate = -1;
+        int origin_orid = -1, origin_time = -1, origin_lddate = -1, origin_ml = -1, origin_mb = -1,
+            origin_ms = -1;
+        int origerr_lddate = -1;
+    } f_;
+
+    Rsptr db_ = {RS_INVALID, RS_INVALID, RS_INVALID, RS_INVALID};
+    std::string dbname_;
+    long tables_[QK_NTABLES] = {};  // table indices of the store
+    const RsTableDef* defs_[QK_NTABLES] = {};
+    FileState files_[QK_NTABLES];
+    long counts_[QK_NTABLES] = {};
+
+    std::unordered_map<long, EventRow> events_;            // evid
+    std::unordered_map<long, OriginRow> origins_;          // orid
+    std::unordered_map<long, std::vector<long>> evid_origins_;  // evid -> orids, in row order
+    // child rows by the id they hang on: row numbers, in row order
+    std::unordered_map<long, long> origerr_;                 // orid
+    std::unordered_map<long, long> emodel_;                  // orid
+    std::unordered_map<long, std::vector<long>> netmag_;     // orid
+    std::unordered_map<long, std::vector<long>> stamag_;     // magid
+    std::unordered_map<long, std::vector<long>> wfmeas_;     // arid
+    std::unordered_map<long, std::vector<long>> mt_;         // orid
+    std::unordered_map<long, std::vector<long>> assoc_;      // orid
+    std::unordered_map<long, long> arrival_;                 // arid
+    std::map<std::pair<long, long>, long> predarr_;          // (orid, arid)
+    std::unordered_map<std::string, std::vector<long>> site_;  // sta
+};
