@@ -672,14 +672,15 @@ void QKModel::buildDetections(const QKOrigin* origin, Table<QKDetection>* out) c
                 geoarc(&del, nullptr, olat * M_PI / 180.0, olon * M_PI / 180.0, slat * M_PI / 180.0,
                        slon * M_PI / 180.0);
                 d.delta = del * 180.0 / M_PI;
-                // both within the ranges the travel times accept
-                const double km = std::min(del * 6371.0, 20000.0);
-                const double depth = std::min(odepth, 700.0);
+                // first P and first S through the earth model, the source kept
+                // inside the mantle the travel times accept
+                const double depth = std::clamp(odepth, 0.0, 700.0);
                 TtArrival p, s;
-                if (tt_first_arrival('P', km, depth, &p) == 0)
+                if (tt_compute(depth, d.delta, 0.0, "P", 0.0, 0.0, &p, 1) > 0)
                     d.presidual = time - (otime + p.time_s);
-                if (tt_first_arrival('S', km, depth, &s) == 0)
+                if (tt_compute(depth, d.delta, 0.0, "S", 0.0, 0.0, &s, 1) > 0)
                     d.sresidual = time - (otime + s.time_s);
+                hl_clear_register(0);
             }
         }
         out->push(d);
