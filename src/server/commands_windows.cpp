@@ -315,6 +315,12 @@ int VX_GraphicsServer_gridlayout_addwidget(Server* server, Command* command, Res
             (owner && static_cast<QWidget*>(owner)->layout() == inner))
             return vx_fail(server, response, "%s: layout %s already has a parent.\n", proc,
                            vx_msg(command->args[0]).constData());
+        // a layout that holds this grid, however deep, would close a loop
+        // of parents that Qt never leaves
+        for (QObject* up = grid->parent(); up && !up->isWidgetType(); up = up->parent())
+            if (up == inner)
+                return vx_fail(server, response, "%s: %s cannot be placed inside %s, which it contains.\n", proc,
+                               vx_msg(command->args[0]).constData(), vx_msg(command->handle).constData());
         if (!vx_can_place_layout(proc, inner, grid->parentWidget(), command->args[0], command->handle))
             return VX_GraphicsServer_error2(server, response);
         inner->setParent(nullptr);

@@ -1,7 +1,7 @@
 // The taskbar: definitions and placement with their errors, clicks that
 // cycle states and run actions, shift conditions, taskbar_set_state, the
 // description popup, and the buttons' pixels.
-#include "viewport/vptest.h"
+#include "support/vptest.h"
 
 #include "items/taskbar.h"
 #include "items/text.h"
@@ -15,7 +15,6 @@
 #include <memory>
 #include <string>
 
-using vptest::takeErrors;
 
 namespace {
 

@@ -22,13 +22,6 @@
 
 namespace {
 
-std::string takeErrors()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
-
 std::unique_ptr<VXViewport> mapView(int w, int h, const char* map, const char* range, const char* lonr = "0",
                                     const char* latr = "0")
 {
