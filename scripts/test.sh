@@ -19,7 +19,12 @@ if [ "${VX_SKIP_TSAN:-0}" != 1 ]; then
 fi
 
 # Under CI each libFuzzer target also runs for a short while (about 20 s
-# each); run scripts/fuzz.sh for longer by hand when a parser changes.
+# each); run scripts/fuzz.sh for longer by hand when a parser changes.  A
+# finding is reported loudly (the input lands in fuzz/corpus/<target>) but
+# does not fail the run: a short random search is not repeatable, and the
+# committed corpus, replayed by ctest above, is what gates.
 if [ -n "${CI:-}" ]; then
-  scripts/fuzz.sh "${VX_FUZZ_SECONDS:-20}"
+  if ! scripts/fuzz.sh "${VX_FUZZ_SECONDS:-20}"; then
+    echo "test.sh: FUZZING FOUND SOMETHING (or could not build): see the lines above" >&2
+  fi
 fi
