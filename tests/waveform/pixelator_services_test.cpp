@@ -107,9 +107,11 @@ TEST(PixelatorEventClient, RowsFromS4Files)
 #ifndef VX_TEST_EVENT_CLIENT
     GTEST_SKIP() << "the event service is not part of this build";
 #else
-    // The client reader finds no rows yet: the trace view's client, which
-    // will own this path, comes with the trace view.
-    GTEST_SKIP() << "reading through the event client waits for the trace view's client";
+    // Known fault, under investigation: through the event client the rows
+    // and their samples arrive (1000 of them), yet no segment is kept unless
+    // the reader is slowed down; the trace view's client, which will own
+    // this path, is not built yet.
+    GTEST_SKIP() << "the event-client path of the pixelator keeps no segment yet (known fault)";
     struct Case
     {
         const char* name;
