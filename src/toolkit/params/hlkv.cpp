@@ -8,6 +8,7 @@
 
 #include "toolkit/base/errors.h"
 #include "toolkit/params/kv.h"
+#include "toolkit/params/kvfile_p.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -104,32 +105,9 @@ int HLKv::read(const std::string& name)
     }
     std::string path = found;
     free(found);
-    FILE* f = fopen(path.c_str(), "rb");
-    if (!f) {
-        hl_register_error(0, "HLKv::read: Cannot open '%s': %s.\n", path.c_str(), strerror(errno));
-        return -1;
-    }
     std::string text;
-    char chunk[65536];
-    size_t n;
-    bool too_big = false;
-    while ((n = fread(chunk, 1, sizeof chunk, f)) > 0) {
-        if (text.size() + n > static_cast<size_t>(KV_MAX_FILE_SIZE)) {
-            too_big = true;
-            break;
-        }
-        text.append(chunk, n);
-    }
-    bool read_error = ferror(f) != 0;
-    fclose(f);
-    if (too_big) {
-        hl_register_error(0, "HLKv::read: '%s' is larger than %ld bytes.\n", path.c_str(), KV_MAX_FILE_SIZE);
+    if (kv_read_text("HLKv::read", path, &text) < 0)
         return -1;
-    }
-    if (read_error) {
-        hl_register_error(0, "HLKv::read: Cannot read '%s'.\n", path.c_str());
-        return -1;
-    }
     return compile(text, path);
 }
 

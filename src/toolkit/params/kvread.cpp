@@ -1,6 +1,7 @@
 // Parameter files: the search path and the reading of a file.
 #include "toolkit/base/errors.h"
 #include "toolkit/params/kv.h"
+#include "toolkit/params/kvfile_p.h"
 
 #include <sys/stat.h>
 
@@ -84,6 +85,37 @@ char* kvfind(const char* name)
     return path.empty() ? nullptr : strdup(path.c_str());
 }
 
+int kv_read_text(const char* caller, const std::string& path, std::string* text)
+{
+    FILE* f = fopen(path.c_str(), "rb");
+    if (!f) {
+        hl_register_error(0, "%s: Cannot open '%s': %s.\n", caller, path.c_str(), strerror(errno));
+        return -1;
+    }
+    text->clear();
+    char chunk[65536];
+    size_t n;
+    bool too_big = false;
+    while ((n = fread(chunk, 1, sizeof chunk, f)) > 0) {
+        if (text->size() + n > static_cast<size_t>(KV_MAX_FILE_SIZE)) {
+            too_big = true;
+            break;
+        }
+        text->append(chunk, n);
+    }
+    const bool read_error = ferror(f) != 0;
+    fclose(f);
+    if (too_big) {
+        hl_register_error(0, "%s: '%s' is larger than %ld bytes.\n", caller, path.c_str(), KV_MAX_FILE_SIZE);
+        return -1;
+    }
+    if (read_error) {
+        hl_register_error(0, "%s: Cannot read '%s'.\n", caller, path.c_str());
+        return -1;
+    }
+    return 0;
+}
+
 int kvread(const char* name, Kv** kv)
 {
     if (!name || !*name || !kv) {
@@ -99,32 +131,9 @@ int kvread(const char* name, Kv** kv)
                           folders.c_str());
         return -1;
     }
-    FILE* f = fopen(path.c_str(), "rb");
-    if (!f) {
-        hl_register_error(0, "kvread: Cannot open '%s': %s.\n", path.c_str(), strerror(errno));
-        return -1;
-    }
     std::string text;
-    char chunk[65536];
-    size_t n;
-    bool too_big = false;
-    while ((n = fread(chunk, 1, sizeof chunk, f)) > 0) {
-        if (text.size() + n > static_cast<size_t>(KV_MAX_FILE_SIZE)) {
-            too_big = true;
-            break;
-        }
-        text.append(chunk, n);
-    }
-    bool read_error = ferror(f) != 0;
-    fclose(f);
-    if (too_big) {
-        hl_register_error(0, "kvread: '%s' is larger than %ld bytes.\n", path.c_str(), KV_MAX_FILE_SIZE);
+    if (kv_read_text("kvread", path, &text) < 0)
         return -1;
-    }
-    if (read_error) {
-        hl_register_error(0, "kvread: Cannot read '%s'.\n", path.c_str());
-        return -1;
-    }
     if (kvcompile_source(text.data(), text.size(), path.c_str(), kv) < 0) {
         hl_register_error(0, "kvread: Cannot compile '%s'.\n", path.c_str());
         return -1;
