@@ -2,10 +2,7 @@
 //
 // The services live in toolkit/signal (wffilter_pkt2, release_hook),
 // toolkit/waveio (wfload_scratch, wfload_error) and toolkit/events
-// (QKClient).  Each part below is compiled against its service when the
-// service's header is in the tree; without it, a filter other than "none"
-// fails (its batch is dropped, as any filter failure drops it) and a client
-// gives no reader (its source shows no columns).
+// (QKClient).
 #include "waveform/pixelator_services_p.h"
 
 #include "toolkit/base/errors.h"
@@ -16,40 +13,22 @@
 #include <cstdlib>
 #include <string>
 
-#if __has_include("toolkit/signal/wffilter.h")
-#include "toolkit/signal/wffilter.h"
-#define VX_HAVE_FILTERS 1
-#endif
-#if __has_include("toolkit/events/qkclient.h") && __has_include("toolkit/waveio/wfload.h")
 #include "toolkit/events/qkclient.h"
+#include "toolkit/signal/wffilter.h"
 #include "toolkit/waveio/wfload.h"
-#define VX_HAVE_EVENT_CLIENT 1
-#endif
 
 int pixelator_filter(double* tstart, int* nsamp, double* dt, float** data, int* size, const QString& filter,
                      Hook** hookptr)
 {
-#ifdef VX_HAVE_FILTERS
     const QByteArray text = filter.toUtf8();
     return wffilter_pkt2(tstart, nsamp, dt, data, size, text.constData(), hookptr);
-#else
-    (void)tstart, (void)nsamp, (void)dt, (void)data, (void)size, (void)hookptr;
-    hl_register_error(0, "pixelator_filter: No filter service to run '%s'.\n", filter.toUtf8().constData());
-    return -1;
-#endif
 }
 
 void pixelator_release_hook(Hook** hook)
 {
-#ifdef VX_HAVE_FILTERS
     release_hook(hook);
-#else
-    if (hook)
-        *hook = nullptr;
-#endif
 }
 
-#ifdef VX_HAVE_EVENT_CLIENT
 namespace {
 
 // Waveform rows and samples through an event-service client: the rows of
@@ -123,12 +102,6 @@ VXPixelatorReader* pixelator_qkclient_reader(QKClient* client)
         reader = new QKClientReader(client);
     return reader;
 }
-#else
-VXPixelatorReader* pixelator_qkclient_reader(QKClient*)
-{
-    return nullptr;
-}
-#endif
 
 VXPixelatorReader* pixelator_qk_reader(VXTraceviewQKClient* client)
 {
