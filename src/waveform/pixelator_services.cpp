@@ -7,11 +7,12 @@
 
 #include "toolkit/base/errors.h"
 
-#include <QHash>
 #include <QMutex>
 
 #include <cstdlib>
+#include <memory>
 #include <string>
+#include <unordered_map>
 
 #include "toolkit/events/qkclient.h"
 #include "toolkit/signal/wffilter.h"
@@ -95,12 +96,12 @@ VXPixelatorReader* pixelator_qkclient_reader(QKClient* client)
     // one reader per client for the life of the process, as the client's
     // sources may be copied between traces
     static QMutex mutex;
-    static QHash<QKClient*, VXPixelatorReader*> readers;
+    static std::unordered_map<QKClient*, std::unique_ptr<VXPixelatorReader>> readers;
     QMutexLocker lock(&mutex);
-    VXPixelatorReader*& reader = readers[client];
+    std::unique_ptr<VXPixelatorReader>& reader = readers[client];
     if (!reader)
-        reader = new QKClientReader(client);
-    return reader;
+        reader = std::make_unique<QKClientReader>(client);
+    return reader.get();
 }
 
 VXPixelatorReader* pixelator_qk_reader(VXTraceviewQKClient* client)

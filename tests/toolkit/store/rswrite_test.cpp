@@ -311,8 +311,10 @@ void arrivalWriter(const std::string& base, int n, int mode)
         const long arid = rsnextid(db, "arid");
         if (arid < 0 || rsputv(arrival, nullptr, "sta", "FUR", "arid", arid, "time", 1.0e9 + arid, "iphase", "P",
                                "chan", "BHZ", nullptr) < 0 ||
-            rsaddrecord(arrival) < 0)
+            rsaddrecord(arrival) < 0) {
+            fprintf(stderr, "writer %d: %s", static_cast<int>(getpid()), hl_errlog_string(0));
             _exit(2);
+        }
     }
     _exit(0);
 }
