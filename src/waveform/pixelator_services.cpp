@@ -15,6 +15,7 @@
 #include <unordered_map>
 
 #include "toolkit/events/qkclient.h"
+#include "waveform/traceviewqkclient.h"
 #include "toolkit/signal/wffilter.h"
 #include "toolkit/waveio/wfload.h"
 
@@ -106,8 +107,5 @@ VXPixelatorReader* pixelator_qkclient_reader(QKClient* client)
 
 VXPixelatorReader* pixelator_qk_reader(VXTraceviewQKClient* client)
 {
-    // The trace view's client derives from QKClient; once its class is in
-    // the tree this becomes pixelator_qkclient_reader(client).
-    (void)client;
-    return nullptr;
+    return pixelator_qkclient_reader(client);
 }

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "toolkit/events/qkclient.h"
+#include "waveform/traceviewqkclient.h"
 #include "toolkit/events/qkserver.h"
 
 namespace {
@@ -114,10 +115,10 @@ TEST(PixelatorEventClient, RowsFromS4Files)
         VxSampleCache::instance().clear();
         VxSampleCache::instance().setBudget(c.budget);
         QKServer server(base.toStdString(), 0, 0, 1000, QK_NO_INOTIFY);
-        QKClient client(&server);
+        VXTraceviewQKClient client(&server, nullptr, nullptr, nullptr);
         QkPixelator px;
         px.setPixels(1000.0, 1.0, 10, 1, 0.0);
-        px.setReader(pixelator_qkclient_reader(&client), 1, -1);
+        px.setQk(&client, 1, -1, 0);
         EXPECT_TRUE(px.allocations.isEmpty());
         EXPECT_EQ(hl_error_count(), 0) << hl_errlog_string(0);
         ASSERT_EQ(px.sources[0]->segments.max(), c.segments);
