@@ -184,6 +184,16 @@ public:
     // db; type and value as for getValue().  0, or negative.
     int getValueFromRsptr(Rsptr db, const char* expression, int* type, void* value);
 
+    // Whether the row db satisfies expression, a record store expression
+    // (docs/expressions.md) giving a truth value: 1 yes, 0 no, negative
+    // when the expression does not compile or does not give a truth value.
+    int rsmatches(Rsptr db, const char* expression);
+    // The rows of table, as the file holds them now, that satisfy
+    // expression (an empty or null expression takes every row), in file
+    // order.  *status is 0, or negative with the reason registered and an
+    // empty result.
+    Table<QKTableRecord> rssubset(const char* table, const char* expression, int* status);
+
     // SEED names of a CSS station and channel, and back (docs/events.md):
     // through the snetsta and schanloc tables of the database when they
     // hold the name, by a fixed rule otherwise.  0, or negative.

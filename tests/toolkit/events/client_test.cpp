@@ -264,3 +264,40 @@ TEST(EventsLoadDate, LoadDatesReadAsEpochSeconds)
         EXPECT_EQ(qk_parse_lddate(c.text), c.expected);
     }
 }
+
+TEST_F(ClientTest, RowsSelectedByExpression)
+{
+    int status = -1;
+    const Table<QKTableRecord> all = client->rssubset("wfdisc", "", &status);
+    ASSERT_EQ(status, 0);
+    ASSERT_GT(all.max(), 3);
+    const std::string sta = all.get(0).record.substr(0, all.get(0).record.find(' '));
+    long expected = 0;
+    for (int i = 0; i < all.max(); i++)
+        expected += all.get(i).record.compare(0, sta.size() + 1, sta + " ") == 0;
+
+    const Table<QKTableRecord> some = client->rssubset("wfdisc", ("sta == '" + sta + "'").c_str(), &status);
+    ASSERT_EQ(status, 0);
+    ASSERT_EQ(some.max(), expected);
+    EXPECT_LT(some.max(), all.max());
+    Rsptr row;
+    ASSERT_EQ(client->getRsptr("wfdisc", const_cast<QKTableRecord*>(&some.get(0)), &row), 0);
+    EXPECT_EQ(client->rsmatches(row, ("sta == '" + sta + "'").c_str()), 1);
+    EXPECT_EQ(client->rsmatches(row, "sta == 'NOSUCH'"), 0);
+
+    // a value that is not a condition, and an expression that does not
+    // compile: refused, with an empty result
+    const struct
+    {
+        const char* expression;
+        const char* message;
+    } bad[] = {{"time", "is not a condition"}, {"sta ==", "Cannot compile"}};
+    for (const auto& b : bad) {
+        SCOPED_TRACE(b.expression);
+        EXPECT_LT(client->rsmatches(row, b.expression), 0);
+        EXPECT_EQ(client->rssubset("wfdisc", b.expression, &status).max(), 0);
+        EXPECT_LT(status, 0);
+        EXPECT_NE(std::string(hl_errlog_string(0)).find(b.message), std::string::npos) << hl_errlog_string(0);
+        hl_clear_register(0);
+    }
+}
