@@ -188,8 +188,8 @@ void VXTrace::drawLabel(QPainter* painter)
             QString text = trace_amplitude_text(ticks.at(k).first);
             if ((k == 0 || k == ticks.size() - 1) && !units.isEmpty())
                 text += QLatin1Char(' ') + units;
-            double x = 0.0;
-            if (vp->getXPixel("left-15", &x, nullptr) < 0)
+            double x = 0.0, unused = 0.0;
+            if (vp->getPixels("left-15", "0", &x, &unused, nullptr) < 0)
                 continue;
             const QByteArray t = text.toUtf8();
             vp->drawText(painter, &font, x, up(row), "e", 0.0, t.constData(), 0, 0, 0, &color, nullptr, nullptr,
@@ -221,8 +221,8 @@ void VXTrace::drawLabel(QPainter* painter)
         if (!text.isEmpty() && text != QLatin1String("none")) {
             VX_Color color = colorOr(vars.color_trace_filter_label, d.color_trace_filter_label);
             VX_Font font = fontOr(vars.font_trace_filter_label, d.font_trace_filter_label);
-            double x = 0.0;
-            if (vp->getXPixel("left-15", &x, nullptr) == 0) {
+            double x = 0.0, unused = 0.0;
+            if (vp->getPixels("left-15", "0", &x, &unused, nullptr) == 0) {
                 const double y = label_drawn ? label_y - label_h + 10.0 : up(centre_row);
                 const QByteArray t = text.toUtf8();
                 vp->drawText(painter, &font, x, y, "ne", 0.0, t.constData(), 0, 0, 0, &color, nullptr, nullptr,
