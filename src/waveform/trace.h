@@ -205,7 +205,8 @@ VXPLOT_EXPORT int trace_process_filter_string(const QString& filter, QString& fi
 
 // Nice tick numbers from fstart to fend with at most about maxvals ticks:
 // ticks are i * *ninc for i from *istart to *iend.  *ninc is 0 (and the
-// others untouched) for an empty range or maxvals below 2.
+// others untouched) for an empty range, maxvals below 2, or a range whose
+// tick numbers would pass 1e9 (far from zero for its width).
 VXPLOT_EXPORT void trace_get_nice_fvals(double fstart, double fend, int maxvals, int* istart, int* iend,
                                         double* ninc);
 

@@ -53,7 +53,9 @@ void trace_get_nice_fvals(double fstart, double fend, int maxvals, int* istart, 
     for (double f : {0.5, 0.4, 0.2, 0.1})
         if (f * e > window)
             step = f * e;
-    if (!(step > 0.0))
+    // a window far from zero for its width (a large offset) has tick
+    // numbers beyond int: no ticks then
+    if (!(step > 0.0) || std::fabs(fstart / step) > 1e9 || std::fabs(fend / step) > 1e9)
         return;
     *ninc = step;
     if (fend > fstart) {

@@ -193,6 +193,14 @@ TEST(Trace, HandMadeColumnsGiveThePathElements)
     }
     EXPECT_EQ(xfirst, 0.0);
     EXPECT_EQ(xlast, 5.0);
+
+    // a segment of holes adds nothing
+    VxPixelatorSegment holes;
+    holes.dtperpixel = 1.0;
+    holes.pixels = {{-1, 0, 0}, {0, 0, 0}, {-1, 0, 0}};
+    QPainterPath empty;
+    t.makeSegmentPath(empty, xfirst, xlast, holes);
+    EXPECT_EQ(empty.elementCount(), 0);
 }
 
 TEST(Trace, NothingToDrawGivesNoPathAndNoBand)
@@ -348,6 +356,8 @@ TEST(Trace, NiceNumbersAndTheirText)
     trace_get_nice_fvals(3, 3, 5, &i0, &i1, &ninc);
     EXPECT_EQ(ninc, 0.0);
     EXPECT_EQ(i0, 7);
+    trace_get_nice_fvals(1e20, 1e20 + 1e6, 5, &i0, &i1, &ninc);  // a large offset: no ticks
+    EXPECT_EQ(ninc, 0.0);
 
     struct Text
     {
