@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QMouseEvent>
 #include <QPainter>
 
 #include <memory>
@@ -185,6 +186,29 @@ TEST(Polypoint, BadValuesSayWhyAndChangeNothing)
     double x, y;
     pp.glyph(0)->getPosition(&x, &y);
     EXPECT_EQ(x, 1.0);
+}
+
+TEST(Polypoint, ShowRaisesThePointUnderThePointerAndFadesTheOthers)
+{
+    auto vp = pointViewport();
+    VXPolypoint pp(vp.get());
+    pp.setAntialias(false);
+    ASSERT_EQ(pp.configure("showlabels", "no", "size", "10", "interaction", "show", "points",
+                           "1 1 a {f=red}\n3 3 b {f=red}", nullptr),
+              0)
+        << takeErrors();
+    const QPoint a(50, 150), b(150, 50);
+    QImage plain = drawPoints(&pp);  // places the symbols for the hit test
+    EXPECT_LT(countNear(plain, a, 20, Qt::red), 150);
+    QMouseEvent over(QEvent::MouseMove, QPointF(a), QPointF(a), Qt::NoButton, Qt::NoButton, Qt::NoModifier);
+    pp.processEvent(2, &over);
+    ASSERT_EQ(pp.vars.points->vars.selection_index, 0);
+    QImage shown = drawPoints(&pp);
+    keep(shown, "polypoint_show");
+    EXPECT_GT(countNear(shown, a, 20, Qt::red), 1200);  // 40 pixels across now
+    const QRgb faded = shown.pixel(b);
+    EXPECT_EQ(qRed(faded), 255);
+    EXPECT_NEAR(qGreen(faded), 128, 3);  // half of the red over white
 }
 
 TEST(Polypoint, CommandWords)
