@@ -89,6 +89,22 @@ TEST(Polypoint, BracedPointKeepsItsLookWhenTheDefaultFillChanges)
     EXPECT_EQ(countNear(after, a, 4, Qt::black), 0);
 }
 
+TEST(Polypoint, APointsLabelColoursAreItsOwn)
+{
+    auto vp = pointViewport();
+    VXPolypoint pp(vp.get());
+    ASSERT_EQ(pp.configure("size", "2", "points", "1 1 WWW {l=green ft=yellow}\n3 3 WWW", nullptr), 0)
+        << takeErrors();
+    const QImage image = drawPoints(&pp);
+    keep(image, "polypoint_labels");
+    const QPoint own(50, 150), plain(150, 50);
+    EXPECT_GT(countNear(image, own, 10, Qt::yellow), 40);
+    EXPECT_GT(countNear(image, own, 10, QColor("green")), 5);
+    EXPECT_EQ(countNear(image, plain, 10, Qt::yellow), 0);
+    EXPECT_EQ(countNear(image, plain, 10, QColor("green")), 0);
+    EXPECT_GT(countNear(image, plain, 10, Qt::black), 5);
+}
+
 TEST(Polypoint, LabelAttributeSyntax)
 {
     struct Case
