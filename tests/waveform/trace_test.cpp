@@ -413,6 +413,38 @@ TEST(Trace, DeselectingRenumbersTheTracesAfterIt)
     EXPECT_GT(vptest::countColor(image, QColor("lightblue"), QRect(20, 60, 20, 100)), 500);
 }
 
+TEST(Trace, SegmentsOfAnEarlierGridVanishAndColumnsAreCounted)
+{
+    struct FedTrace : VXTrace
+    {
+        using VXTrace::VXTrace;
+        using VXPixelator::addSegment;
+    };
+    View v;
+    FedTrace t(&v.d);
+    ASSERT_EQ(t.setPixels(v.d.tleft, v.d.dtperpixel, v.d.npixels, 1, 0.0), 1);
+    VxTraceviewTIDE tide;
+    int index = -1;
+    VxPixelatorSource* source = t.setTIDE(tide, index, 0)->source;
+    const std::vector<float> data = sine(500, 100.0, 1.0, 10.0);  // 5 s: columns 0 to 99
+    ASSERT_EQ(t.addSegment(source, 0.0, 500, 0.01, 1.0, "V", data.data(), 0), 0);
+    EXPECT_EQ(t.numberPixels(), 100);
+    EXPECT_EQ(t.getVisibility(), 1);
+    v.d.hide_noarrivals = 1;
+    EXPECT_EQ(t.getVisibility(), 0);
+    t.narrivals = 2;
+    EXPECT_EQ(t.getVisibility(), 1);
+    // a new grid: the real-time segment is not read again, and goes
+    v.d.dtperpixel = 0.1;
+    QList<double> end_points;
+    EXPECT_TRUE(t.makePath(end_points, 0).isEmpty());
+    EXPECT_EQ(source->segments.max(), 0);
+    v.d.hide_nowaveforms = 1;
+    EXPECT_EQ(t.getVisibility(), 0);
+    EXPECT_EQ(t.showTrace("no"), 1);
+    EXPECT_EQ(t.showTrace("off"), 0);
+}
+
 TEST(Trace, AlignsOnTheSecondTimeBeyondTheDiffractedP)
 {
     struct Case
