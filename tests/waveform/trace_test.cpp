@@ -539,9 +539,10 @@ TEST(Trace, RendersASineAndAFilteredSeismogram)
         << takeErrors();
     bottom->takeFilter();
     bottom->setReader(&quake, 0, -1);
+    v.d.selection.traces = {top.get(), bottom.get()};
+    v.d.selection.display_list = v.d.selection.traces;
+    ASSERT_EQ(bottom->selectTrace("yes"), 1);
     VX_ParseColor("yellow", v.d.color_foreground);
-    VX_ParseColor("white", v.d.color_trace_filter_label);
-    VX_ParseColor("white", v.d.color_trace_amp_label);
     QImage image = blank(600, 320, QColor("#6060ff"));
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
@@ -561,7 +562,9 @@ TEST(Trace, RendersASineAndAFilteredSeismogram)
     // bands of the traces' background colour and labels in the margin
     EXPECT_GT(vptest::countColor(image, QColor("#000080")), 20000);
     EXPECT_GT(vptest::inkBox(image.copy(0, 0, 190, 320), QColor("#6060ff")).height(), 200);
-    // the filter label under the channel label, and the amplitude numbers
-    EXPECT_GT(vptest::inkBox(image.copy(0, 240, 180, 20), QColor("#6060ff")).width(), 30);
-    EXPECT_GT(vptest::inkBox(image.copy(0, 300, 180, 20), QColor("#6060ff")).width(), 60);
+    // the selection bar of the lower trace, the filter label on it, and the
+    // amplitude numbers
+    EXPECT_GT(vptest::countColor(image, QColor("lightblue"), QRect(20, 160, 160, 150)), 15000);
+    EXPECT_GT(vptest::inkBox(image.copy(100, 245, 80, 15), QColor("lightblue")).width(), 30);
+    EXPECT_GT(vptest::inkBox(image.copy(0, 300, 180, 20), QColor("lightblue")).width(), 60);
 }
