@@ -186,8 +186,9 @@ public:
     QList<long> arids;
     long sort_order = 0;
     long distance_sort_order = -1;
-    int select_order = 0;
-    int force = 0;
+    int select_order = 0;       // 0 unselected, else the place in the order of selecting, from 1
+    int force = 0;              // the next build re-reads the data
+    QList<VxTraceviewTIDE*> copies_tideptr;  // real-time records of the copies, not owned
 
 protected:
     QString pixelatorStation() const override { return sta; }
