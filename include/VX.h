@@ -66,12 +66,15 @@
 // plot items
 #include "items/axes.h"
 #include "items/polyline.h"
+#include "items/polypoint.h"
 #include "items/taskbar.h"
 #include "items/text.h"
 #include "items/textpopup.h"
 
 // waveform display
 #include "waveform/pixelator.h"
+#include "waveform/trace.h"
+#include "waveform/tracedefaults.h"
 
 // command server
 #include "server/callbacks.h"

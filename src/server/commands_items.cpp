@@ -5,6 +5,7 @@
 // by the handle's type whether it acts on the item or on a widget.
 #include "items/axes.h"
 #include "items/polyline.h"
+#include "items/polypoint.h"
 #include "items/text.h"
 #include "server/itemprocs.h"
 #include "server/procs.h"
@@ -219,6 +220,25 @@ int VX_GraphicsServer_getscreen(VX_GraphicsServer* server, VX_GraphicsServer_com
     return 0;
 }
 
+// polypoint VIEWPORT: a point set, configured afterwards.
+int VX_GraphicsServer_polypoint(VX_GraphicsServer* server, VX_GraphicsServer_command* command,
+                                VX_GraphicsServer_response* response)
+{
+    auto* viewport = static_cast<VXViewport*>(command->target);
+    return vx_answer_new(server, command, response, VX_TYPE_POLYPOINT, new VXPolypoint(viewport), "VXPolypoint");
+}
+
+// extra_args: a VxPolypointGlyphCallback and the client's data; a null
+// function registers nothing.
+int VX_GraphicsServer_polypoint_callback(VX_GraphicsServer* /*server*/, VX_GraphicsServer_command* command,
+                                         VX_GraphicsServer_response* response)
+{
+    auto* polypoint = static_cast<VXPolypoint*>(command->target);
+    if (auto fn = reinterpret_cast<VxPolypointGlyphCallback>(command->extra_args[0]))
+        polypoint->setGlyphCallback(fn, command->extra_args[1]);
+    return vx_answer(response, command->command);
+}
+
 } // namespace
 
 namespace {
@@ -282,6 +302,13 @@ extern const std::vector<VX_GraphicsServer_command_row> vx_commands_items = {
     {"getgeometry", VX_GraphicsServer_getgeometry, "getgeometry WIDGET",
      "w = mainwindow none\ngeometry $w 10 10 320 200\ngetgeometry $w",
      {.types = VX_TYPES_WIDGET, .wrong_type = "{proc}: {type} object is not a widget.\n"}},
+    {"polypoint", VX_GraphicsServer_polypoint, "polypoint VIEWPORT",
+     "w = mainwindow none\nv = viewport $w\np = polypoint $v\nconfigure $p points \"1 1 A {f=red sz=20}\"",
+     {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = "{proc}: '{handle}' not a viewport.\n"}},
+    {"polypoint_callback", VX_GraphicsServer_polypoint_callback, "polypoint_callback POLYPOINT (function, client data)", "",
+     {.types = vx_types(VX_TYPE_POLYPOINT), .wrong_type = "{proc}: Item {handle} not a polypoint item.\n",
+      .min_args = 2, .max_args = 2, .wrong_count = "{proc}: Need 2 callback arguments.\n",
+      .flags = VX_CheckCountFirst | VX_CheckCountExtra}},
     {"getscreen", VX_GraphicsServer_getscreen, "getscreen none [screen]", "getscreen none 0",
      {.max_args = 1, .wrong_count = "{proc}: getscreen command must have 2 or 4 arguments.\n"}},
 };

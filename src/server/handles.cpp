@@ -1,6 +1,7 @@
 // The handle table and the helpers of the handler pattern.
 #include "items/axes.h"
 #include "items/polyline.h"
+#include "items/polypoint.h"
 #include "items/text.h"
 #include "items/textpopup.h"
 #include "server/callbacks.h"
@@ -183,6 +184,7 @@ void vx_destroy_object(int type, void* widget)
     case VX_TYPE_AXES: delete static_cast<VXAxes*>(widget); break;
     case VX_TYPE_TEXT: delete static_cast<VXText*>(widget); break;
     case VX_TYPE_POLYLINE: delete static_cast<VXPolyline*>(widget); break;
+    case VX_TYPE_POLYPOINT: delete static_cast<VXPolypoint*>(widget); break;
     case VX_TYPE_TEXTPOPUP: delete static_cast<VXTextPopup*>(widget); break;
     case VX_TYPE_FRAME: delete static_cast<QFrame*>(widget); break;
     case VX_TYPE_GRIDLAYOUT: delete static_cast<QGridLayout*>(widget); break;
@@ -223,6 +225,7 @@ VXViewportItem* vx_as_viewport_item(int type, void* item)
     case VX_TYPE_AXES: return static_cast<VXAxes*>(item);
     case VX_TYPE_TEXT: return static_cast<VXText*>(item);
     case VX_TYPE_POLYLINE: return static_cast<VXPolyline*>(item);
+    case VX_TYPE_POLYPOINT: return static_cast<VXPolypoint*>(item);
     default: return nullptr;
     }
 }
@@ -236,6 +239,7 @@ HLConfigure* vx_as_configure(int type, void* item)
     case VX_TYPE_AXES: return static_cast<VXAxes*>(item);
     case VX_TYPE_TEXT: return static_cast<VXText*>(item);
     case VX_TYPE_POLYLINE: return static_cast<VXPolyline*>(item);
+    case VX_TYPE_POLYPOINT: return static_cast<VXPolypoint*>(item);
     case VX_TYPE_TEXTPOPUP: return static_cast<VXTextPopup*>(item);
     case VX_TYPE_COMMANDCONSOLE: return static_cast<VXCommandConsole*>(item);
     case VX_TYPE_KVTREEVIEW: return static_cast<VXKvTreeview*>(item);
