@@ -252,3 +252,30 @@ TEST(Map, SolarPositionAtAnEquinox)
         wrapped += 360.0;
     EXPECT_NEAR(wrapped, 135.4, 0.5);
 }
+
+TEST(MapCommands, MapDefaultsAndOneHandleForItsTaskbar)
+{
+    if (!haveCoasts())
+        GTEST_SKIP() << "coasts.vector.xmd not built";
+    const QString window = vx_send("mainwindow", "none", {"0"}).handle;
+    const QString viewport = vx_send("viewport", window).handle;
+    const Reply map = vx_send("map", viewport);
+    ASSERT_EQ(map.code, 0) << map.handle.toStdString();
+    EXPECT_TRUE(map.handle.startsWith("map:"));
+    // the task bar exists once the defaults made it
+    EXPECT_NE(vx_send("map_gettaskbar", map.handle).code, 0);
+    takeErrors();
+    ASSERT_EQ(vx_send("map_setdefaults", map.handle).code, 0);
+    const Reply first = vx_send("map_gettaskbar", map.handle), second = vx_send("map_gettaskbar", map.handle);
+    EXPECT_TRUE(first.handle.startsWith("taskbar:"));
+    EXPECT_EQ(first.handle, second.handle);
+    // map keys through the task bar's handle, and a wrong target refused
+    EXPECT_EQ(vx_send("configure", first.handle, {}, {"projection edp"}).code, 0);
+    const Reply wrong = vx_send("map_setdefaults", viewport);
+    EXPECT_NE(wrong.code, 0);
+    EXPECT_NE(wrong.handle.indexOf("not a map item"), -1) << wrong.handle.toStdString();
+    takeErrors();
+    vx_send("delete", map.handle);
+    vx_send("delete", viewport);
+    vx_send("delete", window);
+}
