@@ -45,6 +45,9 @@ void VXMap::init(int make_navigator, int make_grids)
                                   "xincrement", "30.0", "yincrement", "30.0", "xincrement_small", "5.0",
                                   "yincrement_small", "5.0", "linewidth_tics", "-1", "linewidth_grids_small", "1",
                                   "color_grids", "#20000000", "color_grids_small", "#20000000", nullptr);
+            // a paint cache of its own: the graticule is redrawn only when
+            // the view changes, not at every repaint of the map
+            vars.grids->setLayer(QStringLiteral("map_grids"));
         }
     }
     // the overview navigator is not part of this library yet: make_navigator
@@ -199,8 +202,11 @@ int VXMap::drawViewportItem(QPainter* /*painter*/)
         if (after == last)
             last = l;
     }
-    if (vars.grids)
+    if (vars.grids) {
         viewport->moveItemAfter(vars.grids, last);
+        if (VXLayer* l = vars.grids->getLayer())
+            viewport->moveItemAfter(l, vars.grids);
+    }
     if (vars.taskbar)
         viewport->moveItemToTop(vars.taskbar);
     return 1;

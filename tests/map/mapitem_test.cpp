@@ -219,6 +219,8 @@ TEST(Map, PaintOrdersLayersGroupsGraticuleAndTaskbar)
     ASSERT_GE(list.size(), stack.size() + 1);
     EXPECT_EQ(list.mid(1, stack.size()), stack);
     EXPECT_EQ(list.last(), map.getTaskbar());
+    // the graticule's own cache right behind it
+    EXPECT_EQ(list.value(stack.size() + 1), map.vars.grids->getLayer());
     EXPECT_GT(list.indexOf(&late), list.indexOf(map.vars.grids));
     // the printed list says the same
     const std::string printed = vptest::captureStdout([&] { vp->showDisplayList(nullptr); });
@@ -278,4 +280,24 @@ TEST(MapCommands, MapDefaultsAndOneHandleForItsTaskbar)
     vx_send("delete", map.handle);
     vx_send("delete", viewport);
     vx_send("delete", window);
+}
+
+TEST(Map, AnUnchangedViewRedrawsNoLayer)
+{
+    auto vp = mapViewport();
+    VXMap map(vp.get(), 0, 1, nullptr);
+    ASSERT_EQ(map.configure("maplayer_definitions", shade_definitions, "maplayers", "maplayers &Tbl{\n a\n}\n",
+                            nullptr),
+              0)
+        << takeErrors();
+    vptest::render(vp.get());
+    VXLayer* g1 = map.vars.maplayer_definitions.value("a")->getLayer();
+    ASSERT_TRUE(g1 && g1->getPixmap());
+    // a mark in the cache survives a paint that only composites it
+    g1->getPixmap()->fill(Qt::red);
+    const QImage image = vptest::render(vp.get());
+    EXPECT_EQ(image.pixelColor(5, 5), QColor(Qt::red));
+    // a pan redraws it
+    ASSERT_EQ(map.configure("lonr", "10", nullptr), 0);
+    EXPECT_NE(vptest::render(vp.get()).pixelColor(5, 5), QColor(Qt::red));
 }
