@@ -167,6 +167,7 @@ int main(int argc, char** argv)
     text.reset();
     glyphs.reset();
     axes.reset();
+    map.reset();
     vp.reset();
     rsclose(db);
     return status;

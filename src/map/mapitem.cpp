@@ -59,7 +59,10 @@ VXMap::~VXMap()
 {
     qDeleteAll(vars.maplayer_definitions);
     vars.maplayer_definitions.clear();
-    delete vars.taskbar;
+    // the task bar's popup is a child of the viewport: with the viewport
+    // already gone the task bar cannot be taken down safely and is left
+    if (getViewportParent())
+        delete vars.taskbar;
     vars.taskbar = nullptr;
     delete vars.grids;
     vars.grids = nullptr;
