@@ -8,6 +8,9 @@
 #include "map/mapitem.h"
 #include "viewport/layer.h"
 
+#include <QProcess>
+#include <QTemporaryDir>
+
 #include <cstdlib>
 
 namespace {
@@ -301,3 +304,24 @@ TEST(Map, AnUnchangedViewRedrawsNoLayer)
     ASSERT_EQ(map.configure("lonr", "10", nullptr), 0);
     EXPECT_NE(vptest::render(vp.get()).pixelColor(5, 5), QColor(Qt::red));
 }
+
+#ifdef VXSH_PATH
+TEST(Map, WorldMapExampleDrawsLandAndWater)
+{
+    if (!haveCoasts())
+        GTEST_SKIP() << "coasts.vector.xmd not built";
+    QTemporaryDir dir;
+    const QString picture = dir.filePath("worldmap.png");
+    QProcess shell;
+    shell.start(VXSH_PATH, {"--snapshot", picture, VX_TEST_SOURCE_DIR "/../examples/worldmap.vxs"});
+    ASSERT_TRUE(shell.waitForFinished(120000));
+    ASSERT_EQ(shell.exitCode(), 0) << shell.readAllStandardError().toStdString();
+    const QImage image(picture);
+    ASSERT_FALSE(image.isNull());
+    const int all = image.width() * image.height();
+    // about 30% of a geog world is land, the rest water; graticule lines
+    // and coasts take their share of both
+    EXPECT_GT(vptest::countColor(image, QColor(0xff, 0xf2, 0xe5)), all / 6);
+    EXPECT_GT(vptest::countColor(image, QColor(0xe0, 0xe0, 0xff)), all / 3);
+}
+#endif

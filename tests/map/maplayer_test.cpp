@@ -246,3 +246,42 @@ TEST(MapLayer, AMissingFileShowsOneMessageAndTheLayerDropsOut)
     EXPECT_FALSE(shown.last()->isModal());
     shown.last()->close();
 }
+
+TEST(MapLayer, RasterLayersBlendAgainstWhiteAndTheRimIsBlack)
+{
+    QTemporaryDir dir;
+    // heights rising to the east: the colour table makes them greens and browns
+    const QByteArray grid = mdtest::globalGrid(1.0, 90, 1, [](double lon, double) {
+        return static_cast<int16_t>(100 + 10 * (lon + 180));
+    });
+    const QString path = dir.filePath("test.grid.xmd");
+    {
+        QFile f(path);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(grid);
+    }
+    Fixture f;
+    f.map->configure("nthreads", "2", nullptr);
+    auto colourAt = [&](const char* opacity, const char* projection, QPoint p) {
+        const std::string body = "type grid\nvx_layer r\nopacity " + std::string(opacity) +
+                                 "\nmapdata_source_file " + path.toStdString() + "\n";
+        EXPECT_EQ(f.layer->configure("definition", definition(body).c_str(), nullptr), 0) << takeErrors();
+        f.vp->configure("map", projection, "range", "400", nullptr);
+        f.vp->setScales();
+        QImage image = vptest::blank(200, 200, Qt::blue);
+        QPainter painter(&image);
+        EXPECT_EQ(f.layer->draw(&painter), 1);
+        painter.end();
+        return image.pixelColor(p);
+    };
+    const QColor opaque = colourAt("1.0", "geog", QPoint(100, 100));
+    const QColor half = colourAt("0.5", "geog", QPoint(100, 100));
+    EXPECT_EQ(opaque.alpha(), 255);
+    EXPECT_NE(opaque, QColor(Qt::blue));
+    // half way to white, not to the blue beneath
+    EXPECT_NEAR(half.red(), (opaque.red() + 255) / 2, 3);
+    EXPECT_NEAR(half.blue(), (opaque.blue() + 255) / 2, 3);
+    // edp: the earth is the disc of radius 180 degrees, the corners are black
+    EXPECT_EQ(colourAt("1.0", "edp", QPoint(2, 2)), QColor(Qt::black));
+    EXPECT_NE(colourAt("1.0", "edp", QPoint(100, 100)), QColor(Qt::black));
+}
