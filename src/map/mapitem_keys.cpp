@@ -310,7 +310,8 @@ int VXMap::parseDefineMaplayersTemplate(const char* value)
             Text block(kv2string(static_cast<Kv*>(v)));
             text += QStringLiteral("&Arr{\n") + QString::fromUtf8(block.s ? block.s : "") + QStringLiteral("}\n");
         } else {
-            hl_register_error(0, "map_parse_define_maplayers_templates: kvget(maplayers,%ld) returns illegal value %d.\n",
+            hl_register_error(0,
+                              "map_parse_define_maplayers_templates: kvget(maplayers,%ld) returns illegal value %d.\n",
                               i, kind);
             return -1;
         }

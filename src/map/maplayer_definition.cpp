@@ -302,11 +302,13 @@ int VXMapLayer::parseDefinition(const char* value)
         hl_register_error(0, "%s: kvparam(antialias) error.\n", proc);
         return -1;
     }
-    if (n.type == VX_MAPLAYER_GRID && (!readDouble(arr, "gamma", &n.gamma) || !readDouble(arr, "lightmin", &n.lightmin)))
+    if (n.type == VX_MAPLAYER_GRID &&
+        (!readDouble(arr, "gamma", &n.gamma) || !readDouble(arr, "lightmin", &n.lightmin)))
         return -1;
     const bool vector_kind = n.type == VX_MAPLAYER_VECTOR || n.type == VX_MAPLAYER_VECTOR_FILL;
     if (vector_kind) {
-        if (!readColor(map, arr, "outline_color", &n.outline_color) || !readDouble(arr, "outline_linewidth", &n.linewidth))
+        if (!readColor(map, arr, "outline_color", &n.outline_color) ||
+            !readDouble(arr, "outline_linewidth", &n.linewidth))
             return -1;
     }
     if (n.type == VX_MAPLAYER_VECTOR) {
@@ -322,7 +324,8 @@ int VXMapLayer::parseDefinition(const char* value)
             return -1;
     }
     if (n.type == VX_MAPLAYER_VECTOR_FILL) {
-        if (!readColor(map, arr, "fill_color", &n.fill_color) || !readColor(map, arr, "background_color", &n.background_color) ||
+        if (!readColor(map, arr, "fill_color", &n.fill_color) ||
+            !readColor(map, arr, "background_color", &n.background_color) ||
             !readColor(map, arr, "transparent_color", &n.transparent_color))
             return -1;
     }

@@ -87,7 +87,8 @@ TEST(Map, CoastsInEveryProjection)
             // black just beyond the rim of the projected earth, none inside
             const QPoint centre = pixelOf(vp.get(), -20.0, 0.0);
             const double ppd = 500.0 / atof(c.range);
-            const int out = static_cast<int>((c.mask_radius + 2.0) * ppd), in = static_cast<int>((c.mask_radius - 2.0) * ppd);
+            const int out = static_cast<int>((c.mask_radius + 2.0) * ppd);
+            const int in = static_cast<int>((c.mask_radius - 2.0) * ppd);
             EXPECT_EQ(image.pixelColor(centre + QPoint(out, 0)), QColor(Qt::black));
             EXPECT_EQ(image.pixelColor(centre - QPoint(0, out)), QColor(Qt::black));
             EXPECT_NE(image.pixelColor(centre + QPoint(in, 0)), QColor(Qt::black));
@@ -142,7 +143,8 @@ TEST(Map, BadKeysKeepTheState)
          "map_parse_set_state: Must define taskbar object with taskbar_buttons_definitions configuration first\n"},
         {"maplayer_definitions", "maplayers &Tbl{\n}\n",
          "map_parse_maplayer_definitions: kvparam(maplayer_definitions) error.\n"},
-        {"maplayers_template", "nosuch", "map_parse_maplayers_template: Cannot find maplayers template for 'nosuch'.\n"},
+        {"maplayers_template", "nosuch",
+         "map_parse_maplayers_template: Cannot find maplayers template for 'nosuch'.\n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.key << " " << c.value);

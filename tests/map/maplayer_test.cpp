@@ -220,7 +220,8 @@ TEST(MapLayer, AMissingFileShowsOneMessageAndTheLayerDropsOut)
     const QString path = writeSquare(dir);
     Fixture f;
     f.layer->setItemName(QStringLiteral("land"));
-    const std::string body = "type vector_fill\nvx_layer m\nfill_color red\nmapdata_source_file " + path.toStdString() + "\n";
+    const std::string body =
+        "type vector_fill\nvx_layer m\nfill_color red\nmapdata_source_file " + path.toStdString() + "\n";
     ASSERT_EQ(f.layer->configure("definition", definition(body).c_str(), nullptr), 0) << takeErrors();
     ASSERT_TRUE(QFile::remove(path));
     auto boxes = [] {
