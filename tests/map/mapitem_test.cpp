@@ -1,5 +1,6 @@
 // The map item: maps in each projection, keys, stacks and templates, the
 // display order of layers, the defaults and the task bar.
+#include "map/mapdata_support.h"
 #include "support/vptest.h"
 
 #include "items/axes.h"
@@ -8,6 +9,7 @@
 #include "map/mapitem.h"
 #include "viewport/layer.h"
 
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -327,3 +329,32 @@ TEST(Map, WorldMapExampleDrawsLandAndWater)
     EXPECT_GT(vptest::countColor(image, QColor(0xe0, 0xe0, 0xff)), all / 3);
 }
 #endif
+
+TEST(Map, DefaultsTakeTheRasterWhenItsFileIsThere)
+{
+    if (!haveCoasts())
+        GTEST_SKIP() << "coasts.vector.xmd not built";
+    QTemporaryDir dir;
+    const QByteArray grid = mdtest::globalGrid(2.0, 90, 1, [](double, double lat) {
+        return static_cast<int16_t>(50 * lat);
+    });
+    QFile file(dir.filePath("bluemarble.grid.xmd"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(grid);
+    file.close();
+    const QByteArray saved = qgetenv("VXPLOT_MAPDATA_PATH");
+    qputenv("VXPLOT_MAPDATA_PATH", dir.path().toUtf8());
+    auto vp = mapViewport();
+    VXMap map(vp.get(), 1, 0, nullptr);
+    EXPECT_EQ(map.setDefaults(), 0) << takeErrors();
+    if (saved.isNull())
+        qunsetenv("VXPLOT_MAPDATA_PATH");
+    else
+        qputenv("VXPLOT_MAPDATA_PATH", saved);
+    EXPECT_EQ(map.vars.vector_only, 0);
+    EXPECT_EQ(map.vars.maplayers, (QList<QString>{"bluemarble", "coasts"}));
+    // the layers button hides the raster
+    EXPECT_EQ(map.configure("map_taskbar_set_state", "layers:off", nullptr), 0) << takeErrors();
+    EXPECT_EQ(map.vars.maplayer_definitions.value("bluemarble")->item_process_pvt, 0);
+    vptest::render(vp.get());
+}
