@@ -341,6 +341,11 @@ int VXMapLayer::parseDefinition(const char* value)
     setLayer(vx_layer);
     vars.transparent_color = n.transparent_color;
     if (VXLayer* layer = getLayer()) {
+        // the cache stays listed (behind the map until its next paint puts
+        // it in place), so that it goes with its viewport
+        VXViewport* viewport = getViewportParent();
+        if (viewport && !viewport->vars.display_list.contains(layer))
+            viewport->addItemAfter(layer, vars.map);
         if (vars.transparent_color.color.isValid())
             layer->maskColorTransparent(&vars.transparent_color.color);
         layer->setStale();
