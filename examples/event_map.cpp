@@ -1,6 +1,6 @@
 // An application that links the library's classes: the events of a CSS 3.0
-// database as glyphs on a geographic view, sized by magnitude and coloured
-// by depth, with the stations as triangles.
+// database as glyphs on a map (land, water, coasts and borders), sized by
+// magnitude and coloured by depth, with the stations as triangles.
 //
 //   event_map DATABASE [picture.png]
 //
@@ -106,6 +106,13 @@ int main(int argc, char** argv)
     if (vp->configure("map", "geog", "lonr", "-117.5", "latr", "34.3", "range", "7.0", "fill", "white",
                       "mleft", "70", "mright", "30", "mtop", "50", "mbottom", "60", nullptr) < 0)
         return fail("viewport configuration");
+    // land, water, coasts and borders under everything else, from the
+    // library's map data; without it the events stand on the plain fill
+    auto map = std::make_unique<VXMap>(vp.get(), 0, 0, nullptr);
+    if (map->setDefaults() < 0) {
+        fprintf(stderr, "event_map: no map data, a plain background\n%s", hl_errlog_string(0));
+        hl_clear_register(0);
+    }
     auto axes = std::make_unique<VXAxes>(vp.get());
     axes->configure("xlabel", "longitude (degrees)", "ylabel", "latitude (degrees)", "color_grids", "#e0e0e0",
                     nullptr);
@@ -160,6 +167,7 @@ int main(int argc, char** argv)
     text.reset();
     glyphs.reset();
     axes.reset();
+    map.reset();
     vp.reset();
     rsclose(db);
     return status;

@@ -55,6 +55,8 @@
 #include "map/mapdata.h"
 #include "map/mapdatafile.h"
 #include "map/mapdatawriter.h"
+#include "map/maplayer.h"
+#include "map/mapitem.h"
 
 // graphics contexts and shapes
 #include "glyphs/glyph.h"

@@ -3,7 +3,9 @@
 #include "items/polyline.h"
 #include "items/polypoint.h"
 #include "items/text.h"
+#include "items/taskbar.h"
 #include "items/textpopup.h"
+#include "map/mapitem.h"
 #include "server/callbacks.h"
 #include "server/graphicsserver.h"
 #include "server/mainwindow.h"
@@ -185,6 +187,7 @@ void vx_destroy_object(int type, void* widget)
     case VX_TYPE_TEXT: delete static_cast<VXText*>(widget); break;
     case VX_TYPE_POLYLINE: delete static_cast<VXPolyline*>(widget); break;
     case VX_TYPE_POLYPOINT: delete static_cast<VXPolypoint*>(widget); break;
+    case VX_TYPE_MAP: delete static_cast<VXMap*>(widget); break;
     case VX_TYPE_TEXTPOPUP: delete static_cast<VXTextPopup*>(widget); break;
     case VX_TYPE_FRAME: delete static_cast<QFrame*>(widget); break;
     case VX_TYPE_GRIDLAYOUT: delete static_cast<QGridLayout*>(widget); break;
@@ -207,6 +210,7 @@ void vx_destroy_object(int type, void* widget)
     case VX_TYPE_KVTREEVIEW: delete static_cast<VXKvTreeview*>(widget); break;
     case VX_TYPE_TABLEVIEW: case VX_TYPE_DBTABLEVIEW: delete static_cast<VXTableview*>(widget); break;
     case VX_TYPE_ACTION:
+    case VX_TYPE_TASKBAR:
     case VX_TYPE_TRACEVIEW:
         // the entry goes, the object stays: actions belong to their menus
         // and a trace view to its viewport
@@ -226,6 +230,8 @@ VXViewportItem* vx_as_viewport_item(int type, void* item)
     case VX_TYPE_TEXT: return static_cast<VXText*>(item);
     case VX_TYPE_POLYLINE: return static_cast<VXPolyline*>(item);
     case VX_TYPE_POLYPOINT: return static_cast<VXPolypoint*>(item);
+    case VX_TYPE_MAP: return static_cast<VXMap*>(item);
+    case VX_TYPE_TASKBAR: return static_cast<VXTaskbar*>(item);
     default: return nullptr;
     }
 }
@@ -240,6 +246,8 @@ HLConfigure* vx_as_configure(int type, void* item)
     case VX_TYPE_TEXT: return static_cast<VXText*>(item);
     case VX_TYPE_POLYLINE: return static_cast<VXPolyline*>(item);
     case VX_TYPE_POLYPOINT: return static_cast<VXPolypoint*>(item);
+    case VX_TYPE_MAP: return static_cast<VXMap*>(item);
+    case VX_TYPE_TASKBAR: return static_cast<VXTaskbar*>(item);
     case VX_TYPE_TEXTPOPUP: return static_cast<VXTextPopup*>(item);
     case VX_TYPE_COMMANDCONSOLE: return static_cast<VXCommandConsole*>(item);
     case VX_TYPE_KVTREEVIEW: return static_cast<VXKvTreeview*>(item);
