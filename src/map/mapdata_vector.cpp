@@ -10,14 +10,17 @@
 #include <QDebug>
 #include <QPainter>
 #include <QPainterPath>
-#include <QVarLengthArray>
 
 #include <arpa/inet.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstdint>
 #include <cstring>
+#include <new>
+#include <unordered_map>
+#include <vector>
 
 namespace {
 
@@ -56,42 +59,141 @@ inline void readPoint(const HLMapDataXY* p, bool network, int* lon, int* lat)
     *lat = static_cast<int>(b);
 }
 
-// Strokes the points of a VXPolyDraw as polylines while they are pumped: a
-// line of the map needs no path, and Qt strokes polylines faster.
-class LineStroker : public VXPolyDrawSink
+// Longest polyline handed to the painter: longer runs go in pieces that
+// share their end points.
+constexpr int kPolylineBatch = 1000;
+
+// The view a projected segment belongs to: everything of the viewport that
+// places a point.
+struct ViewKey
+{
+    int tran = -1, xmode = 0, ymode = 0;
+    int w = 0, h = 0, mleft = 0, mright = 0, mtop = 0, mbottom = 0;
+    double latr = 0.0, lonr = 0.0, xleft = 0.0, xright = 0.0, ybottom = 0.0, ytop = 0.0;
+
+    explicit ViewKey(const VxViewport* vp = nullptr)
+    {
+        if (!vp)
+            return;
+        tran = vp->map_tran;
+        xmode = vp->xmode;
+        ymode = vp->ymode;
+        w = vp->w;
+        h = vp->h;
+        mleft = vp->mleft;
+        mright = vp->mright;
+        mtop = vp->mtop;
+        mbottom = vp->mbottom;
+        latr = vp->latr;
+        lonr = vp->lonr;
+        xleft = vp->xleft;
+        xright = vp->xright;
+        ybottom = vp->ybottom;
+        ytop = vp->ytop;
+    }
+    bool operator==(const ViewKey& o) const
+    {
+        return tran == o.tran && xmode == o.xmode && ymode == o.ymode && w == o.w && h == o.h && mleft == o.mleft &&
+               mright == o.mright && mtop == o.mtop && mbottom == o.mbottom && latr == o.latr && lonr == o.lonr &&
+               xleft == o.xleft && xright == o.xright && ybottom == o.ybottom && ytop == o.ytop;
+    }
+};
+
+// A run of points to stroke: its first point in the cache's array, and
+// how many.
+struct Run
+{
+    uint32_t first, count;
+};
+
+// What one segment became in the cached view.  The segment's place, size
+// and end points tell whether the data under it is still the same.
+struct SegmentGeometry
+{
+    const HLMapDataXY* pts = nullptr;
+    long npts = -1;
+    HLMapDataXY first{}, last{};
+    bool runs_made = false;  // the lines of an azimuthal view
+    size_t first_run = 0, nruns = 0;
+    bool path_made = false;  // a rectilinear view's path, or an azimuthal view's area
+    QPainterPath path;
+
+    bool same(const HLMapDataVectorSegment* seg) const
+    {
+        return pts == seg->pts && npts == seg->npts &&
+               (npts < 1 || (memcmp(&first, seg->pts, sizeof first) == 0 &&
+                             memcmp(&last, seg->pts + npts - 1, sizeof last) == 0));
+    }
+    void take(const HLMapDataVectorSegment* seg)
+    {
+        pts = seg->pts;
+        npts = seg->npts;
+        if (npts > 0) {
+            memcpy(&first, seg->pts, sizeof first);
+            memcpy(&last, seg->pts + npts - 1, sizeof last);
+        }
+    }
+};
+
+// Keeps the points that a VXPolyDraw pumps as runs of the cache.
+class RunRecorder : public VXPolyDrawSink
 {
 public:
-    explicit LineStroker(QPainter* painter) : painter(painter) {}
-    ~LineStroker() override { flush(); }
+    RunRecorder(std::vector<QPointF>* points, std::vector<Run>* runs) : points(points), runs(runs) {}
     void moveTo(double x, double y) override
     {
-        flush();
-        run.clear();
-        run.append(QPointF(x, y));
+        runs->push_back({static_cast<uint32_t>(points->size()), 1});
+        points->push_back(QPointF(x, y));
     }
     void lineTo(double x, double y) override
     {
-        if (run.size() == batch) {
-            const QPointF last = run.last();
-            flush();
-            run.clear();
-            run.append(last);
-        }
-        run.append(QPointF(x, y));
-    }
-    void flush()
-    {
-        if (run.size() > 1)
-            painter->drawPolyline(run.data(), static_cast<int>(run.size()));
+        if (runs->empty())
+            runs->push_back({static_cast<uint32_t>(points->size()), 0});
+        runs->back().count++;
+        points->push_back(QPointF(x, y));
     }
 
 private:
-    static constexpr int batch = 1000;
-    QPainter* painter;
-    QVarLengthArray<QPointF, batch> run;
+    std::vector<QPointF>* points;
+    std::vector<Run>* runs;
 };
 
+// Stroke runs as polylines: a line of the map needs no path, and Qt
+// strokes polylines faster.
+void drawRuns(QPainter& painter, const QPointF* points, const Run* runs, size_t nruns)
+{
+    for (size_t r = 0; r < nruns; r++) {
+        const QPointF* p = points + runs[r].first;
+        const long count = runs[r].count;
+        for (long i = 0; i < count - 1; i += kPolylineBatch - 1)
+            painter.drawPolyline(p + i, static_cast<int>(std::min<long>(kPolylineBatch, count - i)));
+    }
+}
+
 } // namespace
+
+// Projected segments of one view, by segment.  The points of every run
+// live in one array.
+struct VXMapData::VectorCache
+{
+    ViewKey view;
+    std::unordered_map<const HLMapDataVectorSegment*, SegmentGeometry> segments;
+    std::vector<QPointF> points;
+    std::vector<Run> runs;
+
+    void clear()
+    {
+        segments.clear();
+        points.clear();
+        runs.clear();
+    }
+};
+
+void VXMapData::dropVectorCache()
+{
+    delete vector_cache;
+    vector_cache = nullptr;
+}
 
 int VXMapData::isInside(double lat, double lon, long npts, const double* lats, const double* lons)
 {
@@ -170,6 +272,139 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
     }
     const double alat = -vp->latr, alon = wrap180(180.0 + vp->lonr);
 
+    // the projected segments of an earlier draw serve while the view stays
+    if (!vector_cache)
+        vector_cache = new (std::nothrow) VectorCache;
+    if (!vector_cache) {
+        hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
+        return;
+    }
+    if (!(vector_cache->view == ViewKey(vp))) {
+        vector_cache->clear();
+        vector_cache->view = ViewKey(vp);
+    }
+
+    // the cached geometry of a segment, emptied when the data under it changed
+    auto geometry = [&](const HLMapDataVectorSegment* seg) -> SegmentGeometry* {
+        try {
+            auto [it, fresh] = vector_cache->segments.try_emplace(seg);
+            if (!fresh && !it->second.same(seg)) {
+                // other data at the same place: nothing kept is sure
+                vector_cache->clear();
+                it = vector_cache->segments.try_emplace(seg).first;
+            }
+            if (it->second.npts < 0)
+                it->second.take(seg);
+            return &it->second;
+        } catch (const std::bad_alloc&) {
+            hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
+            return nullptr;
+        }
+    };
+    // the points of a segment in degrees into xplt, yplt
+    auto readPoints = [&](const HLMapDataVectorSegment* seg, bool network) -> int {
+        const long npts = seg->npts;
+        const long need = std::max(npts + 2, 10L);
+        if (need > nplt) {
+            double* x = static_cast<double*>(realloc(xplt, need * sizeof(double)));
+            if (!x) {
+                hl_register_error(1, "VXMapData::VXdrawVector: realloc(xplt,%ld) error.\n", need);
+                return -1;
+            }
+            xplt = x;
+            double* y = static_cast<double*>(realloc(yplt, need * sizeof(double)));
+            if (!y) {
+                hl_register_error(1, "VXMapData::VXdrawVector: realloc(yplt,%ld) error.\n", need);
+                return -1;
+            }
+            yplt = y;
+            nplt = need;
+        }
+        if (rectilinear) {
+            long turns = 0;  // microdegrees added to keep steps within half a turn
+            long last = 0;
+            for (long i = 0; i < npts; i++) {
+                int lon, lat;
+                readPoint(seg->pts + i, network, &lon, &lat);
+                long l = lon;
+                if (network) {
+                    if (i > 0) {
+                        while (l + turns - last > 180000000L)
+                            turns -= 360000000L;
+                        while (l + turns - last < -180000000L)
+                            turns += 360000000L;
+                    }
+                    l += turns;
+                    last = l;
+                }
+                xplt[i] = l * 1e-6;
+                yplt[i] = lat * 1e-6;
+            }
+        } else {
+            for (long i = 0; i < npts; i++) {
+                int lon, lat;
+                readPoint(seg->pts + i, network, &lon, &lat);
+                xplt[i] = wrap180(lon * 1e-6);
+                yplt[i] = lat * 1e-6;
+            }
+        }
+        return 0;
+    };
+    // the lines of a segment in an azimuthal view, as runs of the cache
+    auto makeRuns = [&](const HLMapDataVectorSegment* seg, bool network, SegmentGeometry* geo) -> int {
+        if (readPoints(seg, network) < 0)
+            return -1;
+        const size_t first_run = vector_cache->runs.size();
+        try {
+            // a path builder per segment: it carries the last point of its
+            // pump over to the next call
+            VXPolyDraw polydraw(vp, 0, 1.0, 1.0, 0, 0);
+            RunRecorder recorder(&vector_cache->points, &vector_cache->runs);
+            polydraw.sink = &recorder;
+            QPainterPath unused;
+            polydraw.addPoints(&unused, static_cast<int>(seg->npts), xplt, yplt, 1, 0);
+        } catch (const std::bad_alloc&) {
+            vector_cache->clear();
+            hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
+            return -1;
+        }
+        geo->first_run = first_run;
+        geo->nruns = vector_cache->runs.size() - first_run;
+        geo->runs_made = true;
+        return 0;
+    };
+    // the path of a segment: its lines wrapped at the edges of a
+    // rectilinear view, or the area of an azimuthal one
+    auto makePath = [&](const HLMapDataVectorSegment* seg, bool network, bool fill, SegmentGeometry* geo) -> int {
+        if (readPoints(seg, network) < 0)
+            return -1;
+        const long npts = seg->npts;
+        QPainterPath path;
+        if (rectilinear) {
+            const int sp = seg->latmin < -80000000 ? 1 : 0;
+            if (QPainterPath* wrapped = VXViewport::wrapLongitudes(vp, static_cast<int>(npts), xplt, yplt, 0, sp)) {
+                path = *wrapped;
+                delete wrapped;
+            }
+        } else if (fill) {
+            if (isInside(alat, alon, npts, yplt, xplt)) {
+                // the area holds the antipode: it covers the outside of its
+                // projected outline, the odd-even rule cuts it (a line
+                // alone is not framed)
+                path.moveTo(0, 0);
+                path.lineTo(W, 0);
+                path.lineTo(W, H);
+                path.lineTo(0, H);
+                path.lineTo(0, 0);
+            }
+            VXPolyDraw polydraw(vp, 0, 1.0, 1.0, 0, 0);
+            polydraw.addPoints(&path, static_cast<int>(npts), xplt, yplt, 1, 0);
+        }
+        geo->path = path;
+        geo->path_made = true;
+        return 0;
+    };
+
     painter.save();
     painter.translate(vp->mleft, vp->mtop);
     painter.setClipRect(0, 0, W, H);
@@ -227,85 +462,25 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                 }
                 if (!line && !fill)
                     continue;
-                const long npts = seg->npts;
-                if (npts < 1)
+                if (seg->npts < 1)
                     continue;
-                const long need = std::max(npts + 2, 10L);
-                if (need > nplt) {
-                    double* x = static_cast<double*>(realloc(xplt, need * sizeof(double)));
-                    if (!x) {
-                        hl_register_error(1, "VXMapData::VXdrawVector: realloc(xplt,%ld) error.\n", need);
+                SegmentGeometry* geo = geometry(seg);
+                if (!geo)
+                    continue;
+                if (!fill && !rectilinear) {
+                    if (!geo->runs_made && makeRuns(seg, network, geo) < 0) {
                         painter.restore();
                         return;
                     }
-                    xplt = x;
-                    double* y = static_cast<double*>(realloc(yplt, need * sizeof(double)));
-                    if (!y) {
-                        hl_register_error(1, "VXMapData::VXdrawVector: realloc(yplt,%ld) error.\n", need);
-                        painter.restore();
-                        return;
-                    }
-                    yplt = y;
-                    nplt = need;
+                    drawRuns(painter, vector_cache->points.data(), vector_cache->runs.data() + geo->first_run,
+                             geo->nruns);
+                    continue;
                 }
-                if (rectilinear) {
-                    long turns = 0;  // microdegrees added to keep steps within half a turn
-                    long last = 0;
-                    for (long i = 0; i < npts; i++) {
-                        int lon, lat;
-                        readPoint(seg->pts + i, network, &lon, &lat);
-                        long l = lon;
-                        if (network) {
-                            if (i > 0) {
-                                while (l + turns - last > 180000000L)
-                                    turns -= 360000000L;
-                                while (l + turns - last < -180000000L)
-                                    turns += 360000000L;
-                            }
-                            l += turns;
-                            last = l;
-                        }
-                        xplt[i] = l * 1e-6;
-                        yplt[i] = lat * 1e-6;
-                    }
-                    const int sp = seg->latmin < -80000000 ? 1 : 0;
-                    QPainterPath* path =
-                        VXViewport::wrapLongitudes(vp, static_cast<int>(npts), xplt, yplt, 0, sp);
-                    if (path) {
-                        painter.drawPath(*path);
-                        delete path;
-                    }
-                } else {
-                    for (long i = 0; i < npts; i++) {
-                        int lon, lat;
-                        readPoint(seg->pts + i, network, &lon, &lat);
-                        xplt[i] = wrap180(lon * 1e-6);
-                        yplt[i] = lat * 1e-6;
-                    }
-                    // a path builder per segment: it carries the last point
-                    // of its pump over to the next call
-                    VXPolyDraw polydraw(vp, 0, 1.0, 1.0, 0, 0);
-                    if (!fill) {
-                        LineStroker stroker(&painter);
-                        polydraw.sink = &stroker;
-                        QPainterPath unused;
-                        polydraw.addPoints(&unused, static_cast<int>(npts), xplt, yplt, 1, 0);
-                        continue;
-                    }
-                    QPainterPath path;
-                    if (isInside(alat, alon, npts, yplt, xplt)) {
-                        // the area holds the antipode: it covers the outside
-                        // of its projected outline, the odd-even rule cuts it
-                        // (a line alone is not framed)
-                        path.moveTo(0, 0);
-                        path.lineTo(W, 0);
-                        path.lineTo(W, H);
-                        path.lineTo(0, H);
-                        path.lineTo(0, 0);
-                    }
-                    polydraw.addPoints(&path, static_cast<int>(npts), xplt, yplt, 1, 0);
-                    painter.drawPath(path);
+                if (!geo->path_made && makePath(seg, network, fill, geo) < 0) {
+                    painter.restore();
+                    return;
                 }
+                painter.drawPath(geo->path);
             }
         }
     }

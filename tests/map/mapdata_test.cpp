@@ -18,6 +18,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <string>
 
 namespace {
@@ -390,6 +391,46 @@ TEST(MapData, RealCoastlinesWhereTheyBelong)
         filled.save(QString("%1/coasts_geog.png").arg(folder));
         world.save(QString("%1/coasts_edp.png").arg(folder));
     }
+}
+
+TEST(MapData, RedrawsAndChangedViewsDrawAsAFreshObjectDoes)
+{
+    // real coastlines when built, else a few synthetic areas; the object
+    // drawn again and again keeps what it projected for a view
+    QByteArray bytes;
+    std::unique_ptr<VXMapData> kept;
+    char* path = HLMapData::checkInputFile("coasts.vector.xmd", nullptr, nullptr, nullptr);
+    takeErrors();
+    if (!path)
+        bytes = vectorFile({mdtest::ring(1, 1, {170, -10, -170, -10, -170, 10, 170, 10}),
+                            mdtest::ring(1, 1, {0, 0, 40, 0, 40, 40, 0, 40}),
+                            mdtest::ring(2, 1, {10, 10, 30, 10, 30, 30, 10, 30})});
+    auto open = [&] {
+        auto md = path ? std::make_unique<VXMapData>(QString::fromLocal8Bit(path), 1) : std::make_unique<VXMapData>(1);
+        if (!path)
+            md->setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "r");
+        md->setResolution(path ? 1 : 0);
+        return md;
+    };
+    kept = open();
+    struct View { const char* map; const char* range; const char* lonr; const char* latr; bool lines; } views[] = {
+        {"edp", "360", "20", "0", true},  {"edp", "360", "20", "0", true},   {"edp", "360", "20", "0", false},
+        {"edp", "90", "-60", "-20", true}, {"globe", "180", "140", "30", true}, {"geog", "360", "0", "0", true},
+        {"geog", "360", "0", "0", false},  {"edp", "360", "20", "0", true},
+    };
+    int i = 0;
+    for (const View& v : views) {
+        SCOPED_TRACE(testing::Message() << "view " << i);
+        auto vp = mapView(500, 400, v.map, v.range, v.lonr, v.latr);
+        const QImage again = drawVectors(*kept, vp.get(), v.lines);
+        auto fresh = open();
+        const QImage once = drawVectors(*fresh, vp.get(), v.lines);
+        EXPECT_TRUE(again == once);
+        if (const char* folder = getenv("VX_MAPDATA_PNG"))
+            once.save(QString("%1/redraw_%2.png").arg(folder).arg(i));
+        i++;
+    }
+    free(path);
 }
 
 #ifdef VXMAPDATA_PATH
