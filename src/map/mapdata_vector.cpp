@@ -404,6 +404,35 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
         geo->path_made = true;
         return 0;
     };
+    // the lines of a rectilinear view: the path's pieces as runs, unless
+    // it has curves (then the path is stroked)
+    auto runsOfPath = [&](const HLMapDataVectorSegment* seg, bool network, SegmentGeometry* geo) -> int {
+        if (!geo->path_made && makePath(seg, network, false, geo) < 0)
+            return -1;
+        const QPainterPath& path = geo->path;
+        for (int i = 0; i < path.elementCount(); i++)
+            if (path.elementAt(i).type == QPainterPath::CurveToElement)
+                return 0;
+        const size_t first_run = vector_cache->runs.size();
+        try {
+            RunRecorder recorder(&vector_cache->points, &vector_cache->runs);
+            for (int i = 0; i < path.elementCount(); i++) {
+                const QPainterPath::Element e = path.elementAt(i);
+                if (e.type == QPainterPath::MoveToElement)
+                    recorder.moveTo(e.x, e.y);
+                else
+                    recorder.lineTo(e.x, e.y);
+            }
+        } catch (const std::bad_alloc&) {
+            vector_cache->clear();
+            hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
+            return -1;
+        }
+        geo->first_run = first_run;
+        geo->nruns = vector_cache->runs.size() - first_run;
+        geo->runs_made = true;
+        return 0;
+    };
 
     painter.save();
     painter.translate(vp->mleft, vp->mtop);
@@ -467,11 +496,12 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                 SegmentGeometry* geo = geometry(seg);
                 if (!geo)
                     continue;
-                if (!fill && !rectilinear) {
-                    if (!geo->runs_made && makeRuns(seg, network, geo) < 0) {
-                        painter.restore();
-                        return;
-                    }
+                if (!fill && !geo->runs_made &&
+                    (rectilinear ? runsOfPath(seg, network, geo) : makeRuns(seg, network, geo)) < 0) {
+                    painter.restore();
+                    return;
+                }
+                if (!fill && geo->runs_made) {
                     drawRuns(painter, vector_cache->points.data(), vector_cache->runs.data() + geo->first_run,
                              geo->nruns);
                     continue;
