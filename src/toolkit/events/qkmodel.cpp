@@ -157,12 +157,14 @@ int QKModel::open(const std::string& dbname)
     f_.origin_ms = fi(defs_[QK_ORIGIN], "ms");
     f_.origerr_lddate = fi(defs_[QK_ORIGERR], "lddate");
     db_ = db;
+    database_ = d;
     dbname_ = dbname;
     return 0;
 }
 
 void QKModel::close()
 {
+    database_.reset();
     if (isOpen())
         rsclose(db_);
     db_ = rsinvalid();
@@ -209,12 +211,20 @@ long QKModel::count(int table) const
 
 std::string_view QKModel::record(int table, long r) const
 {
-    if (!isOpen() || r < 0 || r >= counts_[table])
+    if (!database_ || r < 0 || r >= counts_[table])
         return {};
-    auto d = rs_database(db_, "QKModel::record");
-    if (!d)
-        return {};
-    return d->backend->record(static_cast<int>(tables_[table]), r);
+    return database_->backend->record(static_cast<int>(tables_[table]), r);
+}
+
+void QKModel::prefetch(const ListKey& key) const
+{
+    auto lines = [](std::string_view text) {
+        for (size_t at = 0; at < text.size(); at += 64)
+            __builtin_prefetch(text.data() + at);
+    };
+    lines(record(QK_EVENT, key.event_recno));
+    if (key.origin_recno >= 0)
+        lines(record(QK_ORIGIN, key.origin_recno));
 }
 
 void QKModel::clearIndex(int table)
@@ -433,7 +443,7 @@ std::vector<QKModel::ListKey> QKModel::listKeys() const
     events_.each([&](long evid, const EventRow& e) {
         const OriginRow* o = origins_.find(e.prefor);
         const bool found = o && o->evid == evid;
-        keys.push_back({found ? o->time : -9999999999.999, evid, e.recno, found ? o->recno : -1});
+        keys.push_back({found ? o->time : -9999999999.999, evid, e.recno, found ? o->recno : -1, e.prefor});
     });
     std::sort(keys.begin(), keys.end());
     return keys;
@@ -627,8 +637,7 @@ bool QKModel::buildEntry(const ListKey& key, QKEvent* ev, QKOrigin* origin) cons
 {
     EventRow row;
     row.recno = key.event_recno;
-    if (const EventRow* e = events_.find(key.evid))
-        row.prefor = e->prefor;
+    row.prefor = key.prefor;
     fillEvent(key.evid, row, ev);
     if (key.origin_recno < 0)
         return false;

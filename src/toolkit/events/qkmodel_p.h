@@ -16,12 +16,14 @@
 #include <sys/types.h>
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+struct RsDatabase;
 struct RsTableDef;
 
 // Tables the server watches, in the order they are taken in.
@@ -91,6 +93,7 @@ public:
         long evid;
         long event_recno;
         long origin_recno;  // of the preferred origin; -1 when it has none
+        long prefor;
         bool operator<(const ListKey& o) const { return time != o.time ? time < o.time : evid < o.evid; }
     };
     // Every event with an event row, in the order of the list: by the time
@@ -100,6 +103,10 @@ public:
     // unchanged since, but for its origins: its preferred origin goes to
     // *origin, and true tells that it has one.
     bool buildEntry(const ListKey& key, QKEvent* event, QKOrigin* origin) const;
+    // Start reading the rows of a key of listKeys() that buildEntry() will
+    // read, a few keys ahead: the rows lie in the list's order, not the
+    // files'.
+    void prefetch(const ListKey& key) const;
     // The place in the published list that the server gave evid; -1 for
     // none or an unknown evid.  An event table read again forgets them all.
     long placeOf(long evid) const;
@@ -159,6 +166,7 @@ private:
     } f_;
 
     Rsptr db_ = {RS_INVALID, RS_INVALID, RS_INVALID, RS_INVALID};
+    std::shared_ptr<RsDatabase> database_;  // of db_, held while it is open
     std::string dbname_;
     long tables_[QK_NTABLES] = {};  // table indices of the store
     const RsTableDef* defs_[QK_NTABLES] = {};

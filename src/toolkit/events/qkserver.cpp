@@ -342,6 +342,9 @@ std::shared_ptr<Table<QKEvent>> QKServer::buildList()
             const size_t n = std::min(kBlock, keys.size() - first);
             const std::shared_ptr<QKOrigin[]> origins = std::make_shared<QKOrigin[]>(n);
             for (size_t k = 0; k < n; k++) {
+                constexpr size_t kAhead = 8;
+                if (first + k + kAhead < keys.size())
+                    model_->prefetch(keys[first + k + kAhead]);
                 const QKModel::ListKey& key = keys[first + k];
                 QKEvent e;
                 if (model_->buildEntry(key, &e, &origins[k]))
