@@ -222,9 +222,9 @@ void QKModel::prefetch(const ListKey& key) const
         for (size_t at = 0; at < text.size(); at += 64)
             __builtin_prefetch(text.data() + at);
     };
-    lines(record(QK_EVENT, key.event_recno));
-    if (key.origin_recno >= 0)
-        lines(record(QK_ORIGIN, key.origin_recno));
+    lines(key.event_text);
+    __builtin_prefetch(key.place);
+    lines(key.origin_text);
 }
 
 void QKModel::clearIndex(int table)
@@ -436,14 +436,15 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
     }
 }
 
-std::vector<QKModel::ListKey> QKModel::listKeys() const
+std::vector<QKModel::ListKey> QKModel::listKeys()
 {
     std::vector<ListKey> keys;
     keys.reserve(events_.size());
-    events_.each([&](long evid, const EventRow& e) {
+    events_.each([&](long evid, EventRow& e) {
         const OriginRow* o = origins_.find(e.prefor);
         const bool found = o && o->evid == evid;
-        keys.push_back({found ? o->time : -9999999999.999, evid, e.recno, found ? o->recno : -1, e.prefor});
+        keys.push_back({found ? o->time : -9999999999.999, evid, e.recno, found ? o->recno : -1, e.prefor, &e.place,
+                        record(QK_EVENT, e.recno), found ? record(QK_ORIGIN, o->recno) : std::string_view()});
     });
     std::sort(keys.begin(), keys.end());
     return keys;
@@ -516,8 +517,12 @@ void QKModel::fillAssociation(long assoc_recno, QKAssociation* a) const
 
 void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
 {
+    fillOrigin(recno, expand, o, record(QK_ORIGIN, recno));
+}
+
+void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o, std::string_view rec) const
+{
     const RsTableDef* def = defs_[QK_ORIGIN];
-    std::string_view rec = record(QK_ORIGIN, recno);
     o->recno_origin = recno;
     copyText(o->record_origin, rec);
     o->orid = lval(def, rec, f_.origin_orid);
@@ -608,7 +613,11 @@ void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
 
 void QKModel::fillEvent(long evid, const EventRow& row, QKEvent* ev) const
 {
-    std::string_view rec = record(QK_EVENT, row.recno);
+    fillEvent(evid, row, ev, record(QK_EVENT, row.recno));
+}
+
+void QKModel::fillEvent(long evid, const EventRow& row, QKEvent* ev, std::string_view rec) const
+{
     ev->recno_event = row.recno;
     copyText(ev->record_event, rec);
     ev->evid = evid;
@@ -638,10 +647,10 @@ bool QKModel::buildEntry(const ListKey& key, QKEvent* ev, QKOrigin* origin) cons
     EventRow row;
     row.recno = key.event_recno;
     row.prefor = key.prefor;
-    fillEvent(key.evid, row, ev);
+    fillEvent(key.evid, row, ev, key.event_text);
     if (key.origin_recno < 0)
         return false;
-    fillOrigin(key.origin_recno, false, origin);
+    fillOrigin(key.origin_recno, false, origin, key.origin_text);
     origin->preferred = 1;
     noteOrigin(ev, *origin);
     return true;

@@ -94,11 +94,13 @@ public:
         long event_recno;
         long origin_recno;  // of the preferred origin; -1 when it has none
         long prefor;
+        long* place;        // where the event's place is noted (valid while no event is added)
+        std::string_view event_text, origin_text;  // the rows (valid while the tables stay)
         bool operator<(const ListKey& o) const { return time != o.time ? time < o.time : evid < o.evid; }
     };
     // Every event with an event row, in the order of the list: by the time
     // of the preferred origin, then by evid.
-    std::vector<ListKey> listKeys() const;
+    std::vector<ListKey> listKeys();
     // The list entry of a key of listKeys(), made while the model is
     // unchanged since, but for its origins: its preferred origin goes to
     // *origin, and true tells that it has one.
@@ -111,6 +113,7 @@ public:
     // none or an unknown evid.  An event table read again forgets them all.
     long placeOf(long evid) const;
     void setPlace(long evid, long place);
+    void setPlace(const ListKey& key, long place) { *key.place = place; }
     // The list entry of evid (its preferred origin only) or, with expand,
     // the whole tree.  0 when there is no such event, 1 when filled.
     int buildEvent(long evid, bool expand, QKEvent* event) const;
@@ -149,7 +152,9 @@ private:
     FileState stat(int table) const;
     void indexRows(int table, long first, long last, QKChanges* changes);
     void clearIndex(int table);
+    void fillEvent(long evid, const EventRow& row, QKEvent* event, std::string_view rec) const;
     void fillEvent(long evid, const EventRow& row, QKEvent* event) const;
+    void fillOrigin(long recno, bool expand, QKOrigin* origin, std::string_view rec) const;
     void fillOrigin(long recno, bool expand, QKOrigin* origin) const;
     // Note in event what its origin about to be added at the end tells.
     void noteOrigin(QKEvent* event, const QKOrigin& origin) const;

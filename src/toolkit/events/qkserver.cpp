@@ -350,7 +350,7 @@ std::shared_ptr<Table<QKEvent>> QKServer::buildList()
                 if (model_->buildEntry(key, &e, &origins[k]))
                     e.origins.borrow(std::shared_ptr<QKOrigin>(origins, &origins[k]), 1);
                 e.order = fresh->max();
-                model_->setPlace(key.evid, e.order);
+                model_->setPlace(key, e.order);
                 if (fresh->push(std::move(e)) < 0)
                     return nullptr;
             }
