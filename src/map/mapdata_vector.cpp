@@ -1,5 +1,7 @@
 // VXMapData: the vector kernel and the spherical point-in-polygon test.
 #include "map/mapdata.h"
+#include "map/projection/longitude_p.h"
+#include "map/projection/maptransform.h"
 #include "map/projection/projections.h"
 
 #include "foundation/messages.h"
@@ -14,10 +16,12 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <unordered_map>
 #include <vector>
@@ -170,6 +174,104 @@ void drawRuns(QPainter& painter, const QPointF* points, const Run* runs, size_t 
     }
 }
 
+// Sine and cosine of a point's latitude and longitude: they stay with the
+// data whatever the view.
+struct PointTrig
+{
+    double slat, clat, slon, clon;
+};
+
+// The points of a line in an edp view, in degrees from the centre, as the
+// point pump of the view places them (VXScaledata): the vertices from their
+// kept sines and cosines, and each step longer than a pixel cut into pieces
+// of about a pixel, interpolated in longitude and latitude.  lons, lats are
+// the input in degrees.  False when a point would not be placed (the
+// caller then lets the pump do all).
+// What edpLine() needs of the view, made once per drawing.
+struct EdpView
+{
+    explicit EdpView(const VxViewport* vp) : tran(vp->latr, vp->lonr)
+    {
+        int pw = 0, ph = 0;
+        double xstart, xend, xscale, ystart, yend, yscale;
+        scaled = VXViewport::getScales(vp, &pw, &ph, &xstart, &xend, &xscale, &ystart, &yend, &yscale) == 0;
+        slr = std::sin(HLMapTransform::d2r * tran.lonr);
+        clr = std::cos(HLMapTransform::d2r * tran.lonr);
+        pixel = pw > 0 ? (xend - xstart) / pw : 0.0;
+        const long long cap = 4LL * (static_cast<long long>(pw) + ph) + 16;
+        max_pieces = static_cast<int>(std::min<long long>(cap, 1 << 16));
+    }
+    HLMapTransform tran;
+    bool scaled = false;
+    double slr = 0.0, clr = 1.0;  // sine and cosine of the centre's longitude
+    double pixel = 0.0;           // plane units per pixel
+    int max_pieces = 0;           // cap of the pieces of a step
+};
+
+bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, const PointTrig* trig,
+             std::vector<double>* xs, std::vector<double>* ys)
+{
+    constexpr double r2d = HLMapTransform::r2d;
+    if (!view.scaled)
+        return false;
+    HLMapTransform& tran = view.tran;
+    const double slr = view.slr, clr = view.clr, pixel = view.pixel;
+    const int max_pieces = view.max_pieces;
+    auto vertex = [&](const PointTrig& t, double* delx, double* dely) {
+        // the arithmetic of HLMapTransform::edpLatlon2delxy, with the sine
+        // and cosine of lon - lonr from those of lon and lonr
+        const double sarg = t.slon * clr - t.clon * slr, carg = t.clon * clr + t.slon * slr;
+        const double y2 = t.clat * sarg;
+        const double x = t.clat * carg - tran.clat;
+        const double z = t.slat - tran.slat;
+        const double xpp = x * tran.clat + z * tran.slat;
+        const double ypp = y2;
+        const double zpp = -x * tran.slat + z * tran.clat;
+        const double s2 = ypp * ypp + zpp * zpp;
+        const double half_chord = std::min(1.0, 0.5 * std::sqrt(xpp * xpp + s2));
+        const double del = r2d * 2.0 * std::asin(half_chord);
+        if (ypp == 0.0 && zpp == 0.0) {
+            *delx = 0.0;
+            *dely = del;
+        } else {
+            const double r = std::sqrt(s2);
+            *delx = del * ypp / r;
+            *dely = del * zpp / r;
+        }
+    };
+    xs->clear();
+    ys->clear();
+    double xl = 0.0, yl = 0.0;
+    for (long i = 0; i < npts; i++) {
+        double x, y;
+        vertex(trig[i], &x, &y);
+        if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(lons[i]) || !std::isfinite(lats[i]))
+            return false;
+        if (i > 0 && pixel > 0.0 && std::isfinite(pixel)) {
+            const double dxp = x - xl, dyp = y - yl;
+            const double d2 = dxp * dxp + dyp * dyp;
+            const double pieces = d2 <= pixel * pixel ? 0.0 : std::trunc(std::sqrt(d2) / pixel + 0.5);
+            if (pieces >= 2.0) {
+                const int n = pieces > max_pieces ? max_pieces : static_cast<int>(pieces);
+                const double dlon = map_lon_near(lons[i] - lons[i - 1], 0.0) / n, dlat = (lats[i] - lats[i - 1]) / n;
+                for (int k = 1; k < n; k++) {
+                    double xi, yi;
+                    tran.edpLatlon2delxy(lats[i - 1] + dlat * k, lons[i - 1] + dlon * k, &xi, &yi);
+                    if (!std::isfinite(xi) || !std::isfinite(yi))
+                        return false;
+                    xs->push_back(xi);
+                    ys->push_back(yi);
+                }
+            }
+        }
+        xs->push_back(x);
+        ys->push_back(y);
+        xl = x;
+        yl = y;
+    }
+    return true;
+}
+
 } // namespace
 
 // Projected segments of one view, by segment.  The points of every run
@@ -180,12 +282,25 @@ struct VXMapData::VectorCache
     std::unordered_map<const HLMapDataVectorSegment*, SegmentGeometry> segments;
     std::vector<QPointF> points;
     std::vector<Run> runs;
+    // sines and cosines of the points of segments drawn in edp, kept over
+    // changes of the view: where a segment's begin in trig
+    std::unordered_map<const HLMapDataVectorSegment*, size_t> trig_at;
+    std::vector<PointTrig> trig;
+    std::vector<double> xs, ys;  // scratch of a projected line
 
+    // What belongs to the view.
     void clear()
     {
         segments.clear();
         points.clear();
         runs.clear();
+    }
+    // ... and to the data.
+    void clearAll()
+    {
+        clear();
+        trig_at.clear();
+        trig.clear();
     }
 };
 
@@ -290,7 +405,7 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
             auto [it, fresh] = vector_cache->segments.try_emplace(seg);
             if (!fresh && !it->second.same(seg)) {
                 // other data at the same place: nothing kept is sure
-                vector_cache->clear();
+                vector_cache->clearAll();
                 it = vector_cache->segments.try_emplace(seg).first;
             }
             if (it->second.npts < 0)
@@ -351,20 +466,39 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
         return 0;
     };
     // the lines of a segment in an azimuthal view, as runs of the cache
+    std::unique_ptr<EdpView> edp_view;  // made at the first line of an edp view
     auto makeRuns = [&](const HLMapDataVectorSegment* seg, bool network, SegmentGeometry* geo) -> int {
         if (readPoints(seg, network) < 0)
             return -1;
         const size_t first_run = vector_cache->runs.size();
         try {
+            VectorCache& c = *vector_cache;
+            // in edp the points are placed here from their kept sines and
+            // cosines, and pumped as plane points
+            bool placed = false;
+            if (vp->map_tran == VX_MAP_EDP) {
+                auto [at, fresh] = c.trig_at.try_emplace(seg, c.trig.size());
+                if (fresh)
+                    for (long i = 0; i < seg->npts; i++)
+                        c.trig.push_back({std::sin(HLMapTransform::d2r * yplt[i]), std::cos(HLMapTransform::d2r * yplt[i]),
+                                          std::sin(HLMapTransform::d2r * xplt[i]), std::cos(HLMapTransform::d2r * xplt[i])});
+                if (!edp_view)
+                    edp_view = std::make_unique<EdpView>(vp);
+                placed = edpLine(*edp_view, seg->npts, xplt, yplt, c.trig.data() + at->second, &c.xs, &c.ys) &&
+                         c.xs.size() <= static_cast<size_t>(INT_MAX);
+            }
             // a path builder per segment: it carries the last point of its
             // pump over to the next call
-            VXPolyDraw polydraw(vp, 0, 1.0, 1.0, 0, 0);
-            RunRecorder recorder(&vector_cache->points, &vector_cache->runs);
+            VXPolyDraw polydraw(vp, placed ? 1 : 0, 1.0, 1.0, 0, 0);
+            RunRecorder recorder(&c.points, &c.runs);
             polydraw.sink = &recorder;
             QPainterPath unused;
-            polydraw.addPoints(&unused, static_cast<int>(seg->npts), xplt, yplt, 1, 0);
+            if (placed)
+                polydraw.addPoints(&unused, static_cast<int>(c.xs.size()), c.xs.data(), c.ys.data(), 1, 0);
+            else
+                polydraw.addPoints(&unused, static_cast<int>(seg->npts), xplt, yplt, 1, 0);
         } catch (const std::bad_alloc&) {
-            vector_cache->clear();
+            vector_cache->clearAll();
             hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
             return -1;
         }
