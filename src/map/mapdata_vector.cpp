@@ -110,17 +110,13 @@ struct Run
     uint32_t first, count;
 };
 
-// What one segment became in the cached view.  The segment's place, size
-// and end points tell whether the data under it is still the same.
-struct SegmentGeometry
+// A segment's place, size and end points: whether the data under what was
+// kept of it is still the same.
+struct Fingerprint
 {
     const HLMapDataXY* pts = nullptr;
     long npts = -1;
     HLMapDataXY first{}, last{};
-    bool runs_made = false;  // the lines of an azimuthal view
-    size_t first_run = 0, nruns = 0;
-    bool path_made = false;  // a rectilinear view's path, or an azimuthal view's area
-    QPainterPath path;
 
     bool same(const HLMapDataVectorSegment* seg) const
     {
@@ -137,6 +133,21 @@ struct SegmentGeometry
             memcpy(&last, seg->pts + npts - 1, sizeof last);
         }
     }
+};
+
+// What one segment became in the cached view.
+struct SegmentGeometry : Fingerprint
+{
+    bool runs_made = false;  // the lines of an azimuthal view
+    size_t first_run = 0, nruns = 0;
+    bool path_made = false;  // a rectilinear view's path, or an azimuthal view's area
+    QPainterPath path;
+};
+
+// Where the sines and cosines of a segment's points begin.
+struct TrigAt : Fingerprint
+{
+    size_t at = 0;
 };
 
 // Keeps the points that a VXPolyDraw pumps as runs of the cache.
@@ -284,7 +295,7 @@ struct VXMapData::VectorCache
     std::vector<Run> runs;
     // sines and cosines of the points of segments drawn in edp, kept over
     // changes of the view: where a segment's begin in trig
-    std::unordered_map<const HLMapDataVectorSegment*, size_t> trig_at;
+    std::unordered_map<const HLMapDataVectorSegment*, TrigAt> trig_at;
     std::vector<PointTrig> trig;
     std::vector<double> xs, ys;  // scratch of a projected line
 
@@ -477,14 +488,24 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
             // cosines, and pumped as plane points
             bool placed = false;
             if (vp->map_tran == VX_MAP_EDP) {
-                auto [at, fresh] = c.trig_at.try_emplace(seg, c.trig.size());
-                if (fresh)
+                auto [at, fresh] = c.trig_at.try_emplace(seg);
+                if (!fresh && !at->second.same(seg)) {
+                    // other data at the same place since: no sine kept is sure
+                    c.trig_at.clear();
+                    c.trig.clear();
+                    at = c.trig_at.try_emplace(seg).first;
+                    fresh = true;
+                }
+                if (fresh) {
+                    at->second.take(seg);
+                    at->second.at = c.trig.size();
                     for (long i = 0; i < seg->npts; i++)
                         c.trig.push_back({std::sin(HLMapTransform::d2r * yplt[i]), std::cos(HLMapTransform::d2r * yplt[i]),
                                           std::sin(HLMapTransform::d2r * xplt[i]), std::cos(HLMapTransform::d2r * xplt[i])});
+                }
                 if (!edp_view)
                     edp_view = std::make_unique<EdpView>(vp);
-                placed = edpLine(*edp_view, seg->npts, xplt, yplt, c.trig.data() + at->second, &c.xs, &c.ys) &&
+                placed = edpLine(*edp_view, seg->npts, xplt, yplt, c.trig.data() + at->second.at, &c.xs, &c.ys) &&
                          c.xs.size() <= static_cast<size_t>(INT_MAX);
             }
             // a path builder per segment: it carries the last point of its

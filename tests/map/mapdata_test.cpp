@@ -465,6 +465,27 @@ TEST(MapData, EdpLinesLieWhereThePointPumpPutsThem)
     }
 }
 
+TEST(MapData, AnotherFileInTheSameViewDrawsItsOwnLines)
+{
+    const QByteArray a = vectorFile({mdtest::ring(1, 0, {0, 0, 40, 0, 40, 40, 0, 40})});
+    const QByteArray b = vectorFile({mdtest::ring(1, 0, {-100, -20, -60, -20, -60, 20})});
+    for (const char* map : {"edp", "geog"}) {
+        SCOPED_TRACE(map);
+        auto vp = mapView(400, 400, map, "360");
+        VXMapData kept(1), fresh(1);
+        ASSERT_EQ(kept.setInputBuffer(reinterpret_cast<const unsigned char*>(a.constData()), a.size(), "a"), 0);
+        kept.setResolution(0);
+        const QImage first = drawVectors(kept, vp.get(), true);
+        ASSERT_EQ(kept.setInputBuffer(reinterpret_cast<const unsigned char*>(b.constData()), b.size(), "b"), 0);
+        kept.setResolution(0);
+        ASSERT_EQ(fresh.setInputBuffer(reinterpret_cast<const unsigned char*>(b.constData()), b.size(), "b"), 0);
+        fresh.setResolution(0);
+        const QImage second = drawVectors(kept, vp.get(), true);
+        EXPECT_FALSE(second == first);
+        EXPECT_TRUE(second == drawVectors(fresh, vp.get(), true));
+    }
+}
+
 TEST(MapData, RedrawsAndChangedViewsDrawAsAFreshObjectDoes)
 {
     // real coastlines when built, else a few synthetic areas; the object
