@@ -132,6 +132,7 @@ VXMapData::~VXMapData()
     free(image_buf);
     free(xplt);
     free(yplt);
+    dropVectorCache();
 }
 
 int VXMapData::setResolution(int index)

@@ -125,4 +125,9 @@ private:
     double* xplt = nullptr;
     double* yplt = nullptr;
     long nplt = 0;
+    // what drawVector projected for the last view, drawn again while the
+    // view and the data stay (mapdata_vector.cpp)
+    struct VectorCache;
+    VectorCache* vector_cache = nullptr;
+    void dropVectorCache();
 };

@@ -1,5 +1,7 @@
 // VXMapData: the vector kernel and the spherical point-in-polygon test.
 #include "map/mapdata.h"
+#include "map/projection/longitude_p.h"
+#include "map/projection/maptransform.h"
 #include "map/projection/projections.h"
 
 #include "foundation/messages.h"
@@ -10,14 +12,19 @@
 #include <QDebug>
 #include <QPainter>
 #include <QPainterPath>
-#include <QVarLengthArray>
 
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
+#include <cstdint>
 #include <cstring>
+#include <memory>
+#include <new>
+#include <unordered_map>
+#include <vector>
 
 namespace {
 
@@ -56,42 +63,263 @@ inline void readPoint(const HLMapDataXY* p, bool network, int* lon, int* lat)
     *lat = static_cast<int>(b);
 }
 
-// Strokes the points of a VXPolyDraw as polylines while they are pumped: a
-// line of the map needs no path, and Qt strokes polylines faster.
-class LineStroker : public VXPolyDrawSink
+// Longest polyline handed to the painter: longer runs go in pieces that
+// share their end points.
+constexpr int kPolylineBatch = 1000;
+
+// The view a projected segment belongs to: everything of the viewport that
+// places a point.
+struct ViewKey
+{
+    int tran = -1, xmode = 0, ymode = 0;
+    int w = 0, h = 0, mleft = 0, mright = 0, mtop = 0, mbottom = 0;
+    double latr = 0.0, lonr = 0.0, xleft = 0.0, xright = 0.0, ybottom = 0.0, ytop = 0.0;
+
+    explicit ViewKey(const VxViewport* vp = nullptr)
+    {
+        if (!vp)
+            return;
+        tran = vp->map_tran;
+        xmode = vp->xmode;
+        ymode = vp->ymode;
+        w = vp->w;
+        h = vp->h;
+        mleft = vp->mleft;
+        mright = vp->mright;
+        mtop = vp->mtop;
+        mbottom = vp->mbottom;
+        latr = vp->latr;
+        lonr = vp->lonr;
+        xleft = vp->xleft;
+        xright = vp->xright;
+        ybottom = vp->ybottom;
+        ytop = vp->ytop;
+    }
+    bool operator==(const ViewKey& o) const
+    {
+        return tran == o.tran && xmode == o.xmode && ymode == o.ymode && w == o.w && h == o.h && mleft == o.mleft &&
+               mright == o.mright && mtop == o.mtop && mbottom == o.mbottom && latr == o.latr && lonr == o.lonr &&
+               xleft == o.xleft && xright == o.xright && ybottom == o.ybottom && ytop == o.ytop;
+    }
+};
+
+// A run of points to stroke: its first point in the cache's array, and
+// how many.
+struct Run
+{
+    uint32_t first, count;
+};
+
+// A segment's place, size and end points: whether the data under what was
+// kept of it is still the same.
+struct Fingerprint
+{
+    const HLMapDataXY* pts = nullptr;
+    long npts = -1;
+    HLMapDataXY first{}, last{};
+
+    bool same(const HLMapDataVectorSegment* seg) const
+    {
+        return pts == seg->pts && npts == seg->npts &&
+               (npts < 1 || (memcmp(&first, seg->pts, sizeof first) == 0 &&
+                             memcmp(&last, seg->pts + npts - 1, sizeof last) == 0));
+    }
+    void take(const HLMapDataVectorSegment* seg)
+    {
+        pts = seg->pts;
+        npts = seg->npts;
+        if (npts > 0) {
+            memcpy(&first, seg->pts, sizeof first);
+            memcpy(&last, seg->pts + npts - 1, sizeof last);
+        }
+    }
+};
+
+// What one segment became in the cached view.
+struct SegmentGeometry : Fingerprint
+{
+    bool runs_made = false;  // the lines of an azimuthal view
+    size_t first_run = 0, nruns = 0;
+    bool path_made = false;  // a rectilinear view's path, or an azimuthal view's area
+    QPainterPath path;
+};
+
+// Where the sines and cosines of a segment's points begin.
+struct TrigAt : Fingerprint
+{
+    size_t at = 0;
+};
+
+// Keeps the points that a VXPolyDraw pumps as runs of the cache.
+class RunRecorder : public VXPolyDrawSink
 {
 public:
-    explicit LineStroker(QPainter* painter) : painter(painter) {}
-    ~LineStroker() override { flush(); }
+    RunRecorder(std::vector<QPointF>* points, std::vector<Run>* runs) : points(points), runs(runs) {}
     void moveTo(double x, double y) override
     {
-        flush();
-        run.clear();
-        run.append(QPointF(x, y));
+        runs->push_back({static_cast<uint32_t>(points->size()), 1});
+        points->push_back(QPointF(x, y));
     }
     void lineTo(double x, double y) override
     {
-        if (run.size() == batch) {
-            const QPointF last = run.last();
-            flush();
-            run.clear();
-            run.append(last);
-        }
-        run.append(QPointF(x, y));
-    }
-    void flush()
-    {
-        if (run.size() > 1)
-            painter->drawPolyline(run.data(), static_cast<int>(run.size()));
+        if (runs->empty())
+            runs->push_back({static_cast<uint32_t>(points->size()), 0});
+        runs->back().count++;
+        points->push_back(QPointF(x, y));
     }
 
 private:
-    static constexpr int batch = 1000;
-    QPainter* painter;
-    QVarLengthArray<QPointF, batch> run;
+    std::vector<QPointF>* points;
+    std::vector<Run>* runs;
 };
 
+// Stroke runs as polylines: a line of the map needs no path, and Qt
+// strokes polylines faster.
+void drawRuns(QPainter& painter, const QPointF* points, const Run* runs, size_t nruns)
+{
+    for (size_t r = 0; r < nruns; r++) {
+        const QPointF* p = points + runs[r].first;
+        const long count = runs[r].count;
+        for (long i = 0; i < count - 1; i += kPolylineBatch - 1)
+            painter.drawPolyline(p + i, static_cast<int>(std::min<long>(kPolylineBatch, count - i)));
+    }
+}
+
+// Sine and cosine of a point's latitude and longitude: they stay with the
+// data whatever the view.
+struct PointTrig
+{
+    double slat, clat, slon, clon;
+};
+
+// The points of a line in an edp view, in degrees from the centre, as the
+// point pump of the view places them (VXScaledata): the vertices from their
+// kept sines and cosines, and each step longer than a pixel cut into pieces
+// of about a pixel, interpolated in longitude and latitude.  lons, lats are
+// the input in degrees.  False when a point would not be placed (the
+// caller then lets the pump do all).
+// What edpLine() needs of the view, made once per drawing.
+struct EdpView
+{
+    explicit EdpView(const VxViewport* vp) : tran(vp->latr, vp->lonr)
+    {
+        int pw = 0, ph = 0;
+        double xstart, xend, xscale, ystart, yend, yscale;
+        scaled = VXViewport::getScales(vp, &pw, &ph, &xstart, &xend, &xscale, &ystart, &yend, &yscale) == 0;
+        slr = std::sin(HLMapTransform::d2r * tran.lonr);
+        clr = std::cos(HLMapTransform::d2r * tran.lonr);
+        pixel = pw > 0 ? (xend - xstart) / pw : 0.0;
+        const long long cap = 4LL * (static_cast<long long>(pw) + ph) + 16;
+        max_pieces = static_cast<int>(std::min<long long>(cap, 1 << 16));
+    }
+    HLMapTransform tran;
+    bool scaled = false;
+    double slr = 0.0, clr = 1.0;  // sine and cosine of the centre's longitude
+    double pixel = 0.0;           // plane units per pixel
+    int max_pieces = 0;           // cap of the pieces of a step
+};
+
+bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, const PointTrig* trig,
+             std::vector<double>* xs, std::vector<double>* ys)
+{
+    constexpr double r2d = HLMapTransform::r2d;
+    if (!view.scaled)
+        return false;
+    HLMapTransform& tran = view.tran;
+    const double slr = view.slr, clr = view.clr, pixel = view.pixel;
+    const int max_pieces = view.max_pieces;
+    auto vertex = [&](const PointTrig& t, double* delx, double* dely) {
+        // the arithmetic of HLMapTransform::edpLatlon2delxy, with the sine
+        // and cosine of lon - lonr from those of lon and lonr
+        const double sarg = t.slon * clr - t.clon * slr, carg = t.clon * clr + t.slon * slr;
+        const double y2 = t.clat * sarg;
+        const double x = t.clat * carg - tran.clat;
+        const double z = t.slat - tran.slat;
+        const double xpp = x * tran.clat + z * tran.slat;
+        const double ypp = y2;
+        const double zpp = -x * tran.slat + z * tran.clat;
+        const double s2 = ypp * ypp + zpp * zpp;
+        const double half_chord = std::min(1.0, 0.5 * std::sqrt(xpp * xpp + s2));
+        const double del = r2d * 2.0 * std::asin(half_chord);
+        if (ypp == 0.0 && zpp == 0.0) {
+            *delx = 0.0;
+            *dely = del;
+        } else {
+            const double r = std::sqrt(s2);
+            *delx = del * ypp / r;
+            *dely = del * zpp / r;
+        }
+    };
+    xs->clear();
+    ys->clear();
+    double xl = 0.0, yl = 0.0;
+    for (long i = 0; i < npts; i++) {
+        double x, y;
+        vertex(trig[i], &x, &y);
+        if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(lons[i]) || !std::isfinite(lats[i]))
+            return false;
+        if (i > 0 && pixel > 0.0 && std::isfinite(pixel)) {
+            const double dxp = x - xl, dyp = y - yl;
+            const double d2 = dxp * dxp + dyp * dyp;
+            const double pieces = d2 <= pixel * pixel ? 0.0 : std::trunc(std::sqrt(d2) / pixel + 0.5);
+            if (pieces >= 2.0) {
+                const int n = pieces > max_pieces ? max_pieces : static_cast<int>(pieces);
+                const double dlon = map_lon_near(lons[i] - lons[i - 1], 0.0) / n, dlat = (lats[i] - lats[i - 1]) / n;
+                for (int k = 1; k < n; k++) {
+                    double xi, yi;
+                    tran.edpLatlon2delxy(lats[i - 1] + dlat * k, lons[i - 1] + dlon * k, &xi, &yi);
+                    if (!std::isfinite(xi) || !std::isfinite(yi))
+                        return false;
+                    xs->push_back(xi);
+                    ys->push_back(yi);
+                }
+            }
+        }
+        xs->push_back(x);
+        ys->push_back(y);
+        xl = x;
+        yl = y;
+    }
+    return true;
+}
+
 } // namespace
+
+// Projected segments of one view, by segment.  The points of every run
+// live in one array.
+struct VXMapData::VectorCache
+{
+    ViewKey view;
+    std::unordered_map<const HLMapDataVectorSegment*, SegmentGeometry> segments;
+    std::vector<QPointF> points;
+    std::vector<Run> runs;
+    // sines and cosines of the points of segments drawn in edp, kept over
+    // changes of the view: where a segment's begin in trig
+    std::unordered_map<const HLMapDataVectorSegment*, TrigAt> trig_at;
+    std::vector<PointTrig> trig;
+    std::vector<double> xs, ys;  // scratch of a projected line
+
+    // What belongs to the view.
+    void clear()
+    {
+        segments.clear();
+        points.clear();
+        runs.clear();
+    }
+    // ... and to the data.
+    void clearAll()
+    {
+        clear();
+        trig_at.clear();
+        trig.clear();
+    }
+};
+
+void VXMapData::dropVectorCache()
+{
+    delete vector_cache;
+    vector_cache = nullptr;
+}
 
 int VXMapData::isInside(double lat, double lon, long npts, const double* lats, const double* lons)
 {
@@ -170,6 +398,197 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
     }
     const double alat = -vp->latr, alon = wrap180(180.0 + vp->lonr);
 
+    // the projected segments of an earlier draw serve while the view stays
+    if (!vector_cache)
+        vector_cache = new (std::nothrow) VectorCache;
+    if (!vector_cache) {
+        hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
+        return;
+    }
+    if (!(vector_cache->view == ViewKey(vp))) {
+        vector_cache->clear();
+        vector_cache->view = ViewKey(vp);
+    }
+
+    // the cached geometry of a segment, emptied when the data under it changed
+    auto geometry = [&](const HLMapDataVectorSegment* seg) -> SegmentGeometry* {
+        try {
+            auto [it, fresh] = vector_cache->segments.try_emplace(seg);
+            if (!fresh && !it->second.same(seg)) {
+                // other data at the same place: nothing kept is sure
+                vector_cache->clearAll();
+                it = vector_cache->segments.try_emplace(seg).first;
+            }
+            if (it->second.npts < 0)
+                it->second.take(seg);
+            return &it->second;
+        } catch (const std::bad_alloc&) {
+            hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
+            return nullptr;
+        }
+    };
+    // the points of a segment in degrees into xplt, yplt
+    auto readPoints = [&](const HLMapDataVectorSegment* seg, bool network) -> int {
+        const long npts = seg->npts;
+        const long need = std::max(npts + 2, 10L);
+        if (need > nplt) {
+            double* x = static_cast<double*>(realloc(xplt, need * sizeof(double)));
+            if (!x) {
+                hl_register_error(1, "VXMapData::VXdrawVector: realloc(xplt,%ld) error.\n", need);
+                return -1;
+            }
+            xplt = x;
+            double* y = static_cast<double*>(realloc(yplt, need * sizeof(double)));
+            if (!y) {
+                hl_register_error(1, "VXMapData::VXdrawVector: realloc(yplt,%ld) error.\n", need);
+                return -1;
+            }
+            yplt = y;
+            nplt = need;
+        }
+        if (rectilinear) {
+            long turns = 0;  // microdegrees added to keep steps within half a turn
+            long last = 0;
+            for (long i = 0; i < npts; i++) {
+                int lon, lat;
+                readPoint(seg->pts + i, network, &lon, &lat);
+                long l = lon;
+                if (network) {
+                    if (i > 0) {
+                        while (l + turns - last > 180000000L)
+                            turns -= 360000000L;
+                        while (l + turns - last < -180000000L)
+                            turns += 360000000L;
+                    }
+                    l += turns;
+                    last = l;
+                }
+                xplt[i] = l * 1e-6;
+                yplt[i] = lat * 1e-6;
+            }
+        } else {
+            for (long i = 0; i < npts; i++) {
+                int lon, lat;
+                readPoint(seg->pts + i, network, &lon, &lat);
+                xplt[i] = wrap180(lon * 1e-6);
+                yplt[i] = lat * 1e-6;
+            }
+        }
+        return 0;
+    };
+    // the lines of a segment in an azimuthal view, as runs of the cache
+    std::unique_ptr<EdpView> edp_view;  // made at the first line of an edp view
+    auto makeRuns = [&](const HLMapDataVectorSegment* seg, bool network, SegmentGeometry* geo) -> int {
+        if (readPoints(seg, network) < 0)
+            return -1;
+        const size_t first_run = vector_cache->runs.size();
+        try {
+            VectorCache& c = *vector_cache;
+            // in edp the points are placed here from their kept sines and
+            // cosines, and pumped as plane points
+            bool placed = false;
+            if (vp->map_tran == VX_MAP_EDP) {
+                auto [at, fresh] = c.trig_at.try_emplace(seg);
+                if (!fresh && !at->second.same(seg)) {
+                    // other data at the same place since: no sine kept is sure
+                    c.trig_at.clear();
+                    c.trig.clear();
+                    at = c.trig_at.try_emplace(seg).first;
+                    fresh = true;
+                }
+                if (fresh) {
+                    at->second.take(seg);
+                    at->second.at = c.trig.size();
+                    for (long i = 0; i < seg->npts; i++)
+                        c.trig.push_back({std::sin(HLMapTransform::d2r * yplt[i]), std::cos(HLMapTransform::d2r * yplt[i]),
+                                          std::sin(HLMapTransform::d2r * xplt[i]), std::cos(HLMapTransform::d2r * xplt[i])});
+                }
+                if (!edp_view)
+                    edp_view = std::make_unique<EdpView>(vp);
+                placed = edpLine(*edp_view, seg->npts, xplt, yplt, c.trig.data() + at->second.at, &c.xs, &c.ys) &&
+                         c.xs.size() <= static_cast<size_t>(INT_MAX);
+            }
+            // a path builder per segment: it carries the last point of its
+            // pump over to the next call
+            VXPolyDraw polydraw(vp, placed ? 1 : 0, 1.0, 1.0, 0, 0);
+            RunRecorder recorder(&c.points, &c.runs);
+            polydraw.sink = &recorder;
+            QPainterPath unused;
+            if (placed)
+                polydraw.addPoints(&unused, static_cast<int>(c.xs.size()), c.xs.data(), c.ys.data(), 1, 0);
+            else
+                polydraw.addPoints(&unused, static_cast<int>(seg->npts), xplt, yplt, 1, 0);
+        } catch (const std::bad_alloc&) {
+            vector_cache->clearAll();
+            hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
+            return -1;
+        }
+        geo->first_run = first_run;
+        geo->nruns = vector_cache->runs.size() - first_run;
+        geo->runs_made = true;
+        return 0;
+    };
+    // the path of a segment: its lines wrapped at the edges of a
+    // rectilinear view, or the area of an azimuthal one
+    auto makePath = [&](const HLMapDataVectorSegment* seg, bool network, bool fill, SegmentGeometry* geo) -> int {
+        if (readPoints(seg, network) < 0)
+            return -1;
+        const long npts = seg->npts;
+        QPainterPath path;
+        if (rectilinear) {
+            const int sp = seg->latmin < -80000000 ? 1 : 0;
+            if (QPainterPath* wrapped = VXViewport::wrapLongitudes(vp, static_cast<int>(npts), xplt, yplt, 0, sp)) {
+                path = *wrapped;
+                delete wrapped;
+            }
+        } else if (fill) {
+            if (isInside(alat, alon, npts, yplt, xplt)) {
+                // the area holds the antipode: it covers the outside of its
+                // projected outline, the odd-even rule cuts it (a line
+                // alone is not framed)
+                path.moveTo(0, 0);
+                path.lineTo(W, 0);
+                path.lineTo(W, H);
+                path.lineTo(0, H);
+                path.lineTo(0, 0);
+            }
+            VXPolyDraw polydraw(vp, 0, 1.0, 1.0, 0, 0);
+            polydraw.addPoints(&path, static_cast<int>(npts), xplt, yplt, 1, 0);
+        }
+        geo->path = path;
+        geo->path_made = true;
+        return 0;
+    };
+    // the lines of a rectilinear view: the path's pieces as runs, unless
+    // it has curves (then the path is stroked)
+    auto runsOfPath = [&](const HLMapDataVectorSegment* seg, bool network, SegmentGeometry* geo) -> int {
+        if (!geo->path_made && makePath(seg, network, false, geo) < 0)
+            return -1;
+        const QPainterPath& path = geo->path;
+        for (int i = 0; i < path.elementCount(); i++)
+            if (path.elementAt(i).type == QPainterPath::CurveToElement)
+                return 0;
+        const size_t first_run = vector_cache->runs.size();
+        try {
+            RunRecorder recorder(&vector_cache->points, &vector_cache->runs);
+            for (int i = 0; i < path.elementCount(); i++) {
+                const QPainterPath::Element e = path.elementAt(i);
+                if (e.type == QPainterPath::MoveToElement)
+                    recorder.moveTo(e.x, e.y);
+                else
+                    recorder.lineTo(e.x, e.y);
+            }
+        } catch (const std::bad_alloc&) {
+            vector_cache->clear();
+            hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
+            return -1;
+        }
+        geo->first_run = first_run;
+        geo->nruns = vector_cache->runs.size() - first_run;
+        geo->runs_made = true;
+        return 0;
+    };
+
     painter.save();
     painter.translate(vp->mleft, vp->mtop);
     painter.setClipRect(0, 0, W, H);
@@ -227,85 +646,26 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                 }
                 if (!line && !fill)
                     continue;
-                const long npts = seg->npts;
-                if (npts < 1)
+                if (seg->npts < 1)
                     continue;
-                const long need = std::max(npts + 2, 10L);
-                if (need > nplt) {
-                    double* x = static_cast<double*>(realloc(xplt, need * sizeof(double)));
-                    if (!x) {
-                        hl_register_error(1, "VXMapData::VXdrawVector: realloc(xplt,%ld) error.\n", need);
-                        painter.restore();
-                        return;
-                    }
-                    xplt = x;
-                    double* y = static_cast<double*>(realloc(yplt, need * sizeof(double)));
-                    if (!y) {
-                        hl_register_error(1, "VXMapData::VXdrawVector: realloc(yplt,%ld) error.\n", need);
-                        painter.restore();
-                        return;
-                    }
-                    yplt = y;
-                    nplt = need;
+                SegmentGeometry* geo = geometry(seg);
+                if (!geo)
+                    continue;
+                if (!fill && !geo->runs_made &&
+                    (rectilinear ? runsOfPath(seg, network, geo) : makeRuns(seg, network, geo)) < 0) {
+                    painter.restore();
+                    return;
                 }
-                if (rectilinear) {
-                    long turns = 0;  // microdegrees added to keep steps within half a turn
-                    long last = 0;
-                    for (long i = 0; i < npts; i++) {
-                        int lon, lat;
-                        readPoint(seg->pts + i, network, &lon, &lat);
-                        long l = lon;
-                        if (network) {
-                            if (i > 0) {
-                                while (l + turns - last > 180000000L)
-                                    turns -= 360000000L;
-                                while (l + turns - last < -180000000L)
-                                    turns += 360000000L;
-                            }
-                            l += turns;
-                            last = l;
-                        }
-                        xplt[i] = l * 1e-6;
-                        yplt[i] = lat * 1e-6;
-                    }
-                    const int sp = seg->latmin < -80000000 ? 1 : 0;
-                    QPainterPath* path =
-                        VXViewport::wrapLongitudes(vp, static_cast<int>(npts), xplt, yplt, 0, sp);
-                    if (path) {
-                        painter.drawPath(*path);
-                        delete path;
-                    }
-                } else {
-                    for (long i = 0; i < npts; i++) {
-                        int lon, lat;
-                        readPoint(seg->pts + i, network, &lon, &lat);
-                        xplt[i] = wrap180(lon * 1e-6);
-                        yplt[i] = lat * 1e-6;
-                    }
-                    // a path builder per segment: it carries the last point
-                    // of its pump over to the next call
-                    VXPolyDraw polydraw(vp, 0, 1.0, 1.0, 0, 0);
-                    if (!fill) {
-                        LineStroker stroker(&painter);
-                        polydraw.sink = &stroker;
-                        QPainterPath unused;
-                        polydraw.addPoints(&unused, static_cast<int>(npts), xplt, yplt, 1, 0);
-                        continue;
-                    }
-                    QPainterPath path;
-                    if (isInside(alat, alon, npts, yplt, xplt)) {
-                        // the area holds the antipode: it covers the outside
-                        // of its projected outline, the odd-even rule cuts it
-                        // (a line alone is not framed)
-                        path.moveTo(0, 0);
-                        path.lineTo(W, 0);
-                        path.lineTo(W, H);
-                        path.lineTo(0, H);
-                        path.lineTo(0, 0);
-                    }
-                    polydraw.addPoints(&path, static_cast<int>(npts), xplt, yplt, 1, 0);
-                    painter.drawPath(path);
+                if (!fill && geo->runs_made) {
+                    drawRuns(painter, vector_cache->points.data(), vector_cache->runs.data() + geo->first_run,
+                             geo->nruns);
+                    continue;
                 }
+                if (!geo->path_made && makePath(seg, network, fill, geo) < 0) {
+                    painter.restore();
+                    return;
+                }
+                painter.drawPath(geo->path);
             }
         }
     }

@@ -5,6 +5,7 @@
 #include "map/mapdata_support.h"
 #include "support/testsupport.h"
 
+#include "viewport/polydraw.h"
 #include "viewport/viewport.h"
 
 #include <gtest/gtest.h>
@@ -16,8 +17,10 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <string>
 
 namespace {
@@ -390,6 +393,137 @@ TEST(MapData, RealCoastlinesWhereTheyBelong)
         filled.save(QString("%1/coasts_geog.png").arg(folder));
         world.save(QString("%1/coasts_edp.png").arg(folder));
     }
+}
+
+// Strokes what a VXPolyDraw pumps, as drawVector strokes lines.
+class Stroker : public VXPolyDrawSink
+{
+public:
+    explicit Stroker(QPainter* p) : painter(p) {}
+    ~Stroker() override { flush(); }
+    void moveTo(double x, double y) override
+    {
+        flush();
+        run = {QPointF(x, y)};
+    }
+    void lineTo(double x, double y) override { run.push_back(QPointF(x, y)); }
+    void flush()
+    {
+        for (size_t i = 0; i + 1 < run.size(); i += 999)
+            painter->drawPolyline(run.data() + i, static_cast<int>(std::min<size_t>(1000, run.size() - i)));
+    }
+    QPainter* painter;
+    std::vector<QPointF> run;
+};
+
+TEST(MapData, EdpLinesLieWhereThePointPumpPutsThem)
+{
+    // long steps that the pump cuts into pixels, some passing near the
+    // antipode, and a ring round the centre
+    HLMapDataWriterSegment wide;
+    wide.level = 1;
+    for (int lon = -180; lon <= 180; lon += 45)
+        wide.pts.push_back({lon * 1000000, (lon % 90 == 0 ? 30 : -50) * 1000000});
+    const std::vector<HLMapDataWriterSegment> segments = {
+        wide, mdtest::ring(1, 0, {150, -5, -150, -5, -150, 5, 150, 5}), mdtest::ring(1, 0, {10, 10, 40, 10, 40, 35})};
+    const QByteArray bytes = vectorFile(segments);
+    VXMapData md(1);
+    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "e"), 0);
+    md.setResolution(0);
+    for (const char* lonr : {"30", "-150"}) {
+        SCOPED_TRACE(lonr);
+        auto vp = mapView(400, 400, "edp", "360", lonr, "20");
+        const QImage drawn = drawVectors(md, vp.get(), true);
+        QImage expected(400, 400, QImage::Format_ARGB32);
+        expected.fill(Qt::white);
+        {
+            QPainter painter(&expected);
+            VX_Color black;
+            VX_ParseColor("black", black);
+            VX_setup_line(&painter, &black, 1.0, 1, 128, -1);
+            painter.translate(vp->vars.mleft, vp->vars.mtop);
+            painter.setClipRect(0, 0, vp->vars.w - vp->vars.mleft - vp->vars.mright,
+                                vp->vars.h - vp->vars.mtop - vp->vars.mbottom);
+            for (auto it = segments.rbegin(); it != segments.rend(); ++it) {
+                std::vector<double> x, y;
+                for (const auto& p : it->pts) {
+                    x.push_back(std::remainder(p.lon_microdegrees * 1e-6, 360.0));
+                    y.push_back(p.lat_microdegrees * 1e-6);
+                }
+                VXPolyDraw pump(&vp->vars, 0, 1.0, 1.0, 0, 0);
+                Stroker stroker(&painter);
+                pump.sink = &stroker;
+                QPainterPath unused;
+                pump.addPoints(&unused, static_cast<int>(x.size()), x.data(), y.data(), 1, 0);
+            }
+        }
+        EXPECT_GT(std::count_if(reinterpret_cast<const QRgb*>(drawn.constBits()),
+                                reinterpret_cast<const QRgb*>(drawn.constBits()) + 400 * 400,
+                                [](QRgb c) { return qGray(c) < 128; }),
+                  1000);
+        EXPECT_TRUE(drawn == expected);
+    }
+}
+
+TEST(MapData, AnotherFileInTheSameViewDrawsItsOwnLines)
+{
+    const QByteArray a = vectorFile({mdtest::ring(1, 0, {0, 0, 40, 0, 40, 40, 0, 40})});
+    const QByteArray b = vectorFile({mdtest::ring(1, 0, {-100, -20, -60, -20, -60, 20})});
+    for (const char* map : {"edp", "geog"}) {
+        SCOPED_TRACE(map);
+        auto vp = mapView(400, 400, map, "360");
+        VXMapData kept(1), fresh(1);
+        ASSERT_EQ(kept.setInputBuffer(reinterpret_cast<const unsigned char*>(a.constData()), a.size(), "a"), 0);
+        kept.setResolution(0);
+        const QImage first = drawVectors(kept, vp.get(), true);
+        ASSERT_EQ(kept.setInputBuffer(reinterpret_cast<const unsigned char*>(b.constData()), b.size(), "b"), 0);
+        kept.setResolution(0);
+        ASSERT_EQ(fresh.setInputBuffer(reinterpret_cast<const unsigned char*>(b.constData()), b.size(), "b"), 0);
+        fresh.setResolution(0);
+        const QImage second = drawVectors(kept, vp.get(), true);
+        EXPECT_FALSE(second == first);
+        EXPECT_TRUE(second == drawVectors(fresh, vp.get(), true));
+    }
+}
+
+TEST(MapData, RedrawsAndChangedViewsDrawAsAFreshObjectDoes)
+{
+    // real coastlines when built, else a few synthetic areas; the object
+    // drawn again and again keeps what it projected for a view
+    QByteArray bytes;
+    std::unique_ptr<VXMapData> kept;
+    char* path = HLMapData::checkInputFile("coasts.vector.xmd", nullptr, nullptr, nullptr);
+    takeErrors();
+    if (!path)
+        bytes = vectorFile({mdtest::ring(1, 1, {170, -10, -170, -10, -170, 10, 170, 10}),
+                            mdtest::ring(1, 1, {0, 0, 40, 0, 40, 40, 0, 40}),
+                            mdtest::ring(2, 1, {10, 10, 30, 10, 30, 30, 10, 30})});
+    auto open = [&] {
+        auto md = path ? std::make_unique<VXMapData>(QString::fromLocal8Bit(path), 1) : std::make_unique<VXMapData>(1);
+        if (!path)
+            md->setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "r");
+        md->setResolution(path ? 1 : 0);
+        return md;
+    };
+    kept = open();
+    struct View { const char* map; const char* range; const char* lonr; const char* latr; bool lines; } views[] = {
+        {"edp", "360", "20", "0", true},  {"edp", "360", "20", "0", true},   {"edp", "360", "20", "0", false},
+        {"edp", "90", "-60", "-20", true}, {"globe", "180", "140", "30", true}, {"geog", "360", "0", "0", true},
+        {"geog", "360", "0", "0", false},  {"edp", "360", "20", "0", true},
+    };
+    int i = 0;
+    for (const View& v : views) {
+        SCOPED_TRACE(testing::Message() << "view " << i);
+        auto vp = mapView(500, 400, v.map, v.range, v.lonr, v.latr);
+        const QImage again = drawVectors(*kept, vp.get(), v.lines);
+        auto fresh = open();
+        const QImage once = drawVectors(*fresh, vp.get(), v.lines);
+        EXPECT_TRUE(again == once);
+        if (const char* folder = getenv("VX_MAPDATA_PNG"))
+            once.save(QString("%1/redraw_%2.png").arg(folder).arg(i));
+        i++;
+    }
+    free(path);
 }
 
 #ifdef VXMAPDATA_PATH

@@ -157,12 +157,14 @@ int QKModel::open(const std::string& dbname)
     f_.origin_ms = fi(defs_[QK_ORIGIN], "ms");
     f_.origerr_lddate = fi(defs_[QK_ORIGERR], "lddate");
     db_ = db;
+    database_ = d;
     dbname_ = dbname;
     return 0;
 }
 
 void QKModel::close()
 {
+    database_.reset();
     if (isOpen())
         rsclose(db_);
     db_ = rsinvalid();
@@ -209,12 +211,20 @@ long QKModel::count(int table) const
 
 std::string_view QKModel::record(int table, long r) const
 {
-    if (!isOpen() || r < 0 || r >= counts_[table])
+    if (!database_ || r < 0 || r >= counts_[table])
         return {};
-    auto d = rs_database(db_, "QKModel::record");
-    if (!d)
-        return {};
-    return d->backend->record(static_cast<int>(tables_[table]), r);
+    return database_->backend->record(static_cast<int>(tables_[table]), r);
+}
+
+void QKModel::prefetch(const ListKey& key) const
+{
+    auto lines = [](std::string_view text) {
+        for (size_t at = 0; at < text.size(); at += 64)
+            __builtin_prefetch(text.data() + at);
+    };
+    lines(key.event_text);
+    __builtin_prefetch(key.place);
+    lines(key.origin_text);
 }
 
 void QKModel::clearIndex(int table)
@@ -305,25 +315,24 @@ int QKModel::take(QKChanges* changes)
     }
     // events whose rows reference nothing
     Complaints complain;
-    auto check = [&](long evid) {
-        auto e = events_.find(evid);
-        if (e == events_.end())
-            return;
-        auto os = evid_origins_.find(evid);
-        if (os == evid_origins_.end() || os->second.empty()) {
+    auto check = [&](long evid, const EventRow& e) {
+        const QKRowList* os = evid_origins_.find(evid);
+        if (!os || os->empty()) {
             complain("QKModel::take: Event %ld has no origin.\n", evid);
             return;
         }
-        if (std::find(os->second.begin(), os->second.end(), e->second.prefor) == os->second.end())
+        // the preferred origin is one of the event's when it names the event
+        const OriginRow* o = origins_.find(e.prefor);
+        if (!o || o->evid != evid)
             complain("QKModel::take: Event %ld names preferred origin %ld, which is not one of its origins.\n", evid,
-                     e->second.prefor);
+                     e.prefor);
     };
     if (changes->all_events)
-        for (const auto& e : events_)
-            check(e.first);
+        events_.each(check);
     else
         for (long evid : changes->dirty_evids)
-            check(evid);
+            if (const EventRow* e = events_.find(evid))
+                check(evid, *e);
     return status;
 }
 
@@ -336,18 +345,19 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
     const RsTableDef* def = defs_[table];
     Complaints complain;
     auto rec = [&](long r) { return d->backend->record(tindex, r); };
-    auto push = [](std::unordered_map<long, std::vector<long>>& m, long key, long r) { m[key].push_back(r); };
+    auto push = [](QKIdMap<QKRowList>& m, long key, long r) { m[key].push(r); };
     switch (table) {
     case QK_EVENT: {
         const int fevid = fi(def, "evid"), fprefor = fi(def, "prefor");
         for (long r = first; r < last; r++) {
-            const long evid = lval(def, rec(r), fevid);
-            auto [it, fresh] = events_.try_emplace(evid);
+            const std::string_view text = rec(r);
+            const long evid = lval(def, text, fevid);
+            auto [row, fresh] = events_.try_emplace(evid);
             if (!fresh)
                 complain("QKModel::take: Event %ld is in rows %ld and %ld of table event; the later row is used.\n",
-                         evid, it->second.recno, r);
-            it->second.recno = r;
-            it->second.prefor = lval(def, rec(r), fprefor);
+                         evid, row->recno, r);
+            row->recno = r;
+            row->prefor = lval(def, text, fprefor);
             if (!changes->all_events)
                 changes->dirty_evids.insert(evid);
         }
@@ -356,20 +366,20 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
     case QK_ORIGIN: {
         const int forid = fi(def, "orid"), fevid = fi(def, "evid"), ftime = fi(def, "time");
         for (long r = first; r < last; r++) {
-            const long orid = lval(def, rec(r), forid);
-            const long evid = lval(def, rec(r), fevid);
-            auto [it, fresh] = origins_.try_emplace(orid);
+            const std::string_view text = rec(r);
+            const long orid = lval(def, text, forid);
+            const long evid = lval(def, text, fevid);
+            auto [row, fresh] = origins_.try_emplace(orid);
             if (!fresh) {
                 complain("QKModel::take: Origin %ld is in rows %ld and %ld of table origin; the later row is used.\n",
-                         orid, it->second.recno, r);
-                std::vector<long>& old = evid_origins_[it->second.evid];
-                old.erase(std::remove(old.begin(), old.end(), orid), old.end());
-                changes->dirty_evids.insert(it->second.evid);
+                         orid, row->recno, r);
+                evid_origins_[row->evid].remove(orid);
+                changes->dirty_evids.insert(row->evid);
             }
-            it->second.recno = r;
-            it->second.evid = evid;
-            it->second.time = qk_double(def, rec(r), ftime, -9999999999.999);
-            evid_origins_[evid].push_back(orid);
+            row->recno = r;
+            row->evid = evid;
+            row->time = qk_double(def, text, ftime, -9999999999.999);
+            evid_origins_[evid].push(orid);
             if (!changes->all_events)
                 changes->dirty_evids.insert(evid);
         }
@@ -382,9 +392,9 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
         for (long r = first; r < last; r++) {
             const long orid = lval(def, rec(r), forid);
             m[orid] = r;
-            auto o = origins_.find(orid);
-            if (table == QK_ORIGERR && o != origins_.end())
-                changes->dirty_evids.insert(o->second.evid);
+            const OriginRow* o = origins_.find(orid);
+            if (table == QK_ORIGERR && o)
+                changes->dirty_evids.insert(o->evid);
         }
         break;
     }
@@ -406,12 +416,11 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
         const int farid = fi(def, "arid");
         for (long r = first; r < last; r++) {
             const long arid = lval(def, rec(r), farid);
-            auto [it, fresh] = arrival_.try_emplace(arid, r);
-            if (!fresh) {
+            auto [row, fresh] = arrival_.try_emplace(arid);
+            if (!fresh)
                 complain("QKModel::take: Arrival %ld is in rows %ld and %ld of table arrival; the later row is used.\n",
-                         arid, it->second, r);
-                it->second = r;
-            }
+                         arid, *row, r);
+            *row = r;
         }
         break;
     }
@@ -427,27 +436,36 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
     }
 }
 
-std::vector<long> QKModel::evids() const
+std::vector<QKModel::ListKey> QKModel::listKeys()
 {
-    std::vector<std::pair<double, long>> keys;
+    std::vector<ListKey> keys;
     keys.reserve(events_.size());
-    for (const auto& e : events_) {
-        auto o = origins_.find(e.second.prefor);
-        const bool found = o != origins_.end() && o->second.evid == e.first;
-        keys.emplace_back(found ? o->second.time : -9999999999.999, e.first);
-    }
+    events_.each([&](long evid, EventRow& e) {
+        const OriginRow* o = origins_.find(e.prefor);
+        const bool found = o && o->evid == evid;
+        keys.push_back({found ? o->time : -9999999999.999, evid, e.recno, found ? o->recno : -1, e.prefor, &e.place,
+                        record(QK_EVENT, e.recno), found ? record(QK_ORIGIN, o->recno) : std::string_view()});
+    });
     std::sort(keys.begin(), keys.end());
-    std::vector<long> out;
-    out.reserve(keys.size());
-    for (const auto& k : keys)
-        out.push_back(k.second);
-    return out;
+    return keys;
+}
+
+long QKModel::placeOf(long evid) const
+{
+    const EventRow* e = events_.find(evid);
+    return e ? e->place : -1;
+}
+
+void QKModel::setPlace(long evid, long place)
+{
+    if (EventRow* e = events_.find(evid))
+        e->place = place;
 }
 
 long QKModel::evidOfOrid(long orid) const
 {
-    auto it = origins_.find(orid);
-    return it == origins_.end() ? -1 : it->second.evid;
+    const OriginRow* o = origins_.find(orid);
+    return o ? o->evid : -1;
 }
 
 long QKModel::siteRow(std::string_view sta, double time) const
@@ -476,11 +494,11 @@ void QKModel::fillAssociation(long assoc_recno, QKAssociation* a) const
     a->arid = lval(dassoc, rec, "arid");
     a->defining = sval(dassoc, rec, "timedef") == "d";
     const long orid = lval(dassoc, rec, "orid");
-    auto ar = arrival_.find(a->arid);
+    const long* ar = arrival_.find(a->arid);
     double time = -9999999999.999;
-    if (ar != arrival_.end()) {
-        std::string_view arec = record(QK_ARRIVAL, ar->second);
-        a->recno_arrival = ar->second;
+    if (ar) {
+        std::string_view arec = record(QK_ARRIVAL, *ar);
+        a->recno_arrival = *ar;
         copyText(a->record_arrival, arec);
         a->lddate_arrival = lddate(defs_[QK_ARRIVAL], arec);
         time = a->time_arrival = dval(defs_[QK_ARRIVAL], arec, "time", time);
@@ -499,8 +517,12 @@ void QKModel::fillAssociation(long assoc_recno, QKAssociation* a) const
 
 void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
 {
+    fillOrigin(recno, expand, o, record(QK_ORIGIN, recno));
+}
+
+void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o, std::string_view rec) const
+{
     const RsTableDef* def = defs_[QK_ORIGIN];
-    std::string_view rec = record(QK_ORIGIN, recno);
     o->recno_origin = recno;
     copyText(o->record_origin, rec);
     o->orid = lval(def, rec, f_.origin_orid);
@@ -516,22 +538,19 @@ void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
         }
     }
     auto view = [o](double t) { o->lddate_origin_view = std::max(o->lddate_origin_view, t); };
-    auto oe = origerr_.find(o->orid);
-    if (oe != origerr_.end()) {
-        o->recno_origerr = oe->second;
-        copyText(o->record_origerr, record(QK_ORIGERR, oe->second));
+    if (const long* oe = origerr_.find(o->orid)) {
+        o->recno_origerr = *oe;
+        copyText(o->record_origerr, record(QK_ORIGERR, *oe));
         view(qk_parse_lddate(rs_trim(qk_field_text(defs_[QK_ORIGERR], o->record_origerr, f_.origerr_lddate))));
     }
     if (!expand)
         return;
-    auto em = emodel_.find(o->orid);
-    if (em != emodel_.end()) {
-        o->recno_emodel = em->second;
-        copyText(o->record_emodel, record(QK_EMODEL, em->second));
+    if (const long* em = emodel_.find(o->orid)) {
+        o->recno_emodel = *em;
+        copyText(o->record_emodel, record(QK_EMODEL, *em));
     }
-    auto nm = netmag_.find(o->orid);
-    if (nm != netmag_.end()) {
-        for (long r : nm->second) {
+    if (const QKRowList* nm = netmag_.find(o->orid)) {
+        nm->each([&](long r) {
             const RsTableDef* dn = defs_[QK_NETMAG];
             std::string_view nrec = record(QK_NETMAG, r);
             QKMagnitude m;
@@ -541,9 +560,8 @@ void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
             m.magnitude = dval(dn, nrec, "magnitude", -999.0);
             copyText(m.magtype, sval(dn, nrec, "magtype"));
             view(m.lddate_netmag);
-            auto sm = stamag_.find(lval(dn, nrec, "magid"));
-            if (sm != stamag_.end()) {
-                for (long sr : sm->second) {
+            if (const QKRowList* sm = stamag_.find(lval(dn, nrec, "magid"))) {
+                sm->each([&](long sr) {
                     const RsTableDef* ds = defs_[QK_STAMAG];
                     std::string_view srec = record(QK_STAMAG, sr);
                     QKStamag s;
@@ -553,27 +571,26 @@ void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
                     s.arid = lval(ds, srec, "arid");
                     s.magnitude = dval(ds, srec, "magnitude", -999.0);
                     copyText(s.magtype, sval(ds, srec, "magtype"));
-                    auto wm = wfmeas_.find(s.arid);
-                    if (wm != wfmeas_.end() && s.arid >= 0) {
-                        for (long wr : wm->second) {
+                    const QKRowList* wm = wfmeas_.find(s.arid);
+                    if (wm && s.arid >= 0) {
+                        wm->each([&](long wr) {
                             QKWfmeas w;
                             w.recno_wfmeas = wr;
                             copyText(w.record_wfmeas, record(QK_WFMEAS, wr));
                             w.lddate_wfmeas = lddate(defs_[QK_WFMEAS], w.record_wfmeas);
                             s.wfmeass.push(w);
-                        }
+                        });
                     }
                     m.stamags.push(std::move(s));
-                }
+                });
             }
             if (o->pref_magnitude < 0 || strcasecmp(m.magtype, o->magtype) == 0)
                 o->pref_magnitude = static_cast<int>(o->magnitudes.max());
             o->magnitudes.push(std::move(m));
-        }
+        });
     }
-    auto mt = mt_.find(o->orid);
-    if (mt != mt_.end()) {
-        for (long r : mt->second) {
+    if (const QKRowList* mt = mt_.find(o->orid)) {
+        mt->each([&](long r) {
             QKMoment m;
             m.recno_mt = r;
             copyText(m.record_mt, record(QK_MT, r));
@@ -581,62 +598,97 @@ void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
             view(m.lddate_mt);
             o->pref_moment = static_cast<int>(o->moments.max());  // the last row is the latest solution
             o->moments.push(m);
-        }
+        });
     }
-    auto as = assoc_.find(o->orid);
-    if (as != assoc_.end()) {
-        for (long r : as->second) {
+    if (const QKRowList* as = assoc_.find(o->orid)) {
+        as->each([&](long r) {
             QKAssociation a;
             fillAssociation(r, &a);
             view(a.lddate_assoc);
             view(a.lddate_arrival);
             o->associations.push(a);
-        }
+        });
     }
+}
+
+void QKModel::fillEvent(long evid, const EventRow& row, QKEvent* ev) const
+{
+    fillEvent(evid, row, ev, record(QK_EVENT, row.recno));
+}
+
+void QKModel::fillEvent(long evid, const EventRow& row, QKEvent* ev, std::string_view rec) const
+{
+    ev->recno_event = row.recno;
+    copyText(ev->record_event, rec);
+    ev->evid = evid;
+    ev->prefor = row.prefor;
+    ev->lddate_event = ev->lddate_view =
+        qk_parse_lddate(rs_trim(qk_field_text(defs_[QK_EVENT], rec, f_.event_lddate)));
+}
+
+void QKModel::noteOrigin(QKEvent* ev, const QKOrigin& origin) const
+{
+    ev->lddate_view = std::max(ev->lddate_view, origin.lddate_origin_view);
+    const int index = static_cast<int>(ev->origins.max());
+    if (origin.preferred) {
+        ev->pref_origin = index;
+        ev->prefor_time = origin.time;
+        ev->magnitude = origin.magnitude;
+        copyText(ev->magtype, origin.magtype);
+        if (origin.magnitude > -999.0)
+            ev->pref_magnitude_origin = index;
+    }
+    if (origin.pref_moment >= 0 && (ev->pref_moment_origin < 0 || origin.preferred))
+        ev->pref_moment_origin = index;
+}
+
+bool QKModel::buildEntry(const ListKey& key, QKEvent* ev, QKOrigin* origin) const
+{
+    EventRow row;
+    row.recno = key.event_recno;
+    row.prefor = key.prefor;
+    fillEvent(key.evid, row, ev, key.event_text);
+    if (key.origin_recno < 0)
+        return false;
+    fillOrigin(key.origin_recno, false, origin, key.origin_text);
+    origin->preferred = 1;
+    noteOrigin(ev, *origin);
+    return true;
 }
 
 int QKModel::buildEvent(long evid, bool expand, QKEvent* ev) const
 {
-    auto e = events_.find(evid);
-    if (e == events_.end())
+    const EventRow* e = events_.find(evid);
+    if (!e)
         return 0;
-    const RsTableDef* def = defs_[QK_EVENT];
-    std::string_view rec = record(QK_EVENT, e->second.recno);
     *ev = QKEvent();
-    ev->recno_event = e->second.recno;
-    copyText(ev->record_event, rec);
-    ev->evid = evid;
-    ev->prefor = e->second.prefor;
-    ev->lddate_event = ev->lddate_view = qk_parse_lddate(rs_trim(qk_field_text(def, rec, f_.event_lddate)));
-    if (expand)
+    fillEvent(evid, *e, ev);
+    if (expand) {
         ev->access_time = timenow();
-    auto os = evid_origins_.find(evid);
-    if (os == evid_origins_.end())
+        // every origin of the event, in row order
+        const QKRowList* os = evid_origins_.find(evid);
+        if (!os)
+            return 1;
+        os->each([&](long orid) {
+            const OriginRow* o = origins_.find(orid);
+            if (!o)
+                return;
+            QKOrigin origin;
+            fillOrigin(o->recno, true, &origin);
+            origin.preferred = orid == ev->prefor;
+            noteOrigin(ev, origin);
+            ev->origins.push(std::move(origin));
+        });
         return 1;
-    for (long orid : os->second) {
-        if (!expand && orid != ev->prefor)
-            continue;
-        auto o = origins_.find(orid);
-        if (o == origins_.end())
-            continue;
+    }
+    // the preferred origin alone: one of the event's when it names the event
+    const OriginRow* o = origins_.find(e->prefor);
+    if (o && o->evid == evid) {
         QKOrigin origin;
-        fillOrigin(o->second.recno, expand, &origin);
-        origin.preferred = orid == ev->prefor;
-        ev->lddate_view = std::max(ev->lddate_view, origin.lddate_origin_view);
-        const int index = static_cast<int>(ev->origins.max());
-        if (origin.preferred) {
-            ev->pref_origin = index;
-            ev->prefor_time = origin.time;
-            ev->magnitude = origin.magnitude;
-            copyText(ev->magtype, origin.magtype);
-            if (origin.magnitude > -999.0)
-                ev->pref_magnitude_origin = index;
-        }
-        if (origin.pref_moment >= 0 && (ev->pref_moment_origin < 0 || origin.preferred))
-            ev->pref_moment_origin = index;
+        fillOrigin(o->recno, false, &origin);
+        origin.preferred = 1;
+        noteOrigin(ev, origin);
         ev->origins.push(std::move(origin));
-        if (!expand)
-            break;
     }
     return 1;
 }

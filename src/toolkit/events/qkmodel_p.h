@@ -9,18 +9,21 @@
 // replaced is indexed again from the start.
 #pragma once
 
+#include "toolkit/events/qkidmap_p.h"
 #include "toolkit/events/qkrecords.h"
 #include "toolkit/store/recordstore.h"
 
 #include <sys/types.h>
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+struct RsDatabase;
 struct RsTableDef;
 
 // Tables the server watches, in the order they are taken in.
@@ -83,9 +86,34 @@ public:
     // was read before stays).
     int take(QKChanges* changes);
 
-    // Every evid with an event row, in the order of the list: by the time
+    // What places an event in the list, and the rows its entry is made of.
+    struct ListKey
+    {
+        double time;       // of the preferred origin
+        long evid;
+        long event_recno;
+        long origin_recno;  // of the preferred origin; -1 when it has none
+        long prefor;
+        long* place;        // where the event's place is noted (valid while no event is added)
+        std::string_view event_text, origin_text;  // the rows (valid while the tables stay)
+        bool operator<(const ListKey& o) const { return time != o.time ? time < o.time : evid < o.evid; }
+    };
+    // Every event with an event row, in the order of the list: by the time
     // of the preferred origin, then by evid.
-    std::vector<long> evids() const;
+    std::vector<ListKey> listKeys();
+    // The list entry of a key of listKeys(), made while the model is
+    // unchanged since, but for its origins: its preferred origin goes to
+    // *origin, and true tells that it has one.
+    bool buildEntry(const ListKey& key, QKEvent* event, QKOrigin* origin) const;
+    // Start reading the rows of a key of listKeys() that buildEntry() will
+    // read, a few keys ahead: the rows lie in the list's order, not the
+    // files'.
+    void prefetch(const ListKey& key) const;
+    // The place in the published list that the server gave evid; -1 for
+    // none or an unknown evid.  An event table read again forgets them all.
+    long placeOf(long evid) const;
+    void setPlace(long evid, long place);
+    void setPlace(const ListKey& key, long place) { *key.place = place; }
     // The list entry of evid (its preferred origin only) or, with expand,
     // the whole tree.  0 when there is no such event, 1 when filled.
     int buildEvent(long evid, bool expand, QKEvent* event) const;
@@ -112,6 +140,7 @@ private:
     {
         long recno = -1;
         long prefor = -1;
+        long place = -1;  // in the server's list
     };
     struct OriginRow
     {
@@ -123,7 +152,12 @@ private:
     FileState stat(int table) const;
     void indexRows(int table, long first, long last, QKChanges* changes);
     void clearIndex(int table);
+    void fillEvent(long evid, const EventRow& row, QKEvent* event, std::string_view rec) const;
+    void fillEvent(long evid, const EventRow& row, QKEvent* event) const;
+    void fillOrigin(long recno, bool expand, QKOrigin* origin, std::string_view rec) const;
     void fillOrigin(long recno, bool expand, QKOrigin* origin) const;
+    // Note in event what its origin about to be added at the end tells.
+    void noteOrigin(QKEvent* event, const QKOrigin& origin) const;
     void fillAssociation(long assoc_recno, QKAssociation* a) const;
     long siteRow(std::string_view sta, double time) const;
 
@@ -137,24 +171,25 @@ private:
     } f_;
 
     Rsptr db_ = {RS_INVALID, RS_INVALID, RS_INVALID, RS_INVALID};
+    std::shared_ptr<RsDatabase> database_;  // of db_, held while it is open
     std::string dbname_;
     long tables_[QK_NTABLES] = {};  // table indices of the store
     const RsTableDef* defs_[QK_NTABLES] = {};
     FileState files_[QK_NTABLES];
     long counts_[QK_NTABLES] = {};
 
-    std::unordered_map<long, EventRow> events_;            // evid
-    std::unordered_map<long, OriginRow> origins_;          // orid
-    std::unordered_map<long, std::vector<long>> evid_origins_;  // evid -> orids, in row order
+    QKIdMap<EventRow> events_;            // evid
+    QKIdMap<OriginRow> origins_;          // orid
+    QKIdMap<QKRowList> evid_origins_;     // evid -> orids, in row order
     // child rows by the id they hang on: row numbers, in row order
-    std::unordered_map<long, long> origerr_;                 // orid
-    std::unordered_map<long, long> emodel_;                  // orid
-    std::unordered_map<long, std::vector<long>> netmag_;     // orid
-    std::unordered_map<long, std::vector<long>> stamag_;     // magid
-    std::unordered_map<long, std::vector<long>> wfmeas_;     // arid
-    std::unordered_map<long, std::vector<long>> mt_;         // orid
-    std::unordered_map<long, std::vector<long>> assoc_;      // orid
-    std::unordered_map<long, long> arrival_;                 // arid
+    QKIdMap<long> origerr_;               // orid
+    QKIdMap<long> emodel_;                // orid
+    QKIdMap<QKRowList> netmag_;           // orid
+    QKIdMap<QKRowList> stamag_;           // magid
+    QKIdMap<QKRowList> wfmeas_;           // arid
+    QKIdMap<QKRowList> mt_;               // orid
+    QKIdMap<QKRowList> assoc_;            // orid
+    QKIdMap<long> arrival_;               // arid
     std::map<std::pair<long, long>, long> predarr_;          // (orid, arid)
     std::unordered_map<std::string, std::vector<long>> site_;  // sta
 };

@@ -14,6 +14,10 @@
 // same calls (max, get, set, push, ...), with a null element that is the
 // record's default.  at(i) gives a changeable element, copying the shared
 // elements first when another table holds them.
+//
+// The event list itself (Table<QKEvent>) shares its elements in blocks of
+// QKBlocks::kBlock: a list made from the published one by changing a few
+// entries copies only the blocks that hold them.
 #pragma once
 
 #include "toolkit/base/table.h"
@@ -21,30 +25,34 @@
 #include "vxplot_export.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
-// The Table calls over elements shared between copies.
+// The Table calls over elements shared between copies.  The elements are
+// one array, which may be a part of a larger one that many tables share
+// (borrow()); any change copies them first unless this table alone holds
+// the array.
 template <class T>
 class QKShared
 {
 public:
-    long max() const { return v_ ? static_cast<long>(v_->size()) : 0; }
+    long max() const { return n_; }
     const T& get(long i) const
     {
-        if (!v_ || i < 0 || i >= max())
+        if (i < 0 || i >= n_)
             return null();
-        return (*v_)[static_cast<size_t>(i)];
+        return data_.get()[i];
     }
     // Element i to change, or null when out of range.
     T* at(long i)
     {
-        if (i < 0 || i >= max() || detach() < 0)
+        if (i < 0 || i >= n_ || detach() < 0)
             return nullptr;
-        return &(*v_)[static_cast<size_t>(i)];
+        return data_.get() + i;
     }
     int set(long i, T v)
     {
@@ -53,85 +61,118 @@ public:
             return -1;
         }
         return guarded([&] {
-            mutableVector();
-            if (static_cast<size_t>(i) >= v_->size())
-                v_->resize(static_cast<size_t>(i) + 1);
-            (*v_)[static_cast<size_t>(i)] = std::move(v);
+            if (i >= n_) {
+                own(i + 1);
+                n_ = i + 1;  // the elements between were default made
+            } else {
+                own(n_);
+            }
+            data_.get()[i] = std::move(v);
         });
     }
     int push(T v)
     {
-        return guarded([&] { mutableVector().push_back(std::move(v)); });
+        return guarded([&] {
+            own(n_ + 1);
+            data_.get()[n_++] = std::move(v);
+        });
     }
-    int unshift(T v)
-    {
-        return guarded([&] { mutableVector().insert(v_->begin(), std::move(v)); });
-    }
+    int unshift(T v) { return ins(0, std::move(v)); }
     int ins(long i, T v)
     {
-        if (i >= max())
+        if (i >= n_)
             return set(i, std::move(v));
         if (i < 0) {
             hl_register_error(0, "Table::ins: Negative index %ld.\n", i);
             return -1;
         }
-        return guarded([&] { mutableVector().insert(v_->begin() + i, std::move(v)); });
+        return guarded([&] {
+            own(n_ + 1);
+            T* d = data_.get();
+            std::move_backward(d + i, d + n_, d + n_ + 1);
+            d[i] = std::move(v);
+            n_++;
+        });
     }
     T pop()
     {
-        if (max() == 0 || detach() < 0)
+        if (n_ == 0 || detach() < 0)
             return null();
-        T v = std::move(v_->back());
-        v_->pop_back();
+        T v = std::move(data_.get()[n_ - 1]);
+        data_.get()[--n_] = T();
         return v;
     }
     T shift()
     {
-        if (max() == 0 || detach() < 0)
+        if (n_ == 0 || detach() < 0)
             return null();
-        T v = std::move(v_->front());
-        v_->erase(v_->begin());
+        T v = std::move(data_.get()[0]);
+        del(0);
         return v;
     }
     int del(long i)
     {
-        if (i < 0 || i >= max()) {
-            hl_register_error(0, "Table::del: Index %ld outside 0 to %ld.\n", i, max() - 1);
+        if (i < 0 || i >= n_) {
+            hl_register_error(0, "Table::del: Index %ld outside 0 to %ld.\n", i, n_ - 1);
             return -1;
         }
-        return guarded([&] { mutableVector().erase(v_->begin() + i); });
+        return guarded([&] {
+            own(n_);
+            T* d = data_.get();
+            std::move(d + i + 1, d + n_, d + i);
+            d[--n_] = T();
+        });
     }
     int cat(const QKShared& other)
     {
-        if (other.max() == 0)
+        if (other.n_ == 0)
             return 0;
-        std::shared_ptr<std::vector<T>> keep = other.v_;  // other may be this
-        return guarded([&] { mutableVector().insert(v_->end(), keep->begin(), keep->end()); });
+        const std::shared_ptr<T> keep = other.data_;  // other may be this
+        const long m = other.n_;
+        return guarded([&] {
+            own(n_ + m);
+            std::copy(keep.get(), keep.get() + m, data_.get() + n_);
+            n_ += m;
+        });
     }
     template <class Less>
     void sort(Less less)
     {
-        if (max() > 1 && detach() == 0)
-            std::sort(v_->begin(), v_->end(), less);
+        if (n_ > 1 && detach() == 0)
+            std::sort(data_.get(), data_.get() + n_, less);
     }
     template <class Less>
     void sortb(Less less)
     {
-        if (max() > 1 && detach() == 0)
-            std::stable_sort(v_->begin(), v_->end(), less);
+        if (n_ > 1 && detach() == 0)
+            std::stable_sort(data_.get(), data_.get() + n_, less);
     }
     template <class Fn>
     void apply(Fn fn)
     {
-        if (max() > 0 && detach() == 0)
-            for (T& item : *v_)
-                fn(item);
+        if (n_ > 0 && detach() == 0)
+            for (long i = 0; i < n_; i++)
+                fn(data_.get()[i]);
     }
-    void clear() { v_.reset(); }
+    void clear()
+    {
+        data_.reset();
+        n_ = cap_ = 0;
+    }
     // Make room for n elements.  Negative without memory.
     int reserve(long n)
     {
-        return guarded([&] { mutableVector().reserve(static_cast<size_t>(n)); });
+        return guarded([&] { own(n); });
+    }
+    // Take n elements that another owner keeps (elements points into it)
+    // in place of these: nothing is copied until the table is changed.
+    // The builder of many tables at once gives them parts of one array.
+    void borrow(std::shared_ptr<T> elements, long n)
+    {
+        data_ = std::move(elements);
+        n_ = data_ ? n : 0;
+        cap_ = n_;
+        shared_storage_ = true;
     }
     static const T& null()
     {
@@ -139,20 +180,32 @@ public:
         return n;
     }
     // Whether the two tables hold the very same elements (nothing copied).
-    bool shares(const QKShared& other) const { return v_ && v_ == other.v_; }
+    bool shares(const QKShared& other) const { return data_ && data_.get() == other.data_.get(); }
 
 private:
-    std::vector<T>& mutableVector()
+    // Make the elements this table's own, with room for n; throws without
+    // memory, the table unchanged.
+    void own(long n)
     {
-        if (!v_)
-            v_ = std::make_shared<std::vector<T>>();
-        else if (v_.use_count() > 1)
-            v_ = std::make_shared<std::vector<T>>(*v_);
-        return *v_;
+        const bool alone = data_ && !shared_storage_ && data_.use_count() == 1;
+        if (alone && n <= cap_)
+            return;
+        long cap = std::max(n, n_);
+        if (alone)
+            cap = std::max(cap, cap_ + cap_ / 2);
+        cap = std::max(cap, 1L);
+        std::shared_ptr<T[]> fresh = std::make_shared<T[]>(static_cast<size_t>(cap));
+        if (alone)
+            std::move(data_.get(), data_.get() + n_, fresh.get());
+        else if (n_ > 0)
+            std::copy(data_.get(), data_.get() + n_, fresh.get());
+        data_ = std::shared_ptr<T>(fresh, fresh.get());
+        cap_ = cap;
+        shared_storage_ = false;
     }
     int detach()
     {
-        return guarded([&] { mutableVector(); });
+        return guarded([&] { own(n_); });
     }
     template <class Op>
     static int guarded(Op op)
@@ -165,7 +218,219 @@ private:
         }
         return 0;
     }
-    std::shared_ptr<std::vector<T>> v_;
+    std::shared_ptr<T> data_;  // the first element; the array's owner holds the rest
+    long n_ = 0;
+    long cap_ = 0;
+    bool shared_storage_ = false;  // the array holds elements of other tables too
+};
+
+// The Table calls over elements shared between copies block by block:
+// changing element i copies only its block when another table holds it.
+// Calls that move elements (ins, del, shift, unshift, sort) make the blocks
+// from the first one moved again.
+template <class T>
+class QKBlocks
+{
+public:
+    static constexpr long kBlock = 512;
+
+    long max() const { return n_; }
+    const T& get(long i) const
+    {
+        if (i < 0 || i >= n_)
+            return null();
+        return (*blocks_[static_cast<size_t>(i / kBlock)])[static_cast<size_t>(i % kBlock)];
+    }
+    // Element i to change, or null when out of range.
+    T* at(long i)
+    {
+        if (i < 0 || i >= n_)
+            return nullptr;
+        std::vector<T>* b = own(i / kBlock);
+        return b ? &(*b)[static_cast<size_t>(i % kBlock)] : nullptr;
+    }
+    int set(long i, T v)
+    {
+        if (i < 0) {
+            hl_register_error(0, "Table::set: Negative index %ld.\n", i);
+            return -1;
+        }
+        while (n_ < i)
+            if (push(T()) < 0)
+                return -1;
+        if (i == n_)
+            return push(std::move(v));
+        T* slot = at(i);
+        if (!slot)
+            return -1;
+        *slot = std::move(v);
+        return 0;
+    }
+    int push(T v)
+    {
+        return guarded([&] {
+            if (n_ % kBlock == 0) {
+                // a new block, added once it holds the element
+                auto b = std::make_shared<std::vector<T>>();
+                b->reserve(static_cast<size_t>(kBlock));
+                b->push_back(std::move(v));
+                blocks_.push_back(std::move(b));
+            } else {
+                std::vector<T>* b = ownOrThrow(static_cast<long>(blocks_.size()) - 1);
+                b->push_back(std::move(v));
+            }
+            n_++;
+        });
+    }
+    int unshift(T v) { return ins(0, std::move(v)); }
+    int ins(long i, T v)
+    {
+        if (i >= n_)
+            return set(i, std::move(v));
+        if (i < 0) {
+            hl_register_error(0, "Table::ins: Negative index %ld.\n", i);
+            return -1;
+        }
+        return rebuildFrom(i, [&](std::vector<T>& tail, long at) {
+            tail.insert(tail.begin() + at, std::move(v));
+        });
+    }
+    T pop()
+    {
+        if (n_ == 0)
+            return null();
+        T v = get(n_ - 1);
+        if (del(n_ - 1) < 0)
+            return null();
+        return v;
+    }
+    T shift()
+    {
+        if (n_ == 0)
+            return null();
+        T v = get(0);
+        if (del(0) < 0)
+            return null();
+        return v;
+    }
+    int del(long i)
+    {
+        if (i < 0 || i >= n_) {
+            hl_register_error(0, "Table::del: Index %ld outside 0 to %ld.\n", i, n_ - 1);
+            return -1;
+        }
+        return rebuildFrom(i, [&](std::vector<T>& tail, long at) { tail.erase(tail.begin() + at); });
+    }
+    int cat(const QKBlocks& other)
+    {
+        const std::vector<std::shared_ptr<std::vector<T>>> keep = other.blocks_;  // other may be this
+        for (const auto& b : keep)
+            for (const T& v : *b)
+                if (push(v) < 0)
+                    return -1;
+        return 0;
+    }
+    template <class Less>
+    void sort(Less less)
+    {
+        if (n_ > 1)
+            rebuildFrom(0, [&](std::vector<T>& all, long) { std::sort(all.begin(), all.end(), less); });
+    }
+    template <class Less>
+    void sortb(Less less)
+    {
+        if (n_ > 1)
+            rebuildFrom(0, [&](std::vector<T>& all, long) { std::stable_sort(all.begin(), all.end(), less); });
+    }
+    template <class Fn>
+    void apply(Fn fn)
+    {
+        for (long b = 0; b < static_cast<long>(blocks_.size()); b++) {
+            std::vector<T>* items = own(b);
+            if (!items)
+                return;
+            for (T& item : *items)
+                fn(item);
+        }
+    }
+    void clear()
+    {
+        blocks_.clear();
+        n_ = 0;
+    }
+    // Make room for n elements.  Negative without memory.
+    int reserve(long n)
+    {
+        return guarded([&] { blocks_.reserve(static_cast<size_t>((n + kBlock - 1) / kBlock)); });
+    }
+    static const T& null()
+    {
+        static const T n{};
+        return n;
+    }
+    // Whether the two tables hold the very same elements (nothing copied).
+    bool shares(const QKBlocks& other) const { return n_ > 0 && n_ == other.n_ && blocks_ == other.blocks_; }
+
+private:
+    // Block b, copied first when another table holds it; throws without memory.
+    std::vector<T>* ownOrThrow(long b)
+    {
+        std::shared_ptr<std::vector<T>>& p = blocks_[static_cast<size_t>(b)];
+        if (p.use_count() > 1) {
+            auto copy = std::make_shared<std::vector<T>>();
+            copy->reserve(static_cast<size_t>(kBlock));
+            copy->assign(p->begin(), p->end());
+            p = std::move(copy);
+        }
+        return p.get();
+    }
+    std::vector<T>* own(long b)
+    {
+        std::vector<T>* out = nullptr;
+        if (guarded([&] { out = ownOrThrow(b); }) < 0)
+            return nullptr;
+        return out;
+    }
+    // Gather the elements from the block of element i on, let op change
+    // them (i is at index i - first of the tail), and cut them into blocks
+    // again.  The table is unchanged when memory runs out.
+    template <class Op>
+    int rebuildFrom(long i, Op op)
+    {
+        const long first = i / kBlock;
+        return guarded([&] {
+            std::vector<T> tail;
+            tail.reserve(static_cast<size_t>(n_ - first * kBlock + 1));
+            for (size_t b = static_cast<size_t>(first); b < blocks_.size(); b++)
+                tail.insert(tail.end(), blocks_[b]->begin(), blocks_[b]->end());
+            op(tail, i - first * kBlock);
+            std::vector<std::shared_ptr<std::vector<T>>> blocks(blocks_.begin(), blocks_.begin() + first);
+            for (size_t at = 0; at < tail.size(); at += static_cast<size_t>(kBlock)) {
+                auto b = std::make_shared<std::vector<T>>();
+                b->reserve(static_cast<size_t>(kBlock));
+                const size_t end = std::min(tail.size(), at + static_cast<size_t>(kBlock));
+                b->insert(b->end(), std::make_move_iterator(tail.begin() + static_cast<long>(at)),
+                          std::make_move_iterator(tail.begin() + static_cast<long>(end)));
+                blocks.push_back(std::move(b));
+            }
+            blocks_.swap(blocks);
+            n_ = first * kBlock + static_cast<long>(tail.size());
+        });
+    }
+    template <class Op>
+    static int guarded(Op op)
+    {
+        try {
+            op();
+        } catch (const std::bad_alloc&) {
+            hl_register_error(1, "Table: Out of memory.\n");
+            return -1;
+        }
+        return 0;
+    }
+
+    std::vector<std::shared_ptr<std::vector<T>>> blocks_;  // all full but the last
+    long n_ = 0;
 };
 
 // Tables of the records below use the shared form.
@@ -313,7 +578,10 @@ struct QKEvent
     int pref_moment_origin = -1;
     Table<QKOrigin> origins;
 };
-QK_SHARED_TABLE(QKEvent)
+template <>
+class Table<QKEvent> : public QKBlocks<QKEvent>
+{
+};
 
 struct VXPLOT_EXPORT QKArrival
 {

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 
 namespace {
 
@@ -187,38 +188,31 @@ void QKServer::publish(const QKChanges& changes, bool reset)
         if (list_changed) {
             if (changes.all_events) {
                 // built in list order: nothing to sort afterwards
-                fresh = std::make_shared<Table<QKEvent>>();
-                index_.clear();
-                const std::vector<long> evids = model_->evids();
-                fresh->reserve(static_cast<long>(evids.size()));
-                index_.reserve(evids.size());
-                for (long evid : evids) {
-                    QKEvent e;
-                    if (model_->buildEvent(evid, false, &e) > 0) {
-                        e.order = fresh->max();
-                        index_[evid] = e.order;
-                        fresh->push(std::move(e));
-                    }
+                fresh = buildList();
+                if (!fresh) {
+                    hl_register_error(1, "QKServer::publish: No memory for the events of %s; the last list stays.\n",
+                                      dbname_.c_str());
+                    return;
                 }
             } else {
                 fresh = std::make_shared<Table<QKEvent>>(*old);  // shares the entries until changed
                 std::vector<long> gone;
                 for (long evid : changes.dirty_evids) {
-                    auto at = index_.find(evid);
+                    const long at = model_->placeOf(evid);
                     QKEvent e;
                     if (model_->buildEvent(evid, false, &e) > 0) {
-                        if (at == index_.end()) {
+                        if (at < 0) {
                             e.order = fresh->max();
-                            index_[evid] = fresh->max();
+                            model_->setPlace(evid, fresh->max());
                             touched.push_back(fresh->max());
                             fresh->push(std::move(e));
-                        } else if (QKEvent* slot = fresh->at(at->second)) {
+                        } else if (QKEvent* slot = fresh->at(at)) {
                             e.order = slot->order;
                             *slot = std::move(e);
-                            touched.push_back(at->second);
+                            touched.push_back(at);
                         }
-                    } else if (at != index_.end()) {
-                        gone.push_back(at->second);
+                    } else if (at >= 0) {
+                        gone.push_back(at);
                     }
                 }
                 std::sort(gone.rbegin(), gone.rend());
@@ -233,11 +227,10 @@ void QKServer::publish(const QKChanges& changes, bool reset)
             }
             if (reorder) {
                 fresh->sortb(listOrder);
-                index_.clear();
                 long i = 0;
                 fresh->apply([&](QKEvent& e) {
                     e.order = i;
-                    index_[e.evid] = i++;
+                    model_->setPlace(e.evid, i++);
                 });
             }
         }
@@ -332,6 +325,39 @@ void QKServer::publish(const QKChanges& changes, bool reset)
                 tables.push_back(qk_table_name(t));
         if (!tables.empty())
             deliverChanged(tables);
+    }
+}
+
+std::shared_ptr<Table<QKEvent>> QKServer::buildList()
+{
+    // The origins of a block of entries are one array that the entries
+    // borrow: a single allocation per block instead of one per event.
+    constexpr size_t kBlock = static_cast<size_t>(QKBlocks<QKEvent>::kBlock);
+    try {
+        auto fresh = std::make_shared<Table<QKEvent>>();
+        const std::vector<QKModel::ListKey> keys = model_->listKeys();
+        if (fresh->reserve(static_cast<long>(keys.size())) < 0)
+            return nullptr;
+        for (size_t first = 0; first < keys.size(); first += kBlock) {
+            const size_t n = std::min(kBlock, keys.size() - first);
+            const std::shared_ptr<QKOrigin[]> origins = std::make_shared<QKOrigin[]>(n);
+            for (size_t k = 0; k < n; k++) {
+                constexpr size_t kAhead = 8;
+                if (first + k + kAhead < keys.size())
+                    model_->prefetch(keys[first + k + kAhead]);
+                const QKModel::ListKey& key = keys[first + k];
+                QKEvent e;
+                if (model_->buildEntry(key, &e, &origins[k]))
+                    e.origins.borrow(std::shared_ptr<QKOrigin>(origins, &origins[k]), 1);
+                e.order = fresh->max();
+                model_->setPlace(key, e.order);
+                if (fresh->push(std::move(e)) < 0)
+                    return nullptr;
+            }
+        }
+        return fresh;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
     }
 }
 

@@ -116,6 +116,7 @@ private:
     void run();
     void check(bool reset);
     void publish(const QKChanges& changes, bool reset);
+    std::shared_ptr<Table<QKEvent>> buildList();
     void deliverResponse(const QKResponse& response);
     void deliverChanged(const std::vector<std::string>& tables);
     int request(bool reset, int wait);
@@ -131,7 +132,6 @@ private:
     mutable std::mutex db_mutex_;      // the model; taken after the events lock, never before
     std::unique_ptr<QKModel> model_;
     std::unique_ptr<QKWatcher> watcher_;
-    std::unordered_map<long, long> index_;  // evid -> place in events (server thread)
     double best_time_ = 0.0;                // of most_recent_evid (server thread)
     double best_lddate_ = 0.0;              // of last_modified_evid (server thread)
     long best_order_ = -1;

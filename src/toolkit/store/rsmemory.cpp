@@ -423,13 +423,16 @@ int RsRows::append(const char* p, size_t n)
 int RsRows::resize(size_t n)
 {
     if (n > capacity_) {
-        std::unique_ptr<char[]> grown(new (std::nothrow) char[n]);
+        // a table read whole takes its size; one that grows after that
+        // takes half again, so that appended rows don't copy it each time
+        const size_t cap = size_ == 0 ? n : std::max(n, capacity_ + capacity_ / 2);
+        std::unique_ptr<char[]> grown(new (std::nothrow) char[cap]);
         if (!grown)
             return -1;
         if (size_)
             memcpy(grown.get(), buf_.get(), std::min(size_, n));
         buf_ = std::move(grown);
-        capacity_ = n;
+        capacity_ = cap;
     }
     size_ = n;
     return 0;
@@ -438,7 +441,8 @@ int RsRows::resize(size_t n)
 bool RsRows::reserveRecords(size_t n)
 {
     try {
-        offsets_.reserve(n);
+        if (n > offsets_.capacity())
+            offsets_.reserve(offsets_.empty() ? n : std::max(n, offsets_.capacity() + offsets_.capacity() / 2));
     } catch (const std::exception&) {
         return false;
     }
