@@ -18,6 +18,7 @@
 
 namespace {
 
+using vptest::countColor;
 using vptest::inkBox;
 using vptest::render;
 
@@ -58,12 +59,6 @@ struct Scene
     QImage image() { return render(vp.get()); }
 };
 
-// Pixels of exactly colour c inside r.
-int count(const QImage& image, const QColor& c, QRect r = QRect())
-{
-    return vptest::countColor(image, c, r);
-}
-
 void sendMouse(VXViewport* vp, QEvent::Type type, QPointF pos, Qt::MouseButtons held)
 {
     const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
@@ -97,7 +92,7 @@ TEST(GlyphSize, CircleOfTwentyPixelsAtTheCentre)
     EXPECT_NEAR(box.center().x(), 100, 1);
     EXPECT_NEAR(box.center().y(), 100, 1);
     // a disc: about pi r^2 pixels, its centre and not its box corners filled
-    EXPECT_NEAR(count(image, red), 314, 25);
+    EXPECT_NEAR(countColor(image, red), 314, 25);
     EXPECT_EQ(image.pixelColor(100, 100), red);
     EXPECT_NE(image.pixelColor(box.topLeft()), red);
     EXPECT_DOUBLE_EQ(g->vars.xp, 100.0);
@@ -182,7 +177,7 @@ TEST(GlyphMaps, RepeatsAcrossLongitudeWraps)
             EXPECT_EQ(image.pixelColor(x, 90), red) << x;
             EXPECT_TRUE(g->contains(QPointF(x, 90))) << x;
         }
-        EXPECT_NEAR(count(image, red), 78 * static_cast<int>(c.columns.size()), 12 * c.columns.size());
+        EXPECT_NEAR(countColor(image, red), 78 * static_cast<int>(c.columns.size()), 12 * c.columns.size());
     }
 }
 
@@ -193,8 +188,8 @@ TEST(GlyphMaps, GlobeFarSideNeitherDrawnNorHit)
     VXGlyph* far = s.add(180, 0, 20, QColor(0, 0, 255));
     VXGlyph* behind = s.add(-120, 30, 20, QColor(0, 0, 255));
     const QImage image = s.image();
-    EXPECT_EQ(count(image, QColor(0, 0, 255)), 0);
-    EXPECT_GT(count(image, red), 250);
+    EXPECT_EQ(countColor(image, QColor(0, 0, 255)), 0);
+    EXPECT_GT(countColor(image, red), 250);
     EXPECT_EQ(near->vars.skip, 0);
     EXPECT_EQ(far->vars.skip, 1);
     EXPECT_EQ(behind->vars.skip, 1);
@@ -406,7 +401,7 @@ TEST(GlyphSetup, ErrorsLeaveTheGlyphAsItWas)
             gcs.append(fillContext(Qt::blue));
         EXPECT_EQ(g->setGlyph(c.symbol, gcs), -1);
         EXPECT_NE(takeErrors().find(c.message), std::string::npos);
-        EXPECT_GT(count(s.image(), red), 50);
+        EXPECT_GT(countColor(s.image(), red), 50);
     }
     // the default symbol of a set without one
     Scene s(100, 100, {"xleft", "0", "xright", "10", "ybottom", "0", "ytop", "10"});
@@ -434,14 +429,14 @@ TEST(GlyphSetup, BeachballHasTwoParts)
     const QImage image = s.image();
     EXPECT_EQ(g->showPaths().count("brush #ff0000ff"), 1);
     EXPECT_EQ(g->showPaths().count("brush #ffff0000"), 1);
-    const int blue = count(image, QColor(0, 0, 255)), reds = count(image, red);
+    const int blue = countColor(image, QColor(0, 0, 255)), reds = countColor(image, red);
     // about half of the disc each
     EXPECT_NEAR(blue, reds, 0.25 * (blue + reds));
     EXPECT_NEAR(blue + reds, 2827, 200);
     // an unresolvable tensor falls back to the default shape
     const double zero[6] = {0, 0, 0, 0, 0, 0};
     ASSERT_EQ(g->setGlyph(VX_SYMBOL_BEACHBALL, {fillContext(red), fillContext(red)}, zero), 0);
-    EXPECT_NEAR(count(s.image(), red), 2827, 200);
+    EXPECT_NEAR(countColor(s.image(), red), 2827, 200);
 }
 
 TEST(GlyphLabels, LabelIsDrawnBesideTheSymbolAndHit)

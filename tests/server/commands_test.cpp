@@ -135,7 +135,6 @@ TEST(CommandErrors, ExactTextsAndNothingMade)
         {"mainwindow unknown parent", "mainwindow", "frame:99999", {},
          "VX_GraphicsServer_get_item: Handle 'frame:99999' not found.\n"
          "VX_GraphicsServer_mainwindow: VX_GraphicsServer_get_item(frame:99999) error.\n"},
-        {"mainwindow parent not a frame", "mainwindow", "{w}", {}, "VX_GraphicsServer_mainwindow: parent must be frame.\n"},
         {"mainwindow bad close_window", "mainwindow", "none", {"yes"},
          "VX_GraphicsServer_mainwindow: close_window conversion error 'yes'.\n"},
         {"mainwindow close_window not decimal", "mainwindow", "{f}", {"0x1"},

@@ -1,11 +1,11 @@
 // The command shell end to end: scripts in, responses, messages and images out.
 #include <VX.h>
 
+#include "support/programsupport.h"
 #include "support/qtprint.h"
 
 #include <QDir>
 #include <QImage>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
@@ -13,6 +13,7 @@
 
 namespace {
 
+// vxsh's run, its output streams as text.
 struct ShellRun
 {
     int status = -1;
@@ -21,21 +22,8 @@ struct ShellRun
 
 ShellRun vxsh(const QStringList& args, const QByteArray& input = {}, const QStringList& env = {})
 {
-    QProcess p;
-    QProcessEnvironment e = QProcessEnvironment::systemEnvironment();
-    for (const QString& kv : env)
-        e.insert(kv.section('=', 0, 0), kv.section('=', 1));
-    p.setProcessEnvironment(e);
-    p.start(VXSH_PATH, args);
-    EXPECT_TRUE(p.waitForStarted());
-    p.write(input);
-    p.closeWriteChannel();
-    EXPECT_TRUE(p.waitForFinished(120000)) << "vxsh hung";
-    ShellRun r;
-    r.status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = QString::fromUtf8(p.readAllStandardOutput());
-    r.err = QString::fromUtf8(p.readAllStandardError());
-    return r;
+    const ProgramRun r = runProgram(VXSH_PATH, args, input, env);
+    return {r.status, QString::fromStdString(r.out), QString::fromStdString(r.err)};
 }
 
 } // namespace

@@ -113,7 +113,6 @@ TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
          "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_button: VX_GraphicsServer_get_item(button:99999) error.\n"},
         {"label parent", "label", "{t}", {}, "VX_GraphicsServer_label: parent must be a frame or mainwindow or scrollarea.\n"},
         {"checkbox parent", "checkbox", "{g}", {}, "VX_GraphicsServer_checkbox: parent must be a frame or mainwindow.\n"},
-        {"checkbox count", "checkbox", "{w}", {"1", "a", "b"}, "VX_GraphicsServer_checkbox: checkbox needs 0, 1 or 2 arguments.\n"},
         {"combobox parent", "combobox", "{t}", {}, "VX_GraphicsServer_combobox: parent must be a frame or mainwindow.\n"},
         {"lineedit parent", "lineedit", "{c}", {}, "VX_GraphicsServer_lineedit: parent must be a frame or mainwindow.\n"},
         {"menubar parent", "menubar", "{mb}", {}, "VX_GraphicsServer_menubar: parent must be a frame or mainwindow.\n"},
@@ -127,12 +126,10 @@ TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
         {"label_text target", "label_text", "{b}", {}, "VX_GraphicsServer_label_text: label_text must have label item, not button.\n"},
         {"checkbox_text target", "checkbox_text", "{b}", {}, "VX_GraphicsServer_checkbox_text: checkbox_text must have checkbox item, not button.\n"},
         {"checkbox_state target", "checkbox_state", "{b}", {"1"}, "VX_GraphicsServer_checkbox_text: checkbox_state must have checkbox item, not button.\n"},
-        {"label_selectable count", "label_selectable", "{l}", {}, "VX_GraphicsServer_label_selectable: Need one argument.\n"},
         {"label_selectable number", "label_selectable", "{l}", {"yes"}, "VX_GraphicsServer_label_selectable: selectable conversion error 'yes'.\n"},
         {"label_selectable target", "label_selectable", "{b}", {"1"}, "VX_GraphicsServer_label_selectable: label_selectable must have label item, not button.\n"},
         {"combobox_clear target", "combobox_clear", "{e}", {}, "VX_GraphicsServer_combobox_clear: combobox_clear must have combobox item, not lineedit.\n"},
         {"combobox_additems target", "combobox_additems", "{b}", {"a"}, "VX_GraphicsServer_combobox_additems: combobox_additems must have combobox item, not button.\n"},
-        {"combobox_index number", "combobox_index", "{c}", {"first"}, "VX_GraphicsServer_combox_index: index conversion error 'first'.\n"},
         {"combobox_index target", "combobox_index", "{e}", {"1"}, "VX_GraphicsServer_combobox_index: combobox_index must have combobox item, not lineedit.\n"},
         {"combobox_text target", "combobox_text", "{e}", {}, "VX_GraphicsServer_combobox_text: combobox_text must have combobox item, not lineedit.\n"},
         {"lineedit_text target", "lineedit_text", "{c}", {"x"}, "VX_GraphicsServer_lineedit_text: lineedit_text must have lineedit item, not combobox.\n"},
@@ -141,19 +138,14 @@ TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
         {"menu_addmenu count", "menu_addmenu", "{m}", {}, "VX_GraphicsServer_menu_addmenu: menu_addmenu needs 1 argument.\n"},
         {"menu_additem target", "menu_additem", "{mb}", {"{mb}", "Open"}, "VX_GraphicsServer_menu_additem: menu_addmenu must have menu item, not menubar.\n"},
         {"menu_additem count", "menu_additem", "{m}", {"{mb}"}, "VX_GraphicsServer_menu_additem: menu_additem needs 2 arguments.\n"},
-        {"menu_additem parent", "menu_additem", "{m}", {"{f}", "Open"}, "VX_GraphicsServer_menu_additem: menu_additem must have action parent menubar or viewport, not frame.\n"},
         {"menu_addwidget parent", "menu_addwidget", "{m}", {"{f}", "{x}"}, "VX_GraphicsServer_menu_addwidget: menu_addwidget must have action parent menubar, not frame.\n"},
         {"menu_addwidget widget", "menu_addwidget", "{m}", {"{mb}", "{b}"}, "VX_GraphicsServer_menu_addwidget: menu_addwidget must have action widget checkbox, not button.\n"},
         {"menu_addwidget count", "menu_addwidget", "{m}", {"{mb}"}, "VX_GraphicsServer_menu_addwidget: menu_addwidget needs 2 arguments.\n"},
         {"menu_addseparator target", "menu_addseparator", "{b}", {}, "VX_GraphicsServer_menu_addseparator: menu_addseparator must have menu item, not button.\n"},
-        {"menu_popup count", "menu_popup", "{m}", {"1"}, "VX_GraphicsServer_menu_addmenu: menu_popup needs 0 or 2 arguments.\n"},
         {"setstylesheet count", "setstylesheet", "{w}", {}, "VX_GraphicsServer_setstylesheet: setstylesheet needs 1 argument.\n"},
-        {"setstylesheet root count", "setstylesheet", "root", {"a", "b"}, "VX_GraphicsServer_setstylesheet: setstylesheet needs 1 argument.\n"},
         {"setstylesheet layout", "setstylesheet", "{g}", {"color: red"}, "VX_GraphicsServer_setstylesheet: gridlayout object is not a widget.\n"},
         {"setsingleshot target", "timer_setsingleshot", "{b}", {}, "VX_GraphicsServer_timer_setoneshot: item must be a timer.\n"},
-        {"clearsingleshot target", "timer_clearsingleshot", "{b}", {}, "VX_GraphicsServer_timer_clearoneshot: item must be a timer.\n"},
         {"setinterval count", "timer_setinterval", "{t}", {}, "VX_GraphicsServer_timer_setinterval: timer_setinterval needs 1 argument.\n"},
-        {"setinterval number", "timer_setinterval", "{t}", {"soon"}, "VX_GraphicsServer_timer_setinterval: interval conversion error 'soon'.\n"},
         {"setinterval negative", "timer_setinterval", "{t}", {"-5"}, "VX_GraphicsServer_timer_setinterval: interval must not be negative, not -5.\n"},
         {"timer_start target", "timer_start", "{l}", {}, "VX_GraphicsServer_timer_start: item must be a timer.\n"},
         {"timer_stop target", "timer_stop", "{l}", {}, "VX_GraphicsServer_timer_stop: item must be a timer.\n"},
@@ -164,30 +156,19 @@ TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
     EXPECT_FALSE(VX_GraphicsServer_callbacks().contains(h["b"]));
 }
 
-TEST_F(Widgets, SettersAndGetters)
+// The replies of the setters and getters are in the widgets transcript;
+// here, what they do to the Qt widgets.
+TEST_F(Widgets, SettersReachTheWidgets)
 {
-    QString b = vx_send("button", w).handle;
-    EXPECT_EQ(vx_send("button_text", b, {"Apply"}).handle, b);
-    Reply get = vx_send("button_text", b);
-    EXPECT_EQ(get.handle, b);
-    EXPECT_EQ(get.params, QStringList{"Apply"});
-
     QString unchecked = vx_send("checkbox", w, {"0"}).handle;
     EXPECT_EQ(object<QCheckBox>(unchecked)->checkState(), Qt::Unchecked);
     EXPECT_EQ(object<QCheckBox>(unchecked)->text(), "");
     QString checked = vx_send("checkbox", w, {"yes", "Filter"}).handle;
     EXPECT_EQ(object<QCheckBox>(checked)->checkState(), Qt::Checked);
     EXPECT_EQ(vx_send("checkbox_text", checked).params, QStringList{"Filter"});
-    EXPECT_EQ(vx_send("checkbox_state", checked).params, QStringList{"1"});
-    vx_send("checkbox_state", checked, {"0"});
-    EXPECT_EQ(vx_send("checkbox_state", checked).params, QStringList{"0"});
 
     QString c = vx_send("combobox", w).handle;
     vx_send("combobox_additems", c, {"BHZ", "BHN", "BHE"});
-    EXPECT_EQ(vx_send("combobox_index", c, {"2"}).code, 0);
-    EXPECT_EQ(vx_send("combobox_index", c).params, QStringList{"2"});
-    EXPECT_EQ(vx_send("combobox_text", c, {"BHN"}).code, 0);
-    EXPECT_EQ(vx_send("combobox_text", c).params, QStringList{"BHN"});
     vx_send("combobox_clear", c);
     EXPECT_EQ(object<QComboBox>(c)->count(), 0);
 
@@ -196,16 +177,16 @@ TEST_F(Widgets, SettersAndGetters)
     edit->resize(20, 40);
     const QString long_text = "a rather long station description that needs room";
     vx_send("lineedit_text", e, {long_text});
-    EXPECT_EQ(vx_send("lineedit_text", e).params, QStringList{long_text});
     EXPECT_GE(edit->minimumWidth(), edit->fontMetrics().boundingRect(long_text).width());
     EXPECT_EQ(edit->minimumHeight(), 30);
 
     QString l = vx_send("label", w).handle;
-    vx_send("label_text", l, {"Origin"});
-    EXPECT_EQ(vx_send("label_text", l).params, QStringList{"Origin"});
     vx_send("label_selectable", l, {"1"});
     EXPECT_EQ(object<QLabel>(l)->textInteractionFlags(), Qt::TextSelectableByMouse);
 
+    QString b = vx_send("button", w).handle;
+    EXPECT_EQ(vx_send("button_text", b, {"Apply"}).handle, b);
+    EXPECT_EQ(vx_send("button_text", b).params, QStringList{"Apply"});
     EXPECT_EQ(vx_send("setstylesheet", b, {"color: red"}).handle, "setstylesheet");
     EXPECT_EQ(object<QPushButton>(b)->styleSheet(), "color: red");
 }

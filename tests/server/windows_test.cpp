@@ -40,7 +40,6 @@ struct Fixture : Handles
         h["e"] = vx_send("lineedit", h["w"]).handle;
     }
     ~Fixture() { vx_send("delete", h["w"]); }
-    Reply send(const Refusal& c) const { return vx_send(c.word, fill(QString(c.handle)), fill(c.args)); }
 };
 
 } // namespace
@@ -56,11 +55,7 @@ TEST(WindowCommandErrors, ExactTextsAndNothingMade)
         {"adddockwidget not a dock", "mainwindow_adddockwidget", "{w}", {"{b}", "left"}, "VX_GraphicsServer_mainwindow_adddockwidget: item must be dockwidget.\n"},
         {"adddockwidget unknown dock", "mainwindow_adddockwidget", "{w}", {"button:99999", "left"},
          "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_mainwindow_adddockwidget: VX_GraphicsServer_get_item(button:99999) error.\n"},
-        {"adddockwidget area", "mainwindow_adddockwidget", "{w}", {"{d}", "middle"},
-         "VX_GraphicsServer_mainwindow_adddockwidget: area must be one of left, right, top or bottom, not 'middle'.\n"},
         {"resizedocks nothing", "mainwindow_resizedocks", "{w}", {}, "VX_GraphicsServer_mainwindow_resizedocks: Need 3 arguments.\n"},
-        {"resizedocks orientation", "mainwindow_resizedocks", "{w}", {"diagonal", "{d}", "100"},
-         "VX_GraphicsServer_mainwindow_resizedocks: orientation argument must be one of 'horizonal' or 'vertical'.\n"},
         {"resizedocks unequal", "mainwindow_resizedocks", "{w}", {"vertical", "{d}"},
          "VX_GraphicsServer_mainwindow_resizedocks: dockwidgets list must be same size as sizes list.\n"},
         {"resizedocks not a dock", "mainwindow_resizedocks", "{w}", {"vertical", "{b}", "100"},
@@ -70,22 +65,16 @@ TEST(WindowCommandErrors, ExactTextsAndNothingMade)
         {"window_title count", "window_title", "{w}", {}, "VX_GraphicsServer_window_title: window_title needs 1 arguments.\n"},
         {"window_title target", "window_title", "{b}", {"x"}, "VX_GraphicsServer_window_title: item must be frame, mainwindow or dialog.\n"},
         {"frame parent", "frame", "{b}", {}, "VX_GraphicsServer_frame: parent must be another frame or dialog or mainwindow or splitter.\n"},
-        {"frame close_window", "frame", "none", {"notanumber"}, "VX_GraphicsServer_frame: close_window conversion error 'notanumber'.\n"},
         {"frame unknown parent", "frame", "button:99999", {},
          "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_frame: VX_GraphicsServer_get_item(button:99999) error.\n"},
-        {"seteventtransparency", "frame_seteventtransparency", "{b}", {}, "VX_GraphicsServer_frame_seteventtransparency: item must be a frame.\n"},
         {"cleareventtransparency", "frame_cleareventtransparency", "{w}", {}, "VX_GraphicsServer_frame_cleareventtransparency: item must be a frame.\n"},
-        {"setmodality count", "frame_setmodality", "{f}", {}, "VX_GraphicsServer_frame_setmodality: Need modality argument.\n"},
         {"setmodality target", "frame_setmodality", "{g}", {"application"}, "VX_GraphicsServer_frame_setmodality: item must be a frame.\n"},
-        {"dialog parent", "dialog", "{b}", {}, "VX_GraphicsServer_dialog: parent must be 'none', or mainwindow or frame.\n"},
         {"gridlayout parent", "gridlayout", "{b}", {},
          "VX_GraphicsServer_gridlayout: parent must be one of frame, dialog, mainwindow, scrollarea, kvtreeview, "
          "tableview, dbtableview, qktableview, commandconsole or traceview.\n"},
         {"grid spacing target", "gridlayout_spacing", "{f}", {"1", "2"}, "VX_GraphicsServer_gridlayout_spacing: gridlayout_spacing must have gridlayout item, not frame.\n"},
         {"grid spacing count", "gridlayout_spacing", "{g}", {"1"}, "VX_GraphicsServer_gridlayout_spacing: girdlayout_spacing needs 2 arguments.\n"},
-        {"grid spacing h", "gridlayout_spacing", "{g}", {"x", "2"}, "VX_GraphicsServer_gridlayout_spacing: hspacing error 'x'.\n"},
         {"grid spacing v", "gridlayout_spacing", "{g}", {"1", "2.5"}, "VX_GraphicsServer_gridlayout_spacing: vspacing error '2.5'.\n"},
-        {"grid margins count", "gridlayout_margins", "{g}", {"1", "2", "3"}, "VX_GraphicsServer_gridlayout_margins: girdlayout_margins needs 4 arguments.\n"},
         {"grid margins bottom", "gridlayout_margins", "{g}", {"1", "2", "3", "z"}, "VX_GraphicsServer_gridlayout_margins: bottom error 'z'.\n"},
         {"grid margins target", "gridlayout_margins", "{l}", {"1", "2", "3", "4"}, "VX_GraphicsServer_gridlayout_margins: gridlayout_margins must have gridlayout item, not formlayout.\n"},
         {"addwidget target", "gridlayout_addwidget", "{l}", {"{b}", "0", "0", "1", "1"}, "VX_GraphicsServer_gridlayout_addwidget: addwidget must have gridlayout item, not formlayout.\n"},
@@ -104,7 +93,6 @@ TEST(WindowCommandErrors, ExactTextsAndNothingMade)
         {"rowstretch stretch", "gridlayout_rowstretch", "{g}", {"0", "s"}, "VX_GraphicsServer_gridlayout_rowstretch: stretch error 's'.\n"},
         {"formlayout parent", "formlayout", "{b}", {}, "VX_GraphicsServer_formlayout: parent must be a frame or mainwindow or dialog.\n"},
         {"addrow target", "formlayout_addrow", "{g}", {"Name", "{e}"}, "VX_GraphicsServer_formlayout_addrow: addrow must have formlayout item, not gridlayout.\n"},
-        {"addrow widget", "formlayout_addrow", "{l}", {"Name", "{f}"}, "VX_GraphicsServer_formlayout_addrow: addrow widget must be button, menubar or lineedit.\n"},
         {"addrow count", "formlayout_addrow", "{l}", {"Name"}, "VX_GraphicsServer_formlayout_addrow: addrow needs 2 arguments.\n"},
         {"form spacing count", "formlayout_spacing", "{l}", {"1"}, "VX_GraphicsServer_formlayout_spacing: girdlayout_spacing needs 2 arguments.\n"},
         {"form spacing target", "formlayout_spacing", "{g}", {"1", "1"}, "VX_GraphicsServer_formlayout_spacing: formlayout_spacing must have formlayout item, not gridlayout.\n"},
@@ -128,8 +116,6 @@ TEST(WindowCommandErrors, ExactTextsAndNothingMade)
         {"scrollarea parent", "scrollarea", "{b}", {}, "VX_GraphicsServer_scrollarea: parent must be a frame or mainwindow.\n"},
         {"scrollarea widget target", "scrollarea_widget", "{b}", {"{f}"}, "VX_GraphicsServer_scrollarea_widget: item must be a scrollarea.\n"},
         {"scrollarea widget count", "scrollarea_widget", "{a}", {}, "VX_GraphicsServer_scrollarea_widget: Need widget argument.\n"},
-        {"scrollarea widget type", "scrollarea_widget", "{a}", {"{t}"},
-         "VX_GraphicsServer_scrollarea_widget: widget must be frame, button, menubar, menu, spreadsheet, splitter or viewport.\n"},
         {"widgetresizable count", "scrollarea_widgetresizable", "{a}", {}, "VX_GraphicsServer_scrollarea_widgetresizable: Need one argument.\n"},
         {"widgetresizable ans", "scrollarea_widgetresizable", "{a}", {"yes"}, "VX_GraphicsServer_scrollarea_widgetresizable: ans error 'yes'.\n"},
         {"scrollbar count", "scrollarea_scrollbar", "{a}", {"1"}, "VX_GraphicsServer_scrollarea_scrollbar: need two arguments.\n"},
@@ -137,29 +123,20 @@ TEST(WindowCommandErrors, ExactTextsAndNothingMade)
     }, fx);
 }
 
-TEST(WindowCommands, RepliesOfSuccessfulCommands)
+// Their replies are in the layouts transcript; here, what they do.
+TEST(WindowCommands, SuccessfulCommandsReachTheWidgets)
 {
     Fixture fx;
-    const Refusal rows[] = {  // expected: the reply
-        {"getframe answers the frame", "mainwindow_getframe", "{w}", {}, "{f}"},
-        {"window_title answers the word", "window_title", "{w}", {"Stations"}, "window_title"},
-        {"adjustsize answers the handle", "mainwindow_adjustsize", "{w}", {}, "{w}"},
-        {"adddockwidget", "mainwindow_adddockwidget", "{w}", {"{d}", "right"}, "{w}"},
-        {"resizedocks as text", "mainwindow_resizedocks", "{w}", {"horizontal", "{d}", "150"}, "{w}"},
-        {"grid spacing", "gridlayout_spacing", "{g}", {"3", "4"}, "{g}"},
-        {"grid column stretch", "gridlayout_columnstretch", "{g}", {"1", "2"}, "{g}"},
-        {"modality", "frame_setmodality", "{f}", {"window"}, "{f}"},
-        {"transparency", "frame_seteventtransparency", "{f}", {}, "{f}"},
-        {"scrollbar", "scrollarea_scrollbar", "{a}", {"0", "0"}, "{a}"},
-        {"floating", "dockwidget_setfloating", "{d}", {"0"}, "{d}"},
+    const QStringList sends[] = {
+        {"window_title", "{w}", "Stations"}, {"mainwindow_adddockwidget", "{w}", "{d}", "right"},
+        {"gridlayout_spacing", "{g}", "3", "4"}, {"gridlayout_columnstretch", "{g}", "1", "2"},
+        {"frame_setmodality", "{f}", "window"}, {"scrollarea_scrollbar", "{a}", "0", "0"},
     };
-    for (const Refusal& c : rows) {
-        SCOPED_TRACE(c.name);
-        Reply r = fx.send(c);
-        EXPECT_EQ(r.code, 0) << r.handle.toStdString();
-        EXPECT_EQ(r.handle, fx.fill(QString(c.expected)));
-        EXPECT_TRUE(r.params.isEmpty());
-    }
+    for (const QStringList& c : sends)
+        EXPECT_EQ(vx_send(c[0], fx.fill(c[1]), fx.fill(c.mid(2))).code, 0) << c.join(' ').toStdString();
+    // the replies not in the transcript
+    EXPECT_EQ(vx_send("mainwindow_adjustsize", fx.h["w"]).handle, fx.h["w"]);
+    EXPECT_EQ(vx_send("frame_seteventtransparency", fx.h["f"]).handle, fx.h["f"]);
     auto* window = object<VXMainWindow>(fx.h["w"]);
     EXPECT_EQ(window->windowTitle(), "Stations");
     EXPECT_EQ(window->dockWidgetArea(object<QDockWidget>(fx.h["d"])), Qt::RightDockWidgetArea);

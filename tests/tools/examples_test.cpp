@@ -1,8 +1,9 @@
 // The example clients: the shell script and the C++ client draw the same
 // damped sine, and the curve lands where its numbers say; the event map
 // draws a generated database's events inside its plot area.
+#include "support/programsupport.h"
+
 #include <QImage>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -11,17 +12,12 @@
 
 namespace {
 
+// The exit status of program, its standard error in err.
 int run(const QString& program, const QStringList& args, QString* err)
 {
-    QProcess p;
-    QProcessEnvironment e = QProcessEnvironment::systemEnvironment();
-    e.insert("QT_QPA_PLATFORM", "offscreen");
-    p.setProcessEnvironment(e);
-    p.start(program, args);
-    EXPECT_TRUE(p.waitForStarted()) << program.toStdString();
-    EXPECT_TRUE(p.waitForFinished(120000)) << program.toStdString() << " hung";
-    *err = QString::fromUtf8(p.readAllStandardError());
-    return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    const ProgramRun r = runProgram(program, args, {}, {"QT_QPA_PLATFORM=offscreen"});
+    *err = QString::fromStdString(r.err);
+    return r.status;
 }
 
 // The curve's colour, #1f4e9a, within a little of antialiasing.

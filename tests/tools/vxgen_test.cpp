@@ -2,12 +2,12 @@
 // and read what it wrote back through the record store.
 #include "support/testsupport.h"
 
+#include "support/programsupport.h"
 #include "toolkit/store/recordstore.h"
 
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -20,23 +20,9 @@
 
 namespace {
 
-struct GenRun
+ProgramRun vxgen(const QStringList& args)
 {
-    int status = -1;
-    std::string out, err;
-};
-
-GenRun vxgen(const QStringList& args)
-{
-    QProcess p;
-    p.start(VXGEN_PATH, args);
-    EXPECT_TRUE(p.waitForStarted());
-    EXPECT_TRUE(p.waitForFinished(120000)) << "vxgen hung";
-    GenRun r;
-    r.status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = p.readAllStandardOutput().toStdString();
-    r.err = p.readAllStandardError().toStdString();
-    return r;
+    return runProgram(VXGEN_PATH, args);
 }
 
 // A table's records as field name to the text rsget() gives; "#" holds the record number.
@@ -141,7 +127,7 @@ protected:
     {
         dir_ = new QTemporaryDir;
         base_ = dir_->filePath("db");
-        run_ = new GenRun(vxgen({"--seed", "7", base_}));
+        run_ = new ProgramRun(vxgen({"--seed", "7", base_}));
     }
     static void TearDownTestSuite()
     {
@@ -162,13 +148,13 @@ protected:
 
     static QTemporaryDir* dir_;
     static QString base_;
-    static GenRun* run_;
+    static ProgramRun* run_;
     Rsptr db_ = rsinvalid();
 };
 
 QTemporaryDir* VxgenDatabase::dir_ = nullptr;
 QString VxgenDatabase::base_;
-GenRun* VxgenDatabase::run_ = nullptr;
+ProgramRun* VxgenDatabase::run_ = nullptr;
 
 } // namespace
 
@@ -401,7 +387,7 @@ TEST(Vxgen, OptionsShapeTheRecordingAcrossMidnight)
 {
     QTemporaryDir dir;
     const QString base = dir.filePath("night");
-    const GenRun run = vxgen({"--stations", "3", "--events", "2", "--hours", "0.5", "--samprate", "20", "--start",
+    const ProgramRun run = vxgen({"--stations", "3", "--events", "2", "--hours", "0.5", "--samprate", "20", "--start",
                            "2024-02-29 23:45:00", "--seed=5", base});
     ASSERT_EQ(run.status, 0) << run.err;
     Rsptr db = rsopen(base.toUtf8().constData(), "css3.0", RS_READ);
@@ -479,7 +465,7 @@ TEST(Vxgen, BadArgumentsExitWithStatusTwo)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        const GenRun r = vxgen(c.args);
+        const ProgramRun r = vxgen(c.args);
         EXPECT_EQ(r.status, 2);
         EXPECT_EQ(r.err.rfind("vxgen: ", 0), 0u) << r.err;
         EXPECT_FALSE(QFile::exists(base + ".origin"));
@@ -488,11 +474,11 @@ TEST(Vxgen, BadArgumentsExitWithStatusTwo)
 
 TEST(Vxgen, HelpAndUnwritableFolders)
 {
-    const GenRun help = vxgen({"--help"});
+    const ProgramRun help = vxgen({"--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_NE(help.out.find("Usage: vxgen"), std::string::npos);
     QTemporaryDir dir;
-    const GenRun missing = vxgen({dir.filePath("no/such/folder/db")});
+    const ProgramRun missing = vxgen({dir.filePath("no/such/folder/db")});
     EXPECT_EQ(missing.status, 1);
     EXPECT_NE(missing.err.find("cannot write"), std::string::npos) << missing.err;
 }

@@ -1,37 +1,22 @@
 // The travel-time tool as a user runs it: its lines, and its refusals.
-#include <gtest/gtest.h>
+#include "support/programsupport.h"
 
-#include <QProcess>
-#include <QStringList>
+#include <gtest/gtest.h>
 
 #include <string>
 
 namespace {
 
-struct TtRun
+ProgramRun vxtt(const QStringList& args)
 {
-    int status = -1;
-    std::string out, err;
-};
-
-TtRun vxtt(const QStringList& args)
-{
-    QProcess p;
-    p.start(VXTT_PATH, args);
-    EXPECT_TRUE(p.waitForStarted());
-    EXPECT_TRUE(p.waitForFinished(60000)) << "vxtt hung";
-    TtRun r;
-    r.status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = p.readAllStandardOutput().toStdString();
-    r.err = p.readAllStandardError().toStdString();
-    return r;
+    return runProgram(VXTT_PATH, args);
 }
 
 } // namespace
 
 TEST(Vxtt, PrintsOnePhaseALine)
 {
-    const TtRun r = vxtt({"--depth", "35", "--deg", "30,130", "--phases", "P,S,pP"});
+    const ProgramRun r = vxtt({"--depth", "35", "--deg", "30,130", "--phases", "P,S,pP"});
     ASSERT_EQ(r.status, 0) << r.err;
     // P and S at 30 degrees are the published ak135 365.24 s and 660.83 s
     EXPECT_EQ(r.out, "30 35 P 365.24\n30 35 pP 375.30\n30 35 S 660.84\n"
@@ -56,7 +41,7 @@ TEST(Vxtt, RefusesBadCommandLines)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.message);
-        const TtRun r = vxtt(c.args);
+        const ProgramRun r = vxtt(c.args);
         EXPECT_EQ(r.status, c.status);
         EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
         EXPECT_EQ(r.out, "");

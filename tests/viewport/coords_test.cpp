@@ -362,6 +362,11 @@ TEST(ViewportMapBox, ComputeMapBBOfAPlaneView)
     EXPECT_DOUBLE_EQ(edp->vars.bblonmax, lonmx);
     EXPECT_LT(edp->vars.bblonmin, 0);
     EXPECT_GT(edp->vars.bblonmax, 20);
+    // a flat map's box is its limits
+    auto geog = makeViewport(110, 60, {"xleft", "-10", "xright", "30", "ybottom", "-5", "ytop", "25", "map", "geog"});
+    geog->computeMapBB();
+    EXPECT_EQ(QRectF(QPointF(geog->vars.bblonmin, geog->vars.bblatmin), QPointF(geog->vars.bblonmax, geog->vars.bblatmax)),
+              QRectF(QPointF(geog->vars.xleft, geog->vars.ybottom), QPointF(geog->vars.xright, geog->vars.ytop)));
 }
 
 TEST(ViewportMapBox, WrapLongitudes)

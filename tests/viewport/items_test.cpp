@@ -154,10 +154,7 @@ TEST(Layers, NamesAndMembership)
     EXPECT_EQ(a.setLayer("grid"), "grid" + suffix);
     VXLayer* layer = a.getLayer();
     ASSERT_TRUE(layer);
-    EXPECT_EQ(layer->class_name, "VXLayer");
     EXPECT_EQ(layer->item_name, "grid" + suffix);
-    EXPECT_FALSE(layer->antialias);
-    EXPECT_EQ(layer->w, -1);
     EXPECT_EQ(layer->getPixmap(), nullptr);
     EXPECT_EQ(VXLayer::getLayer("grid" + suffix), layer);
     EXPECT_EQ(VXLayer::getLayer(""), nullptr);

@@ -3,7 +3,7 @@
 #include "support/testsupport.h"
 
 #include "map/projection/maptransform.h"
-#include "viewport/viewport.h"
+#include "map/projection/projections.h"
 
 #include <gtest/gtest.h>
 
@@ -29,15 +29,6 @@ double lonDiff(double a, double b)
 }
 
 } // namespace
-
-TEST(MapTransform, PrecomputesTrigonometryOfReferenceLatitude)
-{
-    HLMapTransform t(30.0, 20.0);
-    EXPECT_DOUBLE_EQ(t.clat, std::cos(30.0 * d2r));
-    EXPECT_DOUBLE_EQ(t.slat, 0.5);
-    EXPECT_EQ(t.latr, 30.0);
-    EXPECT_EQ(t.lonr, 20.0);
-}
 
 TEST(MapTransform, EdpRoundTripOverDenseGrid)
 {
@@ -204,37 +195,4 @@ TEST(MapTransform, MercatorClampAndInverse)
     EXPECT_TRUE(std::isfinite(VX_mercator_lat(100000.0)));
     for (double lat = -85.0; lat <= 85.0; lat += 0.5)
         ASSERT_NEAR(VX_mercator_lat(VX_mercator_y(lat)), lat, 1e-9) << lat;
-}
-
-TEST(MapTransform, MapBoundingBoxByProjection)
-{
-    auto vp = std::make_unique<VXViewport>(nullptr, 0, 0);
-    vp->vars.map_tran = VX_MAP_GEOG;
-    vp->vars.xleft = -10.0;
-    vp->vars.xright = 30.0;
-    vp->vars.ybottom = -5.0;
-    vp->vars.ytop = 25.0;
-    vp->computeMapBB();
-    EXPECT_EQ(vp->vars.bblonmin, -10.0);
-    EXPECT_EQ(vp->vars.bblonmax, 30.0);
-    EXPECT_EQ(vp->vars.bblatmin, -5.0);
-    EXPECT_EQ(vp->vars.bblatmax, 25.0);
-
-    vp->vars.map_tran = VX_MAP_EDP;
-    vp->vars.latr = 0.0001;
-    vp->vars.lonr = 0.0001;
-    vp->vars.xleft = -10.0;
-    vp->vars.xright = 10.0;
-    vp->vars.ybottom = -10.0;
-    vp->vars.ytop = 10.0;
-    vp->computeMapBB();
-    EXPECT_NEAR(vp->vars.bblatmin, -10.0, 0.01);
-    EXPECT_NEAR(vp->vars.bblatmax, 10.0, 0.01);
-    EXPECT_LT(vp->vars.bblonmin, -9.9);
-    EXPECT_GT(vp->vars.bblonmax, 9.9);
-
-    vp->vars.latr = 85.0;  // the north pole is in view
-    vp->computeMapBB();
-    EXPECT_EQ(vp->vars.bblonmin, 0.0);
-    EXPECT_EQ(vp->vars.bblonmax, 360.0);
 }

@@ -137,28 +137,6 @@ TEST_F(KvTest, CompilesEveryConstruct)
     }
 }
 
-TEST_F(KvTest, CompilesTheMapLayerSample)
-{
-    Doc doc("maplayer_definitions &Arr{\n"
-            "    nav_coasts &Arr{\n"
-            "        mapdata_source_file     coasts.vector.xmd\n"
-            "        opacity                 1.0\n"
-            "        outline_color           \\#000000\n"
-            "        fill_color              $FILL_LAND\n"
-            "    }\n"
-            "}\n"
-            "maplayers_templates &Arr{\n"
-            "    nav_vector &Arr{\n"
-            "        maplayers &Tbl{\n"
-            "            nav_coasts\n"
-            "        }\n"
-            "    }\n"
-            "}\n");
-    EXPECT_EQ(dump(doc.kv), "{maplayer_definitions={nav_coasts={mapdata_source_file=\"coasts.vector.xmd\" "
-                            "opacity=\"1.0\" outline_color=\"#000000\" fill_color=\"$FILL_LAND\"}} "
-                            "maplayers_templates={nav_vector={maplayers=[\"nav_coasts\"]}}}");
-}
-
 TEST_F(KvTest, KvgetAnswersKinds)
 {
     Doc doc("s text\na &Arr{\nx 1\n}\nt &Tbl{\nrow\n&Arr{\ny 2\n}\n}\n");

@@ -5,7 +5,7 @@
 #include "mseedmake.h"
 #include "wftest.h"
 
-#include <QProcess>
+#include "support/programsupport.h"
 #include <QStringList>
 
 #include <zlib.h>
@@ -159,23 +159,9 @@ TEST_F(MseedTest, GzipCopyOfRecordsReads)
 }
 
 #ifdef VXMSEED2DB_PATH
-struct ToolRun
+ProgramRun vxmseed2db(const QStringList& args)
 {
-    int status = -1;
-    std::string out, err;
-};
-
-ToolRun vxmseed2db(const QStringList& args)
-{
-    QProcess p;
-    p.start(VXMSEED2DB_PATH, args);
-    EXPECT_TRUE(p.waitForStarted());
-    EXPECT_TRUE(p.waitForFinished(120000));
-    ToolRun r;
-    r.status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = p.readAllStandardOutput().toStdString();
-    r.err = p.readAllStandardError().toStdString();
-    return r;
+    return runProgram(VXMSEED2DB_PATH, args);
 }
 
 TEST_F(MseedTest, IndexedRowsLoadTheSameSamples)
@@ -188,10 +174,10 @@ TEST_F(MseedTest, IndexedRowsLoadTheSameSamples)
 
     EXPECT_EQ(vxmseed2db({"--help"}).status, 0);
     EXPECT_EQ(vxmseed2db({db}).status, 2);
-    ToolRun first = vxmseed2db({db, archive});
+    ProgramRun first = vxmseed2db({db, archive});
     ASSERT_EQ(first.status, 0) << first.err;
     EXPECT_NE(first.err.find("notes.txt"), std::string::npos) << first.err;
-    ToolRun again = vxmseed2db({db, archive});
+    ProgramRun again = vxmseed2db({db, archive});
     ASSERT_EQ(again.status, 0) << again.err;
     EXPECT_NE(again.out.find("0 rows added, 0 updated, 3 present"), std::string::npos) << again.out;
 
