@@ -1,0 +1,330 @@
+// The SeedLink reader against vxseedlinkd's server on a loopback port.
+#include "mseedmake.h"
+#include "server.h"
+
+#include "toolkit/base/errors.h"
+#include "toolkit/seedlink/pktchan.h"
+#include "toolkit/seedlink/slproto_p.h"
+#include "toolkit/seedlink/tidereap.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr double kT0 = 1700000000.0;  // first sample of the test data
+constexpr double kRate = 20.0;
+constexpr size_t kSamples = 4000;     // per channel: 200 s, some 30 records
+
+std::mutex g_log_mu;
+std::vector<std::string> g_log;
+
+void capture(const char* line)
+{
+    std::lock_guard<std::mutex> lock(g_log_mu);
+    g_log.emplace_back(line);
+}
+
+bool logged(const std::string& part)
+{
+    std::lock_guard<std::mutex> lock(g_log_mu);
+    for (const std::string& l : g_log)
+        if (l.find(part) != std::string::npos)
+            return true;
+    return false;
+}
+
+// The samples of a channel as delivered: first sample time to values.
+using Delivered = std::map<std::string, std::map<double, std::vector<double>>>;
+
+class SeedlinkTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        {
+            std::lock_guard<std::mutex> lock(g_log_mu);
+            g_log.clear();
+        }
+        errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&capture));
+        dir_ = std::filesystem::temp_directory_path() /
+               ("vx_seedlink_" + std::to_string(getpid()) + "_" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::create_directories(dir_);
+    }
+    void TearDown() override
+    {
+        tidereapthr_free(&reap_);
+        if (server_)
+            server_->stop();
+        errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
+        std::filesystem::remove_all(dir_);
+    }
+
+    // Three channels of two stations in one file; STA2's samples are floats.
+    std::string writeFile()
+    {
+        const std::string path = (dir_ / "three.mseed").string();
+        FILE* fp = fopen(path.c_str(), "wb");
+        const char* rows[3][3] = {{"STA1", "BHZ", "i"}, {"STA1", "BHE", "i"}, {"STA2", "BHZ", "f"}};
+        for (int c = 0; c < 3; c++) {
+            const bool is_float = rows[c][2][0] == 'f';
+            values_[std::string("XX_") + rows[c][0] + "_" + rows[c][1]] = mseed_signal(kSamples, c);
+            for (const MseedRecord& r :
+                 mseed_pack("XX", rows[c][0], "", rows[c][1], kT0, kRate, mseed_signal(kSamples, c),
+                            is_float ? 'f' : 'i', is_float ? DE_FLOAT32 : DE_STEIM2, 512, 1))
+                fwrite(r.data(), 1, r.size(), fp);
+        }
+        fclose(fp);
+        return path;
+    }
+
+    void startServer(SlServerOptions opt)
+    {
+        opt.bind = "127.0.0.1";
+        opt.port = 0;
+        server_ = std::make_unique<SlServer>(opt);
+        std::string error;
+        ASSERT_EQ(server_->loadFile(writeFile(), &error), 0) << error;
+        ASSERT_EQ(server_->start(&error), 0) << error;
+    }
+
+    std::string ring() const { return "127.0.0.1:" + std::to_string(server_->port()); }
+
+    // Take packets until every channel has want samples or nothing comes
+    // for a while; decodes each into delivered.
+    void collect(size_t want, Delivered* delivered, int channels = 3)
+    {
+        char src[TIDEREAP_SRCNAME_SIZE];
+        char* buf = nullptr;
+        int bufsize = 0, nbytes = 0, seq = 0;
+        double t = 0.0;
+        int idle = 0;
+        while (idle < 40) {  // 40 empty waits of 0.5 s
+            size_t complete = 0;
+            for (auto& [name, m] : *delivered) {
+                size_t n = 0;
+                for (auto& [time, v] : m)
+                    n += v.size();
+                complete += n >= want;
+            }
+            if (complete >= static_cast<size_t>(channels))
+                break;
+            const int rc = tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize);
+            ASSERT_NE(rc, TIDEREAP_STOPPED);
+            if (rc != TIDEREAP_PACKET) {
+                idle++;
+                continue;
+            }
+            idle = 0;
+            Packet* pkt = nullptr;
+            ASSERT_GT(pktDecode(src, t, buf, nbytes, &pkt), 0) << hl_errlog_string(0);
+            for (const PktChan& c : pkt->channels) {
+                std::vector<double> v(static_cast<size_t>(c.nsamp));
+                for (int i = 0; i < c.nsamp; i++)
+                    v[static_cast<size_t>(i)] = c.isfloat ? reinterpret_cast<const float*>(c.data)[i] : c.data[i];
+                auto& slot = (*delivered)[c.cuser1][c.time];
+                EXPECT_TRUE(slot.empty()) << "delivered twice: " << c.cuser1 << " at " << c.time;
+                slot = v;
+            }
+            pktFree(&pkt);
+        }
+        free(buf);
+    }
+
+    // The delivered samples of a channel joined in time order; fails on a
+    // gap or an overlap.
+    std::vector<double> joined(const Delivered& d, const std::string& name)
+    {
+        std::vector<double> all;
+        double next = -1.0;
+        for (const auto& [time, v] : d.at(name)) {
+            if (next >= 0.0) {
+                EXPECT_NEAR(time, next, 1e-3) << name << ": gap or overlap";
+            }
+            all.insert(all.end(), v.begin(), v.end());
+            next = time + static_cast<double>(v.size()) / kRate;
+        }
+        return all;
+    }
+
+    std::filesystem::path dir_;
+    std::map<std::string, std::vector<double>> values_;
+    std::unique_ptr<SlServer> server_;
+    TidereapThr* reap_ = nullptr;
+};
+
+TEST_F(SeedlinkTest, ThreeChannelsArriveEqualToTheFile)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr) << hl_errlog_string(0);
+    Delivered d;
+    collect(kSamples, &d);
+    ASSERT_EQ(d.size(), 3u);
+    for (const auto& [name, v] : values_) {
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(d.count(name));
+        EXPECT_EQ(joined(d, name), v);
+        EXPECT_EQ(d.at(name).begin()->first, kT0);
+    }
+}
+
+TEST_F(SeedlinkTest, AcceptAndRejectExpressionsChooseChannels)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), "XX_STA1_.*", ".*_BHE", 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(kSamples, &d, 1);
+    ASSERT_EQ(d.size(), 1u);
+    EXPECT_TRUE(d.count("XX_STA1_BHZ"));
+    TidereapStats st;
+    ASSERT_EQ(tidereapthr_stats(reap_, &st), 0);
+    EXPECT_GT(st.dropped_rejected, 0);
+}
+
+TEST_F(SeedlinkTest, CutConnectionsDeliverEverySampleOnce)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    opt.drop_after = 7;  // every connection dies after 7 packets, the 8th cut in half
+    opt.cut_mid_packet = true;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(kSamples, &d);
+    ASSERT_EQ(d.size(), 3u);
+    for (const auto& [name, v] : values_) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(joined(d, name), v);
+    }
+    TidereapStats st;
+    tidereapthr_stats(reap_, &st);
+    EXPECT_GT(st.connects, 5);
+    EXPECT_TRUE(logged("in the middle of a packet"));
+}
+
+TEST_F(SeedlinkTest, AfterReadsAgainFromTheGivenTime)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), "XX_STA1_BHZ", nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(kSamples, &d, 1);
+    const double from = kT0 + 100.0;
+    ASSERT_EQ(tidereapthr_after(reap_, from), 0);
+    Delivered again;
+    collect(kSamples / 2, &again, 1);
+    ASSERT_EQ(again.size(), 1u);
+    const auto& m = again.at("XX_STA1_BHZ");
+    const double first = m.begin()->first;
+    EXPECT_LE(first, from);
+    EXPECT_GT(first + static_cast<double>(m.begin()->second.size()) / kRate, from);
+    // from there on, the file's samples
+    const std::vector<double> got = joined(again, "XX_STA1_BHZ");
+    const size_t k0 = static_cast<size_t>(std::llround((first - kT0) * kRate));
+    const std::vector<double>& v = values_.at("XX_STA1_BHZ");
+    EXPECT_EQ(got, std::vector<double>(v.begin() + static_cast<long>(k0), v.end()));
+}
+
+TEST_F(SeedlinkTest, GarbageIsReportedAndTheReaderGoesOn)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    opt.garbage_after = 3;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(kSamples / 4, &d, 1);
+    EXPECT_TRUE(logged("Garbage from " + ring()));
+    TidereapStats st;
+    tidereapthr_stats(reap_, &st);
+    EXPECT_GT(st.failures, 1);
+    EXPECT_GT(st.packets, 3);
+}
+
+TEST_F(SeedlinkTest, RefusedConnectionIsRetriedAndStopIsPrompt)
+{
+    // a port nobody listens on
+    const int s = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof a;
+    ASSERT_EQ(bind(s, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+    getsockname(s, reinterpret_cast<sockaddr*>(&a), &len);
+    close(s);
+    const std::string ring = "127.0.0.1:" + std::to_string(ntohs(a.sin_port));
+    reap_ = tidereapthr_new2(ring.c_str(), nullptr, nullptr, 10, -1.0, 0.2);
+    ASSERT_NE(reap_, nullptr);
+    char src[TIDEREAP_SRCNAME_SIZE];
+    char* buf = nullptr;
+    int bufsize = 0, nbytes = 0, seq = 0;
+    double t = 0.0;
+    for (int i = 0; i < 50 && !logged("Cannot connect to " + ring); i++)
+        EXPECT_EQ(tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize), TIDEREAP_NONE);
+    EXPECT_TRUE(logged("Cannot connect to " + ring + ": Connection refused."));
+    tidereapthr_stop(reap_);
+    EXPECT_EQ(tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize), TIDEREAP_STOPPED);
+    free(buf);
+}
+
+TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
+{
+    struct Case
+    {
+        const char* name;
+        const char* ring;
+        const char* accept;
+        const char* message;
+    } cases[] = {
+        {"no port", "host:", nullptr, "tidereapthr_new2: Bad ring name 'host:': expected host:port.\n"},
+        {"port too big", "host:70000", nullptr, "tidereapthr_new2: Bad ring name 'host:70000': expected host:port.\n"},
+        {"bad expression", "host:18000", "XX_(", "tidereapthr_new2: Bad accept expression 'XX_('"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        hl_clear_register(HL_CLEAR_QUIET);
+        EXPECT_EQ(tidereapthr_new2(c.ring, c.accept, nullptr, 10, -1.0, -1.0), nullptr);
+        EXPECT_NE(std::string(hl_errlog_string(0)).find(c.message), std::string::npos) << hl_errlog_string(0);
+    }
+    hl_clear_register(HL_CLEAR_QUIET);
+    const std::string junk(520, 'x');
+    Packet* pkt = nullptr;
+    EXPECT_LT(pktDecode("x", 0.0, junk.data(), 512, &pkt), 0);
+    EXPECT_EQ(pkt, nullptr);
+    EXPECT_NE(std::string(hl_errlog_string(0)).find("pktDecode: Not a miniSEED record"), std::string::npos);
+    hl_clear_register(HL_CLEAR_QUIET);
+
+    // a 4096-byte record in a SeedLink frame
+    const auto big = mseed_pack("XX", "S", "", "BHZ", kT0, kRate, mseed_signal(200, 0), 'i', DE_STEIM2, 4096, 1);
+    ASSERT_FALSE(big.empty());
+    const std::string frame = "SL000001" + big[0].substr(0, 512);
+    SlFrame f;
+    EXPECT_LT(sl_next_frame(frame.data(), frame.size(), &f), 0);
+    EXPECT_STREQ(hl_errlog_string(0), "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.\n");
+    hl_clear_register(HL_CLEAR_QUIET);
+}
+
+} // namespace
