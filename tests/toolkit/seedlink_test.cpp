@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -91,13 +92,13 @@ protected:
         return path;
     }
 
-    void startServer(SlServerOptions opt)
+    void startServer(SlServerOptions opt, std::string path = {})
     {
         opt.bind = "127.0.0.1";
         opt.port = 0;
         server_ = std::make_unique<SlServer>(opt);
         std::string error;
-        ASSERT_EQ(server_->loadFile(writeFile(), &error), 0) << error;
+        ASSERT_EQ(server_->loadFile(path.empty() ? writeFile() : path, &error), 0) << error;
         ASSERT_EQ(server_->start(&error), 0) << error;
     }
 
@@ -262,6 +263,37 @@ TEST_F(SeedlinkTest, GarbageIsReportedAndTheReaderGoesOn)
     tidereapthr_stats(reap_, &st);
     EXPECT_GT(st.failures, 1);
     EXPECT_GT(st.packets, 3);
+}
+
+TEST_F(SeedlinkTest, RateChangesAndFuturePacketsAreReported)
+{
+    const std::string path = (dir_ / "odd.mseed").string();
+    FILE* fp = fopen(path.c_str(), "wb");
+    const double future = std::floor(std::chrono::duration<double>(
+                                         std::chrono::system_clock::now().time_since_epoch()).count()) + 10 * 86400.0;
+    const struct
+    {
+        const char* sta;
+        double time, rate;
+    } parts[] = {{"STA3", kT0, 20.0}, {"STA3", kT0 + 200.0, 40.0}, {"STA4", future, 20.0}};
+    for (const auto& p : parts)
+        for (const MseedRecord& r : mseed_pack("XX", p.sta, "", "BHZ", p.time, p.rate, mseed_signal(400, 0), 'i',
+                                               DE_STEIM2, 512, 1))
+            fwrite(r.data(), 1, r.size(), fp);
+    fclose(fp);
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    startServer(opt, path);
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(800, &d, 1);
+    ASSERT_EQ(d.size(), 1u);  // STA3's both parts; STA4's packets are dropped
+    EXPECT_TRUE(logged("Sample rate of XX_STA3_BHZ changed from 20 to 40 per second."));
+    EXPECT_TRUE(logged("more than a day ahead of the clock; dropped"));
+    TidereapStats st;
+    tidereapthr_stats(reap_, &st);
+    EXPECT_GT(st.dropped_time, 0);
 }
 
 TEST_F(SeedlinkTest, RefusedConnectionIsRetriedAndStopIsPrompt)
