@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <unordered_map>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -599,7 +600,9 @@ void SlServer::serve(Client* c)
         return full;
     };
     long cursor = 0, sent = 0;
-    std::vector<long> first(0);
+    std::vector<long> first;  // per subscription, its first sequence number
+    std::unordered_map<std::string, std::vector<size_t>> by_station;  // "NET_STA" or "*_STA" to subscriptions
+    std::vector<size_t> any_station;
     for (;;) {
         // commands (and, while streaming, INFO and BYE)
         pollfd p = {fd, POLLIN, 0};
@@ -625,7 +628,14 @@ void SlServer::serve(Client* c)
                 const long oldest = ring_.empty() ? next_seq_ : ring_.front().first;
                 cursor = next_seq_;
                 first.clear();
-                for (const Subscription& s : subs) {
+                by_station.clear();
+                any_station.clear();
+                for (size_t i = 0; i < subs.size(); i++) {
+                    const Subscription& s = subs[i];
+                    if (s.sta.empty())
+                        any_station.push_back(i);
+                    else
+                        by_station[(s.net.empty() ? "*" : s.net) + "_" + s.sta].push_back(i);
                     long f = next_seq_;  // live
                     if (s.seq >= 0)
                         f = std::max(full_seq(s.seq), oldest);
@@ -661,21 +671,25 @@ void SlServer::serve(Client* c)
             cursor = std::max(cursor, oldest);
             for (; cursor < next_seq_ && batch.size() < 256; cursor++) {
                 const auto& [seq, rec] = ring_[static_cast<size_t>(cursor - oldest)];
-                for (size_t i = 0; i < subs.size(); i++) {
-                    const Subscription& s = subs[i];
-                    if (seq < first[i] || (!s.sta.empty() && (rec.sta != s.sta || (!s.net.empty() && rec.net != s.net))))
-                        continue;
-                    if (s.begin >= 0.0 && rec.end <= s.begin)
-                        continue;
-                    if (s.end >= 0.0 && rec.start >= s.end)
-                        continue;
-                    if (!s.selects.empty() &&
-                        std::none_of(s.selects.begin(), s.selects.end(),
-                                     [&rec](const std::string& p) { return select_matches(p, rec); }))
-                        continue;
-                    batch.emplace_back(seq, rec);
-                    break;
+                const std::vector<size_t>* lists[3] = {&any_station, nullptr, nullptr};
+                if (const auto it = by_station.find(rec.net + "_" + rec.sta); it != by_station.end())
+                    lists[1] = &it->second;
+                if (const auto it = by_station.find("*_" + rec.sta); it != by_station.end())
+                    lists[2] = &it->second;
+                bool wanted = false;
+                for (const std::vector<size_t>* list : lists) {
+                    for (size_t k = 0; list && k < list->size() && !wanted; k++) {
+                        const size_t i = (*list)[k];
+                        const Subscription& s = subs[i];
+                        wanted = seq >= first[i] && !(s.begin >= 0.0 && rec.end <= s.begin) &&
+                                 !(s.end >= 0.0 && rec.start >= s.end) &&
+                                 (s.selects.empty() ||
+                                  std::any_of(s.selects.begin(), s.selects.end(),
+                                              [&rec](const std::string& p) { return select_matches(p, rec); }));
+                    }
                 }
+                if (wanted)
+                    batch.emplace_back(seq, rec);
             }
         }
         for (const auto& [seq, rec] : batch) {
