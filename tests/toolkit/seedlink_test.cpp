@@ -344,6 +344,32 @@ TEST_F(SeedlinkTest, RefusedConnectionIsRetriedAndStopIsPrompt)
     free(buf);
 }
 
+TEST_F(SeedlinkTest, StopJoinsAReaderWaitingOnASilentServer)
+{
+    // a listening socket that never answers: the reader waits for the greeting
+    const int s = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof a;
+    ASSERT_EQ(bind(s, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+    ASSERT_EQ(listen(s, 4), 0);
+    getsockname(s, reinterpret_cast<sockaddr*>(&a), &len);
+    const std::string ring = "127.0.0.1:" + std::to_string(ntohs(a.sin_port));
+    reap_ = tidereapthr_new2(ring.c_str(), nullptr, nullptr, 10, -1.0, 0.2);
+    ASSERT_NE(reap_, nullptr);
+    char src[TIDEREAP_SRCNAME_SIZE];
+    char* buf = nullptr;
+    int bufsize = 0, nbytes = 0, seq = 0;
+    double t = 0.0;
+    EXPECT_EQ(tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize), TIDEREAP_NONE);
+    tidereapthr_free(&reap_);  // returns although the reader is inside its wait for the greeting
+    EXPECT_EQ(reap_, nullptr);
+    EXPECT_FALSE(logged("No answer from"));
+    close(s);
+    free(buf);
+}
+
 TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
 {
     struct Case
