@@ -219,6 +219,24 @@ TEST_F(SeedlinkTest, CutConnectionsDeliverEverySampleOnce)
     EXPECT_TRUE(logged("in the middle of a packet"));
 }
 
+TEST_F(SeedlinkTest, WithoutAStationListTheSingleStationModeResumesToo)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    opt.drop_after = 20;
+    opt.refuse_station_list = true;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(kSamples, &d);
+    ASSERT_EQ(d.size(), 3u);
+    for (const auto& [name, v] : values_) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(joined(d, name), v);
+    }
+}
+
 TEST_F(SeedlinkTest, AfterReadsAgainFromTheGivenTime)
 {
     SlServerOptions opt;

@@ -29,6 +29,7 @@ const char* kUsage =
     "  --drop-after N    close each connection after N packets (tests)\n"
     "  --cut-mid-packet  with --drop-after: send half of the next packet first\n"
     "  --garbage-after N send garbage after N packets, then close (tests)\n"
+    "  --no-station-list answer INFO STATIONS with ERROR (tests)\n"
     "The port listened on is printed as \"vxseedlinkd: listening on port N\".\n";
 
 int fail(const std::string& what)
@@ -60,6 +61,10 @@ int main(int argc, char** argv)
         }
         if (a == "--synthetic") {
             synthetic = true;
+            continue;
+        }
+        if (a == "--no-station-list") {
+            opt.refuse_station_list = true;
             continue;
         }
         if (a == "--cut-mid-packet") {

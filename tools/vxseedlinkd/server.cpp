@@ -535,6 +535,8 @@ void SlServer::serve(Client* c)
             const std::string level = w.size() > 1 ? upper(w[1]) : "";
             if (level != "ID" && level != "STATIONS" && level != "STREAMS" && level != "CAPABILITIES")
                 return send_text(fd, "ERROR\r\n");
+            if (opt_.refuse_station_list && level != "ID")
+                return send_text(fd, "ERROR\r\n");
             return send_info(fd, infoXml(level));
         }
         if (streaming)

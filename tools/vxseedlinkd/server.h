@@ -33,6 +33,7 @@ struct SlServerOptions
     long drop_after = 0;           // close a connection after this many packets; 0 never
     bool cut_mid_packet = false;   // with drop_after: send half of the next packet first
     long garbage_after = 0;        // send garbage after this many packets, then close; 0 never
+    bool refuse_station_list = false;  // answer INFO STATIONS and STREAMS with ERROR, as some servers do
 };
 
 // Generated channels: every station has the first nchan of BHZ, BHN, BHE
