@@ -388,6 +388,40 @@ TEST_F(SeedlinkTest, StopJoinsAReaderWaitingOnASilentServer)
     free(buf);
 }
 
+TEST(SeedlinkDecode, SampleTypesComeOutAsIntOrFloat)
+{
+    const struct
+    {
+        const char* name;
+        char type;
+        int encoding, result, isfloat;
+    } cases[] = {
+        {"steim2", 'i', DE_STEIM2, PKT_WAVEFORM, 0},
+        {"int32", 'i', DE_INT32, PKT_WAVEFORM, 0},
+        {"float32", 'f', DE_FLOAT32, PKT_WAVEFORM_FLOAT, 1},
+        {"float64 narrowed", 'd', DE_FLOAT64, PKT_WAVEFORM_FLOAT, 1},
+    };
+    const std::vector<double> v = mseed_signal(50, 0.5);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto recs = mseed_pack("XX", "STA", "00", "BHZ", kT0, kRate, v, c.type, c.encoding, 512, 1);
+        ASSERT_EQ(recs.size(), 1u);
+        Packet* pkt = nullptr;
+        ASSERT_EQ(pktDecode("XX_STA_BHZ_00", kT0, recs[0].data(), 512, &pkt), c.result);
+        ASSERT_EQ(pkt->channels.size(), 1u);
+        const PktChan& ch = pkt->channels[0];
+        EXPECT_STREQ(ch.cuser1, "XX_STA_BHZ_00");
+        EXPECT_EQ(ch.time, kT0);
+        EXPECT_EQ(ch.samprate, kRate);
+        EXPECT_EQ(ch.isfloat, c.isfloat);
+        ASSERT_EQ(ch.nsamp, 50);
+        for (int i = 0; i < ch.nsamp; i++)
+            EXPECT_EQ(ch.isfloat ? reinterpret_cast<const float*>(ch.data)[i] : ch.data[i], v[static_cast<size_t>(i)]);
+        pktFree(&pkt);
+        EXPECT_EQ(pkt, nullptr);
+    }
+}
+
 TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
 {
     struct Case

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -13,12 +14,24 @@ namespace {
 
 constexpr int kMaxSamples = 1 << 20;  // far more than any record of 2^16 bytes can hold
 
+// libmseed's record of this thread, reused from packet to packet.
+struct ParseSpace
+{
+    MSRecord* msr = nullptr;
+    ~ParseSpace() { msr_free(&msr); }
+};
+
 void copy_code(char* out, size_t size, const char* in)
 {
     snprintf(out, size, "%s", in);
 }
 
 } // namespace
+
+Packet::~Packet()
+{
+    free(samples);
+}
 
 void pkt_srcname(const char* net, const char* sta, const char* chan, const char* loc, char* out, int size)
 {
@@ -39,10 +52,10 @@ int pktDecode(const char* srcname, double pkttime, const char* packet, int nbyte
     }
     // libmseed unpacks in place (byte swapping) only into its own buffers;
     // the record itself is read, never written
-    MSRecord* msr = nullptr;
-    const int rc = msr_parse(const_cast<char*>(packet), nbytes, &msr, -1, 1, 0);
+    thread_local ParseSpace space;
+    const int rc = msr_parse(const_cast<char*>(packet), nbytes, &space.msr, -1, 1, 0);
+    MSRecord* msr = space.msr;
     if (rc != 0 || !msr) {
-        msr_free(&msr);
         if (rc > 0)
             hl_register_error(0, "pktDecode: Record is longer than the %d bytes of the packet.\n", nbytes);
         else
@@ -51,7 +64,6 @@ int pktDecode(const char* srcname, double pkttime, const char* packet, int nbyte
     }
     auto* p = new (std::nothrow) Packet;
     if (!p) {
-        msr_free(&msr);
         hl_register_error(1, "pktDecode: Out of memory.\n");
         return -1;
     }
@@ -76,27 +88,25 @@ int pktDecode(const char* srcname, double pkttime, const char* packet, int nbyte
         c.iuser1 = msr->sequence_number;
         c.iuser2 = msr->encoding;
         c.datasz = c.nsamp * 4;
-        if (type == 'i') {
-            p->samples.resize(static_cast<size_t>(n));
-            memcpy(p->samples.data(), msr->datasamples, static_cast<size_t>(n) * 4);
-            c.data = p->samples.data();
-            result = PKT_WAVEFORM;
-        } else {
-            p->fsamples.resize(static_cast<size_t>(n));
-            float* f = p->fsamples.data();
-            if (type == 'f')
-                memcpy(f, msr->datasamples, static_cast<size_t>(n) * 4);
-            else
-                for (int64_t i = 0; i < n; i++)
-                    f[i] = static_cast<float>(static_cast<const double*>(msr->datasamples)[i]);
-            c.isfloat = 1;
-            // the record's users read the floats back through a float pointer
-            c.data = reinterpret_cast<int*>(f);
-            result = PKT_WAVEFORM_FLOAT;
+        // the packet takes over libmseed's sample buffer: no copy
+        if (type == 'd') {
+            // narrowed in place: float i lies at or before double i
+            auto* bytes = static_cast<unsigned char*>(msr->datasamples);
+            for (int64_t i = 0; i < n; i++) {
+                double d;
+                memcpy(&d, bytes + 8 * i, sizeof d);
+                const float f = static_cast<float>(d);
+                memcpy(bytes + 4 * i, &f, sizeof f);
+            }
         }
+        p->samples = msr->datasamples;
+        msr->datasamples = nullptr;
+        msr->numsamples = 0;
+        c.data = static_cast<int*>(p->samples);
+        c.isfloat = type != 'i';
+        result = type == 'i' ? PKT_WAVEFORM : PKT_WAVEFORM_FLOAT;
         p->channels.push_back(c);
     }
-    msr_free(&msr);
     *pkt = p;
     return result;
 }

@@ -42,11 +42,15 @@ struct PktChan
 // A decoded packet.
 struct Packet
 {
+    Packet() = default;
+    Packet(const Packet&) = delete;
+    Packet& operator=(const Packet&) = delete;
+    ~Packet();
+
     char srcname[64] = {};
     double pkttime = 0.0;           // as given to pktDecode
     std::vector<PktChan> channels;  // in record order
-    std::vector<int> samples;       // storage behind integer channels' data
-    std::vector<float> fsamples;    // storage behind float channels' data
+    void* samples = nullptr;        // malloc'ed storage behind the channels' data
 };
 
 // Results of pktDecode().
