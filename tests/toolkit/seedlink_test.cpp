@@ -414,6 +414,7 @@ TEST(SeedlinkDecode, SampleTypesComeOutAsIntOrFloat)
         EXPECT_EQ(ch.time, kT0);
         EXPECT_EQ(ch.samprate, kRate);
         EXPECT_EQ(ch.isfloat, c.isfloat);
+        EXPECT_STREQ(ch.segtype, "V");
         ASSERT_EQ(ch.nsamp, 50);
         for (int i = 0; i < ch.nsamp; i++)
             EXPECT_EQ(ch.isfloat ? reinterpret_cast<const float*>(ch.data)[i] : ch.data[i], v[static_cast<size_t>(i)]);

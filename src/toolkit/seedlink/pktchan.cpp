@@ -79,7 +79,11 @@ int pktDecode(const char* srcname, double pkttime, const char* packet, int nbyte
         copy_code(c.sta, sizeof c.sta, msr->station);
         copy_code(c.chan, sizeof c.chan, msr->channel);
         copy_code(c.loc, sizeof c.loc, msr->location);
-        copy_code(c.segtype, sizeof c.segtype, "V");
+        // miniSEED has no units: the channel code's instrument letter says
+        // velocity (seismometers) or acceleration (accelerometers, gravimeters)
+        const char instrument = c.chan[0] && c.chan[1] ? c.chan[1] : ' ';
+        copy_code(c.segtype, sizeof c.segtype,
+                  instrument == 'H' || instrument == 'L' ? "V" : instrument == 'N' || instrument == 'G' ? "A" : "-");
         pkt_srcname(c.net, c.sta, c.chan, c.loc, c.cuser1, sizeof c.cuser1);
         c.time = static_cast<double>(msr->starttime) / HPTMODULUS;
         c.samprate = msr->samprate;

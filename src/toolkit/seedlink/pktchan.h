@@ -33,7 +33,7 @@ struct PktChan
     char sta[32] = {};
     char chan[32] = {};
     char loc[32] = {};       // empty when the record has none
-    char segtype[16] = {};   // "V" (counts)
+    char segtype[16] = {};   // units code: "V" for seismometers (?H?, ?L?), "A" for ?N? and ?G?, else "-"
     char cuser1[64] = {};    // the source name, "NET_STA_CHAN" or "NET_STA_CHAN_LOC"
     char cuser2[64] = {};
     void* hook = nullptr;
