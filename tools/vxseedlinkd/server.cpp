@@ -201,15 +201,25 @@ int SlServer::loadFile(const std::string& path, std::string* error)
             *error = path + ": unreadable record header";
             return -1;
         }
-        const auto id = std::make_pair(pending_[i].net, pending_[i].sta);
-        if (std::find(stations_.begin(), stations_.end(), id) == stations_.end())
-            stations_.push_back(id);
+        addStream(pending_[i].net, pending_[i].sta, pending_[i].loc, pending_[i].chan);
     }
     if (pending_.size() == before) {
         *error = path + ": no records";
         return -1;
     }
     return 0;
+}
+
+void SlServer::addStream(const std::string& net, const std::string& sta, const std::string& loc,
+                         const std::string& chan)
+{
+    auto it = std::find_if(stations_.begin(), stations_.end(),
+                           [&](const Station& s) { return s.net == net && s.sta == sta; });
+    if (it == stations_.end())
+        it = stations_.insert(stations_.end(), Station{net, sta, {}});
+    const auto stream = std::make_pair(loc, chan);
+    if (std::find(it->streams.begin(), it->streams.end(), stream) == it->streams.end())
+        it->streams.push_back(stream);
 }
 
 int SlServer::addSynthetic(const SlSynthOptions& s, std::string* error)
@@ -230,9 +240,12 @@ int SlServer::addSynthetic(const SlSynthOptions& s, std::string* error)
     for (int i = 0; i < s.stations; i++) {
         char sta[16];
         snprintf(sta, sizeof sta, "S%04d", (i + 1) % 10000);
-        stations_.emplace_back(s.network, sta);
-        for (int c = 0; c < s.nchan; c++)
+        Station station{s.network, sta, {}};
+        for (int c = 0; c < s.nchan; c++) {
+            station.streams.emplace_back("", (s.samprate > 80.0 ? "HH" : "BH") + std::string(1, "ZNE"[c]));
             synth_next_.push_back(0);
+        }
+        stations_.push_back(std::move(station));
     }
     return 0;
 }
@@ -428,15 +441,18 @@ std::string SlServer::infoXml(const std::string& level) const
     if (level == "STATIONS" || level == "STREAMS") {
         std::lock_guard<std::mutex> lock(mu_);
         const long first = ring_.empty() ? next_seq_ : ring_.front().first;
-        for (const auto& [net, sta] : stations_) {
+        for (const Station& s : stations_) {
             char buf[256];
             snprintf(buf, sizeof buf,
                      " <station name=\"%s\" network=\"%s\" description=\"\" begin_seq=\"%06lX\" end_seq=\"%06lX\" "
                      "stream_check=\"enabled\"%s>\n",
-                     sta.c_str(), net.c_str(), first & 0xFFFFFF, next_seq_ & 0xFFFFFF, level == "STREAMS" ? "" : "/");
+                     s.sta.c_str(), s.net.c_str(), first & 0xFFFFFF, next_seq_ & 0xFFFFFF, level == "STREAMS" ? "" : "/");
             xml += buf;
-            if (level == "STREAMS")
-                xml += " </station>\n";
+            if (level != "STREAMS")
+                continue;
+            for (const auto& [loc, chan] : s.streams)
+                xml += "  <stream location=\"" + loc + "\" seedname=\"" + chan + "\" type=\"D\"/>\n";
+            xml += " </station>\n";
         }
     }
     return xml + "</seedlink>\n";
@@ -548,8 +564,8 @@ void SlServer::serve(Client* c)
             bool known = false;
             {
                 std::lock_guard<std::mutex> lock(mu_);
-                for (const auto& [net, sta] : stations_)
-                    known |= sta == s.sta && (s.net.empty() || net == s.net);
+                for (const Station& st : stations_)
+                    known |= st.sta == s.sta && (s.net.empty() || st.net == s.net);
             }
             if (!known)
                 return reply(false);

@@ -105,7 +105,13 @@ private:
     std::condition_variable cv_;
     std::deque<std::pair<long, SlRecord>> ring_;  // (sequence, record)
     long next_seq_ = 0;
-    std::vector<std::pair<std::string, std::string>> stations_;  // (net, sta) known
+    struct Station
+    {
+        std::string net, sta;
+        std::vector<std::pair<std::string, std::string>> streams;  // (loc, chan)
+    };
+    std::vector<Station> stations_;  // known before start(), in order of appearance
+    void addStream(const std::string& net, const std::string& sta, const std::string& loc, const std::string& chan);
     bool stopping_ = false;
 
     int listen_fd_ = -1;

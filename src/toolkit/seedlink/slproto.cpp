@@ -154,19 +154,38 @@ double sl_greeting_version(std::string_view line)
 
 std::vector<SlStationId> sl_info_stations(std::string_view xml, size_t max_stations)
 {
+    constexpr size_t kMaxStreams = 1000;
     std::vector<SlStationId> out;
+    bool in_station = false;  // the last <station> taken is open
+    auto is_tag = [](std::string_view element, std::string_view tag) {
+        return element.substr(0, tag.size()) == tag && element.size() > tag.size() &&
+               (element[tag.size()] == ' ' || element[tag.size()] == '\t' || element[tag.size()] == '\n' ||
+                element[tag.size()] == '\r');
+    };
     size_t at = 0;
-    while (out.size() < max_stations && (at = xml.find("<station", at)) != std::string_view::npos) {
+    while ((at = xml.find('<', at)) != std::string_view::npos) {
         const size_t end = xml.find('>', at);
         if (end == std::string_view::npos)
             break;
         const std::string_view element = xml.substr(at, end - at);
         at = end;
-        if (element.size() > 8 && element[8] != ' ' && element[8] != '\t' && element[8] != '\n')
-            continue;  // <stationx>
-        SlStationId id{attribute(element, "network"), attribute(element, "name")};
-        if (!id.net.empty() && !id.sta.empty() && id.net.size() <= 2 && id.sta.size() <= 5)
-            out.push_back(std::move(id));
+        if (is_tag(element, "<station")) {
+            in_station = false;
+            if (out.size() >= max_stations)
+                break;
+            SlStationId id{attribute(element, "network"), attribute(element, "name"), {}};
+            if (!id.net.empty() && !id.sta.empty() && id.net.size() <= 2 && id.sta.size() <= 5) {
+                out.push_back(std::move(id));
+                in_station = element.back() != '/';
+            }
+        } else if (element.substr(0, 9) == "</station") {
+            in_station = false;
+        } else if (is_tag(element, "<stream") && in_station && out.back().streams.size() < kMaxStreams) {
+            const std::string type = attribute(element, "type");
+            SlStreamId s{attribute(element, "seedname"), attribute(element, "location")};
+            if ((type.empty() || type == "D") && !s.chan.empty() && s.chan.size() <= 3 && s.loc.size() <= 2)
+                out.back().streams.push_back(std::move(s));
+        }
     }
     return out;
 }

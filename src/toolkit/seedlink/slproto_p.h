@@ -39,14 +39,21 @@ int sl_next_frame(const char* buf, size_t len, SlFrame* frame);
 // or negative when the line is not a SeedLink greeting.
 double sl_greeting_version(std::string_view line);
 
+struct SlStreamId
+{
+    std::string chan, loc;
+};
+
 struct SlStationId
 {
     std::string net, sta;
+    std::vector<SlStreamId> streams;  // data streams, from INFO STREAMS only
 };
 
-// The stations of an INFO STATIONS (or STREAMS) reply: the name and
-// network attributes of every <station> element.  At most max_stations;
-// elements without both attributes are skipped.
+// The stations of an INFO STATIONS or STREAMS reply: the name and network
+// attributes of every <station> element, with the seedname and location of
+// the data (type "D") <stream> elements inside it.  At most max_stations,
+// and 1000 streams a station; elements without both codes are skipped.
 std::vector<SlStationId> sl_info_stations(std::string_view xml, size_t max_stations);
 
 // "YYYY,MM,DD,hh,mm,ss" of an epoch time, as DATA and TIME take it.

@@ -111,7 +111,8 @@ struct TidereapThr
     int readLine(std::string* line, int timeout_ms);
     int readFrame(SlFrame* frame, int timeout_ms);
     int fill(int timeout_ms);
-    int stationList(std::vector<SlStationId>* stations);
+    int stationList(const char* level, std::vector<SlStationId>* stations);
+    bool wanted(const SlStationId& s) const;
     void handleData(int seq, const char* record);
     void push(const Queued& q);
     bool woken();
@@ -326,9 +327,9 @@ int TidereapThr::readFrame(SlFrame* frame, int timeout_ms)
     }
 }
 
-int TidereapThr::stationList(std::vector<SlStationId>* stations)
+int TidereapThr::stationList(const char* level, std::vector<SlStationId>* stations)
 {
-    if (sendLine("INFO STATIONS") < 0)
+    if (sendLine(std::string("INFO ") + level) < 0)
         return -1;
     std::string xml;
     MSRecord* msr = nullptr;
@@ -464,6 +465,22 @@ void TidereapThr::handleData(int seq, const char* record)
     push(q);
 }
 
+// Whether a station has a stream that the expressions take; true when its
+// streams are not known.
+bool TidereapThr::wanted(const SlStationId& s) const
+{
+    if (s.streams.empty())
+        return true;
+    for (const SlStreamId& st : s.streams) {
+        char src[TIDEREAP_SRCNAME_SIZE];
+        pkt_srcname(s.net.c_str(), s.sta.c_str(), st.chan.c_str(), st.loc.c_str(), src, sizeof src);
+        if ((!has_accept || regexec(&accept, src, 0, nullptr, 0) == 0) &&
+            !(has_reject && regexec(&reject, src, 0, nullptr, 0) == 0))
+            return true;
+    }
+    return false;
+}
+
 // 1 when the server ended the stream, SESSION_WOKEN when stopped or asked
 // for another start, negative when the connection failed.
 int TidereapThr::session()
@@ -501,9 +518,20 @@ int TidereapThr::session()
         }
         return start_time >= 0.0 ? "TIME " + sl_time_word(start_time) : std::string("DATA");
     };
+    // the streams, to ask only for stations with a wanted channel; a server
+    // that keeps them to itself may still list its stations
     std::vector<SlStationId> stations;
-    if ((rc = stationList(&stations)) < 0)
+    if ((rc = stationList("STREAMS", &stations)) < 0)
         return rc == kWoken ? SESSION_WOKEN : -1;
+    if (stations.empty() && (rc = stationList("STATIONS", &stations)) < 0)
+        return rc == kWoken ? SESSION_WOKEN : -1;
+    const size_t listed = stations.size();
+    std::erase_if(stations, [this](const SlStationId& s) { return !wanted(s); });
+    if (listed > 0 && stations.empty()) {
+        hl_register_error(0, "TidereapThr::session: None of the %zu stations of %s has a channel the expressions take.\n",
+                          listed, ring.c_str());
+        return -1;
+    }
     if (stations.empty()) {
         // single-station mode: the command starts the stream at once
         if (sendLine(data_word(uni_seq)) < 0)

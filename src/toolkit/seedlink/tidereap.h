@@ -1,11 +1,13 @@
 // The real-time packet reader: a SeedLink client on its own thread.
 //
 // tidereapthr_new2() starts a thread that connects to a SeedLink server
-// ("host:port"), asks it for every station it has (INFO STATIONS, then
-// STATION and DATA per station, protocol version 3; a server without a
-// station list is read in its single-station mode), and queues the data
-// packets whose source name "NET_STA_CHAN" or "NET_STA_CHAN_LOC" the accept
-// expression matches and the reject expression does not.  The consumer
+// ("host:port"), asks it for its stations and their streams (INFO STREAMS,
+// else INFO STATIONS), subscribes to every station with a stream that the
+// expressions take or whose streams are not listed (STATION and DATA per
+// station, protocol version 3; a server without a station list is read in
+// its single-station mode), and queues the data packets whose source name
+// "NET_STA_CHAN" or "NET_STA_CHAN_LOC" the accept expression matches and
+// the reject expression does not.  The consumer
 // takes them with tidereapthr_get() and decodes them with pktDecode().
 //
 // A dropped connection is retried after 0.5 s, doubling up to 30 s; the
