@@ -17,6 +17,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <netinet/in.h>
@@ -337,6 +338,95 @@ TEST_F(SeedlinkTest, TenThousandChannelsArrive)
     TidereapStats st;
     tidereapthr_stats(reap_, &st);
     EXPECT_EQ(st.dropped_full, 0);
+}
+
+// A server by hand: no station list, then the given frames, then the end.
+class FakeServer
+{
+public:
+    explicit FakeServer(std::string frames) : frames_(std::move(frames))
+    {
+        fd_ = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof a;
+        bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
+        listen(fd_, 4);
+        getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
+        port_ = ntohs(a.sin_port);
+        thread_ = std::thread([this] { serve(); });
+    }
+    ~FakeServer()
+    {
+        shutdown(fd_, SHUT_RDWR);
+        thread_.join();
+        close(fd_);
+    }
+    std::string ring() const { return "127.0.0.1:" + std::to_string(port_); }
+
+private:
+    void serve()
+    {
+        const int c = accept(fd_, nullptr, nullptr);
+        if (c < 0)
+            return;
+        std::string in;
+        char buf[512];
+        ssize_t n;
+        while ((n = recv(c, buf, sizeof buf, 0)) > 0) {
+            in.append(buf, static_cast<size_t>(n));
+            size_t eol;
+            while ((eol = in.find('\n')) != std::string::npos) {
+                const std::string line = in.substr(0, eol);
+                in.erase(0, eol + 1);
+                std::string reply = "ERROR\r\n";
+                if (line.rfind("HELLO", 0) == 0)
+                    reply = "SeedLink v3.1 (by hand)\r\ntests\r\n";
+                else if (line.rfind("TIME", 0) == 0 || line.rfind("DATA", 0) == 0)
+                    reply = frames_;
+                send(c, reply.data(), reply.size(), MSG_NOSIGNAL);
+                if (reply == frames_) {
+                    close(c);
+                    return;
+                }
+            }
+        }
+        close(c);
+    }
+
+    std::string frames_;
+    int fd_ = -1;
+    int port_ = 0;
+    std::thread thread_;
+};
+
+TEST_F(SeedlinkTest, SequenceGoingBackDropsRepeatsAndKeepsNewData)
+{
+    const auto recs = mseed_pack("XX", "STA", "", "BHZ", kT0, kRate, mseed_signal(1200, 0), 'i', DE_STEIM2, 512, 1);
+    ASSERT_GE(recs.size(), 3u);
+    auto frame = [&recs](const char* seq, size_t k) { return std::string("SL") + seq + recs[k]; };
+    // 5, 6, then 6 again and 3 (data already had), then 2 with new data:
+    // the server was restarted
+    FakeServer fake(frame("000005", 0) + frame("000006", 1) + frame("000006", 1) + frame("000003", 0) +
+                    frame("000002", 2));
+    reap_ = tidereapthr_new2(fake.ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Packet* pkt = nullptr;
+    size_t want = 0;
+    for (size_t k = 0; k < 3; k++) {
+        ASSERT_EQ(pktDecode("", 0.0, recs[k].data(), 512, &pkt), PKT_WAVEFORM);
+        want += static_cast<size_t>(pkt->channels[0].nsamp);
+        pktFree(&pkt);
+    }
+    Delivered d;
+    collect(want, &d, 1);
+    ASSERT_EQ(d.size(), 1u);
+    EXPECT_EQ(d.at("XX_STA_BHZ").size(), 3u);
+    TidereapStats st;
+    tidereapthr_stats(reap_, &st);
+    EXPECT_EQ(st.dropped_repeat, 2);
+    EXPECT_TRUE(logged("went back from 000006 to 000002 with new data: taken as a restarted server"));
 }
 
 TEST_F(SeedlinkTest, RefusedConnectionIsRetriedAndStopIsPrompt)
