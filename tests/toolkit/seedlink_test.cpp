@@ -75,7 +75,8 @@ protected:
         std::filesystem::remove_all(dir_);
     }
 
-    // Three channels of two stations in one file; STA2's samples are floats.
+    // Three channels of two stations in one file; STA2's samples are floats
+    // in 4096-byte records, which the server repacks.
     std::string writeFile()
     {
         const std::string path = (dir_ / "three.mseed").string();
@@ -86,7 +87,7 @@ protected:
             values_[std::string("XX_") + rows[c][0] + "_" + rows[c][1]] = mseed_signal(kSamples, c);
             for (const MseedRecord& r :
                  mseed_pack("XX", rows[c][0], "", rows[c][1], kT0, kRate, mseed_signal(kSamples, c),
-                            is_float ? 'f' : 'i', is_float ? DE_FLOAT32 : DE_STEIM2, 512, 1))
+                            is_float ? 'f' : 'i', is_float ? DE_FLOAT32 : DE_STEIM2, is_float ? 4096 : 512, 1))
                 fwrite(r.data(), 1, r.size(), fp);
         }
         fclose(fp);

@@ -182,8 +182,9 @@ int SlServer::loadFile(const std::string& path, std::string* error)
             continue;
         }
         // another record length: the samples again in 512-byte records
-        MSRecord* copy = msr_duplicate(msr, 1);
-        if (!copy || pack_records(copy, &pending_) < 0) {
+        MSRecord* copy = nullptr;
+        if (msr_unpack(msr->record, msr->reclen, &copy, 1, 0) != MS_NOERROR || !copy ||
+            pack_records(copy, &pending_) < 0) {
             msr_free(&copy);
             *error = "cannot repack a record of " + path + " into 512 bytes";
             ms_readmsr_r(&msfp, &msr, nullptr, 0, nullptr, nullptr, 0, 0, 0);
