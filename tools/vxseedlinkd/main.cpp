@@ -29,7 +29,7 @@ const char* kUsage =
     "  --drop-after N    close each connection after N packets (tests)\n"
     "  --cut-mid-packet  with --drop-after: send half of the next packet first\n"
     "  --garbage-after N send garbage after N packets, then close (tests)\n"
-    "  --no-station-list answer INFO STATIONS with ERROR (tests)\n"
+    "  --no-station-list answer INFO STATIONS and STREAMS with ERROR (tests)\n"
     "The port listened on is printed as \"vxseedlinkd: listening on port N\".\n";
 
 int fail(const std::string& what)

@@ -170,6 +170,10 @@ SlServer::~SlServer()
 
 int SlServer::loadFile(const std::string& path, std::string* error)
 {
+    if (access(path.c_str(), R_OK) != 0) {
+        *error = path + ": " + strerror(errno);
+        return -1;
+    }
     MSFileParam* msfp = nullptr;
     MSRecord* msr = nullptr;
     int rc;
