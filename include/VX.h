@@ -26,6 +26,8 @@
 #include "toolkit/params/hlconfigure.h"
 #include "toolkit/params/hlkv.h"
 #include "toolkit/params/kv.h"
+#include "toolkit/seedlink/pktchan.h"
+#include "toolkit/seedlink/tidereap.h"
 #include "toolkit/signal/wffilter.h"
 #include "toolkit/store/recordstore.h"
 #include "toolkit/waveio/wfgap.h"

@@ -1,0 +1,557 @@
+// The SeedLink reader against vxseedlinkd's server on a loopback port.
+#include "mseedmake.h"
+#include "server.h"
+
+#include "toolkit/base/errors.h"
+#include "toolkit/seedlink/pktchan.h"
+#include "toolkit/seedlink/slproto_p.h"
+#include "toolkit/seedlink/tidereap.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr double kT0 = 1700000000.0;  // first sample of the test data
+constexpr double kRate = 20.0;
+constexpr size_t kSamples = 4000;     // per channel: 200 s, some 30 records
+
+std::mutex g_log_mu;
+std::vector<std::string> g_log;
+
+void capture(const char* line)
+{
+    std::lock_guard<std::mutex> lock(g_log_mu);
+    g_log.emplace_back(line);
+}
+
+bool logged(const std::string& part)
+{
+    std::lock_guard<std::mutex> lock(g_log_mu);
+    for (const std::string& l : g_log)
+        if (l.find(part) != std::string::npos)
+            return true;
+    return false;
+}
+
+// The samples of a channel as delivered: first sample time to values.
+using Delivered = std::map<std::string, std::map<double, std::vector<double>>>;
+
+class SeedlinkTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        {
+            std::lock_guard<std::mutex> lock(g_log_mu);
+            g_log.clear();
+        }
+        errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&capture));
+        dir_ = std::filesystem::temp_directory_path() /
+               ("vx_seedlink_" + std::to_string(getpid()) + "_" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::create_directories(dir_);
+    }
+    void TearDown() override
+    {
+        tidereapthr_free(&reap_);
+        if (server_)
+            server_->stop();
+        errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
+        std::filesystem::remove_all(dir_);
+    }
+
+    // Three channels of two stations in one file; STA2's samples are floats
+    // in 4096-byte records, which the server repacks.
+    std::string writeFile()
+    {
+        const std::string path = (dir_ / "three.mseed").string();
+        FILE* fp = fopen(path.c_str(), "wb");
+        const char* rows[3][3] = {{"STA1", "BHZ", "i"}, {"STA1", "BHE", "i"}, {"STA2", "BHZ", "f"}};
+        for (int c = 0; c < 3; c++) {
+            const bool is_float = rows[c][2][0] == 'f';
+            values_[std::string("XX_") + rows[c][0] + "_" + rows[c][1]] = mseed_signal(kSamples, c);
+            for (const MseedRecord& r :
+                 mseed_pack("XX", rows[c][0], "", rows[c][1], kT0, kRate, mseed_signal(kSamples, c),
+                            is_float ? 'f' : 'i', is_float ? DE_FLOAT32 : DE_STEIM2, is_float ? 4096 : 512, 1))
+                fwrite(r.data(), 1, r.size(), fp);
+        }
+        fclose(fp);
+        return path;
+    }
+
+    void startServer(SlServerOptions opt, std::string path = {})
+    {
+        opt.bind = "127.0.0.1";
+        opt.port = 0;
+        server_ = std::make_unique<SlServer>(opt);
+        std::string error;
+        ASSERT_EQ(server_->loadFile(path.empty() ? writeFile() : path, &error), 0) << error;
+        ASSERT_EQ(server_->start(&error), 0) << error;
+    }
+
+    std::string ring() const { return "127.0.0.1:" + std::to_string(server_->port()); }
+
+    // Take packets until every channel has want samples or nothing comes
+    // for a while; decodes each into delivered.
+    void collect(size_t want, Delivered* delivered, int channels = 3)
+    {
+        char src[TIDEREAP_SRCNAME_SIZE];
+        char* buf = nullptr;
+        int bufsize = 0, nbytes = 0, seq = 0;
+        double t = 0.0;
+        int idle = 0;
+        std::map<std::string, size_t> counts;
+        size_t complete = 0;
+        while (idle < 40 && complete < static_cast<size_t>(channels)) {  // at most 40 empty waits of 0.5 s
+            const int rc = tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize);
+            ASSERT_NE(rc, TIDEREAP_STOPPED);
+            if (rc != TIDEREAP_PACKET) {
+                idle++;
+                continue;
+            }
+            idle = 0;
+            Packet* pkt = nullptr;
+            ASSERT_GT(pktDecode(src, t, buf, nbytes, &pkt), 0) << hl_errlog_string(0);
+            for (const PktChan& c : pkt->channels) {
+                std::vector<double> v(static_cast<size_t>(c.nsamp));
+                for (int i = 0; i < c.nsamp; i++)
+                    v[static_cast<size_t>(i)] = c.isfloat ? reinterpret_cast<const float*>(c.data)[i] : c.data[i];
+                auto& slot = (*delivered)[c.cuser1][c.time];
+                EXPECT_TRUE(slot.empty()) << "delivered twice: " << c.cuser1 << " at " << c.time;
+                slot = v;
+                size_t& n = counts[c.cuser1];
+                complete += n < want && n + v.size() >= want;
+                n += v.size();
+            }
+            pktFree(&pkt);
+        }
+        free(buf);
+    }
+
+    // The delivered samples of a channel joined in time order; fails on a
+    // gap or an overlap.
+    std::vector<double> joined(const Delivered& d, const std::string& name)
+    {
+        std::vector<double> all;
+        double next = -1.0;
+        for (const auto& [time, v] : d.at(name)) {
+            if (next >= 0.0) {
+                EXPECT_NEAR(time, next, 1e-3) << name << ": gap or overlap";
+            }
+            all.insert(all.end(), v.begin(), v.end());
+            next = time + static_cast<double>(v.size()) / kRate;
+        }
+        return all;
+    }
+
+    std::filesystem::path dir_;
+    std::map<std::string, std::vector<double>> values_;
+    std::unique_ptr<SlServer> server_;
+    TidereapThr* reap_ = nullptr;
+};
+
+TEST_F(SeedlinkTest, ThreeChannelsArriveEqualToTheFile)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr) << hl_errlog_string(0);
+    Delivered d;
+    collect(kSamples, &d);
+    ASSERT_EQ(d.size(), 3u);
+    for (const auto& [name, v] : values_) {
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(d.count(name));
+        EXPECT_EQ(joined(d, name), v);
+        EXPECT_EQ(d.at(name).begin()->first, kT0);
+    }
+}
+
+TEST_F(SeedlinkTest, AcceptAndRejectExpressionsChooseChannels)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), "XX_STA1_.*", ".*_BHE", 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(kSamples, &d, 1);
+    ASSERT_EQ(d.size(), 1u);
+    EXPECT_TRUE(d.count("XX_STA1_BHZ"));
+    // STA2 has no channel the expressions take: the reader does not ask for
+    // it, so only STA1's BHE records come and are refused
+    TidereapStats st;
+    ASSERT_EQ(tidereapthr_stats(reap_, &st), 0);
+    const auto bhe = mseed_pack("XX", "STA1", "", "BHE", kT0, kRate, values_.at("XX_STA1_BHE"), 'i', DE_STEIM2, 512, 1);
+    EXPECT_EQ(st.dropped_rejected, static_cast<long>(bhe.size()));
+}
+
+TEST_F(SeedlinkTest, CutConnectionsDeliverEverySampleOnce)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    opt.drop_after = 7;  // every connection dies after 7 packets, the 8th cut in half
+    opt.cut_mid_packet = true;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(kSamples, &d);
+    ASSERT_EQ(d.size(), 3u);
+    for (const auto& [name, v] : values_) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(joined(d, name), v);
+    }
+    TidereapStats st;
+    tidereapthr_stats(reap_, &st);
+    EXPECT_GT(st.connects, 5);
+    EXPECT_TRUE(logged("in the middle of a packet"));
+}
+
+TEST_F(SeedlinkTest, WithoutAStationListTheSingleStationModeResumesToo)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    opt.drop_after = 20;
+    opt.refuse_station_list = true;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(kSamples, &d);
+    ASSERT_EQ(d.size(), 3u);
+    for (const auto& [name, v] : values_) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(joined(d, name), v);
+    }
+}
+
+TEST_F(SeedlinkTest, AfterReadsAgainFromTheGivenTime)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), "XX_STA1_BHZ", nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(kSamples, &d, 1);
+    const double from = kT0 + 100.0;
+    ASSERT_EQ(tidereapthr_after(reap_, from), 0);
+    Delivered again;
+    collect(kSamples / 2, &again, 1);
+    ASSERT_EQ(again.size(), 1u);
+    const auto& m = again.at("XX_STA1_BHZ");
+    const double first = m.begin()->first;
+    EXPECT_LE(first, from);
+    EXPECT_GT(first + static_cast<double>(m.begin()->second.size()) / kRate, from);
+    // from there on, the file's samples
+    const std::vector<double> got = joined(again, "XX_STA1_BHZ");
+    const size_t k0 = static_cast<size_t>(std::llround((first - kT0) * kRate));
+    const std::vector<double>& v = values_.at("XX_STA1_BHZ");
+    EXPECT_EQ(got, std::vector<double>(v.begin() + static_cast<long>(k0), v.end()));
+}
+
+TEST_F(SeedlinkTest, GarbageIsReportedAndTheReaderGoesOn)
+{
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    opt.garbage_after = 3;
+    startServer(opt);
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(kSamples / 4, &d, 1);
+    EXPECT_TRUE(logged("Garbage from " + ring()));
+    TidereapStats st;
+    tidereapthr_stats(reap_, &st);
+    EXPECT_GT(st.failures, 1);
+    EXPECT_GT(st.packets, 3);
+}
+
+TEST_F(SeedlinkTest, RateChangesAndFuturePacketsAreReported)
+{
+    const std::string path = (dir_ / "odd.mseed").string();
+    FILE* fp = fopen(path.c_str(), "wb");
+    const double future = std::floor(std::chrono::duration<double>(
+                                         std::chrono::system_clock::now().time_since_epoch()).count()) + 10 * 86400.0;
+    const struct
+    {
+        const char* sta;
+        double time, rate;
+    } parts[] = {{"STA3", kT0, 20.0}, {"STA3", kT0 + 200.0, 40.0}, {"STA4", future, 20.0}};
+    for (const auto& p : parts)
+        for (const MseedRecord& r : mseed_pack("XX", p.sta, "", "BHZ", p.time, p.rate, mseed_signal(400, 0), 'i',
+                                               DE_STEIM2, 512, 1))
+            fwrite(r.data(), 1, r.size(), fp);
+    fclose(fp);
+    SlServerOptions opt;
+    opt.speed = 0.0;
+    startServer(opt, path);
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(800, &d, 1);
+    ASSERT_EQ(d.size(), 1u);  // STA3's both parts; STA4's packets are dropped
+    EXPECT_TRUE(logged("Sample rate of XX_STA3_BHZ changed from 20 to 40 per second."));
+    EXPECT_TRUE(logged("more than a day ahead of the clock; dropped"));
+    TidereapStats st;
+    tidereapthr_stats(reap_, &st);
+    EXPECT_GT(st.dropped_time, 0);
+}
+
+TEST_F(SeedlinkTest, TenThousandChannelsArrive)
+{
+    SlServerOptions opt;
+    opt.bind = "127.0.0.1";
+    opt.port = 0;
+    opt.speed = 0.0;
+    server_ = std::make_unique<SlServer>(opt);
+    SlSynthOptions synth;
+    synth.stations = 3334;
+    synth.samprate = 10.0;
+    synth.start = kT0;
+    synth.duration = 2.0;
+    std::string error;
+    ASSERT_EQ(server_->addSynthetic(synth, &error), 0) << error;
+    ASSERT_EQ(server_->start(&error), 0) << error;
+    // 20004 packets at once: a queue that holds them all
+    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, TIDEREAP_QUEUE_MAX, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(20, &d, 3334 * 3);
+    EXPECT_EQ(d.size(), 3334u * 3);
+    TidereapStats st;
+    tidereapthr_stats(reap_, &st);
+    EXPECT_EQ(st.dropped_full, 0);
+}
+
+// A server by hand: no station list, then the given frames, then the end.
+class FakeServer
+{
+public:
+    explicit FakeServer(std::string frames) : frames_(std::move(frames))
+    {
+        fd_ = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof a;
+        bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
+        listen(fd_, 4);
+        getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
+        port_ = ntohs(a.sin_port);
+        thread_ = std::thread([this] { serve(); });
+    }
+    ~FakeServer()
+    {
+        shutdown(fd_, SHUT_RDWR);
+        thread_.join();
+        close(fd_);
+    }
+    std::string ring() const { return "127.0.0.1:" + std::to_string(port_); }
+
+private:
+    void serve()
+    {
+        const int c = accept(fd_, nullptr, nullptr);
+        if (c < 0)
+            return;
+        std::string in;
+        char buf[512];
+        ssize_t n;
+        while ((n = recv(c, buf, sizeof buf, 0)) > 0) {
+            in.append(buf, static_cast<size_t>(n));
+            size_t eol;
+            while ((eol = in.find('\n')) != std::string::npos) {
+                const std::string line = in.substr(0, eol);
+                in.erase(0, eol + 1);
+                std::string reply = "ERROR\r\n";
+                if (line.rfind("HELLO", 0) == 0)
+                    reply = "SeedLink v3.1 (by hand)\r\ntests\r\n";
+                else if (line.rfind("TIME", 0) == 0 || line.rfind("DATA", 0) == 0)
+                    reply = frames_;
+                send(c, reply.data(), reply.size(), MSG_NOSIGNAL);
+                if (reply == frames_) {
+                    close(c);
+                    return;
+                }
+            }
+        }
+        close(c);
+    }
+
+    std::string frames_;
+    int fd_ = -1;
+    int port_ = 0;
+    std::thread thread_;
+};
+
+TEST_F(SeedlinkTest, SequenceGoingBackDropsRepeatsAndKeepsNewData)
+{
+    const auto recs = mseed_pack("XX", "STA", "", "BHZ", kT0, kRate, mseed_signal(1200, 0), 'i', DE_STEIM2, 512, 1);
+    ASSERT_GE(recs.size(), 3u);
+    auto frame = [&recs](const char* seq, size_t k) { return std::string("SL") + seq + recs[k]; };
+    // 5, 6, then 6 again and 3 (data already had), then 2 with new data:
+    // the server was restarted
+    FakeServer fake(frame("000005", 0) + frame("000006", 1) + frame("000006", 1) + frame("000003", 0) +
+                    frame("000002", 2));
+    reap_ = tidereapthr_new2(fake.ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Packet* pkt = nullptr;
+    size_t want = 0;
+    for (size_t k = 0; k < 3; k++) {
+        ASSERT_EQ(pktDecode("", 0.0, recs[k].data(), 512, &pkt), PKT_WAVEFORM);
+        want += static_cast<size_t>(pkt->channels[0].nsamp);
+        pktFree(&pkt);
+    }
+    Delivered d;
+    collect(want, &d, 1);
+    ASSERT_EQ(d.size(), 1u);
+    EXPECT_EQ(d.at("XX_STA_BHZ").size(), 3u);
+    TidereapStats st;
+    tidereapthr_stats(reap_, &st);
+    EXPECT_EQ(st.dropped_repeat, 2);
+    EXPECT_TRUE(logged("went back from 000006 to 000002 with new data: taken as a restarted server"));
+}
+
+TEST_F(SeedlinkTest, RefusedConnectionIsRetriedAndStopIsPrompt)
+{
+    // a port nobody listens on
+    const int s = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof a;
+    ASSERT_EQ(bind(s, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+    getsockname(s, reinterpret_cast<sockaddr*>(&a), &len);
+    close(s);
+    const std::string ring = "127.0.0.1:" + std::to_string(ntohs(a.sin_port));
+    reap_ = tidereapthr_new2(ring.c_str(), nullptr, nullptr, 10, -1.0, 0.2);
+    ASSERT_NE(reap_, nullptr);
+    char src[TIDEREAP_SRCNAME_SIZE];
+    char* buf = nullptr;
+    int bufsize = 0, nbytes = 0, seq = 0;
+    double t = 0.0;
+    for (int i = 0; i < 50 && !logged("Cannot connect to " + ring); i++)
+        EXPECT_EQ(tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize), TIDEREAP_NONE);
+    EXPECT_TRUE(logged("Cannot connect to " + ring + ": Connection refused."));
+    tidereapthr_stop(reap_);
+    EXPECT_EQ(tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize), TIDEREAP_STOPPED);
+    free(buf);
+}
+
+TEST_F(SeedlinkTest, StopJoinsAReaderWaitingOnASilentServer)
+{
+    // a listening socket that never answers: the reader waits for the greeting
+    const int s = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof a;
+    ASSERT_EQ(bind(s, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+    ASSERT_EQ(listen(s, 4), 0);
+    getsockname(s, reinterpret_cast<sockaddr*>(&a), &len);
+    const std::string ring = "127.0.0.1:" + std::to_string(ntohs(a.sin_port));
+    reap_ = tidereapthr_new2(ring.c_str(), nullptr, nullptr, 10, -1.0, 0.2);
+    ASSERT_NE(reap_, nullptr);
+    char src[TIDEREAP_SRCNAME_SIZE];
+    char* buf = nullptr;
+    int bufsize = 0, nbytes = 0, seq = 0;
+    double t = 0.0;
+    EXPECT_EQ(tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize), TIDEREAP_NONE);
+    tidereapthr_free(&reap_);  // returns although the reader is inside its wait for the greeting
+    EXPECT_EQ(reap_, nullptr);
+    EXPECT_FALSE(logged("No answer from"));
+    close(s);
+    free(buf);
+}
+
+TEST(SeedlinkDecode, SampleTypesComeOutAsIntOrFloat)
+{
+    const struct
+    {
+        const char* name;
+        char type;
+        int encoding, result, isfloat;
+    } cases[] = {
+        {"steim2", 'i', DE_STEIM2, PKT_WAVEFORM, 0},
+        {"int32", 'i', DE_INT32, PKT_WAVEFORM, 0},
+        {"float32", 'f', DE_FLOAT32, PKT_WAVEFORM_FLOAT, 1},
+        {"float64 narrowed", 'd', DE_FLOAT64, PKT_WAVEFORM_FLOAT, 1},
+    };
+    const std::vector<double> v = mseed_signal(50, 0.5);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto recs = mseed_pack("XX", "STA", "00", "BHZ", kT0, kRate, v, c.type, c.encoding, 512, 1);
+        ASSERT_EQ(recs.size(), 1u);
+        Packet* pkt = nullptr;
+        ASSERT_EQ(pktDecode("XX_STA_BHZ_00", kT0, recs[0].data(), 512, &pkt), c.result);
+        ASSERT_EQ(pkt->channels.size(), 1u);
+        const PktChan& ch = pkt->channels[0];
+        EXPECT_STREQ(ch.cuser1, "XX_STA_BHZ_00");
+        EXPECT_EQ(ch.time, kT0);
+        EXPECT_EQ(ch.samprate, kRate);
+        EXPECT_EQ(ch.isfloat, c.isfloat);
+        EXPECT_STREQ(ch.segtype, "V");
+        ASSERT_EQ(ch.nsamp, 50);
+        for (int i = 0; i < ch.nsamp; i++)
+            EXPECT_EQ(ch.isfloat ? reinterpret_cast<const float*>(ch.data)[i] : ch.data[i], v[static_cast<size_t>(i)]);
+        pktFree(&pkt);
+        EXPECT_EQ(pkt, nullptr);
+    }
+}
+
+TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
+{
+    struct Case
+    {
+        const char* name;
+        const char* ring;
+        const char* accept;
+        const char* message;
+    } cases[] = {
+        {"no port", "host:", nullptr, "tidereapthr_new2: Bad ring name 'host:': expected host:port.\n"},
+        {"port too big", "host:70000", nullptr, "tidereapthr_new2: Bad ring name 'host:70000': expected host:port.\n"},
+        {"bad expression", "host:18000", "XX_(", "tidereapthr_new2: Bad accept expression 'XX_('"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        hl_clear_register(HL_CLEAR_QUIET);
+        EXPECT_EQ(tidereapthr_new2(c.ring, c.accept, nullptr, 10, -1.0, -1.0), nullptr);
+        EXPECT_NE(std::string(hl_errlog_string(0)).find(c.message), std::string::npos) << hl_errlog_string(0);
+    }
+    hl_clear_register(HL_CLEAR_QUIET);
+    const std::string junk(520, 'x');
+    Packet* pkt = nullptr;
+    EXPECT_LT(pktDecode("x", 0.0, junk.data(), 512, &pkt), 0);
+    EXPECT_EQ(pkt, nullptr);
+    EXPECT_NE(std::string(hl_errlog_string(0)).find("pktDecode: Not a miniSEED record"), std::string::npos);
+    hl_clear_register(HL_CLEAR_QUIET);
+
+    // a 4096-byte record in a SeedLink frame
+    const auto big = mseed_pack("XX", "S", "", "BHZ", kT0, kRate, mseed_signal(200, 0), 'i', DE_STEIM2, 4096, 1);
+    ASSERT_FALSE(big.empty());
+    const std::string frame = "SL000001" + big[0].substr(0, 512);
+    SlFrame f;
+    EXPECT_LT(sl_next_frame(frame.data(), frame.size(), &f), 0);
+    EXPECT_STREQ(hl_errlog_string(0), "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.\n");
+    hl_clear_register(HL_CLEAR_QUIET);
+}
+
+} // namespace
