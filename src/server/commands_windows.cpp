@@ -292,6 +292,25 @@ int VX_GraphicsServer_formlayout_margins(Server* s, Command* c, Response* r)
     return layoutSpacingOrMargins(s, c, r, LayoutSetting::Margins);
 }
 
+// Drop the items of layout (and of the layouts in it) whose widget is gone.
+// A layout made on a widget that has a layout already is not that widget's
+// layout: its widgets are the widget's children, but the widget tells only
+// its own layout when one of them is deleted or taken away, so this layout
+// keeps an item without a widget, which Qt reads as soon as the layout is
+// nested into a live one.
+static void dropDeadItems(QLayout* layout)
+{
+    for (int i = layout->count() - 1; i >= 0; i--) {
+        QLayoutItem* item = layout->itemAt(i);
+        if (!item)
+            continue;
+        if (QLayout* inner = item->layout())
+            dropDeadItems(inner);
+        else if (!item->spacerItem() && !item->widget())
+            delete layout->takeAt(i);
+    }
+}
+
 int VX_GraphicsServer_gridlayout_addwidget(Server* server, Command* command, Response* response)
 {
     const char* proc = "VX_GraphicsServer_gridlayout_addwidget";
@@ -324,6 +343,7 @@ int VX_GraphicsServer_gridlayout_addwidget(Server* server, Command* command, Res
         if (!vx_can_place_layout(proc, inner, grid->parentWidget(), command->args[0], command->handle))
             return VX_GraphicsServer_error2(server, response);
         inner->setParent(nullptr);
+        dropDeadItems(inner);
         grid->addLayout(inner, v[0], v[1], v[2], v[3]);
     } else {
         QWidget* w = vx_is_placeable_widget(wtype) ? vx_as_widget(wtype, witem) : nullptr;

@@ -386,3 +386,21 @@ TEST(Placing, AWidgetNeverGoesInsideItsOwnDescendant)
     EXPECT_EQ(vx_send("show", h["w"]).code, 0);  // would loop for ever on a cycle
     vx_send("delete", h["w"]);
 }
+
+// A second grid made on a frame is only the frame's child: a button laid
+// out in it and then deleted leaves an empty item there, which must go
+// before the grid is nested into the frame's own layout and shown.
+TEST(Placing, ADeletedWidgetLeavesNoHoleInANestedGrid)
+{
+    const QString w = vx_send("mainwindow", "none").handle;
+    const QString f = object<VXMainWindow>(w)->tl_handle;
+    const QString outer = vx_send("gridlayout", f).handle;
+    const QString inner = vx_send("gridlayout", f).handle;
+    const QString b = vx_send("button", f).handle;
+    ASSERT_EQ(vx_send("gridlayout_addwidget", inner, {b, "0", "0", "1", "1"}).code, 0);
+    vx_send("delete", b);
+    ASSERT_EQ(vx_send("gridlayout_addwidget", outer, {inner, "0", "0", "1", "1"}).code, 0);
+    EXPECT_EQ(object<QGridLayout>(inner)->count(), 0);
+    EXPECT_EQ(vx_send("show", w).code, 0);  // read the dead item before
+    vx_send("delete", w);
+}
