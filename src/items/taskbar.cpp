@@ -131,10 +131,11 @@ int taskbar_button_callback(VXText* text, int type, QEvent* event, void* client_
             return 2;
         for (VxTaskbarButtonParams* b : v.buttons_list)
             b->vx_text->vars.select = 0;
-        v.popup->stopTimer();
+        if (v.popup)
+            v.popup->stopTimer();
         const VxTaskbarButtonStateParams& state = button->states[button->current];
         VXViewport* vp = bar->getViewportParent();
-        if (!state.description.isEmpty() && vp && text->vars.path) {
+        if (!state.description.isEmpty() && vp && text->vars.path && v.popup) {
             // the box of the last draw, in widget pixels
             const QRectF box = text->vars.path->boundingRect();
             v.popup->setText(state.description);
@@ -356,8 +357,10 @@ void VXTaskbar::clearSelection()
 {
     if (vars.selection_index < 0)
         return;
-    vars.popup->stopTimer();
-    vars.popup->hide();
+    if (vars.popup) {
+        vars.popup->stopTimer();
+        vars.popup->hide();
+    }
     for (VxTaskbarButtonParams* b : vars.buttons_list)
         b->vx_text->vars.select = 0;
     vars.selection_index = -1;

@@ -19,6 +19,7 @@
 
 #include <QHash>
 #include <QList>
+#include <QPointer>
 #include <QString>
 
 #include <functional>
@@ -62,7 +63,9 @@ struct VxTaskbarCommandCallback
 struct VxTaskbar
 {
     int selection_index = -1;    // button under the pointer, -1 none
-    VXTextPopup* popup = nullptr;  // owned
+    // owned; a child of the viewport too, so it goes with the viewport
+    // when that is deleted first
+    QPointer<VXTextPopup> popup;
     VX_Color background;         // behind the buttons, unset for none
     VX_Font font;
     QString buttons_definitions_string;

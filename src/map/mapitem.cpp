@@ -59,10 +59,7 @@ VXMap::~VXMap()
 {
     qDeleteAll(vars.maplayer_definitions);
     vars.maplayer_definitions.clear();
-    // the task bar's popup is a child of the viewport: with the viewport
-    // already gone the task bar cannot be taken down safely and is left
-    if (getViewportParent())
-        delete vars.taskbar;
+    delete vars.taskbar;
     vars.taskbar = nullptr;
     delete vars.grids;
     vars.grids = nullptr;

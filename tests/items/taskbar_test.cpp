@@ -270,3 +270,16 @@ TEST(Taskbar, DescriptionPopupFollowsThePointer)
     EXPECT_FALSE(popup->isVisible());
     EXPECT_EQ(b->bar->vars.buttons_list[0]->vx_text->vars.select, 0);
 }
+
+// The popup is the viewport's child: a bar that outlives its viewport
+// neither touches the freed popup nor frees it twice.
+TEST(Taskbar, OutlivesItsViewport)
+{
+    auto b = makeBar();
+    render(b.get());
+    send(b->bar.get(), QEvent::MouseMove, centreOf(b->bar.get(), 0));
+    b->vp.reset();
+    EXPECT_TRUE(b->bar->vars.popup.isNull());
+    send(b->bar.get(), QEvent::MouseMove, QPointF(5, 190));  // hides the popup
+    b->bar.reset();
+}
