@@ -369,10 +369,12 @@ VXTraceview::VXTraceview(VXViewport* master, VXCommandConsole* cc, int make_task
     defaults.viewport = master;
     defaults.tbuffer = tbuffer;
     defaults.repaint = [this]() { refresh(0); };
+    self_guard = std::make_shared<VXTraceview*>(this);
 }
 
 VXTraceview::~VXTraceview()
 {
+    *self_guard = nullptr;
     releaseConfigureStrings();
     clearTraces();
     delete axes;
@@ -400,6 +402,13 @@ void VXTraceview::init()
         vp->configure("mtop", "40", nullptr);
     hl_clear_register(HL_CLEAR_QUIET);
     vp->setWcoordsY(0.0, 1.0);
+    std::shared_ptr<VXTraceview*> guard = self_guard;
+    vp->setResizeCallback(
+        [guard](void*, QResizeEvent* event, void*) {
+            if (*guard)
+                (*guard)->resizeCallback(event);
+        },
+        this, nullptr);
     setLayer(QStringLiteral("traceview_base"));
 
     axes = new VXAxes(vp);

@@ -39,10 +39,12 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 
 #include <pthread.h>
 
 class QPainter;
+class QResizeEvent;
 class QScrollBar;
 class VXAxes;
 class VXCommandConsole;
@@ -168,7 +170,21 @@ public:
     // at tleft.  0, or -1 for a width of 0 (nothing changes).
     int setTimeWindow(double tleft, double twin);
     void timeWindow(double& tleft, double& twin);
+    // Shift the time window by dt seconds.
+    int panX(double dt);
+    // Narrow the time window by factor about time tref (-2e30: its middle).
+    int zoomX(double tref, double factor);
     int panY(double ytop);
+    // Bring a trace (or the index-th displayed trace) to the top of the y window.
+    int panY(VXTrace* trace);
+    int panY(int index);
+    // Show the displayed traces from top to bottom (or the index-th ones), in either order.
+    int zoomY(VXTrace* top, VXTrace* bottom);
+    int zoomY(int top, int bottom);
+    // Show y window [ybottom_view, ytop_view]: ignored when wholly outside 0 to 1, else clamped.
+    int setAmpView(double ybottom_view, double ytop_view);
+    // What a resize of the viewport does to the view (installed by init()).
+    void resizeCallback(QResizeEvent* event);
     // Zoom the y window about yref (negative: the window top) by factor.
     int zoomY(double yref, double factor);
     int zoomY2(double ybottom, double ytop);
@@ -283,4 +299,6 @@ private:
     void syncDefaults();
     void removeFromLists(VXTrace* trace);
     void* regex_hook = nullptr;  // cache of the last compiled expression
+    // Cleared by the destructor: viewport callbacks that outlive the view see null.
+    std::shared_ptr<VXTraceview*> self_guard;
 };

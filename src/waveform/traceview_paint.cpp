@@ -9,6 +9,7 @@
 #include "waveform/trace.h"
 
 #include <QPainter>
+#include <QResizeEvent>
 #include <QScrollBar>
 #include <QTimer>
 
@@ -62,6 +63,55 @@ void VXTraceview::timeWindow(double& tleft_, double& twin)
 {
     tleft_ = tleft;
     twin = tright - tleft;
+}
+
+int VXTraceview::panX(double dt)
+{
+    if (!std::isfinite(dt)) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::panX: bad shift %g.\n", dt);
+        return -1;
+    }
+    return setTimeWindow(tleft + dt, tright - tleft);
+}
+
+int VXTraceview::zoomX(double tref, double factor)
+{
+    if (!(factor > 0.0) || !std::isfinite(factor)) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::zoomX: bad zoom factor %g.\n", factor);
+        return -1;
+    }
+    const double width = tright - tleft;
+    if (tref == no_time)
+        tref = tleft + 0.5 * width;
+    const double rel = width != 0.0 ? (tref - tleft) / width : 0.5;
+    const double w = width / factor;
+    return setTimeWindow(tref - rel * w, w);
+}
+
+void VXTraceview::resizeCallback(QResizeEvent* event)
+{
+    VXViewport* vp = getViewportParent();
+    if (!vp || !event)
+        return;
+    const int mx = vp->vars.mleft + vp->vars.mright, my = vp->vars.mtop + vp->vars.mbottom;
+    const int old_w = event->oldSize().width() - mx, old_h = event->oldSize().height() - my;
+    const int new_w = event->size().width() - mx, new_h = event->size().height() - my;
+    if (scrollbar)
+        scrollbar->setGeometry(0, vp->vars.mtop, 20, std::max(1, new_h));
+    setScroll(vp->vars.ytop, vp->vars.ybottom, 0);
+    resize_xfactor = old_w > 0 ? static_cast<double>(new_w) / old_w : 1.0;
+    resize_yfactor = old_h > 0 ? static_cast<double>(new_h) / old_h : 1.0;
+    vp->setScales();
+    if (resize_xfactor != 1.0) {
+        // the viewport decides (preserve_xscale) whether the window keeps its
+        // width or its seconds per pixel; the view follows it
+        if (vp->vars.xright > vp->vars.xleft) {
+            tleft = vp->vars.xleft;
+            tright = vp->vars.xright;
+        }
+        for (VXTrace* t : std::as_const(traces))
+            t->force = 1;
+    }
 }
 
 // --- y window
@@ -119,6 +169,57 @@ int VXTraceview::zoomY(double yref, double factor)
     const double h = std::min(1.0, height / factor);
     const double b = yref - rel * h;
     setScroll(b + h, b, 1);
+    refresh(0);
+    return 0;
+}
+
+int VXTraceview::panY(VXTrace* trace)
+{
+    if (!trace || !traces_display_list.contains(trace)) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::panY: the trace is not displayed.\n");
+        return -1;
+    }
+    return panY(trace->vars.ytop);
+}
+
+int VXTraceview::panY(int index)
+{
+    if (index < 0 || index >= traces_display_list.size()) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::panY: trace index %d does not exist.\n", index);
+        return -1;
+    }
+    return panY(traces_display_list.at(index)->vars.ytop);
+}
+
+int VXTraceview::zoomY(VXTrace* top, VXTrace* bottom)
+{
+    if (!top || !bottom || !traces_display_list.contains(top) || !traces_display_list.contains(bottom)) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::zoomY: the traces are not displayed.\n");
+        return -1;
+    }
+    const double ytop = std::max(top->vars.ytop, bottom->vars.ytop);
+    const double ybottom = std::min(top->vars.ybottom, bottom->vars.ybottom);
+    return zoomY2(ybottom, ytop);
+}
+
+int VXTraceview::zoomY(int top, int bottom)
+{
+    const int n = static_cast<int>(traces_display_list.size());
+    for (int i : {top, bottom})
+        if (i < 0 || i >= n) {
+            hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::zoomY: trace index %d does not exist.\n", i);
+            return -1;
+        }
+    return zoomY(traces_display_list.at(top), traces_display_list.at(bottom));
+}
+
+int VXTraceview::setAmpView(double ybottom_view, double ytop_view)
+{
+    if (!(ytop_view > ybottom_view) || ytop_view <= 0.0 || ybottom_view >= 1.0)
+        return 0;  // wholly outside the traces: ignored
+    ybottom_view_hold = std::max(0.0, ybottom_view);
+    ytop_view_hold = std::min(1.0, ytop_view);
+    setScroll(ytop_view_hold, ybottom_view_hold, 1);
     refresh(0);
     return 0;
 }

@@ -284,3 +284,75 @@ TEST(Traceview, OnsetsArePaintedWhereTheirTimesFall)
         EXPECT_LE(yellow, 3);
     }
 }
+
+TEST(Traceview, WindowMovesAndResizes)
+{
+    View v;
+    for (const char* l : {"AAA BHZ", "BBB BHZ", "CCC BHZ", "DDD BHZ"})
+        v.add(l);
+    ASSERT_EQ(v.tv->setTimeWindow(100.0, 40.0), 0);
+    ASSERT_EQ(v.tv->zoomX(110.0, 2.0), 0);
+    EXPECT_DOUBLE_EQ(v.tv->tleft, 105.0);
+    EXPECT_DOUBLE_EQ(v.tv->tright, 125.0);
+    ASSERT_EQ(v.tv->panX(-5.0), 0);
+    EXPECT_DOUBLE_EQ(v.tv->tleft, 100.0);
+
+    ASSERT_EQ(v.tv->layoutTraces(), 1);
+    // the second and third traces fill the y window
+    ASSERT_EQ(v.tv->zoomY(1, 2), 0);
+    EXPECT_DOUBLE_EQ(v.vp->vars.ytop, 0.75);
+    EXPECT_DOUBLE_EQ(v.vp->vars.ybottom, 0.25);
+    EXPECT_EQ(v.tv->scrollbar->pageStep(), 5000);
+    EXPECT_EQ(v.tv->scrollbar->value(), 2500);
+    EXPECT_EQ(v.tv->panY(9), -1);
+    EXPECT_EQ(takeErrors(), "VXTraceview::panY: trace index 9 does not exist.\n");
+    ASSERT_EQ(v.tv->panY(3), 0);  // held inside 0 to 1
+    EXPECT_DOUBLE_EQ(v.vp->vars.ybottom, 0.0);
+    EXPECT_DOUBLE_EQ(v.vp->vars.ytop, 0.5);
+
+    // a resize keeps the time window; a view of one pixel draws nothing and survives
+    v.vp->resize(1000, 600);
+    vptest::render(v.vp.get());
+    EXPECT_DOUBLE_EQ(v.tv->tleft, 100.0);
+    EXPECT_DOUBLE_EQ(v.tv->tright, 120.0);
+    v.vp->resize(1, 1);
+    const QImage tiny = vptest::render(v.vp.get());
+    EXPECT_EQ(tiny.size(), QSize(1, 1));
+    EXPECT_DOUBLE_EQ(v.tv->tright - v.tv->tleft, 20.0);
+}
+
+TEST(Traceview, AnOverlayRepaintReusesTheImage)
+{
+    View v(600, 300);
+    std::vector<float> s(3000);
+    for (int k = 0; k < 3000; k++)
+        s[k] = static_cast<float>(std::sin(2.0 * M_PI * k / 50.0));
+    v.reader.addRow(0.0, 100.0, s);
+    v.reader.rows.last().rec.key = QStringLiteral("traceview_test_overlay");
+    VXTrace* t = v.add("AAA BHZ");
+    t->setReader(&v.reader, 0, -1);
+    ASSERT_EQ(v.tv->setTimeWindow(0.0, 30.0), 0);
+    const QImage full = vptest::render(v.vp.get());
+    const QRect plot(v.vp->vars.mleft, v.vp->vars.mtop, 600 - v.vp->vars.mleft - v.vp->vars.mright,
+                     300 - v.vp->vars.mtop - v.vp->vars.mbottom);
+    int ink = 0;
+    for (int y = plot.top(); y <= plot.bottom(); y++)
+        ink += isTraceInk(full.pixel(plot.center().x(), y));
+    ASSERT_GT(ink, 5);
+    // hidden without a refresh: an overlay-only repaint still shows the cached waveform
+    t->vars.visible = 0;
+    v.tv->skip_render = -1;
+    v.tv->setItemStale();
+    const QImage overlay = vptest::render(v.vp.get());
+    // (the amplitude tics of the label reach a few pixels into the plot)
+    const QRect inner = plot.adjusted(8, 0, 0, 0);
+    EXPECT_EQ(overlay.copy(inner), full.copy(inner));
+    EXPECT_EQ(v.tv->skip_render, 0);
+    // a full repaint then lays the traces out again: nothing is visible
+    v.tv->refresh(0);
+    const QImage none = vptest::render(v.vp.get());
+    int left = 0;
+    for (int y = plot.top(); y <= plot.bottom(); y++)
+        left += isTraceInk(none.pixel(plot.center().x(), y));
+    EXPECT_EQ(left, 0);
+}
