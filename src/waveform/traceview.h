@@ -209,6 +209,9 @@ public:
     int appendNewTrace(QString channel_label);
     VXTrace* getTrace(int index);
     VXTrace* getTrace(QString channel_label);
+    // The displayed trace whose band holds world y, with its place in the
+    // display list in *index (may be null); null and -1 when none.
+    VXTrace* getTrace(double y, int* index);
     int duplicateTrace(QString& channel_label);
     int deleteTrace(int index);
     int deleteTrace(QString channel_label);

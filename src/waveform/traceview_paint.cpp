@@ -240,6 +240,21 @@ int VXTraceview::autoTracesFit()
     return vars.auto_traces_fit ? zoomY(-1.0, 1e-6) : 0;
 }
 
+VXTrace* VXTraceview::getTrace(double y, int* index)
+{
+    for (int i = 0; i < traces_display_list.size(); i++) {
+        VXTrace* t = traces_display_list.at(i);
+        if (y >= t->vars.ybottom && y <= t->vars.ytop) {
+            if (index)
+                *index = i;
+            return t;
+        }
+    }
+    if (index)
+        *index = -1;
+    return nullptr;
+}
+
 // --- layout
 
 int VXTraceview::layoutTraces()
@@ -425,5 +440,9 @@ void VXTraceview::refreshPost(int wfdiscs)
     VXViewport* vp = getViewportParent();
     if (!vp)
         return;
-    QTimer::singleShot(0, vp, [this, wfdiscs]() { refresh(wfdiscs); });
+    std::shared_ptr<VXTraceview*> guard = self_guard;
+    QTimer::singleShot(0, vp, [guard, wfdiscs]() {
+        if (*guard)
+            (*guard)->refresh(wfdiscs);
+    });
 }

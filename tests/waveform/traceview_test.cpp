@@ -298,6 +298,11 @@ TEST(Traceview, WindowMovesAndResizes)
     EXPECT_DOUBLE_EQ(v.tv->tleft, 100.0);
 
     ASSERT_EQ(v.tv->layoutTraces(), 1);
+    int index = -2;
+    EXPECT_EQ(v.tv->getTrace(0.6, &index), v.tv->getTrace(QStringLiteral("BBB BHZ")));
+    EXPECT_EQ(index, 1);
+    EXPECT_EQ(v.tv->getTrace(1.5, &index), nullptr);
+    EXPECT_EQ(index, -1);
     // the second and third traces fill the y window
     ASSERT_EQ(v.tv->zoomY(1, 2), 0);
     EXPECT_DOUBLE_EQ(v.vp->vars.ytop, 0.75);
