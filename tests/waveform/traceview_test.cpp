@@ -361,3 +361,40 @@ TEST(Traceview, AnOverlayRepaintReusesTheImage)
         left += isTraceInk(none.pixel(plot.center().x(), y));
     EXPECT_EQ(left, 0);
 }
+
+TEST(Traceview, NaturalAndDistanceOrders)
+{
+    View v;
+    const struct
+    {
+        const char* label;
+        double lat, lon;  // the station
+    } stations[] = {{"AAA BHZ", 0.0, 30.0}, {"BBB BHZ", 0.0, 10.0}, {"CCC BHZ", -999.0, -999.0},
+                    {"DDD BHZ", 0.0, 10.0}, {"EEE BHZ", 0.0, 20.0}};
+    for (const auto& s : stations) {
+        VXTrace* t = v.add(s.label);
+        t->lat = s.lat;
+        t->lon = s.lon;
+    }
+    auto shown = [&]() {
+        EXPECT_EQ(v.tv->layoutTraces(), 1);
+        return v.labels(v.tv->traces_display_list).join(QLatin1Char(',')).toStdString();
+    };
+    EXPECT_EQ(shown(), "AAA BHZ,BBB BHZ,CCC BHZ,DDD BHZ,EEE BHZ");
+
+    ASSERT_EQ(v.tv->setNaturalSortOrderExpr("EEE,DDD,CCC,BBB,AAA"), 0);
+    EXPECT_EQ(shown(), "EEE BHZ,DDD BHZ,CCC BHZ,BBB BHZ,AAA BHZ");
+    EXPECT_EQ(v.tv->setNaturalSortOrderExpr("A:B:C"), -1);
+    EXPECT_NE(takeErrors().find("VXTraceview::setNaturalSortOrderExpr: VXTraceview::checkTracesExpressions() error.\n"),
+              std::string::npos);
+
+    // by distance from an origin at (0, 0); equal distances keep the
+    // natural order, an unknown station comes last
+    v.tv->defaults.olat = 0.0;
+    v.tv->defaults.olon = 0.0;
+    v.tv->need_distance_sort = 1;
+    ASSERT_EQ(v.tv->setAutoDistanceSort("yes"), 1);
+    EXPECT_EQ(shown(), "DDD BHZ,BBB BHZ,EEE BHZ,AAA BHZ,CCC BHZ");
+    EXPECT_NEAR(v.tv->getTrace(QStringLiteral("AAA BHZ"))->distance, 30.0, 1e-9);
+    EXPECT_EQ(v.tv->getTrace(QStringLiteral("CCC BHZ"))->distance, 999.0);
+}
