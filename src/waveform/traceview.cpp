@@ -3,6 +3,8 @@
 #include "waveform/traceview.h"
 
 #include "items/axes.h"
+#include "items/polypoint.h"
+#include "items/text.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/strings.h"
 #include "toolkit/params/kv.h"
@@ -377,6 +379,12 @@ VXTraceview::~VXTraceview()
     *self_guard = nullptr;
     releaseConfigureStrings();
     clearTraces();
+    delete origin_text;
+    delete arrival_text;
+    delete coordinates_text;
+    delete now_time;
+    delete crosshairs2;
+    delete crosshairs1;
     delete axes;
     delete scrollbar;
     strregfree(&regex_hook);
@@ -422,6 +430,31 @@ void VXTraceview::init()
     };
     for (const auto& kv : axes_keys)
         axes->configure(kv[0], kv[1], nullptr);
+    hl_clear_register(HL_CLEAR_QUIET);
+
+    // the crosshairs: two dashed crosses of the plot's size, light over dark
+    crosshairs1 = new VXPolypoint(vp);
+    crosshairs2 = new VXPolypoint(vp);
+    const char* const outlines[] = {"#a0ffffff", "#a0000000"};
+    const char* const dash_keys[] = {"linestylec1", "linestylec2"};
+    VXPolypoint* crosses[] = {crosshairs1, crosshairs2};
+    for (int i = 0; i < 2; i++) {
+        crosses[i]->configure("symbol", "cross", "size", "2.0d", "linewidth", "2", dash_keys[i], "CustomDashLine",
+                              "color_outline", outlines[i], nullptr);
+        crosses[i]->setLayer(QStringLiteral("traceview"));
+        crosses[i]->hideItem();
+    }
+    now_time = new VXPolypoint(vp);
+    now_time->configure("symbol", "vertical_line", "linewidth", "1", "linestyle", "SolidLine", "interaction", "none",
+                        nullptr);
+    now_time->hideItem();
+    coordinates_text = new VXText(vp, "", "left", "top+20");
+    arrival_text = new VXText(vp, "", "left", "top+20");
+    origin_text = new VXText(vp, "", "left", "top");
+    for (VXText* t : {coordinates_text, arrival_text, origin_text}) {
+        t->configure("font", "Helvetica,12", "justification", "swb", nullptr);
+        t->hideItem();
+    }
     hl_clear_register(HL_CLEAR_QUIET);
 
     scrollbar = new QScrollBar(Qt::Vertical, vp);

@@ -47,6 +47,8 @@ class QPainter;
 class QResizeEvent;
 class QScrollBar;
 class VXAxes;
+class VXPolypoint;
+class VXText;
 class VXCommandConsole;
 class VXTrace;
 class VXViewport;
@@ -275,7 +277,13 @@ public:
     int image_w = 0, image_h = 0;
     int image_xshift = 0, image_yshift = 0;
     QScrollBar* scrollbar = nullptr;  // a child of the viewport widget
-    VXAxes* axes = nullptr;           // owned
+    VXAxes* axes = nullptr;           // owned, as are the items below
+    VXPolypoint* crosshairs1 = nullptr;  // hidden until the pointer shows them
+    VXPolypoint* crosshairs2 = nullptr;
+    VXPolypoint* now_time = nullptr;     // the present time, with color_time_now set
+    VXText* coordinates_text = nullptr;  // status lines, hidden until used
+    VXText* arrival_text = nullptr;
+    VXText* origin_text = nullptr;
     VXTrace* last_trace_selected = nullptr;
     QList<VXTrace*> traces;
     QList<VXTrace*> traces_display_list;
@@ -300,6 +308,8 @@ private:
     int matchLabel(const QString& sta_expression, const QString& chan_expression, const QString& copy_expression,
                    const QString& sta, const QString& chan, int copy);
     void syncDefaults();
+    // Show the present time as a line across the plot when color_time_now is set.
+    void drawTimeNow(int plot_height);
     void removeFromLists(VXTrace* trace);
     void* regex_hook = nullptr;  // cache of the last compiled expression
     // Cleared by the destructor: viewport callbacks that outlive the view see null.

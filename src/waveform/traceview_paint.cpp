@@ -3,6 +3,8 @@
 #include "waveform/traceview.h"
 
 #include "items/axes.h"
+#include "items/polypoint.h"
+#include "toolkit/base/hltime.h"
 #include "toolkit/base/errors.h"
 #include "viewport/layer.h"
 #include "viewport/viewport.h"
@@ -415,9 +417,27 @@ int VXTraceview::draw()
     painter->restore();
     for (VXTrace* t : std::as_const(traces_display_list))
         t->drawLabel(painter);
+    drawTimeNow(h);
     if (skip_render < 0)
         skip_render = 0;
     return 1;
+}
+
+void VXTraceview::drawTimeNow(int plot_height)
+{
+    if (!now_time || !vars.color_time_now.color.isValid()) {
+        if (now_time && now_time->isShown())
+            now_time->hideItem();
+        return;
+    }
+    VXViewport* vp = getViewportParent();
+    const double ymid = 0.5 * (vp->vars.ybottom + vp->vars.ytop);
+    const QByteArray points = QByteArray::number(timenow(), 'f', 6) + ' ' + QByteArray::number(ymid, 'g', 17);
+    const QByteArray size = QByteArray::number(plot_height);
+    now_time->configure("points", points.constData(), "size", size.constData(), "color_outline",
+                        vars.color_time_now.color_name.toUtf8().constData(), nullptr);
+    hl_clear_register(HL_CLEAR_QUIET);
+    now_time->showItem();
 }
 
 void VXTraceview::refresh(int wfdiscs)

@@ -5,6 +5,7 @@
 #include "support/vptest.h"
 
 #include "toolkit/base/errors.h"
+#include "toolkit/base/hltime.h"
 #include "viewport/viewport.h"
 #include "waveform/trace.h"
 #include "waveform/traceview.h"
@@ -397,4 +398,32 @@ TEST(Traceview, NaturalAndDistanceOrders)
     EXPECT_EQ(shown(), "DDD BHZ,BBB BHZ,EEE BHZ,AAA BHZ,CCC BHZ");
     EXPECT_NEAR(v.tv->getTrace(QStringLiteral("AAA BHZ"))->distance, 30.0, 1e-9);
     EXPECT_EQ(v.tv->getTrace(QStringLiteral("CCC BHZ"))->distance, 999.0);
+}
+
+TEST(Traceview, TheTimeNowLineStandsAtThePresent)
+{
+    View v(600, 300);
+    v.add("AAA BHZ");
+    ASSERT_EQ(v.tv->setTimeWindow(timenow() - 50.0, 100.0), 0);
+    vptest::render(v.vp.get());
+    EXPECT_FALSE(v.tv->now_time->isShown());
+    ASSERT_EQ(v.tv->configure("color_time_now", "red", nullptr), 0);
+    v.tv->refresh(0);
+    const QImage image = vptest::render(v.vp.get());
+    vptest::keep(image, "traceview_now");
+    EXPECT_TRUE(v.tv->now_time->isShown());
+    // the line stands about the middle of the plot (a run of the test takes well under 10 s)
+    const int mleft = v.vp->vars.mleft, w = 600 - mleft - v.vp->vars.mright;
+    int column = -1, best = 0;
+    for (int x = 0; x < w; x++) {
+        int n = 0;
+        for (int y = 0; y < 300; y++)
+            n += qRed(image.pixel(mleft + x, y)) > 150 && qBlue(image.pixel(mleft + x, y)) < 150;
+        if (n > best) {
+            best = n;
+            column = x;
+        }
+    }
+    EXPECT_GT(best, 100);
+    EXPECT_NEAR(column, w / 2, w / 10);
 }
