@@ -250,6 +250,26 @@ public:
     void setNofeedback(int nofeedback);
     void setCommandConsole(VXCommandConsole* cc) { command_console = cc; }
 
+    // Run a line of the trace view's command language.  nofeedback 0 or
+    // above is stored first.  With a console attached and send_to_cc set
+    // the line goes to the console (console_command).  Otherwise the line
+    // runs through command_processor: on success *output takes its text
+    // and the client gets "type command\ncommand <line>\n"; on failure
+    // *output takes the error register's text, which is emptied, and the
+    // result is -1.  An empty line empties *output.
+    int sendCommand(QString command, QString* output, int send_to_cc, int nofeedback);
+    // The command language: runs one line, its output into the text; 0 or
+    // -1 with the error registered.  Empty until the language is attached.
+    std::function<int(const QString& command, QString& output)> command_processor;
+    // Hands a line to the attached console, which runs and records it.
+    std::function<int(const QString& command)> console_command;
+    // Send "alias key value" for each entry of the array "aliases" of the
+    // parameter text (a table's rows joined by the two characters "\n"),
+    // and "hotkey key value" for the array "hotkeys", without client
+    // messages.  0, or -1 at the first failure.
+    int parseAliases(QString text);
+    int parseHotkeys(QString text);
+
     int parseDisplayParameters(QString text);
     int processFilterString(QString filter, QString& filter_string, QString& filter_label);
 
@@ -308,6 +328,7 @@ private:
     int matchLabel(const QString& sta_expression, const QString& chan_expression, const QString& copy_expression,
                    const QString& sta, const QString& chan, int copy);
     void syncDefaults();
+    int sendEntries(const char* who, const char* word, QString text);
     // Show the present time as a line across the plot when color_time_now is set.
     void drawTimeNow(int plot_height);
     void removeFromLists(VXTrace* trace);

@@ -427,3 +427,39 @@ TEST(Traceview, TheTimeNowLineStandsAtThePresent)
     EXPECT_GT(best, 100);
     EXPECT_NEAR(column, w / 2, w / 10);
 }
+
+TEST(Traceview, CommandsAliasesAndHotkeys)
+{
+    View v;
+    QStringList lines;
+    v.tv->command_processor = [&](const QString& command, QString& output) {
+        if (command.startsWith(QLatin1String("bad"))) {
+            hl_register_error(0, "commands: unknown word.\n");
+            return -1;
+        }
+        lines.append(command);
+        output = QStringLiteral("done");
+        return 0;
+    };
+    QString output;
+    EXPECT_EQ(v.tv->sendCommand("traces:* zoom", &output, 1, -1), 0);
+    EXPECT_EQ(output, QStringLiteral("done"));
+    EXPECT_EQ(v.messages, QStringList({"type command\ncommand traces:* zoom\n"}));
+    EXPECT_EQ(v.tv->sendCommand("bad word", &output, 0, -1), -1);
+    EXPECT_EQ(output, QStringLiteral("commands: unknown word.\n"));
+    EXPECT_EQ(takeErrors(), "");
+
+    v.messages.clear();
+    lines.clear();
+    ASSERT_EQ(v.tv->parseAliases("aliases &Arr{\nzz traces:* zoom\nboth &Tbl{\nfilter BW 1 4 5 4\nrefresh\n}\n}\n"), 0);
+    EXPECT_EQ(lines, QStringList({"alias zz traces:* zoom", "alias both filter BW 1 4 5 4\\nrefresh"}));
+    EXPECT_TRUE(v.messages.isEmpty());
+    EXPECT_EQ(v.tv->nofeedback, 0);
+    ASSERT_EQ(v.tv->parseHotkeys("hotkeys &Arr{\nCtrl+Z traces:* zoom\n}\n"), 0);
+    EXPECT_EQ(lines.last(), QStringLiteral("hotkey Ctrl+Z traces:* zoom"));
+
+    EXPECT_EQ(v.tv->parseAliases("aliases &Arr{\nx &Arr{\na b\n}\n}\n"), -1);
+    EXPECT_EQ(takeErrors(), "VXTraceview::parseAliases: Illegal kv type for alias x.\n");
+    EXPECT_EQ(v.tv->parseHotkeys("nothing here\n"), -1);
+    EXPECT_NE(takeErrors().find("VXTraceview::parseHotkeys: kvparam(hotkeys) error.\n"), std::string::npos);
+}
