@@ -1,4 +1,5 @@
-// The trace view's words: traceview, traceview_setcommandconsole.
+// The trace view's words: traceview, traceview_setcommandconsole,
+// traceview_sendcommand.
 #include "server/commands.h"
 #include "server/procs.h"
 #include "viewport/viewport.h"
@@ -66,6 +67,37 @@ int VX_GraphicsServer_traceview_setcommandconsole(Server* server, Command* comma
     return vx_answer(response, command->handle);
 }
 
+// A line of the trace view's language; the reply is the handle, with the
+// output in the parameters when asked for (and always on failure).
+int VX_GraphicsServer_traceview_sendcommand(Server* server, Command* command, Response* response)
+{
+    const char* proc = "VX_GraphicsServer_traceview_sendcommand";
+    const qsizetype n = command->args.size();
+    int provide_output = 0, flag = 1, nofeedback = -1;
+    if (n > 1 && !vx_to_int(proc, "provide_output", command->args[1], &provide_output))
+        return VX_GraphicsServer_error2(server, response);
+    if (n > 2 && !vx_to_int(proc, "provide_output", command->args[2], &flag))
+        return VX_GraphicsServer_error2(server, response);
+    if (n > 3 && !vx_to_int(proc, "nofeedback", command->args[3], &nofeedback))
+        return VX_GraphicsServer_error2(server, response);
+    auto* traceview = static_cast<VXTraceview*>(command->target);
+    QString output;
+    const int status = traceview->sendCommand(command->args[0], &output, flag, nofeedback);
+    VX_TRACE("%s->sendCommand(%s, &output, %d, %d)", vx_msg(command->handle).constData(),
+             vx_msg(command->args[0]).constData(), flag, nofeedback);
+    if (status < 0) {
+        hl_register_error(HL_SEVERITY_NORMAL, "%s", output.toUtf8().constData());
+        const int r = VX_GraphicsServer_error2(server, response);
+        if (!output.isEmpty())
+            response->return_params.append(output);
+        return r;
+    }
+    const int r = vx_answer(response, command->handle);
+    if (provide_output && !output.isEmpty())
+        response->return_params.append(output);
+    return r;
+}
+
 } // namespace
 
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_traceview = {
@@ -79,4 +111,9 @@ extern const std::vector<VX_GraphicsServer_command_row> vx_commands_traceview = 
      "traceview_setcommandconsole $t $c",
      {.types = vx_types(VX_TYPE_TRACEVIEW), .wrong_type = "{proc}: must be traceview item parent.\n", .min_args = 1,
       .max_args = 1, .wrong_count = "{proc}: setcommandconsole needs 1 arguments.\n"}},
+    {"traceview_sendcommand", VX_GraphicsServer_traceview_sendcommand,
+     "traceview_sendcommand TRACEVIEW command [provide_output [flag [nofeedback]]]",
+     "w = mainwindow none\nv = viewport $w\nt = traceview $v '' 0 ''\ntraceview_sendcommand $t '' 1 0 1",
+     {.types = vx_types(VX_TYPE_TRACEVIEW), .wrong_type = "{proc}: must be traceview item parent.\n", .min_args = 1,
+      .max_args = 4, .wrong_count = "{proc}: sendcommand needs 1, 2, 3, or 4 arguments.\n"}},
 };
