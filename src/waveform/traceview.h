@@ -36,6 +36,8 @@
 #include <QHash>
 #include <QImage>
 #include <QList>
+#include <QPointer>
+#include <QScrollBar>
 #include <QString>
 
 #include <functional>
@@ -45,7 +47,6 @@
 
 class QPainter;
 class QResizeEvent;
-class QScrollBar;
 class VXAxes;
 class VXPolypoint;
 class VXText;
@@ -296,7 +297,7 @@ public:
     QImage image;
     int image_w = 0, image_h = 0;
     int image_xshift = 0, image_yshift = 0;
-    QScrollBar* scrollbar = nullptr;  // a child of the viewport widget
+    QPointer<QScrollBar> scrollbar;  // a child of the viewport widget, gone with it
     VXAxes* axes = nullptr;           // owned, as are the items below
     VXPolypoint* crosshairs1 = nullptr;  // hidden until the pointer shows them
     VXPolypoint* crosshairs2 = nullptr;

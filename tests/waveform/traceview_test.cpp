@@ -78,7 +78,7 @@ TEST(Traceview, MaxTracesFiveOfTwentyGivesAQuarterWindowAndPageStep)
     EXPECT_EQ(v.tv->layoutTraces(), 1);
     EXPECT_DOUBLE_EQ(v.vp->vars.ytop, 1.0);
     EXPECT_DOUBLE_EQ(v.vp->vars.ytop - v.vp->vars.ybottom, 0.25);
-    ASSERT_NE(v.tv->scrollbar, nullptr);
+    ASSERT_FALSE(v.tv->scrollbar.isNull());
     EXPECT_FALSE(v.tv->scrollbar->isHidden());
     EXPECT_EQ(v.tv->scrollbar->pageStep(), 2500);
     EXPECT_EQ(v.tv->scrollbar->maximum(), 7500);
@@ -462,4 +462,17 @@ TEST(Traceview, CommandsAliasesAndHotkeys)
     EXPECT_EQ(takeErrors(), "VXTraceview::parseAliases: Illegal kv type for alias x.\n");
     EXPECT_EQ(v.tv->parseHotkeys("nothing here\n"), -1);
     EXPECT_NE(takeErrors().find("VXTraceview::parseHotkeys: kvparam(hotkeys) error.\n"), std::string::npos);
+}
+
+TEST(Traceview, OutlivesItsViewport)
+{
+    View v;
+    v.add("AAA BHZ");
+    v.add("AAA BHZ");
+    v.tv->setTimeWindow(0.0, 10.0);
+    vptest::render(v.vp.get());
+    v.vp.reset();
+    EXPECT_TRUE(v.tv->scrollbar.isNull());
+    EXPECT_EQ(v.tv->drawViewportItem(nullptr), 0);
+    v.tv.reset();
 }
