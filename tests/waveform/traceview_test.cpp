@@ -6,6 +6,7 @@
 
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hltime.h"
+#include "toolkit/store/recordstore.h"
 #include "viewport/viewport.h"
 #include "waveform/trace.h"
 #include "waveform/traceview.h"
@@ -242,16 +243,23 @@ TEST(Traceview, OnsetsArePaintedWhereTheirTimesFall)
     // three stations, quiet until an onset at 10, 25 and 40 s
     const double onsets[] = {10.0, 25.0, 40.0};
     const char* labels[] = {"AAA BHZ", "BBB BHZ", "CCC BHZ"};
-    std::vector<std::unique_ptr<MemoryReader>> readers;
+    // the samples are rows of a trace table in the record store
+    Rsptr db = rsopen("traceview_onsets", "Trace4.0", RS_READ);
+    ASSERT_FALSE(rsisinvalid(db));
+    Rsptr tr = rslookup(db, nullptr, "trace", nullptr, "rsSCRATCH");
     for (int i = 0; i < 3; i++) {
         std::vector<float> s(6000, 0.0f);
         for (int k = static_cast<int>(onsets[i] * 100); k < 6000; k++)
             s[k] = static_cast<float>(1000.0 * std::sin(2.0 * M_PI * k / 20.0));
-        readers.push_back(std::make_unique<MemoryReader>());
-        readers.back()->addRow(0.0, 100.0, s);
-        readers.back()->rows.last().rec.key = QStringLiteral("traceview_test_%1").arg(i);
+        const QByteArray sta = QByteArray(labels[i]).left(3);
+        ASSERT_EQ(rsputv(tr, nullptr, "sta", sta.constData(), "chan", "BHZ", "time", 0.0, "samprate", 100.0, "calib",
+                         1.0, "segtype", "V", "data", s.data(), static_cast<long>(s.size()), nullptr),
+                  0);
+        Rsptr row = tr;
+        row.record = rsaddrecord(tr);
+        ASSERT_GE(row.record, 0);
         VXTrace* t = v.add(labels[i]);
-        t->setReader(readers.back().get(), 0, -1);
+        EXPECT_EQ(t->setDbtrace(row, -1, 0), 0) << takeErrors();
     }
     ASSERT_EQ(v.tv->setTimeWindow(0.0, 60.0), 0);
     const QImage image = vptest::render(v.vp.get());
@@ -284,6 +292,8 @@ TEST(Traceview, OnsetsArePaintedWhereTheirTimesFall)
         EXPECT_GE(yellow, 1);
         EXPECT_LE(yellow, 3);
     }
+    v.tv->clearTraces();
+    rsclose(db);
 }
 
 TEST(Traceview, WindowMovesAndResizes)
