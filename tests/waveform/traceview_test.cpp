@@ -87,6 +87,16 @@ TEST(Traceview, MaxTracesFiveOfTwentyGivesAQuarterWindowAndPageStep)
     // the first trace fills the top twentieth
     EXPECT_DOUBLE_EQ(v.tv->traces_display_list.first()->vars.ytop, 1.0);
     EXPECT_NEAR(v.tv->traces_display_list.first()->vars.ybottom, 0.95, 1e-12);
+    // dragging the bar to its end shows the last five traces
+    v.vp->show();
+    v.tv->scrollbar->setValue(7500);
+    EXPECT_NEAR(v.vp->vars.ytop, 0.25, 1e-12);
+    EXPECT_NEAR(v.vp->vars.ybottom, 0.0, 1e-12);
+    // no limit: the whole view, no bar
+    ASSERT_EQ(v.tv->configure("max_traces", "0", nullptr), 0);
+    v.tv->zoomY2(0.0, 1.0);
+    EXPECT_EQ(v.tv->layoutTraces(), 1);
+    EXPECT_TRUE(v.tv->scrollbar->isHidden());
 }
 
 TEST(Traceview, NoVisibleTraceLaysOutNothing)
