@@ -79,6 +79,7 @@
 #include "waveform/pixelator.h"
 #include "waveform/trace.h"
 #include "waveform/tracedefaults.h"
+#include "waveform/traceview.h"
 
 // command server
 #include "server/callbacks.h"

@@ -19,6 +19,7 @@ extern const std::vector<VX_GraphicsServer_command_row> vx_commands_items;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_console;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_kv;
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_map;
+extern const std::vector<VX_GraphicsServer_command_row> vx_commands_traceview;
 
 namespace {
 
@@ -38,7 +39,7 @@ const std::vector<VX_GraphicsServer_command_row>& VX_GraphicsServer_commands()
         for (const auto* area : {&vx_commands_core, &vx_commands_common, &vx_commands_geometry, &vx_commands_windows,
                                  &vx_commands_widgets, &vx_commands_callbacks, &vx_commands_config,
                                  &vx_commands_viewport, &vx_commands_items, &vx_commands_console,
-                                 &vx_commands_kv, &vx_commands_map})
+                                 &vx_commands_kv, &vx_commands_map, &vx_commands_traceview})
             rows.insert(rows.end(), area->begin(), area->end());
         return rows;
     }();

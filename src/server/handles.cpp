@@ -16,6 +16,7 @@
 #include "views/commandconsole.h"
 #include "views/kvtreeview.h"
 #include "views/tableview.h"
+#include "waveform/traceview.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -232,6 +233,7 @@ VXViewportItem* vx_as_viewport_item(int type, void* item)
     case VX_TYPE_POLYPOINT: return static_cast<VXPolypoint*>(item);
     case VX_TYPE_MAP: return static_cast<VXMap*>(item);
     case VX_TYPE_TASKBAR: return static_cast<VXTaskbar*>(item);
+    case VX_TYPE_TRACEVIEW: return static_cast<VXTraceview*>(item);
     default: return nullptr;
     }
 }
@@ -249,6 +251,7 @@ HLConfigure* vx_as_configure(int type, void* item)
     case VX_TYPE_MAP: return static_cast<VXMap*>(item);
     case VX_TYPE_TASKBAR: return static_cast<VXTaskbar*>(item);
     case VX_TYPE_TEXTPOPUP: return static_cast<VXTextPopup*>(item);
+    case VX_TYPE_TRACEVIEW: return static_cast<VXTraceview*>(item);
     case VX_TYPE_COMMANDCONSOLE: return static_cast<VXCommandConsole*>(item);
     case VX_TYPE_KVTREEVIEW: return static_cast<VXKvTreeview*>(item);
     case VX_TYPE_TABLEVIEW: case VX_TYPE_DBTABLEVIEW: return static_cast<VXTableview*>(item);

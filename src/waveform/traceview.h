@@ -1,0 +1,339 @@
+// VXTraceview: many traces stacked in one viewport on one time axis.
+//
+// The view owns its traces (VXTrace) and lays the visible ones out in the
+// world y range 0 to 1, top to bottom, at heights proportional to their
+// stretch_height; scrolling is a change of the viewport's y window, shown
+// by a vertical scroll bar at the left edge.  x is epoch time: the window
+// tleft to tright.
+//
+// Traces are named by their label "STA CHAN", with ";n" for the n-th copy.
+// A trace expression names a subset: a comma list of elements
+// "sta:chan;copy" whose parts are regular expressions matched whole (each
+// part optional), or "*" (all), or "selected" (the selected traces in the
+// order of selecting; consumes the selection) or "selected+" (the same,
+// keeping it).
+//
+// Painting goes through the viewport's paint cycle: drawViewportItem()
+// takes the grid from the plot width, lays the traces out and paints their
+// paths into an off-screen image, which is then blitted to the plot.  With
+// skip_render set, only the cached image is blitted and the overlays drawn.
+//
+// Errors: a failing function registers one line "VXTraceview::method: ..."
+// and returns -1; the view is unchanged.
+//
+// Threads: everything runs on the thread that paints, except that a
+// real-time feed may add columns to a trace under mutex_traces and the
+// trace's tide_mutex (in that order); the paint holds mutex_traces over the
+// layout and the painting of the image.
+#pragma once
+
+#include "foundation/configure.h"
+#include "foundation/values.h"
+#include "viewport/viewportitem.h"
+#include "vxplot_export.h"
+#include "waveform/tracedefaults.h"
+
+#include <QHash>
+#include <QImage>
+#include <QList>
+#include <QPointer>
+#include <QScrollBar>
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+#include <pthread.h>
+
+class QPainter;
+class QResizeEvent;
+class VXAxes;
+class VXPolypoint;
+class VXText;
+class VXCommandConsole;
+class VXTrace;
+class VXViewport;
+
+// The look of one display mode (main or edit): the keys of the
+// "main_display" or "edit_display" array of the display-parameter document.
+// An unset colour or font is one the document did not give.
+struct VxTraceviewDisplayMode
+{
+    VX_Color color_background;         // the plot behind the traces
+    VX_Color color_traces_background;  // the band behind each trace's data
+    VX_Color color_foreground;         // the waveforms
+    VX_Color color_time_grids;
+    VX_Font font_trace_label;
+    VX_Color color_trace_label;
+    VX_Color color_trace_selected_background;
+    VX_Font font_trace_amp_label;
+    VX_Color color_trace_amp_label;
+    VX_Font font_trace_filter_label;
+    VX_Color color_trace_filter_label;
+    VX_Color color_trace_select_background;
+    VX_Font font_trace_select_order_label;
+    VX_Color color_trace_select_order_label;
+    VX_Color color_coordinates_status;
+    VX_Color color_origin_status;
+    VX_Color color_preferred_origin_status;
+    double linewidth = 1.0;  // pixels
+};
+
+struct VxTraceviewDisplayParameters
+{
+    VxTraceviewDisplayMode main_display;
+    VxTraceviewDisplayMode edit_display;
+    QString arrival_select_expr;  // regular expressions over phase names; empty for none
+    QString arrival_reject_expr;
+    QString text;                 // the document as last parsed
+};
+
+// The configurable values of a trace view.
+struct VxTraceview
+{
+    double xpixel_factor = 2.0;  // columns per screen pixel (truncated when above 1)
+    int show_arrivals = 1;
+    int show_predicted_arrivals = 1;
+    int show_detections = 1;
+    int show_residuals = 1;
+    int label_visible = 1;
+    int ampscale_visible = 1;
+    int show_crosshairs = 1;
+    int show_coordinates_status = 1;
+    int show_arrival_status = 1;
+    int show_origin_status = 1;
+    int use_wheel = 0;
+    int palign = 0;
+    int auto_distance_sort = 0;
+    int disable_edits = 0;
+    int render_event_info = 1;
+    int max_traces = -1;         // most traces in the y window; not above 0: no limit
+    int min_pixels_traces = -1;  // least pixels per trace; not above 0: no limit
+    int preserve_time_scale_on_resize = 0;
+    int preserve_traces_scale_on_resize = 0;
+    int ampscale_mode = 1;       // 0 fixed, 1 auto, 2 auto0, 3 autop, 4 auton
+    int clip = 0;
+    int antialias = 1;
+    double gain = 1.0;
+    QString filter_string;       // as given, "filter # label"
+    QString predicted_phases;
+    QString default_phase;
+    QString units;               // "source", "counts" or "sm"
+    double filter_tpad = 10.0;
+    QString traceview_buttons_definitions;
+    QString traceview_buttons;
+    QString aliases;
+    QString hotkeys;
+    QString arrivals_menus;
+    double animate_interval = 0.0;
+    double animate_toffset = 10.0;
+    QString interaction;
+    VX_Color color_time_now;
+
+    int show_associations = 0;
+    int hide_noarrivals = 0;
+    int hide_nodetections = 0;
+    int hide_nowaveforms = 0;
+    int animate_mode = 0;
+    double units_scale = 1.0;
+    int auto_traces_fit = 0;
+    int auto_select_event = 0;
+    QString display_expr;
+    QString taskbar_buttons_definitions_string;
+    QString taskbar_buttons_string;
+};
+
+// The default display-parameter document.
+VXPLOT_EXPORT const char* traceview_default_display_parameters();
+
+class VXPLOT_EXPORT VXTraceview : public VXViewportItem, public VXConfigure
+{
+public:
+    // A view drawn in master.  cc, make_taskbar and vptaskbar are kept for
+    // the command console and the task bar; they may be null or 0.  Call
+    // init() before use.
+    VXTraceview(VXViewport* master, VXCommandConsole* cc, int make_taskbar, VXViewport* vptaskbar);
+    ~VXTraceview() override;
+
+    // Configure the viewport for a time axis, install the keys with their
+    // defaults, make the axes and the scroll bar.
+    void init();
+
+    int drawViewportItem(QPainter* painter) override;
+    void setVisibility() override;
+    // Send a message to the client (timespan changes, commands); nothing
+    // while nofeedback is set.
+    virtual void callback(QString message);
+    // Receives what callback() sends; may be empty.
+    std::function<void(const QString&)> client_callback;
+
+    // --- time and y window
+    // tleft -2e30 keeps the start (the earliest source time, or 0.0 when
+    // none is known), twin -2e30 the width; a negative twin ends the window
+    // at tleft.  0, or -1 for a width of 0 (nothing changes).
+    int setTimeWindow(double tleft, double twin);
+    void timeWindow(double& tleft, double& twin);
+    // Shift the time window by dt seconds.
+    int panX(double dt);
+    // Narrow the time window by factor about time tref (-2e30: its middle).
+    int zoomX(double tref, double factor);
+    int panY(double ytop);
+    // Bring a trace (or the index-th displayed trace) to the top of the y window.
+    int panY(VXTrace* trace);
+    int panY(int index);
+    // Show the displayed traces from top to bottom (or the index-th ones), in either order.
+    int zoomY(VXTrace* top, VXTrace* bottom);
+    int zoomY(int top, int bottom);
+    // Show y window [ybottom_view, ytop_view]: ignored when wholly outside 0 to 1, else clamped.
+    int setAmpView(double ybottom_view, double ytop_view);
+    // What a resize of the viewport does to the view (installed by init()).
+    void resizeCallback(QResizeEvent* event);
+    // Zoom the y window about yref (negative: the window top) by factor.
+    int zoomY(double yref, double factor);
+    int zoomY2(double ybottom, double ytop);
+    int autoTracesFit();
+    // Show y window [ybottom, ytop] (clamped into 0 to 1, height at most
+    // 1.0 when coords_set) and set the scroll bar from it.
+    void setScroll(double ytop, double ybottom, int coords_set);
+    // Lay the visible traces out; the number of traces shown (0: nothing to draw).
+    int layoutTraces();
+    // Apply max_traces and min_pixels_traces to the y window; 0 when the
+    // view is not to be drawn.
+    int setDisplayScales();
+    // Paint the traces into the image and the image to the plot.
+    int draw();
+    // Repaint; with wfdiscs the traces re-read their data.  Nothing in batch.
+    void refresh(int wfdiscs);
+    void refreshPost(int wfdiscs);
+
+    // --- the trace set (the view owns every trace)
+    // A new trace of label "STA CHAN" (a ";n" suffix is dropped), numbered
+    // as a copy when the label exists.  Its index.
+    int appendNewTrace(QString channel_label);
+    VXTrace* getTrace(int index);
+    VXTrace* getTrace(QString channel_label);
+    // The displayed trace whose band holds world y, with its place in the
+    // display list in *index (may be null); null and -1 when none.
+    VXTrace* getTrace(double y, int* index);
+    int duplicateTrace(QString& channel_label);
+    int deleteTrace(int index);
+    int deleteTrace(QString channel_label);
+    void clearTraces();
+    // Replace the order of traces by list (all of them, each once), setting sort_order.
+    int setTraces(QList<VXTrace*> list);
+    int numTraces() const { return static_cast<int>(traces.size()); }
+
+    // --- trace expressions
+    int resolveTracesExpressions(QString expressions, int copyok, QList<VXTrace*>& traces_output, int* all);
+    // 1 when a trace of that label would match, 0 not, -1 bad expression.
+    int isMatchTracesExpressions(QString expressions, QString channel_label, int copyok);
+    int checkTracesExpressions(QString expressions, int selectedok);
+    int setNaturalSortOrderExpr(QString expr);
+    void defaultSort(QList<VXTrace*>& list);
+    int naturalSort(int need_scan_wfdisc);
+    void distanceSort();
+    void makeTracesSorttab();
+
+    // --- setters of words ("toggle" or a boolean word); 1 changed, 0 not, -1 bad word
+    int setPreserveTimeScaleOnResize(QString word);
+    int setPreserveTracesScaleOnResize(QString word);
+    int setPalign(QString word);
+    int setAutoDistanceSort(QString word);
+    int setAutoTracesFit(QString word);
+    int setShowPredictedArrivals(QString word);
+    int setShowTracesWithArrivals(QString word);
+    int setShowTracesWithDetections(QString word);
+    int setShowTracesWithArrivalsOrDetections(QString word);
+    int setShowTracesWithWaveforms(QString word);
+    int setBatch(QString word);
+    int setAntialias(QString word);
+    int setClip(QString word);
+    void setNofeedback(int nofeedback);
+    void setCommandConsole(VXCommandConsole* cc) { command_console = cc; }
+
+    // Run a line of the trace view's command language.  nofeedback 0 or
+    // above is stored first.  With a console attached and send_to_cc set
+    // the line goes to the console (console_command).  Otherwise the line
+    // runs through command_processor: on success *output takes its text
+    // and the client gets "type command\ncommand <line>\n"; on failure
+    // *output takes the error register's text, which is emptied, and the
+    // result is -1.  An empty line empties *output.
+    int sendCommand(QString command, QString* output, int send_to_cc, int nofeedback);
+    // The command language: runs one line, its output into the text; 0 or
+    // -1 with the error registered.  Empty until the language is attached.
+    std::function<int(const QString& command, QString& output)> command_processor;
+    // Hands a line to the attached console, which runs and records it.
+    std::function<int(const QString& command)> console_command;
+    // Send "alias key value" for each entry of the array "aliases" of the
+    // parameter text (a table's rows joined by the two characters "\n"),
+    // and "hotkey key value" for the array "hotkeys", without client
+    // messages.  0, or -1 at the first failure.
+    int parseAliases(QString text);
+    int parseHotkeys(QString text);
+
+    int parseDisplayParameters(QString text);
+    int processFilterString(QString filter, QString& filter_string, QString& filter_label);
+
+    VxTraceview vars;
+    VxTraceviewDisplayParameters display_parameters;
+    VxTraceviewDefaults defaults;  // what every trace inherits
+
+    double tleft = 0.0, tright = 0.0;
+    double dtperpixel = 0.0;
+    int npixels = 0;
+    double tbuffer = 50.0;
+    int batch = 0;
+    QString stachan_accept;
+    QHash<QString, int> stachan_hash;
+    QPainter* painter = nullptr;
+    int nofeedback = 0;
+    int skip_render = 0;  // 0 full repaint, else reuse image; negative: once only
+    int interaction_mode = 0;
+    int edit_mode = 0;
+    double ybottom_view_hold = 0.0, ytop_view_hold = 1.0;
+    double tstart_sources = -2e30;
+    double resize_xfactor = 1.0, resize_yfactor = 1.0;
+    double minimum_height = 0.0;
+    QImage image;
+    int image_w = 0, image_h = 0;
+    int image_xshift = 0, image_yshift = 0;
+    QPointer<QScrollBar> scrollbar;  // a child of the viewport widget, gone with it
+    VXAxes* axes = nullptr;           // owned, as are the items below
+    VXPolypoint* crosshairs1 = nullptr;  // hidden until the pointer shows them
+    VXPolypoint* crosshairs2 = nullptr;
+    VXPolypoint* now_time = nullptr;     // the present time, with color_time_now set
+    VXText* coordinates_text = nullptr;  // status lines, hidden until used
+    VXText* arrival_text = nullptr;
+    VXText* origin_text = nullptr;
+    VXTrace* last_trace_selected = nullptr;
+    QList<VXTrace*> traces;
+    QList<VXTrace*> traces_display_list;
+    QList<int> traces_sorttab;
+    QHash<QString, VXTrace*> channel_label_hash;
+    pthread_mutex_t mutex_traces;
+    pthread_mutex_t mutex_startup;
+    int startup_locked = 0;
+    VXCommandConsole* command_console = nullptr;
+    int make_taskbar = 0;
+    VXViewport* vptaskbar = nullptr;
+    QString natural_sort_order_expr;
+    int need_distance_sort = 1;
+
+private:
+    int setWord(const char* who, const QString& word, int* field, bool allow_auto = false);
+    // One element "sta:chan;copy" into its three expressions; -1 when malformed.
+    int parseElement(const QString& element, QString& sta, QString& chan, QString& copy);
+    // 1 when trace matches, 0 not, -1 for a bad regular expression.
+    int resolveTrace(const QString& sta_expression, const QString& chan_expression, const QString& copy_expression,
+                     int copyok, VXTrace* trace);
+    int matchLabel(const QString& sta_expression, const QString& chan_expression, const QString& copy_expression,
+                   const QString& sta, const QString& chan, int copy);
+    void syncDefaults();
+    int sendEntries(const char* who, const char* word, QString text);
+    // Show the present time as a line across the plot when color_time_now is set.
+    void drawTimeNow(int plot_height);
+    void removeFromLists(VXTrace* trace);
+    void* regex_hook = nullptr;  // cache of the last compiled expression
+    // Cleared by the destructor: viewport callbacks that outlive the view see null.
+    std::shared_ptr<VXTraceview*> self_guard;
+};
