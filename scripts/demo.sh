@@ -7,6 +7,8 @@ scripts/setup.sh
 
 cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DVX_BUILD_TESTS=OFF
 cmake --build build/release -j "$(nproc)" --target vxsh
+# the map beside the plot draws the coastlines converted at build time
+cmake --build build/release -j "$(nproc)" --target vx_coasts
 
 if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
   exec build/release/tools/vxsh examples/demo.vxs
