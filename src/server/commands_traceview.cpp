@@ -1,5 +1,5 @@
 // The trace view's words: traceview, traceview_setcommandconsole,
-// traceview_sendcommand.
+// traceview_sendcommand, and traceview_opendatabase.
 #include "server/commands.h"
 #include "server/procs.h"
 #include "viewport/viewport.h"
@@ -98,6 +98,26 @@ int VX_GraphicsServer_traceview_sendcommand(Server* server, Command* command, Re
     return r;
 }
 
+// Our own word: open the event server of a database by its path (the view
+// keeps it open while it lives) and make the traces of its waveform rows.
+int VX_GraphicsServer_traceview_opendatabase(Server* server, Command* command, Response* response)
+{
+    const char* proc = "VX_GraphicsServer_traceview_opendatabase";
+    auto* traceview = static_cast<VXTraceview*>(command->target);
+    const qsizetype n = command->args.size();
+    const QString path = command->args[0];
+    if (path.isEmpty())
+        return vx_fail(server, response, "%s: No database path.\n", proc);
+    const QString accept = n > 1 ? command->args[1] : QString();
+    const QString reject = n > 2 ? command->args[2] : QString();
+    if (traceview->createTraces(traceview->openDatabase(path), accept, reject) < 0)
+        return VX_GraphicsServer_error2(server, response);
+    VX_TRACE("%s->createTraces(%s->openDatabase(%s), %s, %s)", vx_msg(command->handle).constData(),
+             vx_msg(command->handle).constData(), vx_msg(path).constData(), vx_msg(accept).constData(),
+             vx_msg(reject).constData());
+    return vx_answer(response, command->handle);
+}
+
 } // namespace
 
 extern const std::vector<VX_GraphicsServer_command_row> vx_commands_traceview = {
@@ -116,4 +136,9 @@ extern const std::vector<VX_GraphicsServer_command_row> vx_commands_traceview = 
      "w = mainwindow none\nv = viewport $w\nt = traceview $v '' 0 ''\ntraceview_sendcommand $t '' 1 0 1",
      {.types = vx_types(VX_TYPE_TRACEVIEW), .wrong_type = "{proc}: must be traceview item parent.\n", .min_args = 1,
       .max_args = 4, .wrong_count = "{proc}: sendcommand needs 1, 2, 3, or 4 arguments.\n"}},
+    {"traceview_opendatabase", VX_GraphicsServer_traceview_opendatabase,
+     "traceview_opendatabase TRACEVIEW path [stachan_accept [stachan_reject]]",
+     "w = mainwindow none\nv = viewport $w\nt = traceview $v '' 0 ''\ntraceview_opendatabase $t /tmp/vxsh_no_database",
+     {.types = vx_types(VX_TYPE_TRACEVIEW), .wrong_type = "{proc}: must be traceview item parent.\n", .min_args = 1,
+      .max_args = 3, .wrong_count = "{proc}: opendatabase needs 1, 2 or 3 arguments.\n"}},
 };

@@ -2,6 +2,9 @@
 // the display parameters.
 #include "waveform/traceview.h"
 
+#include "toolkit/events/qkserver.h"
+#include "waveform/traceviewqkclient.h"
+
 #include "items/axes.h"
 #include "items/polypoint.h"
 #include "items/text.h"
@@ -379,6 +382,11 @@ VXTraceview::~VXTraceview()
     *self_guard = nullptr;
     releaseConfigureStrings();
     clearTraces();
+    // the clients before their servers: a client leaves its server
+    qDeleteAll(qks);
+    qks.clear();
+    qDeleteAll(owned_servers);
+    owned_servers.clear();
     delete origin_text;
     delete arrival_text;
     delete coordinates_text;

@@ -32,6 +32,7 @@
 #include "viewport/viewportitem.h"
 #include "vxplot_export.h"
 #include "waveform/tracedefaults.h"
+#include "waveform/tracesources.h"
 
 #include <QHash>
 #include <QImage>
@@ -223,6 +224,30 @@ public:
     int setTraces(QList<VXTrace*> list);
     int numTraces() const { return static_cast<int>(traces.size()); }
 
+    // --- traces from a database, through its event server
+    // Traces of the channels of server's waveform rows accepted by accept
+    // and not rejected by reject (comma lists of "sta:chan" regular
+    // expressions; empty accept takes all), one per channel not shown yet,
+    // reading their samples through the view's client of that database.
+    // A view without a time window takes its viewport's x range when that
+    // meets the data, else the whole span of the channels.  0, or -1 with
+    // the reason registered.
+    int createTraces(QKServer* server, QString stachan_accept, QString stachan_reject);
+    // The record of the view's client of server's database, made on first
+    // use; the view owns the client.  The client posts nothing yet: rows
+    // added later are read when the view refreshes.
+    VxTraceviewQK registerQKServer(QKServer* server);
+    // Make the missing traces of ev's accepted channels; 0 or -1.
+    int scanWfdisc(VxTraceviewQK& ev);
+    // A trace of label reading through client; its index, or -1.
+    int createTraceQk(QString& label, VXTraceviewQKClient* client, int calib_from_db, int index,
+                      int free_when_done);
+    // Position of the trace's station from the site table, or -999.0.
+    void getStaCoords(VXTrace* trace);
+    // The event server of the database at path, opened by the view and
+    // closed with it (for programs that have no server of their own).
+    QKServer* openDatabase(const QString& path);
+
     // --- trace expressions
     int resolveTracesExpressions(QString expressions, int copyok, QList<VXTrace*>& traces_output, int* all);
     // 1 when a trace of that label would match, 0 not, -1 bad expression.
@@ -292,6 +317,7 @@ public:
     int edit_mode = 0;
     double ybottom_view_hold = 0.0, ytop_view_hold = 1.0;
     double tstart_sources = -2e30;
+    double tend_sources = -2e30;  // the last sample of the database's channels
     double resize_xfactor = 1.0, resize_yfactor = 1.0;
     double minimum_height = 0.0;
     QImage image;
@@ -316,6 +342,9 @@ public:
     VXCommandConsole* command_console = nullptr;
     int make_taskbar = 0;
     VXViewport* vptaskbar = nullptr;
+    QHash<QString, VXTraceviewQKClient*> qks;  // one client per database name, owned
+    VxTraceviewQK selected_ev;                  // the record of the last registered
+    QList<QKServer*> owned_servers;             // opened by openDatabase()
     QString natural_sort_order_expr;
     int need_distance_sort = 1;
 

@@ -13,7 +13,10 @@
 
 #include <gtest/gtest.h>
 
+#include <QFile>
 #include <QScrollBar>
+#include <QTemporaryDir>
+#include <QtEndian>
 
 #include <cmath>
 #include <memory>
@@ -495,4 +498,63 @@ TEST(Traceview, OutlivesItsViewport)
     EXPECT_TRUE(v.tv->scrollbar.isNull());
     EXPECT_EQ(v.tv->drawViewportItem(nullptr), 0);
     v.tv.reset();
+}
+
+// Traces from a database through its event server: one per accepted
+// channel, made once, on the channels' time span, with their samples.
+TEST(Traceview, TracesOfADatabaseReadThroughItsEventServer)
+{
+    QTemporaryDir dir;
+    const QString base = dir.path() + "/db";
+    {
+        Rsptr db = rsopen(base.toUtf8().constData(), "css3.0", RS_WRITE | RS_NOSYNC);
+        Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, "rsSCRATCH");
+        const char* channels[][2] = {{"ABC", "BHZ"}, {"ABC", "BHN"}, {"DEF", "BHZ"}};
+        long wfid = 1;
+        for (const auto& c : channels) {
+            ASSERT_EQ(rsputv(wf, nullptr, "sta", c[0], "chan", c[1], "time", 1000.0, "endtime", 1009.99, "nsamp",
+                             1000L, "samprate", 100.0, "calib", 1.0, "calper", 1.0, "segtype", "V", "datatype", "s4",
+                             "dir", ".", "dfile", "sine.w", "foff", 0L, "wfid", wfid++, "jdate", 1970001L, nullptr),
+                      0)
+                << takeErrors();
+            ASSERT_GE(rsaddrecord(wf), 0);
+        }
+        rsclose(db);
+        QFile file(dir.path() + "/sine.w");
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        for (int i = 0; i < 1000; i++) {
+            uchar s4[4];
+            qToBigEndian<qint32>(static_cast<qint32>(1000.0 * std::sin(2.0 * M_PI * i / 50.0)), s4);
+            file.write(reinterpret_cast<const char*>(s4), 4);
+        }
+    }
+    View v(600, 300);
+    ASSERT_EQ(v.tv->createTraces(v.tv->openDatabase(base), "", "DEF:.*"), 0) << takeErrors();
+    ASSERT_EQ(v.tv->createTraces(v.tv->openDatabase(base), "", ""), 0) << takeErrors();  // adds DEF only
+    QStringList labels = v.labels(v.tv->traces);
+    labels.sort();
+    EXPECT_EQ(labels, QStringList({"ABC BHN", "ABC BHZ", "DEF BHZ"}));
+    double tleft = 0.0, twin = 0.0;
+    v.tv->timeWindow(tleft, twin);
+    EXPECT_DOUBLE_EQ(tleft, 1000.0);
+    EXPECT_NEAR(twin, 9.99, 1e-9);
+
+    const QImage image = vptest::render(v.vp.get());
+    vptest::keep(image, "traceview_database");
+    for (int i = 0; i < 3; i++) {
+        SCOPED_TRACE(i);
+        const int mtop = v.vp->vars.mtop, h = 300 - mtop - v.vp->vars.mbottom;
+        const int mleft = v.vp->vars.mleft, right = 600 - v.vp->vars.mright;
+        int rows = 0;  // rows of the band that the sine reaches
+        for (int y = mtop + h * i / 3; y < mtop + h * (i + 1) / 3; y++) {
+            int ink = 0;
+            for (int x = mleft; x < right; x++)
+                ink += isTraceInk(image.pixel(x, y));
+            rows += ink > 0;
+        }
+        EXPECT_GT(rows, h / 3 / 2);
+    }
+
+    EXPECT_EQ(v.tv->createTraces(nullptr, "", ""), -1);
+    EXPECT_EQ(takeErrors(), "VXTraceview::createTraces: registerQKServer() error.\n");
 }
