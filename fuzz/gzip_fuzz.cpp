@@ -25,6 +25,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const int rc = wfgzip_range(bytes.data(), bytes.size(), offset, kLength, &out, &inflated, "fuzz");
     if (out.size() > kLength || (!out.empty() && inflated < offset + out.size()))
         abort();
+    // a failure says why
+    if (rc < 0 && hl_error_count() == 0)
+        abort();
     hl_clear_register(0);
     return 0;
 }
