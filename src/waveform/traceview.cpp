@@ -498,6 +498,14 @@ void VXTraceview::setNofeedback(int value)
     nofeedback = value;
 }
 
+int VXTraceview::setWordAndRefresh(const char* who, const QString& word, int* field)
+{
+    const int r = setWord(who, word, field);
+    if (r > 0)
+        refresh(0);
+    return r;
+}
+
 int VXTraceview::setWord(const char* who, const QString& word, int* field, bool allow_auto)
 {
     int want;
@@ -543,10 +551,7 @@ int VXTraceview::setPalign(QString word)
 
 int VXTraceview::setAutoDistanceSort(QString word)
 {
-    const int r = setWord("setAutoDistanceSort", word, &vars.auto_distance_sort);
-    if (r > 0)
-        refresh(0);
-    return r;
+    return setWordAndRefresh("setAutoDistanceSort", word, &vars.auto_distance_sort);
 }
 
 int VXTraceview::setAutoTracesFit(QString word)
@@ -560,26 +565,17 @@ int VXTraceview::setAutoTracesFit(QString word)
 
 int VXTraceview::setShowPredictedArrivals(QString word)
 {
-    const int r = setWord("setShowPredictedArrivals", word, &vars.show_predicted_arrivals);
-    if (r > 0)
-        refresh(0);
-    return r;
+    return setWordAndRefresh("setShowPredictedArrivals", word, &vars.show_predicted_arrivals);
 }
 
 int VXTraceview::setShowTracesWithArrivals(QString word)
 {
-    const int r = setWord("setShowTracesWithArrivals", word, &vars.hide_noarrivals);
-    if (r > 0)
-        refresh(0);
-    return r;
+    return setWordAndRefresh("setShowTracesWithArrivals", word, &vars.hide_noarrivals);
 }
 
 int VXTraceview::setShowTracesWithDetections(QString word)
 {
-    const int r = setWord("setShowTracesWithDetections", word, &vars.hide_nodetections);
-    if (r > 0)
-        refresh(0);
-    return r;
+    return setWordAndRefresh("setShowTracesWithDetections", word, &vars.hide_nodetections);
 }
 
 int VXTraceview::setShowTracesWithArrivalsOrDetections(QString word)
@@ -596,10 +592,7 @@ int VXTraceview::setShowTracesWithArrivalsOrDetections(QString word)
 
 int VXTraceview::setShowTracesWithWaveforms(QString word)
 {
-    const int r = setWord("setShowTracesWithWaveforms", word, &vars.hide_nowaveforms);
-    if (r > 0)
-        refresh(0);
-    return r;
+    return setWordAndRefresh("setShowTracesWithWaveforms", word, &vars.hide_nowaveforms);
 }
 
 int VXTraceview::setBatch(QString word)
@@ -612,18 +605,12 @@ int VXTraceview::setBatch(QString word)
 
 int VXTraceview::setAntialias(QString word)
 {
-    const int r = setWord("setAntialias", word, &vars.antialias);
-    if (r > 0)
-        refresh(0);
-    return r;
+    return setWordAndRefresh("setAntialias", word, &vars.antialias);
 }
 
 int VXTraceview::setClip(QString word)
 {
-    const int r = setWord("setClip", word, &vars.clip);
-    if (r > 0)
-        refresh(0);
-    return r;
+    return setWordAndRefresh("setClip", word, &vars.clip);
 }
 
 int VXTraceview::processFilterString(QString filter, QString& filter_string, QString& filter_label)

@@ -350,6 +350,8 @@ public:
 
 private:
     int setWord(const char* who, const QString& word, int* field, bool allow_auto = false);
+    // setWord(), then a repaint when the value changed
+    int setWordAndRefresh(const char* who, const QString& word, int* field);
     // One element "sta:chan;copy" into its three expressions; -1 when malformed.
     int parseElement(const QString& element, QString& sta, QString& chan, QString& copy);
     // 1 when trace matches, 0 not, -1 for a bad regular expression.
