@@ -1,6 +1,7 @@
 #include "toolkit/seedlink/pktchan.h"
 
 #include "toolkit/base/errors.h"
+#include "toolkit/waveio/wfmseed_p.h"
 
 #include <libmseed.h>
 
@@ -53,7 +54,9 @@ int pktDecode(const char* srcname, double pkttime, const char* packet, int nbyte
     // libmseed unpacks in place (byte swapping) only into its own buffers;
     // the record itself is read, never written
     thread_local ParseSpace space;
-    const int rc = msr_parse(const_cast<char*>(packet), nbytes, &space.msr, -1, 1, 0);
+    // the header first: the samples are unpacked only once the record is
+    // known to hold what it claims
+    const int rc = msr_parse(const_cast<char*>(packet), nbytes, &space.msr, -1, 0, 0);
     MSRecord* msr = space.msr;
     if (rc != 0 || !msr) {
         if (rc > 0)
@@ -61,6 +64,20 @@ int pktDecode(const char* srcname, double pkttime, const char* packet, int nbyte
         else
             hl_register_error(0, "pktDecode: Not a miniSEED record: %s.\n", rc < 0 ? ms_errorstr(rc) : "no record");
         return -1;
+    }
+    if (msr->reclen > nbytes || !wfmseed_samples_fit(msr)) {
+        hl_register_error(0, "pktDecode: Record claims %lld samples that do not fit in its %d bytes.\n",
+                          static_cast<long long>(msr->samplecnt), msr->reclen);
+        return -1;
+    }
+    if (msr->samplecnt > 0) {
+        const int swap = (msr->byteorder == 1) != (ms_bigendianhost() != 0) ? 1 : 0;
+        const int64_t unpacked = msr_unpack_data(msr, swap, 0);
+        if (unpacked < 0 || unpacked > msr->samplecnt) {
+            hl_register_error(0, "pktDecode: Cannot decode the samples of the record.\n");
+            return -1;
+        }
+        msr->numsamples = unpacked;
     }
     auto* p = new (std::nothrow) Packet;
     if (!p) {

@@ -50,6 +50,25 @@ long place(const T* samples, int64_t n, long index0, const WfMseedWindow& w, flo
 
 }  // namespace
 
+bool wfmseed_samples_fit(const MSRecord* msr)
+{
+    if (!msr || msr->reclen < MINRECLEN || msr->samplecnt < 0)
+        return false;
+    const size_t reclen = static_cast<size_t>(msr->reclen);
+    const size_t data_offset = msr->fsdh ? msr->fsdh->data_offset : 0;
+    size_t sample_size = 0;
+    if (msr->encoding == DE_INT16)
+        sample_size = 2;
+    else if (msr->encoding == DE_INT32 || msr->encoding == DE_FLOAT32)
+        sample_size = 4;
+    else if (msr->encoding == DE_FLOAT64)
+        sample_size = 8;
+    else if (msr->encoding == DE_ASCII)
+        sample_size = 1;
+    return data_offset >= 48 && data_offset < reclen &&
+           static_cast<uint64_t>(msr->samplecnt) * sample_size <= reclen - data_offset;
+}
+
 int wfmseed_read(const char* bytes, size_t size, const WfMseedWindow& window, float* out, WfMseedFault* fault,
                  const char* name)
 {
@@ -111,18 +130,7 @@ int wfmseed_read(const char* bytes, size_t size, const WfMseedWindow& window, fl
                               name, offset, msr->encoding, ms_encodingstr(msr->encoding));
             return -1;
         }
-        // libmseed trusts the sample count of uncompressed encodings: a
-        // count larger than the record would read past it
-        const size_t data_offset = msr->fsdh ? msr->fsdh->data_offset : 0;
-        size_t sample_size = 0;
-        if (msr->encoding == DE_INT16)
-            sample_size = 2;
-        else if (msr->encoding == DE_INT32 || msr->encoding == DE_FLOAT32)
-            sample_size = 4;
-        else if (msr->encoding == DE_FLOAT64)
-            sample_size = 8;
-        if (data_offset < 48 || data_offset >= reclen ||
-            static_cast<uint64_t>(msr->samplecnt) * sample_size > reclen - data_offset) {
+        if (!wfmseed_samples_fit(msr)) {
             hl_register_error(0,
                               "wfmseed_read: File '%s': the record at byte %zu claims %lld samples that do not fit "
                               "in its %zu bytes.\n",

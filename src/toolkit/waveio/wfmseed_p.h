@@ -38,3 +38,10 @@ struct WfMseedFault
 // unpacks), so the call is safe from any thread.
 int wfmseed_read(const char* bytes, size_t size, const WfMseedWindow& window, float* out, WfMseedFault* fault,
                  const char* name);
+
+struct MSRecord_s;
+
+// Whether the samples a parsed record claims fit in it: libmseed trusts the
+// sample count of uncompressed encodings and the data offset, so a record
+// that lies about them would be read past its end.  Check before unpacking.
+bool wfmseed_samples_fit(const struct MSRecord_s* msr);
