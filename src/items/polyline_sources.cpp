@@ -1,6 +1,7 @@
 // The point sources of VXPolyline and its configuration table.
 #include "items/polyline.h"
 
+#include "items/itemvalues_p.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hlvector.h"
 #include "toolkit/base/strings.h"
@@ -16,6 +17,9 @@
 #include <string>
 
 namespace {
+
+using vxitems::parseNumber;
+using vxitems::parsePointer;
 
 // Longest "x y" entry of the points source, in bytes.
 constexpr size_t max_entry = 8191;
@@ -41,40 +45,6 @@ enum {
 VXPolyline* polylineOf(void* object_ptr)
 {
     return static_cast<VXPolyline*>(static_cast<VXConfigure*>(object_ptr));
-}
-
-// A pointer written as text ("0x55d0c0", or "0"/"" for null); false for
-// other text.
-bool parsePointer(const char* value, void** ptr)
-{
-    if (!value || !*value) {
-        *ptr = nullptr;
-        return true;
-    }
-    char* end = nullptr;
-    errno = 0;
-    const unsigned long long v = strtoull(value, &end, 0);
-    if (end == value || *end != '\0' || errno == ERANGE)
-        return false;
-    *ptr = reinterpret_cast<void*>(static_cast<uintptr_t>(v));
-    return true;
-}
-
-// A finite number with nothing after it but blanks.
-bool parseNumber(const char* value, double* number)
-{
-    if (!value)
-        return false;
-    char* end = nullptr;
-    const double v = fixed_strtod(value, &end);
-    if (end == value || !std::isfinite(v))
-        return false;
-    while (*end == ' ' || *end == '\t')
-        end++;
-    if (*end != '\0')
-        return false;
-    *number = v;
-    return true;
 }
 
 char* replaceText(char* old, const char* text)

@@ -3,6 +3,7 @@
 #include "items/polypoint.h"
 
 #include "glyphs/glyph.h"
+#include "items/itemvalues_p.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hlvector.h"
 #include "toolkit/base/strings.h"
@@ -16,6 +17,9 @@
 #include <cstring>
 
 namespace {
+
+using vxitems::parseNumber;
+using vxitems::parsePointer;
 
 enum {
     opt_vector,
@@ -92,37 +96,6 @@ const char* const anchor_words[][2] = {
 VXPolypoint* polypointOf(void* object_ptr)
 {
     return static_cast<VXPolypoint*>(static_cast<VXConfigure*>(object_ptr));
-}
-
-// A pointer written as text ("0x55d0c0", or "0"/"" for null).
-bool parsePointer(const char* value, void** ptr)
-{
-    if (!value || !*value) {
-        *ptr = nullptr;
-        return true;
-    }
-    char* end = nullptr;
-    errno = 0;
-    const unsigned long long v = strtoull(value, &end, 0);
-    if (end == value || *end != '\0' || errno == ERANGE)
-        return false;
-    *ptr = reinterpret_cast<void*>(static_cast<uintptr_t>(v));
-    return true;
-}
-
-// A finite number and nothing after it but blanks.
-bool parseNumber(const char* value, double* number)
-{
-    char* end = nullptr;
-    const double v = fixed_strtod(value, &end);
-    if (end == value || !std::isfinite(v))
-        return false;
-    while (*end == ' ' || *end == '\t')
-        end++;
-    if (*end != '\0')
-        return false;
-    *number = v;
-    return true;
 }
 
 // The anchor number of VX_AnchorName() for an anchor word; -1 for others.
