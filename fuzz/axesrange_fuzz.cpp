@@ -5,11 +5,11 @@
 // item draws the view into a small image; both must end, and the tics must
 // lie in the view.
 #include <VX.h>
+#include "fuzzapp.h"
 
 #include "items/axes.h"
 #include "viewport/viewport.h"
 
-#include <QApplication>
 #include <QImage>
 #include <QPainter>
 
@@ -21,19 +21,6 @@
 #include <vector>
 
 namespace {
-
-QApplication* application()
-{
-    static int argc = 1;
-    static char name[] = "axesrange_fuzz";
-    static char* argv[] = {name, nullptr};
-    static QApplication* app = nullptr;
-    if (!app && !QCoreApplication::instance()) {
-        setenv("QT_QPA_PLATFORM", "offscreen", 1);
-        app = new QApplication(argc, argv);
-    }
-    return app;
-}
 
 void checkTics(const std::vector<VX_AxisTic>& tics, double lo, double hi)
 {
@@ -48,7 +35,7 @@ void checkTics(const std::vector<VX_AxisTic>& tics, double lo, double hi)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    application();
+    fuzz_application();
     uint8_t head[3] = {0, 0, 0};
     double v[6] = {0, 0, 0, 0, 0, 0};
     if (size > 0)

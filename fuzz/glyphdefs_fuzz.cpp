@@ -6,13 +6,13 @@
 // Then glyphs are made from every style, fed coding inputs and drawn in a
 // small view.
 #include <VX.h>
+#include "fuzzapp.h"
 
 #include "glyphs/glyph.h"
 #include "glyphs/glyphs.h"
 #include "glyphs/glyphsgc.h"
 #include "viewport/viewport.h"
 
-#include <QApplication>
 #include <QImage>
 #include <QPainter>
 #include <QString>
@@ -30,19 +30,6 @@ constexpr int max_styles = 16;
 
 const double inputs[] = {0.0, 4.5, 650.0, -1.0, 1e30, NAN};
 
-QApplication* application()
-{
-    static int argc = 1;
-    static char name[] = "glyphdefs_fuzz";
-    static char* argv[] = {name, nullptr};
-    static QApplication* app = nullptr;
-    if (!app && !QCoreApplication::instance()) {
-        setenv("QT_QPA_PLATFORM", "offscreen", 1);
-        app = new QApplication(argc, argv);
-    }
-    return app;
-}
-
 // Run one parser; on failure nothing may have changed.
 template <typename F>
 void checked(VXGlyphsGraphicsContext& ggc, F parse)
@@ -59,7 +46,7 @@ void checked(VXGlyphsGraphicsContext& ggc, F parse)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    application();
+    fuzz_application();
     if (size > max_input)
         size = max_input;
     const QString text = QString::fromUtf8(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));

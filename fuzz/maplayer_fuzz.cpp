@@ -6,12 +6,12 @@
 // layer of its own.  A refused definition must leave that layer as it was.
 // The map is then drawn in each projection.
 #include <VX.h>
+#include "fuzzapp.h"
 
 #include "map/maplayer.h"
 #include "map/mapitem.h"
 #include "viewport/viewport.h"
 
-#include <QApplication>
 #include <QImage>
 #include <QString>
 #include <QStringList>
@@ -24,24 +24,11 @@ namespace {
 
 constexpr size_t max_input = 16384;
 
-QApplication* application()
-{
-    static int argc = 1;
-    static char name[] = "maplayer_fuzz";
-    static char* argv[] = {name, nullptr};
-    static QApplication* app = nullptr;
-    if (!app && !QCoreApplication::instance()) {
-        setenv("QT_QPA_PLATFORM", "offscreen", 1);
-        app = new QApplication(argc, argv);
-    }
-    return app;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    application();
+    fuzz_application();
     if (size > max_input)
         size = max_input;
     const QString text = QString::fromUtf8(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));

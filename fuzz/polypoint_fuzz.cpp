@@ -6,12 +6,12 @@
 // leave the point count and the first point's label and size as they were.
 // The points are then drawn in a small view.
 #include <VX.h>
+#include "fuzzapp.h"
 
 #include "glyphs/glyph.h"
 #include "items/polypoint.h"
 #include "viewport/viewport.h"
 
-#include <QApplication>
 #include <QImage>
 #include <QString>
 
@@ -24,24 +24,11 @@ namespace {
 constexpr size_t max_input = 8192;
 constexpr int max_lines = 32;
 
-QApplication* application()
-{
-    static int argc = 1;
-    static char name[] = "polypoint_fuzz";
-    static char* argv[] = {name, nullptr};
-    static QApplication* app = nullptr;
-    if (!app && !QCoreApplication::instance()) {
-        setenv("QT_QPA_PLATFORM", "offscreen", 1);
-        app = new QApplication(argc, argv);
-    }
-    return app;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    application();
+    fuzz_application();
     if (size > max_input)
         size = max_input;
     const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));

@@ -5,12 +5,12 @@
 // the selection as it was; an accepted one names traces of the view, each
 // once.  "selected" empties the selection.
 #include <VX.h>
+#include "fuzzapp.h"
 
 #include "viewport/viewport.h"
 #include "waveform/trace.h"
 #include "waveform/traceview.h"
 
-#include <QApplication>
 #include <QSet>
 #include <QString>
 
@@ -23,24 +23,11 @@ namespace {
 constexpr size_t max_input = 4096;
 constexpr int max_lines = 32;
 
-QApplication* application()
-{
-    static int argc = 1;
-    static char name[] = "traceexpr_fuzz";
-    static char* argv[] = {name, nullptr};
-    static QApplication* app = nullptr;
-    if (!app && !QCoreApplication::instance()) {
-        setenv("QT_QPA_PLATFORM", "offscreen", 1);
-        app = new QApplication(argc, argv);
-    }
-    return app;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    application();
+    fuzz_application();
     if (size > max_input)
         size = max_input;
     const QByteArray input(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
