@@ -180,10 +180,16 @@ int CssBackend::openFile(int table, bool write)
     bool created = false;
     int fd = -1;
     if (write) {
-        fd = open(t.path.c_str(), O_RDWR | O_CLOEXEC);
-        if (fd < 0 && errno == ENOENT) {
+        // Another writer may create the file between our two opens; then
+        // its file is the one to use, so open again rather than fail.
+        for (int attempt = 0; attempt < 3 && fd < 0; attempt++) {
+            fd = open(t.path.c_str(), O_RDWR | O_CLOEXEC);
+            if (fd >= 0 || errno != ENOENT)
+                break;
             fd = open(t.path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
             created = fd >= 0;
+            if (fd < 0 && errno != EEXIST)
+                break;
         }
     } else {
         fd = open(t.path.c_str(), O_RDONLY | O_CLOEXEC);
