@@ -31,12 +31,14 @@
 #include "foundation/values.h"
 #include "viewport/viewportitem.h"
 #include "vxplot_export.h"
+#include "waveform/tracearrival.h"
 #include "waveform/tracedefaults.h"
 #include "waveform/tracesources.h"
 
 #include <QHash>
 #include <QImage>
 #include <QList>
+#include <QPointF>
 #include <QPointer>
 #include <QScrollBar>
 #include <QString>
@@ -296,6 +298,22 @@ public:
     int parseAliases(QString text);
     int parseHotkeys(QString text);
 
+    // --- arrivals and detections shown on the traces
+    // The arids of the selected arrivals, with the one selected for a menu
+    // (temp_selection_arid) when there is one.
+    QList<long> getSelectedArrivals();
+    // The arrivals in the copy clipboard, earliest first.
+    QList<VxTraceArrival> getClipboard();
+
+    // --- editing arrivals: every edit is written at once and queued for undo
+    // Undo the entry at current_index; 0, or -1 when a write failed (the
+    // index is kept).  Nothing to undo is success.
+    int arrivalEditQueueUndo();
+    int arrivalEditQueueRedo();
+    void arrivalEditQueueClear();
+    void arrivalEditQueueSetState(QString state);
+    int arrivalEditQueueGotoState(QString state);
+
     int parseDisplayParameters(QString text);
     int processFilterString(QString filter, QString& filter_string, QString& filter_label);
 
@@ -347,6 +365,20 @@ public:
     QList<QKServer*> owned_servers;             // opened by openDatabase()
     QString natural_sort_order_expr;
     int need_distance_sort = 1;
+
+    // arrivals shown: arid to its arrivals on all traces, and to its tags;
+    // the _existing twins hold the last paint's, so a selection outlives a redraw
+    QHash<long, QList<VxTraceArrival>> arrivals_hash;
+    QHash<long, QList<VxTraceArrival>> arrivals_hash_existing;
+    QHash<long, QStringList> arrivals_tags_hash;
+    QHash<long, QStringList> arrivals_tags_hash_existing;
+    QHash<long, QPointF> arrival_coords;  // arid to world position
+    QHash<long, double> toffset;          // arid to its trace's time shift
+    long temp_selection_arid = -1;        // selected only while its menu is open
+    VxTraceArrivalMenus arrivals_menus;
+
+    // arrival editing
+    VxArrivalEditQueue arrival_edit_queue;
 
 private:
     int setWord(const char* who, const QString& word, int* field, bool allow_auto = false);

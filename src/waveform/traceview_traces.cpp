@@ -141,6 +141,7 @@ void VXTraceview::removeFromLists(VXTrace* trace)
     channel_label_hash.remove(trace->channel_label);
     if (last_trace_selected == trace)
         last_trace_selected = nullptr;
+    arrival_edit_queue.forgetTrace(trace);  // undo writes records, it needs no trace
     if (trace->original)
         trace->original->copies.removeAll(trace);
     for (VXTrace* c : trace->copies)
