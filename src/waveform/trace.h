@@ -31,6 +31,7 @@
 
 #include "foundation/configure.h"
 #include "foundation/values.h"
+#include "toolkit/events/qkrecords.h"
 #include "vxplot_export.h"
 #include "waveform/pixelator.h"
 #include "waveform/tracedefaults.h"
@@ -157,6 +158,16 @@ public:
     int showArrivals(QString word);
     int showDetections(QString word);
     int selectTrace(QString word);
+
+    // --- arrival editing, written to the database at once
+    // queue_counter: 0 makes a new undo entry, above 0 adds to the current
+    // one, below 0 none; it is counted up by each queued edit.
+    // A new arrival at time on this trace; its arid, or -1.
+    long addArrival(double time, int& queue_counter);
+    // Change time (-2e30: not), deltime (-2e30: not), phase (empty: not) of arid; its row or -1.
+    long editArrival(long arid, double time, double deltime, QString phase, int& queue_counter);
+    // Write a whole record back (undo and redo); its row, or -1.
+    long editArrival(const QKArrival& arrival);
 
     void getStaChanCopy(QString& sta, QString& chan, int& copy);
     void copyFrom(VXTrace* other);

@@ -42,6 +42,7 @@
 #include <QPointer>
 #include <QScrollBar>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <memory>
@@ -304,6 +305,26 @@ public:
     QList<long> getSelectedArrivals();
     // The arrivals in the copy clipboard, earliest first.
     QList<VxTraceArrival> getClipboard();
+    // answer "toggle" or a boolean word; 1 changed, 0 not, -1 bad word
+    int setSelectedArrival(long arid, QString answer);
+    int setSelectedArrival(long arid);
+    int clearSelectedArrival(long arid);
+    void clearSelectedArrivals();
+    bool arrivalIsSelected(long arid);
+    void setCopyClipboard();
+    void clearCopyClipboard();
+    bool arrivalIsInClipboard(long arid);
+    // Add (add 1) or remove (add 0) tag on arid; 0 or -1.
+    int setTags(long arid, QString tag, int add);
+    int setSelectedArrivalsTags(QString tag, int add);
+    int setAssociatedArrivalsTags(int add);
+    void clearAllTags();
+    void clearSelectedArrivalsTags();
+    void clearTags(long arid);
+    QStringList getArrivalTags(long arid);
+    // One line "arid association-status" per arrival.
+    void outputSelectedArrivals(QString& output);
+    void outputTaggedArrivals(QString& output);
 
     // --- editing arrivals: every edit is written at once and queued for undo
     // Undo the entry at current_index; 0, or -1 when a write failed (the
@@ -313,6 +334,24 @@ public:
     void arrivalEditQueueClear();
     void arrivalEditQueueSetState(QString state);
     int arrivalEditQueueGotoState(QString state);
+    // "toggle" or a boolean word; 0, or -1 with the reason registered
+    int setEditMode(QString word);
+    int setAddArrivalsMode(QString word);
+    // Move the selected arrivals by time_delta (-2e30: not), set deltime
+    // (-2e30: not) and phase (empty: not), as one entry of the queue.
+    int editSelectedArrivals(double time_delta, double deltime, QString phase);
+    // Add the clipboard's arrivals with the earliest at the time of
+    // time_string, as one entry of the queue.
+    int pasteCopyClipboard(QString time_string, int dont_paste_tags);
+
+    // --- events and origins of the selected database
+    // Select an event ("3", "+1", "-1", "e123", "noev", "dw", "mostrecent",
+    // "lastmodified") and its preferred origin; its description into output.
+    int getEvent(QString event_string, QString& output);
+    // Select an origin of the event ("2", "+1", "o456", "pref").
+    int getOrigin(QString origin_string, QString& output, int do_callback);
+    // "none" or "normal".
+    int setInteraction(QString word);
 
     int parseDisplayParameters(QString text);
     int processFilterString(QString filter, QString& filter_string, QString& filter_label);
@@ -375,6 +414,8 @@ public:
     QHash<long, QPointF> arrival_coords;  // arid to world position
     QHash<long, double> toffset;          // arid to its trace's time shift
     long temp_selection_arid = -1;        // selected only while its menu is open
+    Table<QKAssociation> current_associations;  // of the origin shown
+    Table<QKStamag> current_stamags;
     VxTraceArrivalMenus arrivals_menus;
 
     // arrival editing
