@@ -2,9 +2,11 @@
 #include "viewport/polydraw.h"
 
 #include "viewport/scaledata.h"
+#include "viewport/viewport.h"
 
 #include <QPainterPath>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -82,43 +84,82 @@ void VXPolyDraw::emitPoint(QPainterPath* path, int disposition, double x, double
         path->lineTo(w * x, h * y);
 }
 
+void VXPolyDraw::takePoint(QPainterPath* path, int ret, double x, double y, int* start)
+{
+    const int zone = zoneOf(x, y);
+    if (*start)
+        ret = VXScaledata::disposition_moveTo;
+    if (*start || first) {
+        *start = 0;
+        first = 0;
+        move_pending = false;
+        emitPoint(path, ret, x, y);
+    } else {
+        switch (zone_actions[zone_last][zone]) {
+        case S:
+            // a line that begins here must still begin with a move when a
+            // later point of it is emitted
+            if (ret == VXScaledata::disposition_moveTo)
+                move_pending = true;
+            break;
+        case L:
+            emitPoint(path, ret_last, x_last, y_last);
+            [[fallthrough]];
+        case C:
+            emitPoint(path, ret, x, y);
+            break;
+        }
+    }
+    x_last = x;
+    y_last = y;
+    zone_last = zone;
+    ret_last = ret;
+}
+
+bool VXPolyDraw::linearPump() const
+{
+    // without a projection and on linear viewport scales the pump only
+    // moves and scales each point (VXScaledata::place, normalise) and cuts
+    // the line at points that can't be placed; its state between points
+    // is then its start flag alone
+    const VXScaledata& s = *scale;
+    const bool plane = s.map_tran != VX_MAP_EDP && s.map_tran != VX_MAP_GLOBE && s.map_tran != VX_MAP_MERC;
+    return plane && s.plxmode == 0 && s.plymode == 0 && s.vpxmode != VX_SCALE_LOG && s.vpymode != VX_SCALE_LOG &&
+           s.w > 0 && s.h > 0 && s.ndelta == 0;
+}
+
+void VXPolyDraw::addRunLinear(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start)
+{
+    VXScaledata& s = *scale;
+    const double xstart = s.xstart, xscale = s.xscale, ystart = s.ystart, yscale = s.yscale;
+    for (int i = 0; i < npts; i++) {
+        const double xin = xpts[i] * xgain, yin = ypts[i] * ygain;
+        const double x = (xin - xstart) * xscale, y = (yin - ystart) * yscale;
+        if (xin == VX_NULL_VALUE || yin == VX_NULL_VALUE || !std::isfinite(x) || !std::isfinite(y) ||
+            !std::isfinite(xin) || !std::isfinite(yin)) {
+            s.start = 1;  // the line breaks here
+            continue;
+        }
+        const int ret = s.start ? VXScaledata::disposition_moveTo : VXScaledata::disposition_lineTo;
+        s.start = 0;
+        takePoint(path, ret, x, y, &start);
+    }
+}
+
 void VXPolyDraw::addRun(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start)
 {
+    if (linearPump()) {
+        addRunLinear(path, npts, xpts, ypts, start);
+        return;
+    }
     for (int i = 0; i < npts; i++) {
         scale->pushPoint(xpts[i] * xgain, ypts[i] * ygain);
         for (;;) {
             double x, y;
-            int ret = scale->popPoint(&x, &y);
+            const int ret = scale->popPoint(&x, &y);
             if (ret != VXScaledata::disposition_moveTo && ret != VXScaledata::disposition_lineTo)
                 break;
-            const int zone = zoneOf(x, y);
-            if (start)
-                ret = VXScaledata::disposition_moveTo;
-            if (start || first) {
-                start = 0;
-                first = 0;
-                move_pending = false;
-                emitPoint(path, ret, x, y);
-            } else {
-                switch (zone_actions[zone_last][zone]) {
-                case S:
-                    // a line that begins here must still begin with a move
-                    // when a later point of it is emitted
-                    if (ret == VXScaledata::disposition_moveTo)
-                        move_pending = true;
-                    break;
-                case L:
-                    emitPoint(path, ret_last, x_last, y_last);
-                    [[fallthrough]];
-                case C:
-                    emitPoint(path, ret, x, y);
-                    break;
-                }
-            }
-            x_last = x;
-            y_last = y;
-            zone_last = zone;
-            ret_last = ret;
+            takePoint(path, ret, x, y, &start);
         }
     }
 }

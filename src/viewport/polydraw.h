@@ -64,6 +64,13 @@ public:
 private:
     void addRun(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start);
     void emitPoint(QPainterPath* path, int disposition, double x, double y);
+    // One normalised point out of the pump, with its disposition, through
+    // the nine-zone rule; *start forces a move and is cleared.
+    void takePoint(QPainterPath* path, int ret, double x, double y, int* start);
+    // Whether the pump only scales points (no projection, linear scales),
+    // so that addRunLinear() may do its work in line.
+    bool linearPump() const;
+    void addRunLinear(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start);
 
     // A point that begins a line was skipped: the next point emitted has to
     // begin the line in its place.

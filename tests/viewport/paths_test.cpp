@@ -148,6 +148,32 @@ TEST(PathContinuation, ContinuationAcrossCallsKeepsSkippedPredecessor)
     expectElements(path, {{M, 50, 50}, {L, 150, 50}, {L, 160, 50}, {L, 50, 40}});
 }
 
+// Points in viewport units on linear scales take a short way past the
+// point pump; pixel input goes through the pump.  Both must make the same
+// path, gaps, outer runs and continuation across calls included.
+TEST(PathContinuation, ViewportUnitsAndPixelsMakeTheSamePath)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    auto vp = linearView();
+    // world x, y; in pixels x stays and y is 100 - y
+    const std::vector<std::vector<double>> xs = {{-10, -20, -30, 50, 150, 160}, {nan, 40, 50}, {-10, 110, 50}};
+    const std::vector<std::vector<double>> ys = {{50, 60, 70, 50, 50, 40}, {10, 20, 30}, {110, -10, 50}};
+    VXPolyDraw world(&vp->vars, 0, 1.0, 1.0, 0, 0);
+    VXPolyDraw pixels(&vp->vars, 0, 1.0, 1.0, 1, 1);
+    QPainterPath a, b;
+    for (size_t k = 0; k < xs.size(); k++) {
+        std::vector<double> x = xs[k], y = ys[k], px = xs[k], py;
+        for (double v : ys[k])
+            py.push_back(100.0 - v);
+        const int n = static_cast<int>(x.size());
+        world.addPoints(&a, n, x.data(), y.data(), k == 2 ? 1 : 0, 0);
+        pixels.addPoints(&b, n, px.data(), py.data(), k == 2 ? 1 : 0, 0);
+    }
+    ASSERT_GT(a.elementCount(), 5);
+    const std::vector<El> want = elementsOf(b);
+    expectElements(a, want);
+}
+
 TEST(PathGaps, LogAxisBreaksAtNonPositiveValues)
 {
     auto vp = vptest::makeViewport(100, 100, {"xleft", "0", "xright", "100", "ymode", "log", "ybottom", "1",
