@@ -192,12 +192,6 @@ struct PointTrig
     double slat, clat, slon, clon;
 };
 
-// The points of a line in an edp view, in degrees from the centre, as the
-// point pump of the view places them (VXScaledata): the vertices from their
-// kept sines and cosines, and each step longer than a pixel cut into pieces
-// of about a pixel, interpolated in longitude and latitude.  lons, lats are
-// the input in degrees.  False when a point would not be placed (the
-// caller then lets the pump do all).
 // What edpLine() needs of the view, made once per drawing.
 struct EdpView
 {
@@ -219,66 +213,94 @@ struct EdpView
     int max_pieces = 0;           // cap of the pieces of a step
 };
 
+// The points of a line in an edp view, in degrees from the centre, as the
+// point pump of the view places them (VXScaledata): the vertices from their
+// kept sines and cosines, and each step longer than a pixel cut into pieces
+// of about a pixel, interpolated in longitude and latitude.  lons, lats are
+// the input in degrees.  False when a point would not be placed (the
+// caller then lets the pump do all).  vx, vy are scratch; the result goes
+// to xs, ys.
 bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, const PointTrig* trig,
-             std::vector<double>* xs, std::vector<double>* ys)
+             std::vector<double>* xs, std::vector<double>* ys, std::vector<double>* vx, std::vector<double>* vy)
 {
     constexpr double r2d = HLMapTransform::r2d;
     if (!view.scaled)
         return false;
     HLMapTransform& tran = view.tran;
     const double slr = view.slr, clr = view.clr, pixel = view.pixel;
+    const double tclat = tran.clat, tslat = tran.slat;
     const int max_pieces = view.max_pieces;
-    auto vertex = [&](const PointTrig& t, double* delx, double* dely) {
+    // the vertices first, in a loop of their own that has no branches to
+    // stall it: a point that can't be placed clears finite
+    vx->resize(static_cast<size_t>(npts));
+    vy->resize(static_cast<size_t>(npts));
+    double* const px = vx->data();
+    double* const py = vy->data();
+    bool finite = true;
+    for (long i = 0; i < npts; i++) {
         // the arithmetic of HLMapTransform::edpLatlon2delxy, with the sine
         // and cosine of lon - lonr from those of lon and lonr
+        const PointTrig& t = trig[i];
         const double sarg = t.slon * clr - t.clon * slr, carg = t.clon * clr + t.slon * slr;
-        const double y2 = t.clat * sarg;
-        const double x = t.clat * carg - tran.clat;
-        const double z = t.slat - tran.slat;
-        const double xpp = x * tran.clat + z * tran.slat;
-        const double ypp = y2;
-        const double zpp = -x * tran.slat + z * tran.clat;
+        const double ypp = t.clat * sarg;
+        const double x = t.clat * carg - tclat;
+        const double z = t.slat - tslat;
+        const double xpp = x * tclat + z * tslat;
+        const double zpp = -x * tslat + z * tclat;
         const double s2 = ypp * ypp + zpp * zpp;
         const double half_chord = std::min(1.0, 0.5 * std::sqrt(xpp * xpp + s2));
         const double del = r2d * 2.0 * std::asin(half_chord);
-        if (ypp == 0.0 && zpp == 0.0) {
-            *delx = 0.0;
-            *dely = del;
-        } else {
-            const double r = std::sqrt(s2);
-            *delx = del * ypp / r;
-            *dely = del * zpp / r;
+        double delx = 0.0, dely = del;  // the centre itself
+        if (s2 > 0.0) {
+            const double k = del / std::sqrt(s2);
+            delx = k * ypp;
+            dely = k * zpp;
         }
-    };
-    xs->clear();
-    ys->clear();
-    double xl = 0.0, yl = 0.0;
-    for (long i = 0; i < npts; i++) {
-        double x, y;
-        vertex(trig[i], &x, &y);
-        if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(lons[i]) || !std::isfinite(lats[i]))
-            return false;
-        if (i > 0 && pixel > 0.0 && std::isfinite(pixel)) {
-            const double dxp = x - xl, dyp = y - yl;
-            const double d2 = dxp * dxp + dyp * dyp;
-            const double pieces = d2 <= pixel * pixel ? 0.0 : std::trunc(std::sqrt(d2) / pixel + 0.5);
-            if (pieces >= 2.0) {
-                const int n = pieces > max_pieces ? max_pieces : static_cast<int>(pieces);
-                const double dlon = map_lon_near(lons[i] - lons[i - 1], 0.0) / n, dlat = (lats[i] - lats[i - 1]) / n;
-                for (int k = 1; k < n; k++) {
-                    double xi, yi;
-                    tran.edpLatlon2delxy(lats[i - 1] + dlat * k, lons[i - 1] + dlon * k, &xi, &yi);
-                    if (!std::isfinite(xi) || !std::isfinite(yi))
-                        return false;
-                    xs->push_back(xi);
-                    ys->push_back(yi);
-                }
+        px[i] = delx;
+        py[i] = dely;
+        finite &= std::isfinite(delx) & std::isfinite(dely) & std::isfinite(lons[i]) & std::isfinite(lats[i]);
+    }
+    if (!finite)
+        return false;
+    // steps longer than a pixel are cut into pieces of about a pixel,
+    // interpolated in longitude and latitude
+    const bool cut = pixel > 0.0 && std::isfinite(pixel);
+    long first_long = npts;
+    if (cut) {
+        const double pixel2 = pixel * pixel;
+        for (long i = 1; i < npts; i++) {
+            const double dxp = px[i] - px[i - 1], dyp = py[i] - py[i - 1];
+            if (dxp * dxp + dyp * dyp > pixel2 && std::trunc(std::sqrt(dxp * dxp + dyp * dyp) / pixel + 0.5) >= 2.0) {
+                first_long = i;
+                break;
             }
         }
-        xs->push_back(x);
-        ys->push_back(y);
-        xl = x;
-        yl = y;
+    }
+    if (first_long == npts) {
+        xs->swap(*vx);
+        ys->swap(*vy);
+        return true;
+    }
+    xs->assign(px, px + first_long);
+    ys->assign(py, py + first_long);
+    for (long i = first_long; i < npts; i++) {
+        const double dxp = px[i] - px[i - 1], dyp = py[i] - py[i - 1];
+        const double d2 = dxp * dxp + dyp * dyp;
+        const double pieces = d2 <= pixel * pixel ? 0.0 : std::trunc(std::sqrt(d2) / pixel + 0.5);
+        if (pieces >= 2.0) {
+            const int n = pieces > max_pieces ? max_pieces : static_cast<int>(pieces);
+            const double dlon = map_lon_near(lons[i] - lons[i - 1], 0.0) / n, dlat = (lats[i] - lats[i - 1]) / n;
+            for (int k = 1; k < n; k++) {
+                double xi, yi;
+                tran.edpLatlon2delxy(lats[i - 1] + dlat * k, lons[i - 1] + dlon * k, &xi, &yi);
+                if (!std::isfinite(xi) || !std::isfinite(yi))
+                    return false;
+                xs->push_back(xi);
+                ys->push_back(yi);
+            }
+        }
+        xs->push_back(px[i]);
+        ys->push_back(py[i]);
     }
     return true;
 }
@@ -298,6 +320,7 @@ struct VXMapData::VectorCache
     std::unordered_map<const HLMapDataVectorSegment*, TrigAt> trig_at;
     std::vector<PointTrig> trig;
     std::vector<double> xs, ys;  // scratch of a projected line
+    std::vector<double> vx, vy;  // ... and of its vertices
 
     // What belongs to the view.
     void clear()
@@ -505,7 +528,8 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                 }
                 if (!edp_view)
                     edp_view = std::make_unique<EdpView>(vp);
-                placed = edpLine(*edp_view, seg->npts, xplt, yplt, c.trig.data() + at->second.at, &c.xs, &c.ys) &&
+                placed = edpLine(*edp_view, seg->npts, xplt, yplt, c.trig.data() + at->second.at, &c.xs, &c.ys, &c.vx,
+                                  &c.vy) &&
                          c.xs.size() <= static_cast<size_t>(INT_MAX);
             }
             // a path builder per segment: it carries the last point of its
