@@ -85,6 +85,22 @@ void readLook(Kv* mode, VxTraceviewArrivalLook& look)
     look.color_arrival_deltime_fill = look.glyphs.value(QStringLiteral("arrival_deltime")).color_fill;
 }
 
+// Flags, width and precision of a conversion from format[i] on; the index
+// of the character after them, or -1 when a width or precision has more
+// than three digits (a line of a status bar needs no more, and a larger
+// one would only make printf work for nothing).
+qsizetype skipConversionFlags(const QByteArray& format, qsizetype i)
+{
+    int digits = 0;
+    while (i < format.size() && strchr("-+ #0123456789.", format[i])) {
+        digits = format[i] >= '0' && format[i] <= '9' ? digits + 1 : 0;
+        if (digits > 3)
+            return -1;
+        i++;
+    }
+    return i;
+}
+
 // The conversion of one argument's format: 'l' an integer, 'd' a real, 's'
 // text; 0 when the format is not one conversion (with flags, width and
 // precision) amid plain text.
@@ -100,9 +116,9 @@ char conversionKind(const QByteArray& format)
         }
         if (kind)
             return 0;
-        qsizetype j = i + 1;
-        while (j < format.size() && strchr("-+ #0123456789.", format[j]))
-            j++;
+        qsizetype j = skipConversionFlags(format, i + 1);
+        if (j < 0)
+            return 0;
         while (j < format.size() && (format[j] == 'l' || format[j] == 'h'))
             j++;
         if (j >= format.size())
@@ -239,11 +255,9 @@ int VXTraceview::parseArrivalStatusMsg(VXTraceviewQKClient* client, Rsptr db, co
             i++;
             continue;
         }
-        qsizetype j = i + 1;
-        while (j < f.size() && strchr("-+ #0123456789.", f[j]))
-            j++;
+        const qsizetype j = skipConversionFlags(f, i + 1);
         // every conversion of the line takes text
-        if (j >= f.size() || f[j] != 's') {
+        if (j < 0 || j >= f.size() || f[j] != 's') {
             hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::parseArrivalStatusMsg: Illegal format '%s'.\n",
                               f.constData());
             return -1;
