@@ -19,6 +19,7 @@
 #include <QTemporaryDir>
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -523,4 +524,35 @@ TEST(TraceArrivals, GeneratedEventShowsPicksPredictionsAndDetections)
         for (int i = 1; i < t->arrival_list.size(); i++)
             EXPECT_LE(t->arrival_list.at(i - 1).order, t->arrival_list.at(i).order);
 #endif
+}
+
+TEST(TraceArrivals, ResidualBarsShowInEditModeFromPredictedToObservedTime)
+{
+    View v;
+    // the association of arid 1 as the event service gives it: its row's text
+    const std::string base = v.dir.path().toStdString() + "/db";
+    Rsptr db = rsopen(base.c_str(), "css3.0", RS_READ);
+    Rsptr row = rslookup(db, nullptr, "assoc", nullptr, "0");
+    QKAssociation a;
+    a.arid = 1;
+    a.defining = 1;
+    char text[RS_STRSZ] = "";
+    ASSERT_EQ(rsget(row, text), 0);
+    rsclose(db);
+    ASSERT_LT(strlen(text), sizeof a.record_assoc);
+    strcpy(a.record_assoc, text);
+    v.tv->current_associations.push(a);
+    v.tv->vars.show_associations = 1;
+    for (int mode : {0, 1}) {
+        SCOPED_TRACE(mode);
+        v.tv->edit_mode = mode;
+        v.tv->refresh(0);
+        v.render();
+        ASSERT_EQ(v.trace->residuals->count(), mode);
+        EXPECT_EQ(v.trace->residuals->isShown(), mode == 1);
+    }
+    double x = 0.0, y = 0.0;
+    v.trace->residuals->glyph(0)->getPosition(&x, &y);
+    EXPECT_DOUBLE_EQ(x, kT0 + 10.0 - 0.125);
+    EXPECT_EQ(v.trace->residuals->glyph(0)->vars.label, QStringLiteral("0.250"));
 }
