@@ -310,8 +310,11 @@ int VXTrace::drawArrivalsQk(VXTraceviewQKClient* client, const Table<QKArrival>&
                      [](const VxTraceArrival& x, const VxTraceArrival& y) { return x.order < y.order; });
 
     // the view's tables: this trace's entries again, in their new places
-    for (auto it = tv->arrivals_hash.begin(); it != tv->arrivals_hash.end(); ++it)
-        it.value().removeIf([this](const VxTraceArrival& x) { return x.trace == this; });
+    for (const VxTraceArrival& a : std::as_const(arrival_list)) {
+        auto it = tv->arrivals_hash.find(a.arid);
+        if (it != tv->arrivals_hash.end())
+            it.value().removeIf([this](const VxTraceArrival& x) { return x.trace == this; });
+    }
     QList<VX_XYL> points;
     for (int i = 0; i < arrival_list.size(); i++) {
         VxTraceArrival& a = arrival_list[i];
