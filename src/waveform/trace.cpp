@@ -259,6 +259,7 @@ VXTrace::VXTrace(VxTraceviewDefaults* defaults_, VXTraceview* traceview_) : defa
     residuals = new VXPolypoint(vp);
     deltimes = new VXPolypoint(vp);
     arrivals = new VXPolypoint(vp);
+    setupOverlays();
     setChannelLabel(QString());
 }
 

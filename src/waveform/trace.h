@@ -34,13 +34,18 @@
 #include "toolkit/events/qkrecords.h"
 #include "vxplot_export.h"
 #include "waveform/pixelator.h"
+#include "waveform/tracearrival.h"
 #include "waveform/tracedefaults.h"
 
 #include <QList>
+#include <QMenu>
 #include <QPainterPath>
 #include <QString>
 
+#include <memory>
+
 class QPainter;
+class VXTraceviewQKClient;
 class VXPolypoint;
 class VXTraceview;
 
@@ -168,6 +173,63 @@ public:
     long editArrival(long arid, double time, double deltime, QString phase, int& queue_counter);
     // Write a whole record back (undo and redo); its row, or -1.
     long editArrival(const QKArrival& arrival);
+
+    // --- arrivals, detections and predicted phases shown (trace_arrivals.cpp)
+    // Fetch the arrivals (detections) of the window, shifted by toffset,
+    // from every source into source_arrivals (source_detections), counting
+    // them in narrivals (ndetections).  Run at every layout: visibility
+    // depends on the counts.
+    void getArrivals();
+    void getArrivalsQk(int source_index);
+    void getArrivalsTIDE(int source_index);
+    void getDetections();
+    void getDetectionsQk(int source_index);
+    void getDetectionsTIDE(int source_index);
+    // Fill the point sets from what was fetched (at every full paint): the
+    // arrivals into arrival_list and the view's arrivals_hash.  0, or -1
+    // with the reason registered.
+    int drawArrivals();
+    int drawArrivalsQk(VXTraceviewQKClient* client, const Table<QKArrival>& table);
+    int drawDetections();
+    int drawDetectionsQk(VXTraceviewQKClient* client, const Table<QKTableRecord>& table);
+    // P, S, ... of the view's origin at this station, inside the window only.
+    int drawPredictedArrivals();
+    // Residual bars of the arrivals (edit mode), and the deltime bar of arid.
+    int drawResiduals();
+    int drawDeltimes(long arid);
+    void hideDeltimes();
+    // Hide every overlay (a trace that is not displayed).
+    void hideOverlays();
+    void makeResidualPoint(VxTraceArrival& arrival);
+    void moveResidualPoint(VxTraceArrival& arrival);
+    void makeDeltimePoint(VxTraceArrival& arrival);
+    void modifyDeltimePoint(VxTraceArrival& arrival);
+    void moveDeltimePoint(VxTraceArrival& arrival);
+    // Restyle the arrival's glyph with attributes "{o=... lw=...}".  0 or -1.
+    int modifyArrivalPoint(VxTraceArrival& arrival, QString gc);
+    // 1 when arid is among this trace's shown arrivals.
+    bool isAridInArrivalsList(long arid) const;
+    // The menus of the parameter text's array arrivals_menus (keys "left",
+    // "middle", "right", each a table of arrays with label and command).
+    // 0, or -1 with the reason registered and menus unchanged.
+    int parseArrivalsMenus(QString text, VxTraceArrivalMenus& menus);
+    // One QMenu per mouse button from the trace's own menus, else the
+    // view's; each action sends its command through the view.  Rebuilt
+    // only when the definitions changed.
+    void makeArrivalsMenus();
+    // Height of the trace's band in pixels, truncated; 0 without a viewport.
+    int heightPixels();
+    // Configure the five point sets (the constructor calls it).
+    void setupOverlays();
+
+    QList<VxTraceArrival> arrival_list;          // shown, sorted by order
+    QList<Table<QKArrival>> source_arrivals;      // per source, of the last fetch
+    QList<Table<QKTableRecord>> source_detections;
+    VxTraceArrivalMenus arrivals_menus;           // the trace's own, parsed
+    std::unique_ptr<QMenu> arrivals_menu_left;    // null without items
+    std::unique_ptr<QMenu> arrivals_menu_middle;
+    std::unique_ptr<QMenu> arrivals_menu_right;
+    QString arrivals_menus_built;                 // the definitions the menus were built from
 
     void getStaChanCopy(QString& sta, QString& chan, int& copy);
     void copyFrom(VXTrace* other);

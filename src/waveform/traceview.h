@@ -55,8 +55,12 @@ class VXAxes;
 class VXPolypoint;
 class VXText;
 class VXCommandConsole;
+class VXEvent;
+class QRectF;
 class VXTrace;
+class VXTraceviewQKClient;
 class VXViewport;
+struct Kv;
 
 // The look of one display mode (main or edit): the keys of the
 // "main_display" or "edit_display" array of the display-parameter document.
@@ -149,6 +153,33 @@ struct VxTraceview
 
 // The default display-parameter document.
 VXPLOT_EXPORT const char* traceview_default_display_parameters();
+
+// A compiled expression of strregmatch(), freed with its holder.
+struct VXPLOT_EXPORT VxRegexHook
+{
+    VxRegexHook() = default;
+    VxRegexHook(const VxRegexHook&) = delete;
+    VxRegexHook& operator=(const VxRegexHook&) = delete;
+    ~VxRegexHook();
+    void* hook = nullptr;
+};
+
+// How arrivals look in one display mode: the arrival keys of the
+// "main_display" or "edit_display" array of the display-parameter document.
+struct VxTraceviewArrivalLook
+{
+    // colour classes by name ("arrival_normal", "arrival_defining",
+    // "detection", "predicted_arrival", ...): keys color_<class>_outline,
+    // color_<class>_text, color_<class>_fill and linewidth_<class>
+    QHash<QString, VxArrivalGlyph> glyphs;
+    VX_Color color_arrival_deltime_fill;
+    QString arrival_select_expr;  // empty: the document's top-level one
+    QString arrival_reject_expr;
+    // the status line: a format of %s conversions and, for each, an
+    // expression on the arrival row with the format of its value
+    QString status_format;
+    QList<QPair<QString, QString>> status_arguments;
+};
 
 class VXPLOT_EXPORT VXTraceview : public VXViewportItem, public VXConfigure
 {
@@ -311,6 +342,11 @@ public:
     int clearSelectedArrival(long arid);
     void clearSelectedArrivals();
     bool arrivalIsSelected(long arid);
+    // Select (select 1) or deselect the arrivals whose glyphs meet band
+    // (widget pixels), or the band from arrivals_band_origin to the event's
+    // point; the number of arrivals changed.
+    int setSelectedArrivals(const QRectF& band, int select);
+    int setSelectedArrivals(VXEvent* event, int select);
     void setCopyClipboard();
     void clearCopyClipboard();
     bool arrivalIsInClipboard(long arid);
@@ -325,6 +361,39 @@ public:
     // One line "arid association-status" per arrival.
     void outputSelectedArrivals(QString& output);
     void outputTaggedArrivals(QString& output);
+
+    // --- how arrivals look (traceview_arrivals_look.cpp)
+    // 1 when an arrival of phase is shown, 0 not ("del" never is), -1 for a
+    // bad select or reject expression of the current mode.
+    int getArrivalShow(const char* phase);
+    // The colours of the arrival's class; the result is its drawing order
+    // (0 ordinary, 1 and 2 drawn later).  associated: the arrival has an
+    // association row.
+    long getArrivalColors(long arid, int associated, VX_Color& outline, VX_Color& text, VX_Color& fill,
+                          double& linewidth);
+    long getArrivalColors(const QKArrival& arrival, int associated, VX_Color& outline, VX_Color& text,
+                          VX_Color& fill, double& linewidth);
+    void getDetectionColors(VX_Color& outline, VX_Color& text, VX_Color& fill, double& linewidth);
+    void getPredictedArrivalColors(VX_Color& outline, VX_Color& text, VX_Color& fill, double& linewidth);
+    // The time residual of arid in the current associations; 1 found, 0 not.
+    int getArrivalResidual(long arid, double& residual);
+    // The status line definition arrival_status_line of a display mode's
+    // array.  0, or -1 with the reason registered.
+    int parseArrivalStatusParameters(Kv* kv, QString& format, QList<QPair<QString, QString>>& arguments);
+    // The status text of the arrival row db: each conversion of format
+    // takes the next argument's expression evaluated on db through
+    // client, printed with the argument's own format.  0, or -1.
+    int parseArrivalStatusMsg(VXTraceviewQKClient* client, Rsptr db, const QString& format,
+                              const QList<QPair<QString, QString>>& arguments, QString& message);
+    // The look of the current mode, read again when the document changed.
+    const VxTraceviewArrivalLook& arrivalLook();
+    // Keep this paint's arrivals as the last paint's and start afresh
+    // (tags are kept until cleared).
+    void clearArrivalsHash();
+    // Fill the overlays of every trace: hidden for traces not displayed.
+    void drawOverlays();
+    // The view's menus of arrivals_menus, parsed again when the key changed.
+    const VxTraceArrivalMenus& viewArrivalsMenus();
 
     // --- editing arrivals: every edit is written at once and queued for undo
     // Undo the entry at current_index; 0, or -1 when a write failed (the
@@ -417,6 +486,12 @@ public:
     Table<QKAssociation> current_associations;  // of the origin shown
     Table<QKStamag> current_stamags;
     VxTraceArrivalMenus arrivals_menus;
+    QPointF arrivals_band_origin;           // where a rubber band started, widget pixels
+    QString arrivals_menus_parsed;          // the key's text behind arrivals_menus
+    VxTraceviewArrivalLook arrival_looks[2];  // main and edit display
+    QString arrival_looks_text;              // the document behind them
+    VxRegexHook arrival_select_hook;          // the compiled select and reject expressions
+    VxRegexHook arrival_reject_hook;
 
     // arrival editing
     VxArrivalEditQueue arrival_edit_queue;

@@ -269,6 +269,8 @@ int VXTraceview::layoutTraces()
     for (int i : std::as_const(traces_sorttab)) {
         VXTrace* t = traces.at(i);
         t->setToffset();
+        t->getArrivals();
+        t->getDetections();
         if (t->getVisibility() && t->vars.stretch_height > 0.0) {
             total += t->vars.stretch_height;
             count++;
@@ -410,6 +412,7 @@ int VXTraceview::draw()
             t->drawPath(&ip, path);
         }
         ip.end();
+        drawOverlays();
     }
     painter->save();
     painter->setClipRect(QRect(vp->vars.mleft, vp->vars.mtop, w, h));
