@@ -114,6 +114,7 @@ struct CssTable
     dev_t dev = 0;
     ino_t ino = 0;
     struct timespec mtime = {0, 0};
+    long generation = 0;   // see RsBackend::rowsGeneration()
 };
 
 class CssBackend : public RsBackend
@@ -149,6 +150,7 @@ public:
     long put(int table, std::string_view text) override;
     long nextId(const char* name) override;
     int refresh(int table) override;
+    long rowsGeneration(int table) const override { return tables_[static_cast<size_t>(table)].generation; }
 
 private:
     int openFile(int table, bool write);
@@ -301,6 +303,7 @@ int CssBackend::load(int table)
         return -1;
     }
     t.rows.clear();
+    t.generation++;
     t.known = 0;
     t.lines = 0;
     t.bad = 0;
@@ -336,6 +339,7 @@ int CssBackend::takeIn(int table, int* change)
     if (replaced || in_place) {
         *change = t.known == 0 ? kGrown : replaced ? kReplaced : kReread;
         t.rows.clear();
+        t.generation++;
         t.known = 0;
         t.lines = 0;
         t.bad = 0;
@@ -468,6 +472,8 @@ int CssBackend::updateLocked(int table, long r, std::string_view text, const std
         hl_register_error(0, "CssBackend::update: Cannot write to %s: %s.\n", t.path.c_str(), strerror(err));
         return -1;
     }
+    if (!rs_same_key(d, std::string_view(now.data(), width), line))
+        t.generation++;  // a key changed under a record already read
     memcpy(t.rows.at(offset), line.data(), width);
     struct stat st;
     if (fstat(t.fd, &st) == 0)
