@@ -236,6 +236,17 @@ TEST_F(RecordStoreWrite, PutRecordUpdatesByKeyOrAdds)
     rsclose(db);
 }
 
+TEST_F(RecordStoreWrite, NextIdSeesAKeyRewrittenInPlace)
+{
+    dir_.table("db", "arrival", {kArrival1});
+    Rsptr db = rsopen(dir_.base().c_str(), "css3.0", RS_WRITE | RS_NOSYNC);
+    EXPECT_EQ(rsnextid(db, "arid"), 18);
+    // the rows read for that id change their key: the next id must see it
+    ASSERT_EQ(rsput(rslookup(db, nullptr, "arrival", "arid", "0"), "500"), 0) << takeErrors();
+    EXPECT_EQ(rsnextid(db, "arid"), 501);
+    rsclose(db);
+}
+
 TEST_F(RecordStoreWrite, AnotherHandleSeesWhatWasWritten)
 {
     dir_.table("db", "origin", {kOrigin1});
