@@ -9,7 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <signal.h>
+#include <unistd.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -266,6 +268,37 @@ TEST_F(RecordStoreWrite, AnotherHandleSeesWhatWasWritten)
     ASSERT_EQ(rsput(rslookup(ob, nullptr, nullptr, nullptr, "rsSCRATCH"), kOrigin2.c_str()), 0);
     EXPECT_EQ(rsaddrecord(ob), 2);
     EXPECT_EQ(readFile(dir_.base() + ".origin"), kOrigin1 + "\n" + kOrigin3 + "\n" + kOrigin2 + "\n");
+    rsclose(a);
+    rsclose(b);
+}
+
+TEST_F(RecordStoreWrite, AnotherHandleTakesInARecordRewrittenInPlace)
+{
+    dir_.table("db", "arrival", {kArrival1});
+    Rsptr a = rsopen(dir_.base().c_str(), "css3.0", RS_WRITE | RS_NOSYNC);
+    Rsptr b = rsopen(dir_.base().c_str(), "css3.0", RS_WRITE | RS_NOSYNC);
+    Rsptr arrival = rslookup(a, nullptr, "arrival", nullptr, "0");
+    ASSERT_EQ(rsload_scratch(arrival), 0);
+    ASSERT_EQ(rsputv(rslookup(arrival, nullptr, nullptr, nullptr, "rsSCRATCH"), nullptr, "arid", 99L, nullptr), 0);
+    ASSERT_EQ(rsaddrecord(arrival), 1);
+    EXPECT_EQ(recordCount(b, "arrival"), 2);
+    // a changes one field of the second record in place; b sees only that
+    ASSERT_EQ(rsput(rslookup(a, nullptr, "arrival", "iphase", "1"), "S"), 0) << takeErrors();
+    EXPECT_EQ(rscheck(b), 1);
+    EXPECT_EQ(recordCount(b, "arrival"), 2);
+    char phase[RS_STRSZ];
+    ASSERT_EQ(rsgetv(rslookup(b, nullptr, "arrival", nullptr, "1"), nullptr, "iphase", phase, nullptr), 0);
+    EXPECT_STREQ(phase, "S");
+    EXPECT_EQ(rscheck(b), 0);
+    // another program spoils the first record's time in place: b skips it
+    const std::string file = dir_.base() + ".arrival";
+    int fd = open(file.c_str(), O_WRONLY);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(pwrite(fd, "x", 1, 7), 1);
+    close(fd);
+    EXPECT_EQ(rscheck(b), 1);
+    EXPECT_EQ(recordCount(b, "arrival"), 1);
+    EXPECT_NE(takeErrors().find("line 1"), std::string::npos);
     rsclose(a);
     rsclose(b);
 }
