@@ -6,7 +6,9 @@
 
 #include "toolkit/base/errors.h"
 #include "toolkit/store/recordstore.h"
+#include "items/polypoint.h"
 #include "viewport/viewport.h"
+#include "viewport/vxevent.h"
 #include "waveform/trace.h"
 #include "waveform/traceview.h"
 
@@ -400,4 +402,77 @@ TEST(ArrivalEdit, APickerKilledAfterItsWriteLosesNothing)
     const auto rows = readArrivals(base);
     for (long arid : picked)
         EXPECT_TRUE(rows.count(arid)) << "arid " << arid << " reported written but missing";
+}
+
+namespace {
+
+// A pointer event at world time x on the middle of trace.
+VXEvent pointerAt(VXViewport* vp, VXTrace* trace, int type, double x, int button, int modifiers)
+{
+    VXEvent e(type, nullptr, nullptr);
+    double px = 0.0, py = 0.0;
+    vp->getPcoords(x, 0.5 * (trace->vars.ybottom + trace->vars.ytop), &px, &py, 0, 0);
+    e.pt = QPointF(px, py);
+    e.button = button;
+    e.modifiers = modifiers;
+    return e;
+}
+
+}  // namespace
+
+TEST(ArrivalEdit, DraggingASelectedArrivalMovesTheGroupAndShiftAbandonsIt)
+{
+    Picking p;
+    ASSERT_NE(p.trace, nullptr) << takeErrors();
+    vptest::render(p.vp.get());  // lays the traces out
+    long arids[2];
+    QList<VX_XYL> points;
+    for (int i = 0; i < 2; i++) {
+        int counter = 0;
+        arids[i] = p.trace->addArrival(1020.0 + 10.0 * i, counter);
+        ASSERT_GE(arids[i], 0) << takeErrors();
+        // the glyphs, as the arrival display draws them
+        VxTraceArrival a;
+        a.trace = p.trace;
+        a.arid = arids[i];
+        a.index = i;
+        a.selected = 1;
+        a.point.x = 1020.0 + 10.0 * i;
+        a.point.y = 0.5 * (p.trace->vars.ybottom + p.trace->vars.ytop);
+        p.tv->arrivals_hash[arids[i]] = {a};
+        points.append(a.point);
+    }
+    p.trace->arrivals->addPoints(points);
+    p.tv->vars.disable_edits = 0;
+    ASSERT_EQ(p.tv->setEditMode("on"), 0) << takeErrors();
+    VXGlyph* glyph = p.trace->arrivals->glyph(0);
+    ASSERT_NE(glyph, nullptr);
+
+    const struct
+    {
+        const char* name;
+        int modifiers;
+        double moved;  // seconds the group ends up moved
+        int entries;
+    } drags[] = {
+        {"shift at the release writes nothing", 0x2000000, 0.0, 2},
+        {"a plain release moves both, one entry", 0, 5.0, 3},
+    };
+    for (const auto& d : drags) {
+        SCOPED_TRACE(d.name);
+        VXEvent press = pointerAt(p.vp.get(), p.trace, VX_EVENT_PRESS, 1020.0, 1, 0);
+        VXEvent move = pointerAt(p.vp.get(), p.trace, VX_EVENT_MOVE, 1025.0, 1, 0);
+        VXEvent release = pointerAt(p.vp.get(), p.trace, VX_EVENT_RELEASE, 1025.0, 1, d.modifiers);
+        EXPECT_EQ(p.trace->arrivalsCallback(glyph, &press), 2);
+        EXPECT_EQ(p.tv->arrivals_state, 2);
+        EXPECT_EQ(p.trace->arrivalsCallback(glyph, &move), 2);
+        vptest::keep(vptest::render(p.vp.get()), "arrivaledit_drag");
+        EXPECT_EQ(p.trace->arrivalsCallback(glyph, &release), 2);
+        EXPECT_EQ(p.tv->arrivals_state, 1);
+        const auto rows = readArrivals(p.base);
+        for (int i = 0; i < 2; i++)
+            EXPECT_NEAR(rows.at(arids[i]).time, 1020.0 + 10.0 * i + d.moved, 0.05);
+        EXPECT_EQ(p.tv->arrival_edit_queue.entries.size(), d.entries);
+    }
+    EXPECT_EQ(p.tv->arrival_edit_queue.entries.last().edits.size(), 2);
 }
