@@ -20,6 +20,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -113,18 +114,26 @@ void ArrivalEdit_add_and_undo(benchmark::State& state)
         state.SkipWithError("no trace");
         return;
     }
+    double add_ms = 0.0, undo_ms = 0.0;
     for (auto _ : state) {
+        const auto t0 = std::chrono::steady_clock::now();
         for (int i = 0; i < kPicks; i++) {
             int counter = 0;
             if (trace->addArrival(1.0e9 + 10.0 + i, counter) < 0)
                 state.SkipWithError(hl_errlog_string(0));
         }
+        const auto t1 = std::chrono::steady_clock::now();
         for (int i = 0; i < kPicks; i++)
             if (tv->arrivalEditQueueUndo() < 0)
                 state.SkipWithError(hl_errlog_string(0));
+        const auto t2 = std::chrono::steady_clock::now();
+        add_ms += std::chrono::duration<double, std::milli>(t1 - t0).count();
+        undo_ms += std::chrono::duration<double, std::milli>(t2 - t1).count();
         tv->arrivalEditQueueClear();
     }
     state.counters["writes"] = 2 * kPicks;
+    state.counters["adds_ms"] = add_ms / static_cast<double>(state.iterations());
+    state.counters["undos_ms"] = undo_ms / static_cast<double>(state.iterations());
 }
 
 BENCHMARK(ArrivalEdit_append_fsync)->Unit(benchmark::kMillisecond)->Iterations(1);
