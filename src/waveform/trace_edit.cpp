@@ -200,9 +200,15 @@ long VXTrace::addArrivalQk(VxPixelatorSource* source, VxTraceArrival& arrival, d
         hl_register_error(0, "VXTrace::addArrivalQk: No database.\n");
         return -1;
     }
-    const bool copy = arrival.arrival.record_arrival[0] != '\0';
+    // a paste copies the record as the database holds it now, else as shown
+    QKArrival model = arrival.arrival;
+    if (arrival.arid >= 0 && fetchArrival(client, arrival.arid, arrival.arrival.recno_arrival, model) < 0) {
+        hl_register_error(0, "VXTrace::addArrivalQk: Cannot read arrival %ld.\n", arrival.arid);
+        return -1;
+    }
+    const bool copy = model.record_arrival[0] != '\0';
     Rsptr row;
-    if (client->getRsptr("arrival", copy ? arrival.arrival.record_arrival : nullptr, &row) < 0) {
+    if (client->getRsptr("arrival", copy ? model.record_arrival : nullptr, &row) < 0) {
         hl_register_error(0, "VXTrace::addArrivalQk: QKClient::getRsptr() error.\n");
         return -1;
     }

@@ -200,6 +200,46 @@ TEST(ArrivalEdit, OneArrivalEditedTwiceInAnEntryUndoesToItsFirstRecord)
     EXPECT_EQ(rows[arid].phase, "P");
 }
 
+TEST(ArrivalEdit, PastingTheClipboardAddsCopiesAsOneEntry)
+{
+    Picking p;
+    ASSERT_NE(p.trace, nullptr) << takeErrors();
+    long arids[2];
+    for (int i = 0; i < 2; i++) {
+        int counter = 0;
+        arids[i] = p.trace->addArrival(1010.0 + 3.0 * i, counter);
+        ASSERT_GE(arids[i], 0) << takeErrors();
+    }
+    int counter = 0;
+    ASSERT_GE(p.trace->editArrival(arids[1], kNo, 0.5, "S", counter), 0) << takeErrors();
+    // the clipboard, as the arrival display keeps it
+    for (int i = 0; i < 2; i++) {
+        VxTraceArrival a;
+        a.trace = p.trace;
+        a.arid = arids[i];
+        a.time = 1010.0 + 3.0 * i;
+        a.in_clipboard = 1;
+        p.tv->arrivals_hash[arids[i]] = {a};
+    }
+    EXPECT_EQ(p.tv->pasteCopyClipboard("soon", 1), -1);
+    EXPECT_EQ(takeErrors(), "VXTraceview::pasteCopyClipboard: Unable to parse time 'soon'\n");
+    const int entries = static_cast<int>(p.tv->arrival_edit_queue.entries.size());
+    ASSERT_EQ(p.tv->pasteCopyClipboard("1060.0", 1), 2) << takeErrors();
+    EXPECT_EQ(p.tv->arrival_edit_queue.entries.size(), entries + 1);
+    EXPECT_EQ(p.tv->arrival_edit_queue.entries.last().edits.size(), 2);
+    const auto rows = readArrivals(p.base);
+    ASSERT_EQ(rows.size(), 4u);
+    std::map<double, Row> pasted;
+    for (const auto& [arid, row] : rows)
+        if (arid != arids[0] && arid != arids[1])
+            pasted[row.time] = row;
+    ASSERT_EQ(pasted.size(), 2u);
+    EXPECT_EQ(pasted.begin()->first, 1060.0);
+    EXPECT_EQ(pasted.rbegin()->first, 1063.0);
+    EXPECT_EQ(pasted.rbegin()->second.phase, "S");  // the copy keeps what was measured
+    EXPECT_DOUBLE_EQ(pasted.rbegin()->second.deltime, 0.5);
+}
+
 TEST(ArrivalEdit, BadEditsAreRefusedWithTheDatabaseUnchanged)
 {
     Picking p;
