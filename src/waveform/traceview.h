@@ -433,7 +433,6 @@ public:
     double drag_x0 = 0.0;            // its glyph's world x at the press
     double drag_deltime = 0.0;       // seconds, during a deltime drag
     QList<long> drag_group;          // arids moving together
-    QHash<long, double> drag_offsets;  // arid to its glyph's world x less the pointed one's
 
 private:
     int setWord(const char* who, const QString& word, int* field, bool allow_auto = false);
