@@ -42,12 +42,17 @@
 #include <QPainterPath>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 class QPainter;
+class VXEvent;
+class VXGlyph;
 class VXTraceviewQKClient;
 class VXPolypoint;
 class VXTraceview;
+struct VxPixelatorSource;
+struct VxTraceArrival;
 
 struct VxTrace
 {
@@ -230,6 +235,39 @@ public:
     std::unique_ptr<QMenu> arrivals_menu_middle;
     std::unique_ptr<QMenu> arrivals_menu_right;
     QString arrivals_menus_built;                 // the definitions the menus were built from
+
+    // --- arrival editing: adding, pasting and the pointer (trace_edit*.cpp)
+    // Paste: a new arrival like arrival (phase, deltime and the other
+    // measurements of its record) at time on this trace; its arid, or -1.
+    long addArrival(VxTraceArrival& arrival, double time, int& queue_counter);
+    // The adds through the event client of source: a new row of the view's
+    // default phase, or a copy of arrival's record.  The arid, or -1.
+    long addArrivalQk(VxPixelatorSource* source, double time, int& queue_counter);
+    long addArrivalQk(VxPixelatorSource* source, VxTraceArrival& arrival, double time, int& queue_counter);
+    // Move arid by time_delta seconds (-2e30: not) and set deltime and
+    // phase as editArrival() does, from the record as the database holds
+    // it now.  Its row, or -1.
+    long shiftArrival(long arid, double time_delta, double deltime, QString phase, int& queue_counter);
+    // The first source that reaches the database through an event client,
+    // or null.
+    VxPixelatorSource* editSource();
+    // Run action on every shown copy of arid (on all traces of the view);
+    // the number of copies.
+    int arrivalCallbackAction(long arid, std::function<void(VxTraceArrival&)> action);
+    // The glyph callback of the arrivals point set: menus on a press, time
+    // drags with the left button, deltime drags with the middle one.  2
+    // when the event was used.
+    int arrivalsCallback(VXGlyph* glyph, VXEvent* event);
+    int arrivalEditInteraction(VXGlyph* glyph, VXEvent* event);
+    int arrivalTimeEditInteraction(VXGlyph* glyph, VXEvent* event);
+    int arrivalDeltimeEditInteraction(VXGlyph* glyph, VXEvent* event);
+    int moveArrivals(VXGlyph* glyph, VXEvent* event);
+    // The shown arrival of glyph of the arrivals point set; false when the
+    // glyph is not one of this trace's arrivals.
+    bool arrivalOfGlyph(VXGlyph* glyph, VxTraceArrival& arrival);
+    // editArrival() and shiftArrival(): time absolute, or relative to the record's
+    long writeArrival(long arid, double time, bool relative, double deltime, const QString& phase,
+                      int& queue_counter);
 
     void getStaChanCopy(QString& sta, QString& chan, int& copy);
     void copyFrom(VXTrace* other);

@@ -412,6 +412,13 @@ public:
     // Add the clipboard's arrivals with the earliest at the time of
     // time_string, as one entry of the queue.
     int pasteCopyClipboard(QString time_string, int dont_paste_tags);
+    // A pick at world x (time on the display, before the trace's shift) on
+    // the trace under world y, in add-arrivals mode; its arid, or -1 (no
+    // trace there, not in add mode, or the write failed).
+    long addArrivalAt(double x, double y);
+    // trace when it is still one of the view's traces, else a trace of the
+    // same channel, else null (the queue may outlive a trace).
+    VXTrace* liveTrace(VXTrace* trace, const QKArrival& arrival);
 
     // --- events and origins of the selected database
     // Select an event ("3", "+1", "-1", "e123", "noev", "dw", "mostrecent",
@@ -495,6 +502,12 @@ public:
 
     // arrival editing
     VxArrivalEditQueue arrival_edit_queue;
+    int arrivals_state = 1;          // 1 idle, 2 dragging a time, 6 dragging a deltime
+    long drag_arid = -1;             // the arrival under the pointer at the press
+    VXTrace* drag_trace = nullptr;   // its trace
+    double drag_x0 = 0.0;            // its glyph's world x at the press
+    double drag_deltime = 0.0;       // seconds, during a deltime drag
+    QList<long> drag_group;          // arids moving together
 
 private:
     int setWord(const char* who, const QString& word, int* field, bool allow_auto = false);

@@ -103,10 +103,27 @@ public:
     long findKey(int table, std::string_view text) const;
     // The largest value of field name in the tables keyed by that field
     // alone (arrival for "arid"), refreshed first; 0 when there is none.
+    // Only records added since the last call are read, while the table's
+    // rows keep their generation.
     long largestKey(const char* name);
+    // A number that changes whenever records of the table already read may
+    // have changed their key (the table read again, replaced, or a key
+    // rewritten in place); appending leaves it alone.  -1: not kept, every
+    // largestKey() reads the whole table.
+    virtual long rowsGeneration(int table) const;
 
 protected:
     const RsSchema* schema_;
+
+private:
+    // What largestKey() read of a table.
+    struct KeyScan
+    {
+        long generation = -1;
+        long scanned = 0;   // records read
+        long largest = 0;   // the largest key among them
+    };
+    std::vector<KeyScan> key_scans_;  // per table, made on first use
 };
 
 // Whether the key fields of two records of the table hold equal values.

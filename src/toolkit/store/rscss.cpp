@@ -9,6 +9,11 @@
 // is appended as a whole line, a changed record is rewritten in place at its
 // fixed width.  A writer that dies leaves at worst an unfinished last line,
 // which readers skip and the next writer ends with a new line of its own.
+//
+// A reader brings its copy up to the file under a shared lock: what was
+// appended is read and checked; a file changed in place (same size, newer
+// time) is compared with the copy and only the changed lines are checked
+// again, unless lines moved, when it is read whole.
 #include "toolkit/store/rsbackend_p.h"
 
 #include "toolkit/base/errors.h"
@@ -17,10 +22,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <mutex>
+#include <new>
+#include <vector>
 
 namespace {
 
@@ -114,6 +123,7 @@ struct CssTable
     dev_t dev = 0;
     ino_t ino = 0;
     struct timespec mtime = {0, 0};
+    long generation = 0;   // see RsBackend::rowsGeneration()
 };
 
 class CssBackend : public RsBackend
@@ -149,12 +159,14 @@ public:
     long put(int table, std::string_view text) override;
     long nextId(const char* name) override;
     int refresh(int table) override;
+    long rowsGeneration(int table) const override { return tables_[static_cast<size_t>(table)].generation; }
 
 private:
     int openFile(int table, bool write);
     int readFrom(int table, size_t from, size_t size);
     void ingest(int table, size_t from);
     int takeIn(int table, int* change);
+    bool patchInPlace(int table, size_t size);
     bool lineOk(int table, const char* line, size_t length, long number, int* messages);
     int beginWrite(int table, const char* caller);
     long appendLocked(int table, std::string_view text);
@@ -301,6 +313,7 @@ int CssBackend::load(int table)
         return -1;
     }
     t.rows.clear();
+    t.generation++;
     t.known = 0;
     t.lines = 0;
     t.bad = 0;
@@ -333,9 +346,17 @@ int CssBackend::takeIn(int table, int* change)
     const bool replaced = !same_file || size < t.known;
     const bool in_place = !replaced && size == t.known && !sameTime(st.st_mtim, t.mtime);
     *change = kUnchanged;
+    if (in_place && t.known > 0 && patchInPlace(table, size)) {
+        // records rewritten in place by another handle: only they were taken in again
+        *change = kReread;
+        t.generation++;
+        t.mtime = st.st_mtim;
+        return 0;
+    }
     if (replaced || in_place) {
         *change = t.known == 0 ? kGrown : replaced ? kReplaced : kReread;
         t.rows.clear();
+        t.generation++;
         t.known = 0;
         t.lines = 0;
         t.bad = 0;
@@ -350,6 +371,66 @@ int CssBackend::takeIn(int table, int* change)
     t.ino = st.st_ino;
     t.mtime = st.st_mtim;
     return 0;
+}
+
+// The file changed in place (same size, newer time): compare it with the
+// copy and take in the changed lines only, so that a record rewritten by
+// another process does not cost a read of every record.  False, with the
+// copy possibly half patched, when lines were added, removed or moved, or a
+// line changed from good to bad or back: the caller then reads it all again.
+bool CssBackend::patchInPlace(int table, size_t size)
+{
+    CssTable& t = tables_[static_cast<size_t>(table)];
+    constexpr size_t kChunk = 1 << 20;
+    std::unique_ptr<char[]> chunk(new (std::nothrow) char[kChunk]);
+    if (!chunk)
+        return false;
+    std::vector<size_t> lines;  // starts of the lines that changed, in file order
+    for (size_t at = 0; at < size; at += kChunk) {
+        const size_t n = std::min(kChunk, size - at);
+        if (!preadAll(t.fd, chunk.get(), n, static_cast<off_t>(at)))
+            return false;
+        if (memcmp(chunk.get(), t.rows.at(at), n) == 0)
+            continue;
+        for (size_t i = 0; i < n; i += 64) {
+            const size_t block = std::min<size_t>(64, n - i);
+            if (memcmp(chunk.get() + i, t.rows.at(at + i), block) == 0)
+                continue;
+            for (size_t k = i; k < i + block; k++) {
+                char* old_byte = t.rows.at(at + k);
+                if (chunk[k] == *old_byte)
+                    continue;
+                if (chunk[k] == '\n' || *old_byte == '\n')
+                    return false;
+                *old_byte = chunk[k];
+                size_t line = at + k;
+                while (line > 0 && *t.rows.at(line - 1) != '\n')
+                    line--;
+                if (lines.empty() || lines.back() != line)
+                    lines.push_back(line);
+            }
+        }
+    }
+    // a changed line must stay what it was, a record or a skipped line
+    int messages = kMessagesPerRead;  // nothing registered: a full read reports bad lines
+    for (size_t line : lines) {
+        const char* start = t.rows.at(line);
+        const char* nl = static_cast<const char*>(memchr(start, '\n', size - line));
+        if (!nl)
+            return false;
+        long lo = 0, hi = t.rows.count();
+        while (lo < hi) {
+            const long mid = lo + (hi - lo) / 2;
+            if (t.rows.offset(mid) < line)
+                lo = mid + 1;
+            else
+                hi = mid;
+        }
+        const bool was_record = lo < t.rows.count() && t.rows.offset(lo) == line;
+        if (lineOk(table, start, static_cast<size_t>(nl - start), 0, &messages) != was_record)
+            return false;
+    }
+    return true;
 }
 
 int CssBackend::refresh(int table)
@@ -468,6 +549,8 @@ int CssBackend::updateLocked(int table, long r, std::string_view text, const std
         hl_register_error(0, "CssBackend::update: Cannot write to %s: %s.\n", t.path.c_str(), strerror(err));
         return -1;
     }
+    if (!rs_same_key(d, std::string_view(now.data(), width), line))
+        t.generation++;  // a key changed under a record already read
     memcpy(t.rows.at(offset), line.data(), width);
     struct stat st;
     if (fstat(t.fd, &st) == 0)

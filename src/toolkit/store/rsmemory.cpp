@@ -545,9 +545,16 @@ long RsBackend::findKey(int table, std::string_view text) const
     return -1;
 }
 
+long RsBackend::rowsGeneration(int) const
+{
+    return -1;
+}
+
 long RsBackend::largestKey(const char* name)
 {
     long largest = 0;
+    if (key_scans_.size() != schema_->tables.size())
+        key_scans_.assign(schema_->tables.size(), KeyScan());
     for (size_t t = 0; t < schema_->tables.size(); t++) {
         const RsTableDef& d = schema_->tables[t];
         if (d.key.size() != 1 || d.fields[static_cast<size_t>(d.key[0])].name != name ||
@@ -560,12 +567,19 @@ long RsBackend::largestKey(const char* name)
         }
         const RsFieldDef& f = d.fields[static_cast<size_t>(d.key[0])];
         const long n = count(ti);
-        for (long r = 0; r < n; r++) {
+        const long generation = rowsGeneration(ti);
+        KeyScan& scan = key_scans_[t];
+        if (generation < 0 || scan.generation != generation || scan.scanned > n)
+            scan = KeyScan{generation, 0, 0};
+        // records before scan.scanned are as they were when read last
+        for (long r = scan.scanned; r < n; r++) {
             long v = 0;
             std::string_view text = record(ti, r);
             if (rs_parse_long(text.substr(static_cast<size_t>(f.offset), static_cast<size_t>(f.width)), &v) == 0)
-                largest = std::max(largest, v);
+                scan.largest = std::max(scan.largest, v);
         }
+        scan.scanned = n;
+        largest = std::max(largest, scan.largest);
     }
     return largest;
 }

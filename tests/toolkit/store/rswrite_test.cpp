@@ -9,7 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <signal.h>
+#include <unistd.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -236,6 +238,17 @@ TEST_F(RecordStoreWrite, PutRecordUpdatesByKeyOrAdds)
     rsclose(db);
 }
 
+TEST_F(RecordStoreWrite, NextIdSeesAKeyRewrittenInPlace)
+{
+    dir_.table("db", "arrival", {kArrival1});
+    Rsptr db = rsopen(dir_.base().c_str(), "css3.0", RS_WRITE | RS_NOSYNC);
+    EXPECT_EQ(rsnextid(db, "arid"), 18);
+    // the rows read for that id change their key: the next id must see it
+    ASSERT_EQ(rsput(rslookup(db, nullptr, "arrival", "arid", "0"), "500"), 0) << takeErrors();
+    EXPECT_EQ(rsnextid(db, "arid"), 501);
+    rsclose(db);
+}
+
 TEST_F(RecordStoreWrite, AnotherHandleSeesWhatWasWritten)
 {
     dir_.table("db", "origin", {kOrigin1});
@@ -255,6 +268,37 @@ TEST_F(RecordStoreWrite, AnotherHandleSeesWhatWasWritten)
     ASSERT_EQ(rsput(rslookup(ob, nullptr, nullptr, nullptr, "rsSCRATCH"), kOrigin2.c_str()), 0);
     EXPECT_EQ(rsaddrecord(ob), 2);
     EXPECT_EQ(readFile(dir_.base() + ".origin"), kOrigin1 + "\n" + kOrigin3 + "\n" + kOrigin2 + "\n");
+    rsclose(a);
+    rsclose(b);
+}
+
+TEST_F(RecordStoreWrite, AnotherHandleTakesInARecordRewrittenInPlace)
+{
+    dir_.table("db", "arrival", {kArrival1});
+    Rsptr a = rsopen(dir_.base().c_str(), "css3.0", RS_WRITE | RS_NOSYNC);
+    Rsptr b = rsopen(dir_.base().c_str(), "css3.0", RS_WRITE | RS_NOSYNC);
+    Rsptr arrival = rslookup(a, nullptr, "arrival", nullptr, "0");
+    ASSERT_EQ(rsload_scratch(arrival), 0);
+    ASSERT_EQ(rsputv(rslookup(arrival, nullptr, nullptr, nullptr, "rsSCRATCH"), nullptr, "arid", 99L, nullptr), 0);
+    ASSERT_EQ(rsaddrecord(arrival), 1);
+    EXPECT_EQ(recordCount(b, "arrival"), 2);
+    // a changes one field of the second record in place; b sees only that
+    ASSERT_EQ(rsput(rslookup(a, nullptr, "arrival", "iphase", "1"), "S"), 0) << takeErrors();
+    EXPECT_EQ(rscheck(b), 1);
+    EXPECT_EQ(recordCount(b, "arrival"), 2);
+    char phase[RS_STRSZ];
+    ASSERT_EQ(rsgetv(rslookup(b, nullptr, "arrival", nullptr, "1"), nullptr, "iphase", phase, nullptr), 0);
+    EXPECT_STREQ(phase, "S");
+    EXPECT_EQ(rscheck(b), 0);
+    // another program spoils the first record's time in place: b skips it
+    const std::string file = dir_.base() + ".arrival";
+    int fd = open(file.c_str(), O_WRONLY);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(pwrite(fd, "x", 1, 7), 1);
+    close(fd);
+    EXPECT_EQ(rscheck(b), 1);
+    EXPECT_EQ(recordCount(b, "arrival"), 1);
+    EXPECT_NE(takeErrors().find("line 1"), std::string::npos);
     rsclose(a);
     rsclose(b);
 }
