@@ -533,9 +533,15 @@ int VXTraceviewCommands::processHotkeys(VXEvent* event, QString& command)
     const bool shift = event->modifiers & Qt::ShiftModifier;
     const bool control = event->modifiers & Qt::ControlModifier;
     const char* prefix = control ? (shift ? "controlshift-" : "control-") : (shift ? "shift-" : "nomodifier-");
-    auto it = hotkeys.constFind(QLatin1String(prefix) + event->key);
+    const QString name = QLatin1String(prefix) + event->key;
+    auto it = hotkeys.constFind(name);
     if (it == hotkeys.constEnd() && !shift && !control)
         it = hotkeys.constFind(event->key);
+    // letter keys arrive in lower case: "control-Z" names the same key as "control-z"
+    for (auto k = hotkeys.constBegin(); it == hotkeys.constEnd() && k != hotkeys.constEnd(); ++k)
+        if (k.key().compare(name, Qt::CaseInsensitive) == 0 ||
+            (!shift && !control && k.key().compare(event->key, Qt::CaseInsensitive) == 0))
+            it = k;
     if (it == hotkeys.constEnd())
         return 0;
     command = it.value();

@@ -188,7 +188,7 @@ TEST(TvCommands, TimeWordsAreExpandedWhenUsedWithSixDecimals)
 TEST(TvCommands, HotkeysPutInThePointerPosition)
 {
     View v;
-    v.run(QStringLiteral("hotkey control-z display time_zoom 0.5 %xw"));
+    v.run(QStringLiteral("hotkey control-Z display time_zoom 0.5 %xw"));
     v.run(QStringLiteral("hotkey q echo %dxw %dyw"));
     double px = 0.0, py = 0.0;
     v.vp->getPcoords(1150.0, 0.75, &px, &py, 0, 0);
