@@ -40,6 +40,8 @@ HL_ConfigureSpec console_specs[] = {
 
 VXCommandConsole::VXCommandConsole(QWidget* parent) : QTextEdit(parent)
 {
+    // a trace view given this console runs its lines in the view's language
+    commandconsole_install_traceview_link();
     setLineWrapMode(QTextEdit::NoWrap);
     setUndoRedoEnabled(false);
     setAcceptDrops(false);

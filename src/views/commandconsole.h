@@ -74,6 +74,11 @@ struct VxCommandConsoleCommandCallback
     HL_ClientData client_data = nullptr;
 };
 
+// Let trace views attach consoles (VXTraceview::setCommandConsole): typed
+// and queued lines then run in the view's language.  Done by the first
+// console made; more calls change nothing.
+VXPLOT_EXPORT void commandconsole_install_traceview_link();
+
 class VXPLOT_EXPORT VXCommandConsole : public QTextEdit, public VXConfigure
 {
     Q_OBJECT

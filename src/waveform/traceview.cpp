@@ -407,6 +407,7 @@ void VXTraceview::init()
     setConfigureSpecs(traceview_specs, reinterpret_cast<char*>(&vars), "VXTraceview", static_cast<VXConfigure*>(this),
                       1);
     vars.show_residuals = 1;
+    attachCommands();
     VXViewport* vp = getViewportParent();
     if (!vp) {
         syncDefaults();

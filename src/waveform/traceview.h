@@ -59,6 +59,7 @@ class VXEvent;
 class QRectF;
 class VXTrace;
 class VXTraceviewQKClient;
+class VXTraceviewCommands;
 class VXViewport;
 struct Kv;
 
@@ -308,7 +309,9 @@ public:
     int setAntialias(QString word);
     int setClip(QString word);
     void setNofeedback(int nofeedback);
-    void setCommandConsole(VXCommandConsole* cc) { command_console = cc; }
+    // Attach cc (null: none): lines sent with send_to_cc go through it, it
+    // runs typed lines in the view's language and keeps their history.
+    void setCommandConsole(VXCommandConsole* cc);
 
     // Run a line of the trace view's command language.  nofeedback 0 or
     // above is stored first.  With a console attached and send_to_cc set
@@ -329,6 +332,32 @@ public:
     // messages.  0, or -1 at the first failure.
     int parseAliases(QString text);
     int parseHotkeys(QString text);
+
+    // --- the command language and its console (traceview_commands.cpp)
+    // The view's language (tvcommands.h), made by init().
+    std::shared_ptr<VXTraceviewCommands> commands;
+    // Make the language, fill command_processor and attach the console
+    // given at construction (init() calls it).
+    void attachCommands();
+    // Run the lines of the text file path: through the attached console
+    // (queued, one per turn of the event loop, and kept in its history) when
+    // there is one, else at once, stopping at the first failing line.  0, or
+    // -1 with the reason registered.
+    int importCommands(QString path);
+    // Write the attached console's history to path, one line each, leaving
+    // out empty lines and "main" lines (a file that imported or exported
+    // itself again would never end).  0, or -1 with the reason registered.
+    int exportCommands(QString path);
+    // Filled when a console is attached: queue a file's lines in the
+    // console, and its history (oldest first).
+    std::function<int(const QString& path)> console_import;
+    std::function<QStringList()> console_history;
+    // Detaches the console when reset or destroyed.
+    std::shared_ptr<void> console_link_guard;
+    // Attaches a console to a view; installed by the console's side of the
+    // library, which the view cannot include.  Null until then.
+    static void (*console_link)(VXTraceview* traceview, VXCommandConsole* cc);
+    int import_depth = 0;  // command files being run inside each other
 
     // --- arrivals and detections shown on the traces
     // The arids of the selected arrivals, with the one selected for a menu

@@ -1,10 +1,116 @@
-// VXTraceview: commands sent to the view, and aliases and hot keys read
-// from parameter text.
+// VXTraceview: commands sent to the view, the language and its console,
+// command files, and aliases and hot keys read from parameter text.
 #include "waveform/traceview.h"
 
 #include "toolkit/base/errors.h"
 #include "toolkit/base/lists.h"
 #include "toolkit/params/kv.h"
+#include "waveform/tvcommands.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+void (*VXTraceview::console_link)(VXTraceview*, VXCommandConsole*) = nullptr;
+
+void VXTraceview::attachCommands()
+{
+    if (!commands) {
+        commands = std::make_shared<VXTraceviewCommands>(this);
+        VXTraceviewCommands* language = commands.get();
+        command_processor = [language](const QString& command, QString& output) {
+            return language->processCommand(command, output);
+        };
+    }
+    setCommandConsole(command_console);
+}
+
+void VXTraceview::setCommandConsole(VXCommandConsole* cc)
+{
+    // the old console lets go of the view first
+    console_link_guard.reset();
+    console_command = nullptr;
+    console_import = nullptr;
+    console_history = nullptr;
+    command_console = cc;
+    if (cc && console_link)
+        console_link(this, cc);
+}
+
+int VXTraceview::importCommands(QString path)
+{
+    if (console_import)
+        return console_import(path) < 0 ? -1 : 0;
+    // without a console the lines run at once; a file may import another,
+    // but not without end
+    constexpr int max_import_depth = 8;
+    if (import_depth >= max_import_depth) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::importCommands: Command files nested deeper than %d at '%s'.\n",
+                          max_import_depth, path.toUtf8().constData());
+        return -1;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::importCommands: file.open(%s) error.\n",
+                          path.toUtf8().constData());
+        return -1;
+    }
+    if (!command_processor) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::importCommands: no command language.\n");
+        return -1;
+    }
+    import_depth++;
+    int status = 0;
+    while (!file.atEnd() && status == 0) {
+        // a line longer than the language takes is refused by it, unread
+        const QString line =
+            QString::fromUtf8(file.readLine(VXTraceviewCommands::max_command_chars + 2)).trimmed();
+        QString output;
+        if (line.isEmpty())
+            continue;
+        if (command_processor(line, output) < 0) {
+            hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::importCommands: '%s' failed.\n",
+                              line.left(200).toUtf8().constData());
+            status = -1;
+        }
+    }
+    import_depth--;
+    return status;
+}
+
+int VXTraceview::exportCommands(QString path)
+{
+    if (!command_console || !console_history) {
+        hl_register_error(HL_SEVERITY_NORMAL,
+                          "VXTraceview::exportCommands: Can only export commands from an attached CommandConsole.\n");
+        return -1;
+    }
+    QStringList lines;
+    for (const QString& command : console_history()) {
+        const QString line = command.trimmed();
+        const QStringList words = traceview_command_words(line);
+        if (words.isEmpty() || words[0] == QLatin1String("main") || words[0].startsWith(QLatin1String("main:")))
+            continue;
+        lines.append(line);
+    }
+    if (lines.isEmpty()) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::exportCommands: No commands in the queue.\n");
+        return -1;
+    }
+    // written whole or not at all
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::exportCommands: file.open(%s) error.\n",
+                          path.toUtf8().constData());
+        return -1;
+    }
+    file.write((lines.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8());
+    if (!file.commit()) {
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::exportCommands: file.open(%s) error.\n",
+                          path.toUtf8().constData());
+        return -1;
+    }
+    return 0;
+}
 
 int VXTraceview::sendCommand(QString command, QString* output, int send_to_cc, int nofeedback_)
 {
