@@ -6,18 +6,36 @@
 //   Traceview/overlay_layer_clean  a repaint with the view's layer clean
 //   Traceview/pan10    a pan by a tenth of the window, the sample cache warm
 //   Traceview/zoom2    a zoom by 2 in, then out, the sample cache warm
+//
+// A database of 300 channels (100 stations, three components) of an hour at
+// 20 Hz as s4 files, written by this program into a temporary folder:
+//   Traceview300/first_paint  a new view of the database, its traces made
+//       through its event server, painted once at the whole hour with the
+//       sample cache empty; against
+//   Traceview300/loader_alone  reading and decoding every wfdisc row once
+//       with wfload_scratch(), nothing else.
+//   Traceview300/memory  what the view keeps per trace (the trace and its
+//       pixel columns, sample cache excluded) at the whole hour and at a
+//       tenth of it, against the bytes of a trace's samples as floats.
 #include <VX.h>
 
 #include "waveform/pixelator_support.h"
 
+#include "toolkit/base/errors.h"
+#include "toolkit/store/recordstore.h"
+#include "toolkit/waveio/wfload.h"
 #include "viewport/viewport.h"
+#include "waveform/samplecache_p.h"
 #include "waveform/trace.h"
 #include "waveform/traceview.h"
 
 #include <benchmark/benchmark.h>
 
 #include <QApplication>
+#include <QFile>
 #include <QImage>
+#include <QTemporaryDir>
+#include <QtEndian>
 
 #include <cmath>
 #include <memory>
@@ -126,11 +144,196 @@ void Traceview_zoom2(benchmark::State& state)
     }
 }
 
+// --- 300 channels of a database
+
+constexpr int db_stations = 100;
+constexpr int db_channels = 3 * db_stations;
+constexpr double db_samprate = 20.0;
+constexpr long db_nsamp = 3600L * 20L;
+constexpr double db_start = 1.7e9;
+
+struct Database
+{
+    QTemporaryDir dir;
+    QString base;
+    bool ok = false;
+
+    Database()
+    {
+        base = dir.path() + "/db300";
+        Rsptr db = rsopen(base.toUtf8().constData(), "css3.0", RS_WRITE | RS_NOSYNC);
+        if (rsisinvalid(db))
+            return;
+        Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, "rsSCRATCH");
+        Rsptr site = rslookup(db, nullptr, "site", nullptr, "rsSCRATCH");
+        const char* chans[] = {"BHZ", "BHN", "BHE"};
+        long wfid = 1;
+        unsigned seed = 11;
+        std::vector<uchar> bytes(static_cast<size_t>(db_nsamp) * 4);
+        for (int st = 0; st < db_stations; st++) {
+            const QString sta = QStringLiteral("S%1").arg(st, 3, 10, QLatin1Char('0'));
+            const QString dfile = sta + ".w";
+            QFile file(dir.path() + "/" + dfile);
+            if (!file.open(QIODevice::WriteOnly))
+                return;
+            // stations on a line east of the origin, for the distance sort
+            rsputv(site, nullptr, "sta", sta.toLatin1().constData(), "ondate", 1970001L, "offdate", -1L, "lat", 0.0,
+                   "lon", 0.1 * st, "elev", 0.0, nullptr);
+            if (rsaddrecord(site) < 0)
+                return;
+            for (int c = 0; c < 3; c++) {
+                for (long i = 0; i < db_nsamp; i++) {
+                    seed = seed * 1103515245u + 12345u;
+                    const double v = 800.0 * std::sin(i * (0.02 + 0.0001 * st + 0.003 * c)) + ((seed >> 16) % 300);
+                    qToBigEndian<qint32>(static_cast<qint32>(v), bytes.data() + 4 * i);
+                }
+                const long foff = static_cast<long>(file.pos());
+                file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
+                rsputv(wf, nullptr, "sta", sta.toLatin1().constData(), "chan", chans[c], "time", db_start, "endtime",
+                       db_start + (db_nsamp - 1) / db_samprate, "nsamp", db_nsamp, "samprate", db_samprate, "calib",
+                       1.0, "calper", 1.0, "segtype", "V", "datatype", "s4", "dir", ".", "dfile",
+                       dfile.toLatin1().constData(), "foff", foff, "wfid", wfid++, "jdate", 2023318L, nullptr);
+                if (rsaddrecord(wf) < 0)
+                    return;
+            }
+        }
+        rsclose(db);
+        ok = true;
+    }
+};
+
+Database& database()
+{
+    static Database d;
+    return d;
+}
+
+// A view of the whole database, its traces made, not painted yet.
+struct DatabaseView
+{
+    std::unique_ptr<VXViewport> vp;
+    std::unique_ptr<VXTraceview> tv;
+    QImage image{1600, 1000, QImage::Format_ARGB32_Premultiplied};
+
+    explicit DatabaseView(const QString& base)
+    {
+        vp = std::make_unique<VXViewport>(nullptr, 0, 0);
+        vp->resize(1600, 1000);
+        tv = std::make_unique<VXTraceview>(vp.get(), nullptr, 0, nullptr);
+        tv->init();
+        vp->setScales();
+        tv->createTraces(tv->openDatabase(base), QString(), QString());
+    }
+    void paint()
+    {
+        vp->render(&image);
+        benchmark::DoNotOptimize(image.constBits());
+    }
+    // what the view keeps for its traces: the traces and their columns
+    double bytesPerTrace() const
+    {
+        size_t bytes = 0;
+        for (VXTrace* t : std::as_const(tv->traces)) {
+            bytes += sizeof(VXTrace);
+            for (VxPixelatorSource* source : std::as_const(t->sources))
+                for (long j = 0; j < source->segments.max(); j++)
+                    bytes += sizeof(VxPixelatorSegment) +
+                             source->segments.get(j).pixels.capacity() * sizeof(VxPixelatorPixel);
+        }
+        return tv->traces.isEmpty() ? 0.0 : static_cast<double>(bytes) / tv->traces.size();
+    }
+};
+
+void Traceview300_first_paint(benchmark::State& state)
+{
+    Database& d = database();
+    if (!d.ok) {
+        state.SkipWithError("no database");
+        return;
+    }
+    int traces = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        VxSampleCache::instance().clear();
+        auto view = std::make_unique<DatabaseView>(d.base);
+        traces = view->tv->numTraces();
+        state.ResumeTiming();
+        view->paint();
+        state.PauseTiming();
+        view.reset();
+        state.ResumeTiming();
+    }
+    if (traces != db_channels)
+        state.SkipWithError("the view did not make every trace");
+    state.counters["traces"] = traces;
+    state.SetBytesProcessed(state.iterations() * db_channels * db_nsamp * 4);
+}
+
+void Traceview300_loader_alone(benchmark::State& state)
+{
+    Database& d = database();
+    if (!d.ok) {
+        state.SkipWithError("no database");
+        return;
+    }
+    long total = 0;
+    for (auto _ : state) {
+        Rsptr db = rsopen(d.base.toUtf8().constData(), "css3.0", RS_READ);
+        Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, nullptr);
+        long count = 0;
+        rsquery(wf, RS_RECORD_COUNT, &count);
+        total = 0;
+        for (long r = 0; r < count; r++) {
+            wf.record = r;
+            rsload_scratch(wf);
+            float* data = nullptr;
+            double ts = 0.0, te = 0.0;
+            long n = 0;
+            if (wfload_scratch(db, 0, &data, nullptr, &ts, &te, 0.0, 0.0, &n) < 0)
+                state.SkipWithError(hl_errlog_string(0));
+            benchmark::DoNotOptimize(data);
+            free(data);
+            total += n;
+        }
+        rsclose(db);
+    }
+    if (total != db_channels * db_nsamp)
+        state.SkipWithError("not every sample was read");
+    state.SetBytesProcessed(state.iterations() * db_channels * db_nsamp * 4);
+}
+
+void Traceview300_memory(benchmark::State& state)
+{
+    Database& d = database();
+    if (!d.ok) {
+        state.SkipWithError("no database");
+        return;
+    }
+    double whole = 0.0, tenth = 0.0;
+    for (auto _ : state) {
+        DatabaseView view(d.base);
+        view.paint();
+        whole = view.bytesPerTrace();
+        view.tv->setTimeWindow(db_start + 1800.0, 360.0);
+        view.paint();
+        tenth = view.bytesPerTrace();
+    }
+    const double samples = db_nsamp * sizeof(float);
+    state.counters["bytes_per_trace_hour"] = whole;
+    state.counters["bytes_per_trace_6min"] = tenth;
+    state.counters["sample_bytes_per_trace"] = samples;
+    state.counters["hour_over_samples"] = whole / samples;
+    state.counters["hour_over_6min"] = tenth > 0.0 ? whole / tenth : 0.0;
+}
+
 BENCHMARK(Traceview_steady)->Unit(benchmark::kMillisecond);
 BENCHMARK(Traceview_overlay)->Unit(benchmark::kMillisecond);
 BENCHMARK(Traceview_overlay_layer_clean)->Unit(benchmark::kMillisecond);
 BENCHMARK(Traceview_pan10)->Unit(benchmark::kMillisecond);
 BENCHMARK(Traceview_zoom2)->Unit(benchmark::kMillisecond);
+BENCHMARK(Traceview300_first_paint)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(Traceview300_loader_alone)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(Traceview300_memory)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 } // namespace
 

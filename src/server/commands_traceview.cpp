@@ -1,5 +1,7 @@
-// The trace view's words: traceview, traceview_setcommandconsole,
+// The trace view's words: traceview, traceview_gettaskbar,
+// traceview_createtraces_qkserver, traceview_setcommandconsole,
 // traceview_sendcommand, and traceview_opendatabase.
+#include "items/taskbar.h"
 #include "server/commands.h"
 #include "server/procs.h"
 #include "viewport/viewport.h"
@@ -54,6 +56,45 @@ int VX_GraphicsServer_traceview(Server* server, Command* command, Response* resp
     VX_TRACE("%s = new VXTraceview(%s, %s, %d, %s)", vx_msg(handle).constData(), vx_msg(command->handle).constData(),
              vx_msg(command->args[0]).constData(), make_taskbar, vx_msg(command->args[2]).constData());
     return vx_answer(response, handle);
+}
+
+// The view's task bar under a handle of its own, registered at the first
+// request; a second request answers the same handle.
+int VX_GraphicsServer_traceview_gettaskbar(Server* server, Command* command, Response* response)
+{
+    const char* proc = "VX_GraphicsServer_traceview_gettaskbar";
+    auto* traceview = static_cast<VXTraceview*>(command->target);
+    VXTaskbar* taskbar = traceview->getTaskbar();
+    if (!taskbar)
+        return vx_fail(server, response, "%s: traceview %s has no taskbar.\n", proc, vx_msg(command->handle).constData());
+    QString handle = VX_GraphicsServer_get_value(server, taskbar);
+    if (handle.isEmpty()) {
+        if (VX_GraphicsServer_set_object(server, VX_TYPE_TASKBAR, taskbar, nullptr, handle) < 0)
+            return VX_GraphicsServer_error2(server, response);
+        VX_TRACE("%s = %s->getTaskbar()", vx_msg(handle).constData(), vx_msg(command->handle).constData());
+    }
+    return vx_answer(response, handle);
+}
+
+// extra_args: the event server (QKServer*) of a database and the accepted
+// channels as a C string, a comma list of "sta:chan" regular expressions
+// ("" for all).  The view makes a trace of each accepted channel of the
+// database's waveform rows that it does not show yet.
+int VX_GraphicsServer_traceview_createtraces_qkserver(Server* server, Command* command, Response* response)
+{
+    const char* proc = "VX_GraphicsServer_traceview_createtraces_qkserver";
+    auto* qkserver = static_cast<QKServer*>(command->extra_args[0]);
+    const auto* accept = static_cast<const char*>(command->extra_args[1]);
+    if (!qkserver || !accept)
+        return vx_fail(server, response, "%s: traceview needs qkserver and stachan_accept pointers.\n", proc);
+    auto* traceview = static_cast<VXTraceview*>(command->target);
+    const QString stachan_accept = QString::fromUtf8(accept);
+    if (traceview->createTraces(qkserver, stachan_accept, QString()) < 0)
+        return vx_fail(server, response, "%s: VXTraceview::createTraces() error.\n", proc);
+    traceview->stachan_accept = stachan_accept;
+    VX_TRACE("%s->createTraces(%p, %s)", vx_msg(command->handle).constData(), static_cast<void*>(qkserver),
+             vx_msg(stachan_accept).constData());
+    return vx_answer(response, command->handle);
 }
 
 int VX_GraphicsServer_traceview_setcommandconsole(Server* server, Command* command, Response* response)
@@ -125,6 +166,14 @@ extern const std::vector<VX_GraphicsServer_command_row> vx_commands_traceview = 
      "w = mainwindow none\nv = viewport $w\ntraceview $v '' 0 ''",
      {.types = vx_types(VX_TYPE_VIEWPORT), .wrong_type = "{proc}: '{handle}' not a viewport.\n", .min_args = 3,
       .max_args = 3, .wrong_count = "{proc}: traceview needs 3 arguments.\n"}},
+    {"traceview_gettaskbar", VX_GraphicsServer_traceview_gettaskbar, "traceview_gettaskbar TRACEVIEW",
+     "w = mainwindow none\nv = viewport $w\nt = traceview $v '' 1 ''\ntraceview_gettaskbar $t",
+     {.types = vx_types(VX_TYPE_TRACEVIEW), .wrong_type = "{proc}: must be traceview item parent.\n"}},
+    {"traceview_createtraces_qkserver", VX_GraphicsServer_traceview_createtraces_qkserver,
+     "traceview_createtraces_qkserver TRACEVIEW (extra: QKServer*, stachan_accept char*)", "",
+     {.types = vx_types(VX_TYPE_TRACEVIEW), .wrong_type = "{proc}: must be traceview item parent.\n", .min_args = 2,
+      .max_args = 2, .wrong_count = "{proc}: traceview needs qkserver and stachan_accept pointers.\n",
+      .flags = VX_CheckCountExtra}},
     {"traceview_setcommandconsole", VX_GraphicsServer_traceview_setcommandconsole,
      "traceview_setcommandconsole TRACEVIEW COMMANDCONSOLE",
      "w = mainwindow none\nv = viewport $w\nt = traceview $v '' 0 ''\nc = commandconsole $w\n"

@@ -252,8 +252,14 @@ int parseOption(HL_ConfigureSpec* spec, HL_ClientData, const char* value, char* 
         }
         return setText(spec, vars->units, value);
     }
-    case opt_buttons_definitions: return setText(spec, vars->traceview_buttons_definitions, value);
-    case opt_buttons: return setText(spec, vars->traceview_buttons, value);
+    case opt_buttons_definitions:
+        if (tv && tv->parseButtonsDefinitions(value) < 0)
+            return -1;
+        return setText(spec, vars->traceview_buttons_definitions, value);
+    case opt_buttons:
+        if (tv && tv->parseButtons(value) < 0)
+            return -1;
+        return setText(spec, vars->traceview_buttons, value);
     case opt_aliases: return setText(spec, vars->aliases, value);
     case opt_hotkeys: return setText(spec, vars->hotkeys, value);
     case opt_arrivals_menus: return setText(spec, vars->arrivals_menus, value);
@@ -479,6 +485,7 @@ void VXTraceview::init()
         v->setWcoordsY(ytop - height, ytop);
         refresh(0);
     });
+    initTaskbarAndMenu();
     syncDefaults();
 }
 

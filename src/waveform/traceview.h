@@ -49,10 +49,13 @@
 
 #include <pthread.h>
 
+class QMenu;
 class QPainter;
+class QPoint;
 class QResizeEvent;
 class VXAxes;
 class VXPolypoint;
+class VXTaskbar;
 class VXText;
 class VXCommandConsole;
 class VXEvent;
@@ -151,6 +154,9 @@ struct VxTraceview
     QString taskbar_buttons_definitions_string;
     QString taskbar_buttons_string;
 };
+
+// Most traces a view holds: a request past it is refused with a message.
+inline constexpr int VX_TRACEVIEW_MAX_TRACES = 100000;
 
 // The default display-parameter document.
 VXPLOT_EXPORT const char* traceview_default_display_parameters();
@@ -461,6 +467,42 @@ public:
     int parseDisplayParameters(QString text);
     int processFilterString(QString filter, QString& filter_string, QString& filter_label);
 
+    // --- the look in force, the task bar, the traces menu and the size limit
+    // The display mode painted now: in edit_mode 1 the edit_display values,
+    // with the main_display ones where the edit display leaves a colour or
+    // font unset; else the main display.
+    VxTraceviewDisplayMode displayMode() const;
+    // Hand displayMode()'s colours, fonts and line width to the traces.
+    void applyDisplayMode();
+    // The view's task bar, made on first use when make_taskbar is set (or
+    // by the button keys): in vptaskbar when one was given, else in the
+    // view's viewport.  Its "configure" actions configure the view, its
+    // "command" actions run as sendCommand() lines.  Owned by the view;
+    // null when there is none or no viewport.
+    VXTaskbar* getTaskbar();
+    // The key traceview_buttons_definitions: a parameter text with the
+    // button definitions under "traceview_buttons_definitions" (or
+    // "buttons_definitions").  Empty text forgets the stored text only.
+    // 0; -1 with the reason registered and the buttons as they were.
+    int parseButtonsDefinitions(const char* value);
+    // The key traceview_buttons: the placement table under
+    // "traceview_buttons" (or "buttons"); needs the definitions first.
+    int parseButtons(const char* value);
+    // The context menu of the traces ("order selected traces", "zoom
+    // selected traces"), made on first use; shown by a context-menu request
+    // over the trace labels, left of the plot.  Its entries send their lines
+    // through sendCommand().
+    QMenu* tracesMenu();
+    void popupTracesMenu(const QPoint& global_position);
+    // 0 when count more traces fit in the view (VX_TRACEVIEW_MAX_TRACES),
+    // else -1 with "VXTraceview::<who>: ..." registered.
+    int checkTracesLimit(const char* who, qsizetype count);
+    // VXTrace::setAmpScale() of the trace of that index or label (mode -1:
+    // the view's ampscale_mode); 0, or -1 for an unknown trace.
+    int setAmpScale(int index, int ampscale_mode, double ybottom, double ytop, double abottom, double atop);
+    int setAmpScale(QString channel_label, int ampscale_mode, double ybottom, double ytop, double abottom,
+                    double atop);
+
     VxTraceview vars;
     VxTraceviewDisplayParameters display_parameters;
     VxTraceviewDefaults defaults;  // what every trace inherits
@@ -537,6 +579,19 @@ public:
     double drag_x0 = 0.0;            // its glyph's world x at the press
     double drag_deltime = 0.0;       // seconds, during a deltime drag
     QList<long> drag_group;          // arids moving together
+
+    // the task bar and the traces menu, made on demand and destroyed with
+    // the view (the deleter lives where the classes are complete)
+    struct PartDeleter
+    {
+        void operator()(VXTaskbar* taskbar) const;
+        void operator()(QMenu* menu) const;
+    };
+    std::unique_ptr<VXTaskbar, PartDeleter> taskbar;
+    std::unique_ptr<QMenu, PartDeleter> traces_menu;  // no parent: the view alone owns it
+    // Called by init(): makes the task bar when make_taskbar is set and
+    // listens for context-menu requests over the trace labels.
+    void initTaskbarAndMenu();
 
 private:
     int setWord(const char* who, const QString& word, int* field, bool allow_auto = false);

@@ -359,6 +359,7 @@ int VXTraceview::drawViewportItem(QPainter* p)
     npixels = w;
     dtperpixel = (tright - tleft) / npixels;
     syncDefaults();
+    applyDisplayMode();
     defaults.tleft = tleft;
     defaults.dtperpixel = dtperpixel;
     defaults.npixels = npixels;
@@ -392,8 +393,7 @@ int VXTraceview::draw()
             image_w = w;
             image_h = h;
         }
-        const VxTraceviewDisplayMode& mode =
-            edit_mode == 1 ? display_parameters.edit_display : display_parameters.main_display;
+        const VxTraceviewDisplayMode mode = displayMode();
         image.fill(mode.color_background.color.isValid() ? mode.color_background.color : QColor(Qt::white));
         QPainter ip(&image);
         ip.setRenderHint(QPainter::Antialiasing, vars.antialias != 0);
@@ -424,6 +424,50 @@ int VXTraceview::draw()
     if (skip_render < 0)
         skip_render = 0;
     return 1;
+}
+
+VxTraceviewDisplayMode VXTraceview::displayMode() const
+{
+    const VxTraceviewDisplayMode& main = display_parameters.main_display;
+    if (edit_mode != 1)
+        return main;
+    VxTraceviewDisplayMode m = display_parameters.edit_display;
+    for (VX_Color VxTraceviewDisplayMode::*c :
+         {&VxTraceviewDisplayMode::color_background, &VxTraceviewDisplayMode::color_traces_background,
+          &VxTraceviewDisplayMode::color_foreground, &VxTraceviewDisplayMode::color_time_grids,
+          &VxTraceviewDisplayMode::color_trace_label, &VxTraceviewDisplayMode::color_trace_selected_background,
+          &VxTraceviewDisplayMode::color_trace_amp_label, &VxTraceviewDisplayMode::color_trace_filter_label,
+          &VxTraceviewDisplayMode::color_trace_select_background,
+          &VxTraceviewDisplayMode::color_trace_select_order_label, &VxTraceviewDisplayMode::color_coordinates_status,
+          &VxTraceviewDisplayMode::color_origin_status, &VxTraceviewDisplayMode::color_preferred_origin_status})
+        if (!(m.*c).color.isValid())
+            m.*c = main.*c;
+    for (VX_Font VxTraceviewDisplayMode::*f :
+         {&VxTraceviewDisplayMode::font_trace_label, &VxTraceviewDisplayMode::font_trace_amp_label,
+          &VxTraceviewDisplayMode::font_trace_filter_label, &VxTraceviewDisplayMode::font_trace_select_order_label})
+        if ((m.*f).invalid)
+            m.*f = main.*f;
+    return m;
+}
+
+void VXTraceview::applyDisplayMode()
+{
+    const VxTraceviewDisplayMode m = displayMode();
+    defaults.color_foreground = m.color_foreground;
+    // in the edit display a trace has no band behind its data unless it
+    // has a colour of its own (the trace knows by edit_mode)
+    defaults.color_traces_background = m.color_traces_background;
+    defaults.color_trace_label = m.color_trace_label;
+    defaults.color_trace_amp_label = m.color_trace_amp_label;
+    defaults.color_trace_filter_label = m.color_trace_filter_label;
+    defaults.color_trace_select_background = m.color_trace_select_background;
+    defaults.color_trace_select_order_label = m.color_trace_select_order_label;
+    defaults.font_trace_label = m.font_trace_label;
+    defaults.font_trace_amp_label = m.font_trace_amp_label;
+    defaults.font_trace_filter_label = m.font_trace_filter_label;
+    defaults.font_trace_select_order_label = m.font_trace_select_order_label;
+    defaults.linewidth = m.linewidth;
+    defaults.edit_mode = edit_mode;
 }
 
 void VXTraceview::drawTimeNow(int plot_height)

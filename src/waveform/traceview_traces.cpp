@@ -54,21 +54,21 @@ bool isSelectedWord(const QString& s)
 
 int VXTraceview::appendNewTrace(QString channel_label)
 {
+    if (checkTracesLimit("appendNewTrace", 1) < 0)
+        return -1;
     const qsizetype semi = channel_label.indexOf(QLatin1Char(';'));
     if (semi >= 0)
         channel_label.truncate(semi);
     auto* trace = new VXTrace(&defaults, this);
+    // Every label of this root is the original's or one of its copies'
+    // (roots hold no ';', and a copy goes with its original), so the
+    // greatest copy number is found without walking all traces.
     int copy = 0;
-    VXTrace* original = nullptr;
-    for (VXTrace* t : traces) {
-        QString root;
-        int n;
-        parseLabel(t->channel_label, root, n);
-        if (root != channel_label)
-            continue;
-        copy = std::max(copy, n + 1);
-        if (n == 0)
-            original = t;
+    VXTrace* original = channel_label_hash.value(channel_label, nullptr);
+    if (original) {
+        copy = 1;
+        for (VXTrace* c : std::as_const(original->copies))
+            copy = std::max(copy, c->copy + 1);
     }
     QString label = channel_label;
     if (copy >= 1) {
@@ -82,6 +82,8 @@ int VXTraceview::appendNewTrace(QString channel_label)
     trace->setChannelLabel(label);
     trace->index = static_cast<int>(traces.size());
     trace->sort_order = static_cast<long>(traces.size());
+    // the shared copy goes first, so that the append does not copy the list
+    defaults.selection.traces.clear();
     traces.append(trace);
     defaults.selection.traces = traces;
     channel_label_hash.insert(label, trace);
@@ -117,6 +119,12 @@ int VXTraceview::duplicateTrace(QString& channel_label)
     }
     pthread_mutex_lock(&mutex_traces);
     const int index = appendNewTrace(channel_label);
+    if (index < 0) {
+        pthread_mutex_unlock(&mutex_traces);
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::duplicateTrace: appendNewTrace(%s) error.\n",
+                          channel_label.toUtf8().constData());
+        return -1;
+    }
     VXTrace* t = traces.at(index);
     const QString label = t->channel_label;
     const int copy = t->copy;
