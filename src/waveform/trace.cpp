@@ -260,6 +260,9 @@ VXTrace::VXTrace(VxTraceviewDefaults* defaults_, VXTraceview* traceview_) : defa
     deltimes = new VXPolypoint(vp);
     arrivals = new VXPolypoint(vp);
     setupOverlays();
+    // presses and drags on a pick: its menus, and time and deltime edits
+    arrivals->setGlyphCallback([this](VXGlyph* glyph, VXEvent* event, void*) { return arrivalsCallback(glyph, event); },
+                               nullptr);
     setChannelLabel(QString());
 }
 
