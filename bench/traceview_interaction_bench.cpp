@@ -79,10 +79,14 @@ struct Setup
     }
 };
 
+// made at first use, gone before the application (its viewport is shown)
+std::unique_ptr<Setup> the_setup;
+
 Setup& setup()
 {
-    static Setup s;
-    return s;
+    if (!the_setup)
+        the_setup = std::make_unique<Setup>();
+    return *the_setup;
 }
 
 void report(benchmark::State& state, long paints)
@@ -156,5 +160,6 @@ int main(int argc, char** argv)
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
+    the_setup.reset();
     return 0;
 }

@@ -25,6 +25,7 @@
 // nothing.
 #include "waveform/traceview.h"
 
+#include "glyphs/glyph.h"
 #include "items/polypoint.h"
 #include "items/text.h"
 #include "toolkit/base/errors.h"
@@ -129,6 +130,10 @@ void VXTraceview::processPointerEvent(VXEvent* event)
     if (cursor_in_arrival)
         return;  // the glyph has the event
 
+    if (locked && type == VX_EVENT_KEY_PRESS && x_crosshairs != no_position) {
+        processKey(event, pt, xw, yw);  // a lock stops the pointer only
+        return;
+    }
     if (type == VX_EVENT_MOVE || locked) {
         drawCrosshairs();
         drawCoordinatesStatus();
@@ -455,8 +460,8 @@ void VXTraceview::backToIdle()
 void VXTraceview::processKey(VXEvent* event, QPointF pt, double xw, double yw)
 {
     const VxQuietRegister quiet;  // what goes wrong here is not the caller's
-    if (interaction_mode != 0 && interaction_mode != 11)
-        return;
+    if (interaction_mode != 0 && interaction_mode < 11)
+        return;  // not in the middle of a gesture
     QString command;
     VXEvent at_pointer = *event;
     at_pointer.pt = pt;
@@ -471,7 +476,8 @@ void VXTraceview::processKey(VXEvent* event, QPointF pt, double xw, double yw)
     const int mods = event->modifiers & modifier_mask;
     if (event->key == QLatin1String("r") && mods == Qt::ShiftModifier) {
         refresh(1);  // "R"
-    } else if (event->key == QLatin1String("a") && mods == 0 && edit_mode == 1 && !vars.disable_edits) {
+    } else if (event->key == QLatin1String("a") && mods == 0 && edit_mode == 1 && !vars.disable_edits
+               && interaction_mode != 12 && vars.interaction != QLatin1String("none")) {
         int counter = 0;
         pickArrival(xw, yw, counter);
     }
@@ -545,9 +551,15 @@ void VXTraceview::drawCrosshairs()
         crosshairs1->hideItem();
         crosshairs2->hideItem();
     } else {
-        const QByteArray points = QString::asprintf("%f %f", x_crosshairs, y_crosshairs).toUtf8();
         for (VXPolypoint* c : {crosshairs1, crosshairs2}) {
-            c->configure("points", points.constData(), nullptr);
+            // once the cross exists it is only moved: rebuilding it from
+            // "points" text at every pointer move would cost more than a paint
+            if (c->count() == 1) {
+                c->glyph(0)->setPosition(x_crosshairs, y_crosshairs);
+            } else {
+                const QByteArray points = QString::asprintf("%f %f", x_crosshairs, y_crosshairs).toUtf8();
+                c->configure("points", points.constData(), nullptr);
+            }
             c->showItem();
         }
     }
