@@ -146,6 +146,28 @@ void TraceviewInteraction_drag_burst(benchmark::State& state)
     drag(state, 3);
 }
 
+// the floor: a paint with every layer clean (composition and flush only)
+void TraceviewInteraction_paint_clean(benchmark::State& state)
+{
+    Setup& s = setup();
+    const long before = s.paints;
+    for (auto _ : state) {
+        s.vp->update();
+        s.loop();
+    }
+    report(state, s.paints - before);
+}
+
+void TraceviewInteraction_drag_move_no_crosshairs(benchmark::State& state)
+{
+    Setup& s = setup();
+    s.tv->configure("show_crosshairs", "no", nullptr);
+    drag(state, 1);
+    s.tv->configure("show_crosshairs", "yes", nullptr);
+}
+
+BENCHMARK(TraceviewInteraction_paint_clean)->Unit(benchmark::kMicrosecond)->Iterations(passes);
+BENCHMARK(TraceviewInteraction_drag_move_no_crosshairs)->Unit(benchmark::kMicrosecond)->Iterations(passes);
 BENCHMARK(TraceviewInteraction_full_repaint)->Unit(benchmark::kMicrosecond)->Iterations(passes);
 BENCHMARK(TraceviewInteraction_pan_repaint)->Unit(benchmark::kMicrosecond)->Iterations(passes);
 BENCHMARK(TraceviewInteraction_drag_move)->Unit(benchmark::kMicrosecond)->Iterations(passes);
