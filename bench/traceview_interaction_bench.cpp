@@ -166,6 +166,20 @@ void TraceviewInteraction_drag_move_no_crosshairs(benchmark::State& state)
     s.tv->configure("show_crosshairs", "yes", nullptr);
 }
 
+// the share of the 100 trace labels, drawn again with the slid image
+void TraceviewInteraction_drag_move_no_labels(benchmark::State& state)
+{
+    Setup& s = setup();
+    s.tv->configure("trace_label_visible", "no", "ampscale_visible", "no", nullptr);
+    s.tv->refresh(0);
+    s.loop();
+    drag(state, 1);
+    s.tv->configure("trace_label_visible", "yes", "ampscale_visible", "yes", nullptr);
+    s.tv->refresh(0);
+    s.loop();
+}
+
+BENCHMARK(TraceviewInteraction_drag_move_no_labels)->Unit(benchmark::kMicrosecond)->Iterations(passes);
 BENCHMARK(TraceviewInteraction_paint_clean)->Unit(benchmark::kMicrosecond)->Iterations(passes);
 BENCHMARK(TraceviewInteraction_drag_move_no_crosshairs)->Unit(benchmark::kMicrosecond)->Iterations(passes);
 BENCHMARK(TraceviewInteraction_full_repaint)->Unit(benchmark::kMicrosecond)->Iterations(passes);
