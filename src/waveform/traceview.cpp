@@ -433,6 +433,15 @@ void VXTraceview::init()
         },
         this, nullptr);
     setLayer(QStringLiteral("traceview_base"));
+    // the pointer and the keys (traceview_interaction.cpp); moves without a
+    // button draw the crosshairs and the rubber bands
+    vp->setMouseTracking(true);
+    vp->setEventCallback(
+        [guard](void*, VXEvent* event, void*) {
+            if (*guard)
+                VXTraceview::eventCallback(*guard, event, nullptr);
+        },
+        this, nullptr);
 
     axes = new VXAxes(vp);
     axes->setLayer(QStringLiteral("traceview_base"));

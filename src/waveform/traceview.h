@@ -40,7 +40,9 @@
 #include <QList>
 #include <QPointF>
 #include <QPointer>
+#include <QRubberBand>
 #include <QScrollBar>
+#include <QTimer>
 #include <QString>
 #include <QStringList>
 
@@ -65,6 +67,7 @@ class VXTraceviewQKClient;
 class VXTraceviewCommands;
 class VXViewport;
 struct Kv;
+class VXEvent;
 
 // The look of one display mode (main or edit): the keys of the
 // "main_display" or "edit_display" array of the display-parameter document.
@@ -464,6 +467,67 @@ public:
     // "none" or "normal".
     int setInteraction(QString word);
 
+    // --- the pointer and the keys (traceview_interaction*.cpp)
+    // The handler of the viewport's events, installed by init(); item is
+    // the view.  Pans, zooms, rubber bands, selection, hot keys and the
+    // crosshairs: see traceview_interaction.cpp.
+    static void eventCallback(void* item, VXEvent* event, HL_ClientData client_data);
+    // Make event the current one and describe it into output; 0.
+    int displayEvent(QKEvent event, QString& output);
+    // Make origin the current one (time and place into defaults, its
+    // associations and station magnitudes kept), describe it into output
+    // and the origin status line (preferred: in the preferred origin's
+    // colour); 0.
+    int displayOrigin(QKOrigin origin, QString& output, int preferred);
+    // "no", "mostrecent" or "lastmodified"; the last two select at once.
+    int setAutoSelectEvent(QString word);
+    // Seconds between moves of the window to the present; 0 or less stops.
+    int setAnimateInterval(QString seconds);
+    int setAnimateInterval(double seconds);
+    // Where the right edge stands after the present, seconds.
+    int setAnimateToffset(QString seconds);
+    int setAnimateToffset(double seconds);
+    // Move the window to end at now + animate_toffset once the time for
+    // it has come.
+    void animateUpdate();
+    int setColorTimeNow(QString color);
+    // Show (or hide) the crosshairs and the status lines at the pointer's
+    // world position x_crosshairs, y_crosshairs.
+    void drawCrosshairs();
+    void drawCoordinatesStatus();
+    // The status line of arrival arid (negative: hidden).
+    void drawArrivalStatus(long arid);
+    // text ("No status" when empty) on the origin status line.
+    void drawOriginStatus(QString text, int preferred);
+    // Looks a key press up among the hot keys: 1 with command filled (the
+    // pointer's coordinates substituted), 0 for no hot key.  Attached by
+    // the command language, like command_processor; empty: no hot keys.
+    std::function<int(VXEvent* event, QString& command)> process_hotkeys;
+    // The animation's clock, epoch seconds; empty: the system clock.
+    std::function<double()> animate_clock;
+
+    // 0 idle, 1 time band, 2 time band zooming out, 3 drag in x, 4 drag in
+    // y, 5 y band, 6 y band zooming out, 7 drag in x and y, 8 box band, 9
+    // box band zooming out, 10 arrival selection band, 11 adding
+    // arrivals, 12 locked (setInteraction("none")).
+    // Bands and drags: anchors in world coordinates, the window when the
+    // gesture began (tleft in rubberband_xleft), the button that ends a band.
+    double rubberband_xleft = 0.0, rubberband_xstart = 0.0;
+    double rubberband_ybottom = 0.0, rubberband_ytop = 0.0, rubberband_ystart = 0.0;
+    int rubberband_button = 0;
+    int rubberband_select = 1;   // mode 10: 1 selects, 0 deselects
+    QPointF rubberband_pt;       // where the gesture began, widget pixels
+    QPointer<QRubberBand> rubberband;  // a child of the viewport widget
+    double x_crosshairs = 2e30, y_crosshairs = 2e30;  // world; 2e30 no position
+    QPointF pointer_pt;          // the last mouse position, widget pixels
+    int pointer_known = 0;       // a mouse event has set pointer_pt
+    int cursor_in_arrival = 0;   // set while an arrival glyph has the pointer
+    std::unique_ptr<QTimer> animate_timer;
+    double animate_next_time = 0.0;
+    int event_index = -1;        // in the service's list; -1 none
+    int origin_index = -1;       // in current_event's origins
+    QKEvent current_event;       // evid -1 when none
+
     int parseDisplayParameters(QString text);
     int processFilterString(QString filter, QString& filter_string, QString& filter_label);
 
@@ -609,6 +673,22 @@ private:
     // Show the present time as a line across the plot when color_time_now is set.
     void drawTimeNow(int plot_height);
     void removeFromLists(VXTrace* trace);
+    // the pointer and the keys (traceview_interaction*.cpp)
+    void processPointerEvent(VXEvent* event);
+    void pressIdle(VXEvent* event, QPointF pt, double xw, double yw);
+    void pressLabel(VXEvent* event, VXTrace* trace);
+    void endRubberBand(double xw, double yw);
+    void moveGesture(QPointF pt);
+    void releaseDrag(QPointF pt);
+    void startGesture(int mode, VXEvent* event, QPointF pt, double xw, double yw);
+    void showRubberBand(QPointF pt);
+    void selectArrivalsInBand(QPointF pt);
+    void backToIdle();
+    void processKey(VXEvent* event, QPointF pt, double xw, double yw);
+    void processWheel(VXEvent* event);
+    int pickArrival(double xw, double yw, int& queue_counter);
+    int selectionFailed(const char* who, const QString& text, QString& output);
+    double animateNow() const;
     void* regex_hook = nullptr;  // cache of the last compiled expression
     // Cleared by the destructor: viewport callbacks that outlive the view see null.
     std::shared_ptr<VXTraceview*> self_guard;
