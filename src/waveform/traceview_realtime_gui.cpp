@@ -257,9 +257,12 @@ int VXTraceview::createTraces(QString tidename, Rsptr dbmaster, QKServer* server
         rt->post_target = vp;
     }
     const QByteArray name = tidename.toUtf8(), acc = tide_accept.toUtf8(), rej = tide_reject.toUtf8();
-    // a short wait of the reader, so that the thread sees stop and
-    // re-read requests promptly
-    TidereapThr* reap = tidereapthr_new2(name.constData(), acc.constData(), rej.constData(), 10, after, 0.1);
+    // The deepest queue (about 34 MB at most): a network sends on while the
+    // thread waits for a long paint, and a first burst from a start time
+    // in the past is whole minutes of every channel.  A short wait of the
+    // reader, so that the thread sees stop and re-read requests promptly.
+    TidereapThr* reap =
+        tidereapthr_new2(name.constData(), acc.constData(), rej.constData(), TIDEREAP_QUEUE_MAX, after, 0.1);
     if (!reap) {
         hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::createTraces: tidereapthr_new2() error.\n");
         return -1;
