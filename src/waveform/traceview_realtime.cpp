@@ -15,12 +15,25 @@
 #include "waveform/trace.h"
 #include "waveform/traceview_realtime_p.h"
 
-#include <QMetaObject>
+#include <QCoreApplication>
+#include <QEvent>
 
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+
+#if defined(__SANITIZE_THREAD__)
+// The hand-over of a call through Qt's queue, told to the thread sanitizer,
+// which does not see Qt's own locking.
+extern "C" void __tsan_acquire(void* address);
+extern "C" void __tsan_release(void* address);
+#define VX_HANDOVER_RELEASE(p) __tsan_release(p)
+#define VX_HANDOVER_ACQUIRE(p) __tsan_acquire(p)
+#else
+#define VX_HANDOVER_RELEASE(p) ((void)(p))
+#define VX_HANDOVER_ACQUIRE(p) ((void)(p))
+#endif
 
 namespace {
 
@@ -78,6 +91,22 @@ void vx_tide_trim(VXPixelator* p, double t)
 {
     PixelatorAccess::trim(p, t);
     PixelatorAccess::stats(p);
+}
+
+QEvent::Type VxTideNotifier::eventType()
+{
+    static const QEvent::Type type = static_cast<QEvent::Type>(QEvent::registerEventType());
+    return type;
+}
+
+bool VxTideNotifier::event(QEvent* event)
+{
+    VX_HANDOVER_ACQUIRE(event);
+    if (event->type() != eventType())
+        return QObject::event(event);
+    if (*guard_)
+        vx_tide_handle_requests(*guard_);
+    return true;
 }
 
 bool VxTraceviewRealtime::waitPainted(double seconds)
@@ -147,21 +176,17 @@ void postRequest(VxTideWorker& w, VxTideRequest&& request)
     {
         std::lock_guard<std::mutex> lock(rt.mutex);
         rt.requests.push_back(std::move(request));
-        if (!rt.request_posted && rt.post_target) {
+        if (!rt.request_posted && rt.notifier) {
             rt.request_posted = true;
             post = true;
         }
     }
     if (!post)
         return;
-    std::shared_ptr<VXTraceview*> guard = w.guard;
-    QMetaObject::invokeMethod(
-        w.rt->post_target,
-        [guard]() {
-            if (*guard)
-                vx_tide_handle_requests(*guard);
-        },
-        Qt::QueuedConnection);
+    // the notifier lives as long as the view, which joins this thread first
+    auto* e = new QEvent(VxTideNotifier::eventType());
+    VX_HANDOVER_RELEASE(e);
+    QCoreApplication::postEvent(rt.notifier.get(), e);
 }
 
 // Empty the columns of the ring's sources: a re-read follows.

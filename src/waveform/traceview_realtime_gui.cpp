@@ -252,9 +252,9 @@ int VXTraceview::createTraces(QString tidename, Rsptr dbmaster, QKServer* server
         hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::createTraces: The view has no viewport.\n");
         return -1;
     }
-    {
+    if (!rt->notifier) {
         std::lock_guard<std::mutex> lock(rt->mutex);
-        rt->post_target = vp;
+        rt->notifier = std::make_unique<VxTideNotifier>(self_guard);
     }
     const QByteArray name = tidename.toUtf8(), acc = tide_accept.toUtf8(), rej = tide_reject.toUtf8();
     // The deepest queue (about 34 MB at most): a network sends on while the

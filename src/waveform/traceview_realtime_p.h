@@ -71,11 +71,25 @@ struct VxTraceviewRealtime
     VxTraceviewGrid grid;
     std::vector<VxTideRequest> requests;  // new channels not yet handled
     bool request_posted = false;          // a handler is on its way to the GUI thread
-    QObject* post_target = nullptr;       // the viewport widget, alive while threads run
+    // Receives the posted events on the GUI thread (made there by
+    // createTraces; the state is freed there too, the threads joined).
+    std::unique_ptr<QObject> notifier;
 
     // Wait for the first paint, at most seconds; true once painted.
     bool waitPainted(double seconds);
     VxTraceviewGrid gridNow();
+};
+
+// Runs vx_tide_handle_requests() for the events an accumulate thread posts.
+class VxTideNotifier : public QObject
+{
+public:
+    explicit VxTideNotifier(std::shared_ptr<VXTraceview*> guard) : guard_(std::move(guard)) {}
+    bool event(QEvent* event) override;
+    static QEvent::Type eventType();
+
+private:
+    const std::shared_ptr<VXTraceview*> guard_;  // the view's self_guard
 };
 
 // A channel as the accumulate thread knows it.
