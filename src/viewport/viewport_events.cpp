@@ -9,6 +9,7 @@
 #include "map/projection/longitude_p.h"
 #include "map/projection/projections.h"
 #include "viewport/viewport.h"
+#include "viewport/vxqkclient.h"
 
 #include <QCursor>
 #include <QKeyEvent>
@@ -160,6 +161,9 @@ void VXViewport::ungrabEventStream()
 
 bool VXViewport::event(QEvent* event)
 {
+    // of() first: it tells the thread sanitizer that a notice posted by a
+    // service thread came through Qt's queue, before anything of it is read
+    VXQKClientEvent::of(event);
     if (event && event->type() == VXQKCallbackEvent::eventType()) {
         auto* notice = static_cast<VXQKCallbackEvent*>(event);
         // a receiver destroyed since the notice was posted is passed over;

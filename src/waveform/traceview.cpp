@@ -373,10 +373,6 @@ VXTraceview::VXTraceview(VXViewport* master, VXCommandConsole* cc, int make_task
       make_taskbar(make_taskbar_), vptaskbar(vptaskbar_)
 {
     pthread_mutex_init(&mutex_traces, nullptr);
-    pthread_mutex_init(&mutex_startup, nullptr);
-    // real-time traces wait for the first paint
-    pthread_mutex_lock(&mutex_startup);
-    startup_locked = 1;
     defaults.viewport = master;
     defaults.tbuffer = tbuffer;
     defaults.repaint = [this]() { refresh(0); };
@@ -402,9 +398,6 @@ VXTraceview::~VXTraceview()
     delete axes;
     delete scrollbar;
     strregfree(&regex_hook);
-    if (startup_locked)
-        pthread_mutex_unlock(&mutex_startup);
-    pthread_mutex_destroy(&mutex_startup);
     pthread_mutex_destroy(&mutex_traces);
 }
 

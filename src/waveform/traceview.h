@@ -24,12 +24,15 @@
 // Threads: everything runs on the thread that paints, except that a
 // real-time feed may add columns to a trace under mutex_traces and the
 // trace's tide_mutex (in that order); the paint holds mutex_traces over the
-// layout and the painting of the image.
+// layout and the painting of the image.  The trace list, the label hash
+// and each trace's sources are changed only on the GUI thread and under
+// mutex_traces, so the feed reads them under that lock alone.
 #pragma once
 
 #include "foundation/configure.h"
 #include "foundation/values.h"
 #include "viewport/viewportitem.h"
+#include "viewport/vxevent.h"
 #include "vxplot_export.h"
 #include "waveform/tracearrival.h"
 #include "waveform/tracedefaults.h"
@@ -68,6 +71,17 @@ class VXTraceviewCommands;
 class VXViewport;
 struct Kv;
 class VXEvent;
+struct PktChan;
+struct VxTraceviewRealtime;
+struct VxTideWorker;
+
+// What runs for each new real-time channel (see setNewChannelCallback).
+struct VxTraceviewNewChannelCallback
+{
+    std::function<void(VXTraceview*, QString, QString, void*, QList<Kv*>&)> callback_proc;
+    VXTraceview* traceview = nullptr;
+    void* client_data = nullptr;
+};
 
 // The look of one display mode (main or edit): the keys of the
 // "main_display" or "edit_display" array of the display-parameter document.
@@ -278,8 +292,8 @@ public:
     // the reason registered.
     int createTraces(QKServer* server, QString stachan_accept, QString stachan_reject);
     // The record of the view's client of server's database, made on first
-    // use; the view owns the client.  The client posts nothing yet: rows
-    // added later are read when the view refreshes.
+    // use; the view owns the client.  The client's notices reach
+    // processQKCallback() on the GUI thread.
     VxTraceviewQK registerQKServer(QKServer* server);
     // Make the missing traces of ev's accepted channels; 0 or -1.
     int scanWfdisc(VxTraceviewQK& ev);
@@ -289,8 +303,74 @@ public:
     // Position of the trace's station from the site table, or -999.0.
     void getStaCoords(VXTrace* trace);
     // The event server of the database at path, opened by the view and
-    // closed with it (for programs that have no server of their own).
+    // closed with it (for programs that have no server of their own).  It
+    // watches the table files: rows added by other programs reach the view.
     QKServer* openDatabase(const QString& path);
+    // A notice of the view's event clients, on the GUI thread: changed
+    // waveform rows rescan the channels and re-read the samples, changed
+    // arrivals and detections repaint, and with auto_select_event the most
+    // recent (1) or last modified (2) event is selected.
+    void processQKCallback(VXQKCallbackEvent* event);
+
+    // --- real-time traces from a SeedLink ring (traceview_realtime*.cpp)
+    //
+    // One accumulate thread per ring key (tidename, accept and reject)
+    // takes packets from a reader (toolkit/seedlink/tidereap.h) and folds
+    // them into the columns of its traces under mutex_traces, then the
+    // trace's tide_mutex.  Everything that changes the trace list runs on
+    // the GUI thread: a new channel is named, accepted or refused ("skip")
+    // and given its traces there, while its packets wait in a bounded
+    // buffer.  Packets are taken only after the first paint (the grid is
+    // known then); the thread reads the grid as last painted.
+    //
+    // Traces of channels of the ring tidename ("host:port") whose source
+    // names "NET_STA_CHAN[_LOC]" tide_accept takes and tide_reject does not,
+    // and whose name or label "STA CHAN" stachan_accept takes and
+    // stachan_reject does not (regular expressions, matched whole; empty
+    // accept takes all).  With server, arrivals and detections come from
+    // it, and station names from its snetsta and schanloc tables
+    // (dbmaster is kept for the sources).  With auto_tide the window is
+    // moved to end at now + animate_toffset and the ring is read from a
+    // tenth of the window before its start; otherwise from the live end.
+    // The same key again reuses its thread.  0, or -1 with the reason
+    // registered.
+    int createTraces(QString tidename, Rsptr dbmaster, QKServer* server, QString tide_accept, QString tide_reject,
+                     QString stachan_accept, QString stachan_reject, int auto_tide);
+    // A trace of label reading tide (GUI thread, under mutex_traces): an
+    // existing trace of that label gets the source added.  *tideptr takes
+    // the source's own record.  Its index, or -1.
+    int createTraceTIDE(QString& label, VxTraceviewTIDE tide, VxTraceviewTIDE** tideptr, int calib_from_db,
+                        int index);
+    // Fold one channel of a packet into the trace "sta chan" and the copies
+    // made for it (accumulate thread).  0, or -1 when the trace is gone.
+    int processTIDEChannel(PktChan* chan, VxTraceviewTIDE* tide, QString sta, QString chan_name);
+    // Read the rings again from a time: empty for a tenth of the window
+    // before its start, "now", "now-5m", "-30s" (from tleft), "+1m", or an
+    // absolute time.  The real-time columns are emptied first.  Waits for
+    // the threads to take the request, at most 2 s each.  0 or -1.
+    int tideAfter(QString when);
+    // Called on the GUI thread for every new accepted channel, with the
+    // view, station, channel and client_data; each parameter document it
+    // appends to the list (keys "filter", "label", "tpad"; the view frees
+    // them) makes one trace of the channel, the first the original.
+    void setNewChannelCallback(std::function<void(VXTraceview*, QString, QString, void*, QList<Kv*>&)> proc,
+                               void* client_data);
+    // Drop real-time columns before t from every trace.
+    void trimTraces(double t);
+    // Stop and join every accumulate thread and its reader; the traces stay.
+    void stopTides();
+    // What the rings decided for a channel "NET_STA_CHAN[_LOC]": "sta chan",
+    // "skip", "pending", or empty when never seen.
+    QString tideChannelState(const QString& channel_key);
+    // The first-paint gate and the grid the threads read (the paint calls it).
+    void realtimePainted();
+
+    QHash<QString, VxTraceviewTIDE*> tides;  // ring key to its record; GUI thread only
+    QList<std::shared_ptr<VxTideWorker>> tide_workers;  // one per key of tides
+    double last_scanwfdisc = 0.0;                     // when the waveform rows were last scanned
+    VxTraceviewNewChannelCallback new_channel_callback;
+    std::shared_ptr<VxTraceviewRealtime> realtime;  // threads' shared state, made on first use
+    std::unique_ptr<VXQKCallbackReceiver> qk_receiver;  // hands client notices to processQKCallback
 
     // --- trace expressions
     int resolveTracesExpressions(QString expressions, int copyok, QList<VXTrace*>& traces_output, int* all);
@@ -605,8 +685,6 @@ public:
     QList<int> traces_sorttab;
     QHash<QString, VXTrace*> channel_label_hash;
     pthread_mutex_t mutex_traces;
-    pthread_mutex_t mutex_startup;
-    int startup_locked = 0;
     VXCommandConsole* command_console = nullptr;
     int make_taskbar = 0;
     VXViewport* vptaskbar = nullptr;

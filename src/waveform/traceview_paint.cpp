@@ -364,10 +364,7 @@ int VXTraceview::drawViewportItem(QPainter* p)
     defaults.dtperpixel = dtperpixel;
     defaults.npixels = npixels;
     defaults.tbuffer = tbuffer;
-    if (startup_locked) {
-        startup_locked = 0;
-        pthread_mutex_unlock(&mutex_startup);
-    }
+    realtimePainted();  // real-time channels wait for the first grid
     int r = 0;
     pthread_mutex_lock(&mutex_traces);
     if (layoutTraces())

@@ -2,13 +2,34 @@
 #include "waveform/traceview.h"
 
 #include "toolkit/base/errors.h"
+#include "toolkit/base/hltime.h"
 #include "toolkit/events/qkclient.h"
 #include "toolkit/events/qkserver.h"
 #include "waveform/trace.h"
 #include "viewport/viewport.h"
 #include "waveform/traceviewqkclient.h"
+#include "viewport/vxqkclient.h"
 
 #include <algorithm>
+
+namespace {
+
+// Hands the notices of the view's clients to the view; destroyed with the
+// view, so that a notice still queued then is dropped.
+class TraceviewReceiver : public VXQKCallbackReceiver
+{
+public:
+    explicit TraceviewReceiver(VXTraceview* view) : view_(view) {}
+    void processQKCallback(VXQKCallbackEvent* event) override { view_->processQKCallback(event); }
+
+private:
+    VXTraceview* const view_;
+};
+
+// Posted before other events: a rescan comes before paints that follow it.
+constexpr int kNoticePriority = 0x7ffffffe;
+
+} // namespace
 
 
 QKServer* VXTraceview::openDatabase(const QString& path)
@@ -16,9 +37,9 @@ QKServer* VXTraceview::openDatabase(const QString& path)
     for (QKServer* s : owned_servers)
         if (QString::fromStdString(s->getDbname()) == path)
             return s;
-    // the view refreshes on its own: no watching thread is needed until
-    // rows appended by others are followed
-    auto* server = new QKServer(path.toStdString(), 0, 0, 1000, 0);
+    // the server's thread watches the table files; its notices reach
+    // processQKCallback() on the GUI thread
+    auto* server = new QKServer(path.toStdString(), 1, 1, 1000, 0);
     owned_servers.append(server);
     return server;
 }
@@ -31,8 +52,10 @@ VxTraceviewQK VXTraceview::registerQKServer(QKServer* server)
     const QString name = QString::fromStdString(server->getDbname());
     VXTraceviewQKClient* client = qks.value(name);
     if (!client) {
+        if (!qk_receiver)
+            qk_receiver = std::make_unique<TraceviewReceiver>(this);
         hl_ptimes("Calling QKClient", 0);
-        client = new VXTraceviewQKClient(server, this, nullptr, nullptr);
+        client = new VXTraceviewQKClient(server, this, getViewportParent(), qk_receiver.get(), kNoticePriority);
         hl_ptimes("Done calling QKClient", 0);
         qks.insert(name, client);
     }
@@ -67,12 +90,14 @@ void VXTraceview::getStaCoords(VXTrace* trace)
 int VXTraceview::createTraceQk(QString& label, VXTraceviewQKClient* client, int calib_from_db, int index,
                                int free_when_done)
 {
+    // the trace list changes under mutex_traces: real-time threads read it
+    pthread_mutex_lock(&mutex_traces);
     const int i = appendNewTrace(label);
-    VXTrace* trace = getTrace(i);
-    if (!trace)
-        return -1;
-    trace->setQk(client, calib_from_db, index, free_when_done);
-    return i;
+    VXTrace* trace = traces.value(i);
+    if (trace)
+        trace->setQk(client, calib_from_db, index, free_when_done);
+    pthread_mutex_unlock(&mutex_traces);
+    return trace ? i : -1;
 }
 
 int VXTraceview::scanWfdisc(VxTraceviewQK& ev)
@@ -89,8 +114,28 @@ int VXTraceview::scanWfdisc(VxTraceviewQK& ev)
     for (int i = 0; i < channels.max(); i++) {
         const QKStaChan& c = channels.get(i);
         QString label = QStringLiteral("%1 %2").arg(QString::fromLatin1(c.sta), QString::fromLatin1(c.chan));
-        if (channel_label_hash.contains(label))
+        if (VXTrace* t = channel_label_hash.value(label, nullptr)) {
+            // a channel shown already reads this database too (new rows of
+            // another database's channel, a real-time trace)
+            QList<VXTrace*> with_copies = t->copies;
+            with_copies.prepend(t);
+            for (VXTrace* c : with_copies) {
+                pthread_mutex_lock(&mutex_traces);
+                int failed = 0;
+                try {
+                    c->appendTraceSources(ev);
+                } catch (...) {
+                    failed = 1;
+                }
+                pthread_mutex_unlock(&mutex_traces);
+                if (failed) {
+                    hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::scanWfdisc: appendTraceSources(%s) error.\n",
+                                      c->channel_label.toUtf8().constData());
+                    return -1;
+                }
+            }
             continue;
+        }
         const int index = createTraceQk(label, ev.qkclient, ev.calib_from_db, -1, 0);
         if (index < 0) {
             hl_register_error(HL_SEVERITY_NORMAL, "VXTraceview::scanWfdisc: createTraceQk(%s) error.\n",
@@ -113,7 +158,42 @@ int VXTraceview::scanWfdisc(VxTraceviewQK& ev)
             tstart_sources = c.time;
         tend_sources = std::max(tend_sources, c.endtime);
     }
-    return naturalSort(0) < 0 ? -1 : 0;
+    last_scanwfdisc = timenow();
+    pthread_mutex_lock(&mutex_traces);
+    const int sorted = naturalSort(0);
+    pthread_mutex_unlock(&mutex_traces);
+    return sorted < 0 ? -1 : 0;
+}
+
+void VXTraceview::processQKCallback(VXQKCallbackEvent* event)
+{
+    VXQKClientEvent* notice = VXQKClientEvent::of(event);
+    if (!notice)
+        return;
+    if (notice->changed.cnt() > 0) {
+        if (notice->changed.get("wfdisc")) {
+            // the notice does not name its client: every database is rescanned
+            for (VXTraceviewQKClient* client : std::as_const(qks)) {
+                if (client->nowfdisc)
+                    continue;
+                if (scanWfdisc(client->ev) < 0)
+                    hl_clear_register(HL_CLEAR_PRINT);
+            }
+            refresh(1);
+        } else if (notice->changed.get("arrival") || notice->changed.get("detection")) {
+            refresh(0);
+        }
+        return;
+    }
+    const QKResponse& r = notice->response;
+    QString output;
+    if (vars.auto_select_event == 1 && r.most_recent_event_changed) {
+        if (getEvent(QStringLiteral("mostrecent"), output) < 0)
+            hl_clear_register(HL_CLEAR_PRINT);
+    } else if (vars.auto_select_event == 2 && r.last_modified_event_changed) {
+        if (getEvent(QStringLiteral("lastmodified"), output) < 0)
+            hl_clear_register(HL_CLEAR_PRINT);
+    }
 }
 
 int VXTraceview::createTraces(QKServer* server, QString stachan_accept_expr, QString stachan_reject_expr)

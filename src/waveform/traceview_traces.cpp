@@ -197,6 +197,7 @@ int VXTraceview::deleteTrace(QString channel_label)
 
 void VXTraceview::clearTraces()
 {
+    stopTides();  // no accumulate thread may hold a trace that goes now
     pthread_mutex_lock(&mutex_traces);
     const QList<VXTrace*> all = traces;
     traces.clear();

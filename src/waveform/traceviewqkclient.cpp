@@ -1,8 +1,8 @@
 #include "waveform/traceviewqkclient.h"
 
 VXTraceviewQKClient::VXTraceviewQKClient(QKServer* server, VXTraceview* traceview_, QObject* target,
-                                         VXQKCallbackReceiver* receiver)
-    : VXQKClient(server, target, 0, false), traceview(traceview_)
+                                         VXQKCallbackReceiver* receiver, int priority)
+    : VXQKClient(server, target, priority, false), traceview(traceview_)
 {
     vxtr = receiver;
     ev.traceview = traceview_;

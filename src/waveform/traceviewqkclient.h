@@ -1,6 +1,7 @@
 // The trace view's client of an event server: a VXQKClient whose notices
-// reach the trace view on the GUI thread (through vxtr), and which carries
-// the state of the view's event-service source.
+// (posted from the server's thread, nothing else done there) reach the
+// trace view's processQKCallback on the GUI thread through vxtr, and which
+// carries the state of the view's event-service source.
 //
 // The pixelator reads a type 1 source's waveform rows and samples through
 // this client (pixelator_qk_reader); the view rescans and re-reads when a
@@ -18,8 +19,9 @@ public:
     // to target (the view's widget; may be null: nothing is posted) and
     // handing them to receiver (the view) there.  ev starts out naming the
     // server, this client and the server's database.
+    // priority: of the posted events (Qt's posting priority).
     VXTraceviewQKClient(QKServer* server, VXTraceview* traceview, QObject* target,
-                        VXQKCallbackReceiver* receiver);
+                        VXQKCallbackReceiver* receiver, int priority = 0);
     ~VXTraceviewQKClient() override;
 
     VXTraceview* const traceview;

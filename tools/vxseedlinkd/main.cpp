@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,8 @@ const char* kUsage =
     "  --samprate HZ     samples per second of generated channels (100)\n"
     "  --start EPOCH     first generated sample, epoch seconds (now)\n"
     "  --duration S      seconds of generated data (no end; required with --speed 0)\n"
+    "  --history S       release the first S seconds of data at once (generated data then\n"
+    "                    starts S seconds ago unless --start is given), then play on\n"
     "  --seed N          seed of the generated signals (1)\n"
     "  --drop-after N    close each connection after N packets (tests)\n"
     "  --cut-mid-packet  with --drop-after: send half of the next packet first\n"
@@ -101,6 +104,8 @@ int main(int argc, char** argv)
             synth.start = x;
         } else if (a == "--duration") {
             synth.duration = x;
+        } else if (a == "--history" && x >= 0) {
+            opt.history = x;
         } else if (a == "--seed" && x >= 0) {
             synth.seed = static_cast<uint64_t>(x);
         } else if (a == "--drop-after" && x >= 0) {
@@ -121,6 +126,11 @@ int main(int argc, char** argv)
     sigaddset(&set, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
 
+    if (opt.history > 0.0 && synth.start < 0.0) {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        synth.start = static_cast<double>(now.tv_sec) - opt.history;
+    }
     SlServer server(opt);
     std::string error;
     if (synthetic && server.addSynthetic(synth, &error) < 0)

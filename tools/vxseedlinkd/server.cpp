@@ -389,7 +389,7 @@ void SlServer::playLoop()
     for (const SlSynthOptions& s : synth_)
         data0 = std::min(data0, s.start);
     for (;;) {
-        const double clock = opt_.speed == 0.0 ? 1e300 : data0 + (now_s() - wall0) * opt_.speed;
+        const double clock = opt_.speed == 0.0 ? 1e300 : data0 + opt_.history + (now_s() - wall0) * opt_.speed;
         while (next_pending_ < pending_.size() && pending_[next_pending_].end <= clock)
             release(std::move(pending_[next_pending_++]));
         generate(clock);

@@ -34,6 +34,7 @@ struct SlServerOptions
     bool cut_mid_packet = false;   // with drop_after: send half of the next packet first
     long garbage_after = 0;        // send garbage after this many packets, then close; 0 never
     bool refuse_station_list = false;  // answer INFO STATIONS and STREAMS with ERROR, as some servers do
+    double history = 0.0;          // seconds of data released at once at the start; the clock runs on from there
 };
 
 // Generated channels: every station has the first nchan of BHZ, BHN, BHE
