@@ -263,7 +263,13 @@ int parseOption(HL_ConfigureSpec* spec, HL_ClientData, const char* value, char* 
     case opt_aliases: return setText(spec, vars->aliases, value);
     case opt_hotkeys: return setText(spec, vars->hotkeys, value);
     case opt_arrivals_menus: return setText(spec, vars->arrivals_menus, value);
-    case opt_interaction: return setText(spec, vars->interaction, value);
+    case opt_interaction: {
+        // the pointer is locked or freed at once; an empty text leaves it alone
+        const QString word = QString::fromUtf8(value ? value : "");
+        if (tv && !word.isEmpty() && word != vars->interaction && tv->setInteraction(word) < 0)
+            return -1;
+        return setText(spec, vars->interaction, value);
+    }
     case opt_animate_interval: {
         char* end = nullptr;
         const double v = strtod(value ? value : "", &end);
@@ -273,6 +279,9 @@ int parseOption(HL_ConfigureSpec* spec, HL_ClientData, const char* value, char* 
             return -1;
         }
         if (vars->animate_interval != v) {
+            // the animation timer starts or stops with the new interval
+            if (tv)
+                tv->setAnimateInterval(v);
             vars->animate_interval = v;
             spec->specFlags |= HL_SPEC_CHANGED;
         }

@@ -493,6 +493,11 @@ void VXTraceview::clearArrivalsHash()
 
 void VXTraceview::drawOverlays()
 {
+    // While a pick is dragged its glyph holds the pointer and the drag moves
+    // the glyphs itself: rebuilding them would free the grabbed glyph and
+    // put the picks back where the database has them until the release.
+    if (arrivals_state != 1)
+        return;
     clearArrivalsHash();
     for (VXTrace* t : std::as_const(traces)) {
         if (!traces_display_list.contains(t)) {

@@ -20,6 +20,9 @@ void VXTraceview::attachCommands()
         command_processor = [language](const QString& command, QString& output) {
             return language->processCommand(command, output);
         };
+        process_hotkeys = [language](VXEvent* event, QString& command) {
+            return language->processHotkeys(event, command);
+        };
     }
     setCommandConsole(command_console);
 }

@@ -165,10 +165,9 @@ int VXTraceviewCommands::processDisplayObject(QString command, QString&)
                               msg(text).constData());
             return -1;
         }
-        // The real-time sources re-read from t through the view's tideAfter
-        // once the view has real-time sources; without them there is
-        // nothing to re-read.
-        return 0;
+        // the real-time sources re-read from t (the view takes the same
+        // forms); a view without them has nothing to re-read
+        return traceview->tideAfter(text) < 0 ? -1 : 0;
     }
     if (is("clear_traces")) {
         if (n > 0)

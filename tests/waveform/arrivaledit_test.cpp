@@ -15,6 +15,8 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -33,6 +35,7 @@ constexpr double kNo = -2e30;
 struct Row
 {
     std::string phase;
+    std::string chan;
     double time = 0.0;
     double deltime = 0.0;
     int copies = 0;  // rows of that arid
@@ -49,10 +52,11 @@ std::map<long, Row> readArrivals(const QString& base)
     for (t.record = 0; t.record < n; t.record++) {
         long arid = -1;
         double time = 0.0, deltim = 0.0;
-        char phase[RS_STRSZ];
-        rsgetv(t, nullptr, "arid", &arid, "time", &time, "deltim", &deltim, "iphase", phase, nullptr);
+        char phase[RS_STRSZ], chan[RS_STRSZ];
+        rsgetv(t, nullptr, "arid", &arid, "time", &time, "deltim", &deltim, "iphase", phase, "chan", chan, nullptr);
         Row& r = out[arid];
         r.phase = phase;
+        r.chan = chan;
         r.time = time;
         r.deltime = deltim;
         r.copies++;
@@ -485,8 +489,6 @@ TEST(ArrivalEdit, DraggingASelectedArrivalMovesTheGroupAndShiftAbandonsIt)
     p.trace->arrivals->addPoints(points);
     p.tv->vars.disable_edits = 0;
     ASSERT_EQ(p.tv->setEditMode("on"), 0) << takeErrors();
-    VXGlyph* glyph = p.trace->arrivals->glyph(0);
-    ASSERT_NE(glyph, nullptr);
 
     const struct
     {
@@ -500,6 +502,9 @@ TEST(ArrivalEdit, DraggingASelectedArrivalMovesTheGroupAndShiftAbandonsIt)
     };
     for (const auto& d : drags) {
         SCOPED_TRACE(d.name);
+        // a paint between drags draws the picks from the database anew
+        VXGlyph* glyph = p.trace->arrivals->glyph(0);
+        ASSERT_NE(glyph, nullptr);
         VXEvent press = pointerAt(p.vp.get(), p.trace, VX_EVENT_PRESS, 1020.0, 1, 0);
         VXEvent move = pointerAt(p.vp.get(), p.trace, VX_EVENT_MOVE, 1025.0, 1, 0);
         VXEvent release = pointerAt(p.vp.get(), p.trace, VX_EVENT_RELEASE, 1025.0, 1, d.modifiers);
@@ -515,4 +520,32 @@ TEST(ArrivalEdit, DraggingASelectedArrivalMovesTheGroupAndShiftAbandonsIt)
         EXPECT_EQ(p.tv->arrival_edit_queue.entries.size(), d.entries);
     }
     EXPECT_EQ(p.tv->arrival_edit_queue.entries.last().edits.size(), 2);
+}
+
+// The pick key "a" in edit mode writes an arrival at the time under the
+// pointer on the trace under it.
+TEST(ArrivalEdit, APickByKeyWritesTheTimeUnderThePointer)
+{
+    Picking p;
+    ASSERT_NE(p.trace, nullptr) << takeErrors();
+    p.tv->setTimeWindow(1000.0, 100.0);
+    vptest::render(p.vp.get());
+    p.tv->vars.disable_edits = 0;
+    ASSERT_EQ(p.tv->setEditMode("on"), 0) << takeErrors();
+    double px = 0.0, py = 0.0;
+    p.vp->getPcoords(1030.0, 0.5 * (p.trace->vars.ybottom + p.trace->vars.ytop), &px, &py, 0, 0);
+    const QPointF pos(px, py);
+    QMouseEvent move(QEvent::MouseMove, pos, QPointF(p.vp->mapToGlobal(pos.toPoint())), Qt::NoButton, Qt::NoButton,
+                     Qt::NoModifier);
+    QCoreApplication::sendEvent(p.vp.get(), &move);
+    QKeyEvent key(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, QStringLiteral("a"));
+    QCoreApplication::sendEvent(p.vp.get(), &key);
+
+    const auto rows = readArrivals(p.base);
+    ASSERT_EQ(rows.size(), 1u) << takeErrors();
+    EXPECT_EQ(rows.begin()->second.chan, "BHZ");
+    EXPECT_EQ(rows.begin()->second.phase, "P");
+    // within one pixel of the pointer (600 px for 100 s)
+    EXPECT_NEAR(rows.begin()->second.time, 1030.0, 0.3);
+    EXPECT_EQ(p.tv->arrival_edit_queue.entries.size(), 1);
 }
