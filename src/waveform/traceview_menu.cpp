@@ -7,6 +7,7 @@
 
 #include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
+#include "viewport/vxqkclient.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
@@ -40,6 +41,10 @@ public:
 
     bool eventFilter(QObject* watched, QEvent* event) override
     {
+        // the viewport's events include notices posted by event-service
+        // threads, and a filter sees them first: take them over as their
+        // receiver does before reading them
+        VXQKClientEvent::of(event);
         if (watched != vp || event->type() != QEvent::ContextMenu || !*view)
             return false;
         const auto* e = static_cast<QContextMenuEvent*>(event);
