@@ -199,7 +199,7 @@ struct Tables
     QList<VxTraceviewCommandsSpec> specs;
     QList<VxTraceviewCommandsObjectsSpec> objects;
     QList<VxTraceviewCommandSubstituteParams> substitutions;
-    QStringList spec_keys;  // "object action" or "object", one per spec
+    QStringList spec_keys;  // "object action" or "object", one per row of the table
 
     Tables()
     {

@@ -144,6 +144,9 @@ private:
     int needAction(const char* who, const QStringList& words);
     int wrongCount(const char* who);
     int noSubset(const char* who);
+    // "event show x" and "origin show x": show(x), after the checks both share
+    int processShowAction(const char* who, const char* object, const QString& command,
+                          const std::function<int(const QString&)>& show);
     // Resolve object_subset ("*" when empty); -1 with the usage registered.
     int resolve(const char* who, int copyok, QList<VXTrace*>& list, int* all);
 

@@ -15,6 +15,7 @@
 #include "waveform/tvcommands_p.h"
 
 #include <cmath>
+#include <functional>
 
 using namespace tvcommands;
 
@@ -384,9 +385,10 @@ int VXTraceviewCommands::processDetectionsObject(QString command, QString&)
     return 0;
 }
 
-int VXTraceviewCommands::processEventObject(QString command, QString& output)
+// The one action of "event" and "origin": show, with one word naming what.
+int VXTraceviewCommands::processShowAction(const char* who, const char* object, const QString& command,
+                                           const std::function<int(const QString&)>& show)
 {
-    const char* who = "processEventObject";
     if (noSubset(who) < 0)
         return -1;
     const QStringList words = traceview_command_words(command);
@@ -394,44 +396,30 @@ int VXTraceviewCommands::processEventObject(QString command, QString& output)
         return -1;
     if (action != QLatin1String("show")) {
         hl_register_error(HL_SEVERITY_NORMAL,
-                          "VXTraceviewCommands::processEventObject: Unrecognized action '%s' for object 'event'.\n",
-                          msg(action).constData());
+                          "VXTraceviewCommands::%s: Unrecognized action '%s' for object '%s'.\n", who,
+                          msg(action).constData(), object);
         return -1;
     }
     if (words.size() < 3) {
         hl_register_error(HL_SEVERITY_NORMAL,
-                          "VXTraceviewCommands::processEventObject: Need event_string argument for object 'event' "
-                          "action 'show'.\n");
+                          "VXTraceviewCommands::%s: Need %s_string argument for object '%s' action 'show'.\n", who,
+                          object, object);
         printUsage();
         return -1;
     }
     if (words.size() > 3)
         return wrongCount(who);
-    return traceview->getEvent(words[2], output) < 0 ? -1 : 0;
+    return show(words[2]) < 0 ? -1 : 0;
+}
+
+int VXTraceviewCommands::processEventObject(QString command, QString& output)
+{
+    return processShowAction("processEventObject", "event", command,
+                             [&](const QString& word) { return traceview->getEvent(word, output); });
 }
 
 int VXTraceviewCommands::processOriginObject(QString command, QString& output)
 {
-    const char* who = "processOriginObject";
-    if (noSubset(who) < 0)
-        return -1;
-    const QStringList words = traceview_command_words(command);
-    if (needAction(who, words) < 0)
-        return -1;
-    if (action != QLatin1String("show")) {
-        hl_register_error(HL_SEVERITY_NORMAL,
-                          "VXTraceviewCommands::processOriginObject: Unrecognized action '%s' for object 'origin'.\n",
-                          msg(action).constData());
-        return -1;
-    }
-    if (words.size() < 3) {
-        hl_register_error(HL_SEVERITY_NORMAL,
-                          "VXTraceviewCommands::processOriginObject: Need origin_string argument for object 'origin' "
-                          "action 'show'.\n");
-        printUsage();
-        return -1;
-    }
-    if (words.size() > 3)
-        return wrongCount(who);
-    return traceview->getOrigin(words[2], output, 1) < 0 ? -1 : 0;
+    return processShowAction("processOriginObject", "origin", command,
+                             [&](const QString& word) { return traceview->getOrigin(word, output, 1); });
 }
