@@ -384,14 +384,22 @@ int VXTraceview::draw()
         int ratio = VXLayer::getRatio();
         if (ratio <= 0)
             ratio = std::max(1, static_cast<int>(painter->device() ? painter->device()->devicePixelRatio() : 1));
-        if (image.isNull() || image_w != w || image_h != h || image.devicePixelRatio() != ratio) {
-            image = QImage(w * ratio, h * ratio, QImage::Format_ARGB32_Premultiplied);
+        const VxTraceviewDisplayMode mode = displayMode();
+        const QColor background =
+            mode.color_background.color.isValid() ? mode.color_background.color : QColor(Qt::white);
+        // On an opaque background the image needs no alpha: an opaque image
+        // is copied to the plot rather than blended, which is most of what
+        // a repaint from the cached image costs.
+        const QImage::Format format =
+            background.alpha() == 255 ? QImage::Format_RGB32 : QImage::Format_ARGB32_Premultiplied;
+        if (image.isNull() || image_w != w || image_h != h || image.devicePixelRatio() != ratio
+            || image.format() != format) {
+            image = QImage(w * ratio, h * ratio, format);
             image.setDevicePixelRatio(ratio);
             image_w = w;
             image_h = h;
         }
-        const VxTraceviewDisplayMode mode = displayMode();
-        image.fill(mode.color_background.color.isValid() ? mode.color_background.color : QColor(Qt::white));
+        image.fill(background);
         QPainter ip(&image);
         ip.setRenderHint(QPainter::Antialiasing, vars.antialias != 0);
         // the traces draw in widget pixels of the plot; the image starts at its corner
