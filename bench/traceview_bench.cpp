@@ -19,7 +19,7 @@
 //       tenth of it, against the bytes of a trace's samples as floats.
 #include <VX.h>
 
-#include "waveform/pixelator_support.h"
+#include "traceview_channels.h"
 
 #include "toolkit/base/errors.h"
 #include "toolkit/store/recordstore.h"
@@ -61,19 +61,7 @@ struct Setup
         tv = std::make_unique<VXTraceview>(vp.get(), nullptr, 0, nullptr);
         tv->init();
         vp->setScales();
-        unsigned seed = 7;
-        for (int c = 0; c < nchannels; c++) {
-            std::vector<float> s(nsamples);
-            for (int i = 0; i < nsamples; i++) {
-                seed = seed * 1103515245u + 12345u;
-                s[i] = static_cast<float>(500.0 * std::sin(i * (0.01 + 0.0003 * c)) + ((seed >> 16) % 200) - 100.0);
-            }
-            readers.push_back(std::make_unique<MemoryReader>());
-            readers.back()->addRow(0.0, 100.0, std::move(s));
-            readers.back()->rows.last().rec.key = QStringLiteral("traceview_bench_%1").arg(c);
-            const int index = tv->appendNewTrace(QStringLiteral("S%1 BHZ").arg(c, 3, 10, QLatin1Char('0')));
-            tv->getTrace(index)->setReader(readers.back().get(), 0, -1);
-        }
+        bench_add_generated_channels(tv.get(), readers, QStringLiteral("traceview_bench_"), nchannels, nsamples);
         tv->setTimeWindow(1200.0, window_s);
         paint();
     }
