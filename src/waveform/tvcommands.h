@@ -144,6 +144,9 @@ private:
     int needAction(const char* who, const QStringList& words);
     int wrongCount(const char* who);
     int noSubset(const char* who);
+    // "arrivals show [word]" and "detections show [word]" on the resolved traces
+    int showOnTraces(const char* who, const QStringList& words,
+                     const std::function<void(VXTrace*, const QString&)>& show);
     // "event show x" and "origin show x": show(x), after the checks both share
     int processShowAction(const char* who, const char* object, const QString& command,
                           const std::function<int(const QString&)>& show);

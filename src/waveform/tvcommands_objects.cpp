@@ -195,22 +195,7 @@ int VXTraceviewCommands::processArrivalsObject(QString command, QString& output)
     auto is = [this](const char* word) { return action == QLatin1String(word); };
 
     if (is("show")) {
-        if (n > 1)
-            return wrongCount(who);
-        const QString word = n == 1 ? words[2] : QStringLiteral("toggle");
-        if (!isSwitchWord(word)) {
-            hl_register_error(HL_SEVERITY_NORMAL,
-                              "VXTraceviewCommands::processArrivalsObject: Unable to parse boolean from '%s'.\n",
-                              msg(word).constData());
-            return -1;
-        }
-        QList<VXTrace*> list;
-        if (resolve(who, 1, list, nullptr) < 0)
-            return -1;
-        for (VXTrace* t : std::as_const(list))
-            t->showArrivals(word);
-        traceview->refresh(0);
-        return 0;
+        return showOnTraces(who, words, [](VXTrace* t, const QString& word) { t->showArrivals(word); });
     }
     static const char* const known[] = {"edit_mode", "add_mode", "copy",   "paste",  "edit_queue",
                                         "phase",     "default_phase", "tag", "output", "select"};
@@ -367,12 +352,19 @@ int VXTraceviewCommands::processDetectionsObject(QString command, QString&)
                           msg(action).constData());
         return -1;
     }
+    return showOnTraces(who, words, [](VXTrace* t, const QString& word) { t->showDetections(word); });
+}
+
+// "arrivals[:traces] show [word]" and its detections twin: the word (a
+// toggle when none) to each trace of the subset, then a repaint.
+int VXTraceviewCommands::showOnTraces(const char* who, const QStringList& words,
+                                      const std::function<void(VXTrace*, const QString&)>& show)
+{
     if (words.size() > 3)
         return wrongCount(who);
     const QString word = words.size() == 3 ? words[2] : QStringLiteral("toggle");
     if (!isSwitchWord(word)) {
-        hl_register_error(HL_SEVERITY_NORMAL,
-                          "VXTraceviewCommands::processDetectionsObject: Unable to parse boolean from '%s'.\n",
+        hl_register_error(HL_SEVERITY_NORMAL, "VXTraceviewCommands::%s: Unable to parse boolean from '%s'.\n", who,
                           msg(word).constData());
         return -1;
     }
@@ -380,7 +372,7 @@ int VXTraceviewCommands::processDetectionsObject(QString command, QString&)
     if (resolve(who, 1, list, nullptr) < 0)
         return -1;
     for (VXTrace* t : std::as_const(list))
-        t->showDetections(word);
+        show(t, word);
     traceview->refresh(0);
     return 0;
 }

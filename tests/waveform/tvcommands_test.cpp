@@ -341,6 +341,8 @@ TEST(TvCommands, RefusedLinesRegisterAMessageAndLeaveTheViewAlone)
         {"reset args", QStringLiteral("display reset now"), "Unknown argument for object 'display' action 'reset'."},
         {"arrivals subset", QStringLiteral("arrivals:AAK add_mode yes"), "object_subset argument not allowed for object 'arrivals' action 'add_mode'."},
         {"event", QStringLiteral("event show"), "Need event_string argument for object 'event' action 'show'."},
+        {"arrivals show", QStringLiteral("arrivals show maybe"), "processArrivalsObject: Unable to parse boolean from 'maybe'"},
+        {"detections show", QStringLiteral("detections:AAK show yes no"), "usage: "},
         {"origin", QStringLiteral("origin show"), "Need origin_string argument for object 'origin' action 'show'."},
         {"origin action", QStringLiteral("origin hide pref"), "Unrecognized action 'hide' for object 'origin'."},
         {"export", QStringLiteral("main export /tmp/x"), "Can only export commands from an attached CommandConsole."},
