@@ -92,7 +92,8 @@ void readLook(Kv* mode, VxTraceviewArrivalLook& look)
 qsizetype skipConversionFlags(const QByteArray& format, qsizetype i)
 {
     int digits = 0;
-    while (i < format.size() && strchr("-+ #0123456789.", format[i])) {
+    // (a NUL is no flag, though strchr() finds the terminator)
+    while (i < format.size() && format[i] != '\0' && strchr("-+ #0123456789.", format[i])) {
         digits = format[i] >= '0' && format[i] <= '9' ? digits + 1 : 0;
         if (digits > 3)
             return -1;
@@ -106,6 +107,10 @@ qsizetype skipConversionFlags(const QByteArray& format, qsizetype i)
 // precision) amid plain text.
 char conversionKind(const QByteArray& format)
 {
+    // printf stops at a NUL byte, while the checks below would read past it
+    // (strchr() matches the terminator itself)
+    if (format.contains('\0'))
+        return 0;
     char kind = 0;
     for (qsizetype i = 0; i < format.size(); i++) {
         if (format[i] != '%')
