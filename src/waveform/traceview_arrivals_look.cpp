@@ -21,6 +21,7 @@
 #include <QRegularExpression>
 
 #include <cstdarg>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -140,6 +141,18 @@ char conversionKind(const QByteArray& format)
         i = j;
     }
     return kind;
+}
+
+// A real as a long: truncated, held to the range of long, 0 for NaN.
+long toLong(double d)
+{
+    if (!(d == d))
+        return 0;
+    if (d >= 9.2e18)
+        return LONG_MAX;
+    if (d <= -9.2e18)
+        return LONG_MIN;
+    return static_cast<long>(d);
 }
 
 // printf into text; false when it fails.
@@ -308,7 +321,7 @@ int VXTraceview::parseArrivalStatusMsg(VXTraceviewQKClient* client, Rsptr db, co
             else
                 ok = printTo(text, value_format.constData(), value.s);
         } else if (kind == 'l') {
-            const long v = type == 1 ? value.l : type == 2 ? static_cast<long>(value.d) : strtol(value.s, nullptr, 10);
+            const long v = type == 1 ? value.l : type == 2 ? toLong(value.d) : strtol(value.s, nullptr, 10);
             ok = printTo(text, longFormat(value_format).constData(), v);
         } else {
             const double v = type == 1 ? static_cast<double>(value.l) : type == 2 ? value.d : strtod(value.s, nullptr);
