@@ -1,5 +1,5 @@
 // libFuzzer target for the SeedLink wire format: the input is a byte stream
-// as a server might send it.  Frames are taken off its front as the reader
+// as a server might send it, read in protocol versions 3 and 4.  Frames are taken off its front as the reader
 // does, each data record decoded, INFO pieces gathered and their station
 // list parsed, and the first line read as a greeting.  Nothing may read
 // past the input.
@@ -40,6 +40,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         }
         at += static_cast<size_t>(used);
     }
+    // the same bytes as a version 4 stream
+    for (at = 0; at < bytes.size();) {
+        SlFrame f;
+        const int used = sl_next_frame4(bytes.data() + at, bytes.size() - at, &f);
+        if (used <= 0)
+            break;
+        if (f.type == SL_FRAME_DATA) {
+            Packet* pkt = nullptr;
+            if (pktDecode("fuzz", 0.0, f.record, kSlRecordBytes, &pkt) >= 0)
+                pktFree(&pkt);
+        }
+        if (!f.station.empty())
+            info.append(f.station);
+        at += static_cast<size_t>(used);
+    }
+    sl_greeting_offers_v4(all.substr(0, all.find('\n')));
     sl_info_stations(info, 1000);
     sl_info_stations(all, 1000);
     hl_clear_register(HL_CLEAR_QUIET);

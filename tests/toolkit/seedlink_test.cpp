@@ -209,26 +209,64 @@ TEST_F(SeedlinkTest, AcceptAndRejectExpressionsChooseChannels)
     EXPECT_EQ(st.dropped_rejected, static_cast<long>(bhe.size()));
 }
 
-TEST_F(SeedlinkTest, CutConnectionsDeliverEverySampleOnce)
+// Faults of the server tool, in both protocol versions: each is reported
+// through the log, the reader reconnects where the stream broke (or drops
+// the repeats), and every sample of the file arrives exactly once: the
+// queue takes each released packet once.
+TEST_F(SeedlinkTest, ServerFaultsAreReportedAndEverySampleArrivesOnce)
 {
-    SlServerOptions opt;
-    opt.speed = 0.0;
-    opt.drop_after = 7;  // every connection dies after 7 packets, the 8th cut in half
-    opt.cut_mid_packet = true;
-    startServer(opt);
-    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
-    ASSERT_NE(reap_, nullptr);
-    Delivered d;
-    collect(kSamples, &d);
-    ASSERT_EQ(d.size(), 3u);
-    for (const auto& [name, v] : values_) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(joined(d, name), v);
+    const struct
+    {
+        const char* name;
+        int version;
+        long SlServerOptions::*fault;
+        long after;
+        const char* message;
+        bool reconnects;
+    } cases[] = {
+        {"closed mid-record", 3, &SlServerOptions::drop_after, 7, "closed the connection in the middle of a packet",
+         true},
+        {"closed mid-record", 4, &SlServerOptions::drop_after, 7, "closed the connection in the middle of a packet",
+         true},
+        {"garbage", 3, &SlServerOptions::garbage_after, 12, "Garbage from ", true},
+        {"garbage", 4, &SlServerOptions::garbage_after, 12, "sl_next_frame4: Unexpected bytes", true},
+        {"record of a wrong length", 3, &SlServerOptions::wrong_length_after, 12,
+         "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.", true},
+        {"record of a wrong length", 4, &SlServerOptions::wrong_length_after, 12,
+         "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.", true},
+        {"sequence going back", 3, &SlServerOptions::seq_back_after, 9, "packets already delivered are dropped", false},
+        {"sequence going back", 4, &SlServerOptions::seq_back_after, 9, "packets already delivered are dropped", false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.name) + ", version " + std::to_string(c.version));
+        SlServerOptions opt;
+        opt.speed = 0.0;
+        opt.offer_v4 = c.version == 4;
+        opt.*c.fault = c.after;
+        opt.cut_mid_packet = c.fault == &SlServerOptions::drop_after;
+        startServer(opt);
+        reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+        ASSERT_NE(reap_, nullptr);
+        Delivered d;
+        collect(kSamples, &d);
+        ASSERT_EQ(d.size(), 3u);
+        for (const auto& [name, v] : values_) {
+            SCOPED_TRACE(name);
+            EXPECT_EQ(joined(d, name), v);
+        }
+        TidereapStats st;
+        tidereapthr_stats(reap_, &st);
+        EXPECT_EQ(st.protocol, c.version);
+        EXPECT_EQ(st.packets, server_->released());
+        EXPECT_EQ(st.dropped_full, 0);
+        EXPECT_TRUE(logged(c.message));
+        EXPECT_EQ(st.failures > 0, c.reconnects);
+        EXPECT_EQ(logged("Retrying " + ring()), c.reconnects);
+        tidereapthr_free(&reap_);
+        server_->stop();
+        std::lock_guard<std::mutex> lock(g_log_mu);
+        g_log.clear();
     }
-    TidereapStats st;
-    tidereapthr_stats(reap_, &st);
-    EXPECT_GT(st.connects, 5);
-    EXPECT_TRUE(logged("in the middle of a packet"));
 }
 
 TEST_F(SeedlinkTest, WithoutAStationListTheSingleStationModeResumesToo)
@@ -272,23 +310,6 @@ TEST_F(SeedlinkTest, AfterReadsAgainFromTheGivenTime)
     const size_t k0 = static_cast<size_t>(std::llround((first - kT0) * kRate));
     const std::vector<double>& v = values_.at("XX_STA1_BHZ");
     EXPECT_EQ(got, std::vector<double>(v.begin() + static_cast<long>(k0), v.end()));
-}
-
-TEST_F(SeedlinkTest, GarbageIsReportedAndTheReaderGoesOn)
-{
-    SlServerOptions opt;
-    opt.speed = 0.0;
-    opt.garbage_after = 3;
-    startServer(opt);
-    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
-    ASSERT_NE(reap_, nullptr);
-    Delivered d;
-    collect(kSamples / 4, &d, 1);
-    EXPECT_TRUE(logged("Garbage from " + ring()));
-    TidereapStats st;
-    tidereapthr_stats(reap_, &st);
-    EXPECT_GT(st.failures, 1);
-    EXPECT_GT(st.packets, 3);
 }
 
 TEST_F(SeedlinkTest, RateChangesAndFuturePacketsAreReported)
@@ -441,6 +462,27 @@ TEST_F(SeedlinkTest, SequenceGoingBackDropsRepeatsAndKeepsNewData)
     tidereapthr_stats(reap_, &st);
     EXPECT_EQ(st.dropped_repeat, 2);
     EXPECT_TRUE(logged("went back from 000006 to 000002 with new data: taken as a restarted server"));
+}
+
+TEST_F(SeedlinkTest, PacketsFromBefore1970AreDroppedWithAMessage)
+{
+    const double past = -10.0 * 365 * 86400.0;  // 1960
+    const auto old = mseed_pack("XX", "STA", "", "BHZ", past, kRate, mseed_signal(100, 0), 'i', DE_STEIM2, 512, 1);
+    const auto now = mseed_pack("XX", "STA", "", "BHZ", kT0, kRate, mseed_signal(100, 0), 'i', DE_STEIM2, 512, 1);
+    ASSERT_EQ(old.size(), 1u);
+    ASSERT_EQ(now.size(), 1u);
+    FakeServer fake("SL000001" + old[0] + "SL000002" + now[0]);
+    reap_ = tidereapthr_new2(fake.ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
+    ASSERT_NE(reap_, nullptr);
+    Delivered d;
+    collect(100, &d, 1);
+    ASSERT_EQ(d.size(), 1u);
+    ASSERT_EQ(d.at("XX_STA_BHZ").size(), 1u);
+    EXPECT_EQ(d.at("XX_STA_BHZ").begin()->first, kT0);
+    TidereapStats st;
+    tidereapthr_stats(reap_, &st);
+    EXPECT_EQ(st.dropped_time, 1);
+    EXPECT_TRUE(logged("Packet 000001 of XX_STA_BHZ starts at -315360000, before 1970; dropped (1 so far)."));
 }
 
 TEST_F(SeedlinkTest, RefusedConnectionIsRetriedAndStopIsPrompt)

@@ -29,10 +29,15 @@ const char* kUsage =
     "  --history S       release the first S seconds of data at once (generated data then\n"
     "                    starts S seconds ago unless --start is given), then play on\n"
     "  --seed N          seed of the generated signals (1)\n"
+    "  --v4              offer SeedLink protocol version 4 besides 3.1\n"
     "  --drop-after N    close each connection after N packets (tests)\n"
     "  --cut-mid-packet  with --drop-after: send half of the next packet first\n"
     "  --garbage-after N send garbage after N packets, then close (tests)\n"
     "  --no-station-list answer INFO STATIONS and STREAMS with ERROR (tests)\n"
+    "  --wrong-length-after N  after N packets of a connection send one whose record\n"
+    "                    claims 4096 bytes (tests)\n"
+    "  --seq-back-after N  after N packets of a connection go back 3 packets and send\n"
+    "                    them again, once (tests)\n"
     "The port listened on is printed as \"vxseedlinkd: listening on port N\".\n";
 
 int fail(const std::string& what)
@@ -68,6 +73,10 @@ int main(int argc, char** argv)
         }
         if (a == "--no-station-list") {
             opt.refuse_station_list = true;
+            continue;
+        }
+        if (a == "--v4") {
+            opt.offer_v4 = true;
             continue;
         }
         if (a == "--cut-mid-packet") {
@@ -112,6 +121,10 @@ int main(int argc, char** argv)
             opt.drop_after = static_cast<long>(x);
         } else if (a == "--garbage-after" && x >= 0) {
             opt.garbage_after = static_cast<long>(x);
+        } else if (a == "--wrong-length-after" && x >= 0) {
+            opt.wrong_length_after = static_cast<long>(x);
+        } else if (a == "--seq-back-after" && x >= 0) {
+            opt.seq_back_after = static_cast<long>(x);
         } else {
             return fail("unknown option or bad value: " + a + " " + v);
         }

@@ -1,5 +1,7 @@
 // vxseedlinkd's server: miniSEED records played out as a live SeedLink
-// stream (protocol version 3) to any number of clients.
+// stream to any number of clients: protocol version 3, and version 4 when
+// offered (SLPROTO 4.0: "SE" packets, "STATION NET_STA", DATA with decimal
+// sequence numbers and ISO times, INFO answered with a short JSON packet).
 //
 // Records come from miniSEED files (kept byte for byte when they are 512
 // bytes long, repacked into 512-byte records otherwise) or from generated
@@ -10,7 +12,8 @@
 //
 // Commands: HELLO, STATION, SELECT, DATA, FETCH, TIME, END, INFO (ID,
 // STATIONS, STREAMS), BYE.  For tests a connection can be cut after a
-// number of packets, in the middle of a packet, or turned to garbage.
+// number of packets, in the middle of a packet, or turned to garbage, and
+// can send a record of a wrong length or repeat packets already sent.
 #pragma once
 
 #include <array>
@@ -34,6 +37,9 @@ struct SlServerOptions
     bool cut_mid_packet = false;   // with drop_after: send half of the next packet first
     long garbage_after = 0;        // send garbage after this many packets, then close; 0 never
     bool refuse_station_list = false;  // answer INFO STATIONS and STREAMS with ERROR, as some servers do
+    long wrong_length_after = 0;   // after this many packets send one whose record claims 4096 bytes; 0 never
+    long seq_back_after = 0;       // after this many packets go back 3 and send those again, once; 0 never
+    bool offer_v4 = false;         // offer protocol version 4 (SLPROTO:4.0) besides 3.1
     double history = 0.0;          // seconds of data released at once at the start; the clock runs on from there
 };
 
@@ -87,7 +93,12 @@ public:
     long released() const;
 
 private:
-    struct Client;
+    struct Client
+    {
+        int fd = -1;
+        std::thread thread;
+        std::atomic<bool> done{false};
+    };
     void acceptLoop();
     void playLoop();
     void serve(Client* c);

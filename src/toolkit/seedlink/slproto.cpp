@@ -212,3 +212,125 @@ int sl_record_codes(const char* record, char net[3], char sta[6], char loc[3], c
     trim_code(record + 18, 2, net);
     return 0;
 }
+
+namespace {
+
+uint64_t read_le(const char* p, int n)
+{
+    uint64_t v = 0;
+    for (int i = n - 1; i >= 0; i--)
+        v = v << 8 | static_cast<unsigned char>(p[i]);
+    return v;
+}
+
+void put_le(std::string* out, uint64_t v, int n)
+{
+    for (int i = 0; i < n; i++, v >>= 8)
+        out->push_back(static_cast<char>(v & 0xFF));
+}
+
+} // namespace
+
+int sl_next_frame4(const char* buf, size_t len, SlFrame* frame)
+{
+    *frame = SlFrame();
+    if (len == 0)
+        return 0;
+    if (buf[0] == 'E') {
+        // "END", or an ERROR line with its text
+        if (len < 3 && (len < 2 || buf[1] == 'N' || buf[1] == 'R'))
+            return 0;
+        if (len >= 3 && buf[1] == 'N' && buf[2] == 'D') {
+            frame->type = SL_FRAME_END;
+            return 3;
+        }
+        constexpr std::string_view kError = "ERROR";
+        const std::string_view v(buf, len < 1024 ? len : 1024);
+        if (v.substr(0, kError.size()) == kError.substr(0, v.size() < kError.size() ? v.size() : kError.size())) {
+            const size_t eol = v.find('\n');
+            if (eol != std::string_view::npos) {
+                frame->type = SL_FRAME_ERROR;
+                return static_cast<int>(eol + 1);
+            }
+            if (len < 1024)
+                return 0;
+        }
+        hl_register_error(0, "sl_next_frame4: Unexpected bytes where a packet should begin.\n");
+        return -1;
+    }
+    if (buf[0] != 'S' || (len >= 2 && buf[1] != 'E')) {
+        hl_register_error(0, "sl_next_frame4: Unexpected bytes where a packet should begin.\n");
+        return -1;
+    }
+    if (len < static_cast<size_t>(kSl4FixedBytes))
+        return 0;
+    const uint32_t payload = static_cast<uint32_t>(read_le(buf + 4, 4));
+    const size_t id_len = static_cast<unsigned char>(buf[16]);
+    if (payload > kSl4MaxPayload) {
+        hl_register_error(0, "sl_next_frame4: Packet of %u bytes, more than %u.\n", payload, kSl4MaxPayload);
+        return -1;
+    }
+    const size_t total = kSl4FixedBytes + id_len + payload;
+    if (len < total)
+        return 0;
+    frame->format = buf[2];
+    frame->subformat = buf[3];
+    frame->payload_bytes = payload;
+    frame->seq = static_cast<int64_t>(read_le(buf + 8, 8) & 0x7FFFFFFFFFFFFFFFull);
+    frame->station = std::string_view(buf + kSl4FixedBytes, id_len);
+    const char* body = buf + kSl4FixedBytes + id_len;
+    frame->type = SL_FRAME_OTHER;
+    if (frame->format == '2' && frame->subformat == 'D' && payload == static_cast<uint32_t>(kSlRecordBytes)) {
+        if (check_record(body) < 0)
+            return -1;
+        frame->type = SL_FRAME_DATA;
+        frame->record = body;
+    } else if (frame->format == '2' && frame->subformat == 'D') {
+        frame->record = body;  // a record of another length: the caller says so and skips it
+    }
+    return static_cast<int>(total);
+}
+
+std::string sl4_header(char format, char subformat, uint32_t payload_bytes, uint64_t seq, std::string_view station)
+{
+    std::string h = "SE";
+    h.push_back(format);
+    h.push_back(subformat);
+    put_le(&h, payload_bytes, 4);
+    put_le(&h, seq, 8);
+    const size_t n = station.size() < 255 ? station.size() : 255;
+    h.push_back(static_cast<char>(n));
+    h.append(station.substr(0, n));
+    return h;
+}
+
+bool sl_greeting_offers_v4(std::string_view line)
+{
+    const size_t caps = line.find("::");
+    if (caps == std::string_view::npos)
+        return false;
+    std::string_view rest = line.substr(caps + 2);
+    while (!rest.empty()) {
+        const size_t b = rest.find_first_not_of(" \t");
+        if (b == std::string_view::npos)
+            break;
+        rest.remove_prefix(b);
+        const size_t e = rest.find_first_of(" \t");
+        const std::string_view word = rest.substr(0, e);
+        if (word == "SLPROTO:4.0" || word == "SLPROTO:4")
+            return true;
+        rest.remove_prefix(e == std::string_view::npos ? rest.size() : e);
+    }
+    return false;
+}
+
+std::string sl4_time_word(double epoch)
+{
+    const time_t t = static_cast<time_t>(std::floor(epoch));
+    struct tm tm {};
+    gmtime_r(&t, &tm);
+    char buf[64];
+    snprintf(buf, sizeof buf, "%04d-%02d-%02dT%02d:%02d:%02dZ", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday,
+             tm.tm_hour, tm.tm_min, tm.tm_sec);
+    return buf;
+}

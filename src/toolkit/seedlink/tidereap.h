@@ -4,11 +4,20 @@
 // ("host:port"), asks it for its stations and their streams (INFO STREAMS,
 // else INFO STATIONS), subscribes to every station with a stream that the
 // expressions take or whose streams are not listed (STATION and DATA per
-// station, protocol version 3; a server without a station list is read in
-// its single-station mode), and queues the data packets whose source name
+// station; a server without a station list is read in its single-station
+// mode), and queues the data packets whose source name
 // "NET_STA_CHAN" or "NET_STA_CHAN_LOC" the accept expression matches and
 // the reject expression does not.  The consumer
 // takes them with tidereapthr_get() and decodes them with pktDecode().
+//
+// Protocol version 3 by default.  When the greeting offers version 4
+// ("SLPROTO:4.0" among its capabilities) and the server lists its
+// stations, the reader asks for the list first, then switches with
+// "SLPROTO 4.0" and subscribes with version 4's commands ("STATION
+// NET_STA", "DATA" with a decimal sequence number or an ISO time); its
+// packets carry "SE" headers with 64-bit sequence numbers.  Only 512-byte
+// miniSEED 2 data records are taken; other packets are skipped (records of
+// another length with a message).
 //
 // A dropped connection is retried after 0.5 s, doubling up to 30 s; the
 // reader then asks each station for the packet after the last one it got,
@@ -51,7 +60,8 @@ constexpr int TIDEREAP_QUEUE_MAX = 65536;
 VXPLOT_EXPORT TidereapThr* tidereapthr_new2(const char* tidename, const char* accept, const char* reject,
                                             int queue_depth, double after, double timeout);
 
-// Hand out the next packet: its sequence number, source name (at least
+// Hand out the next packet: its sequence number (the low 31 bits of a
+// version 4 one), source name (at least
 // TIDEREAP_SRCNAME_SIZE bytes at srcname), the time of its first sample
 // and its bytes in *packet, a malloc'ed buffer of *bufsize bytes that is
 // grown as needed (start with null and 0; the caller frees it).  Returns
@@ -85,6 +95,7 @@ struct TidereapStats
     long dropped_time = 0;       // far in the future or before 1970
     long connects = 0;           // sessions that reached the data stream
     long failures = 0;           // connections refused, lost or broken
+    int protocol = 0;            // SeedLink version of the last session: 3, or 4 where the server offers it
 };
 
 // The counters so far.  0, or negative on a null handle.
