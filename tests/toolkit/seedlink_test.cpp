@@ -609,4 +609,45 @@ TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
     hl_clear_register(HL_CLEAR_QUIET);
 }
 
+TEST(SeedlinkInput, Version4FramesAreTakenOrSkippedWhole)
+{
+    const auto rec = mseed_pack("XX", "S", "", "BHZ", kT0, kRate, mseed_signal(100, 0), 'i', DE_STEIM2, 512, 1);
+    const auto big = mseed_pack("XX", "S", "", "BHZ", kT0, kRate, mseed_signal(2000, 0), 'i', DE_STEIM2, 4096, 1);
+    ASSERT_FALSE(rec.empty());
+    ASSERT_FALSE(big.empty());
+    const std::string json = "{\"software\":\"x\"}";
+    const struct
+    {
+        const char* name;
+        std::string bytes;
+        int used, type;
+        int64_t seq;
+        const char* message;
+    } cases[] = {
+        {"data record", sl4_header('2', 'D', 512, 1ull << 40, "XX_S") + rec[0], 17 + 4 + 512, SL_FRAME_DATA,
+         int64_t(1) << 40, ""},
+        {"INFO reply", sl4_header('J', 'I', static_cast<uint32_t>(json.size()), 0, "") + json,
+         17 + static_cast<int>(json.size()), SL_FRAME_OTHER, 0, ""},
+        {"record of 4096 bytes", sl4_header('2', 'D', 4096, 7, "XX_S") + big[0], 17 + 4 + 4096, SL_FRAME_OTHER, 7,
+         ""},
+        {"half a packet", (sl4_header('2', 'D', 512, 1, "XX_S") + rec[0]).substr(0, 300), 0, 0, -1, ""},
+        {"error line", "ERROR UNSUPPORTED not here\r\n", 28, SL_FRAME_ERROR, -1, ""},
+        {"too long", sl4_header('2', 'D', 1u << 30, 1, "XX_S"), -1, 0, -1, "sl_next_frame4: Packet of 1073741824 bytes"},
+        {"version 3 header", "SL000001" + rec[0], -1, 0, -1, "sl_next_frame4: Unexpected bytes"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        hl_clear_register(HL_CLEAR_QUIET);
+        SlFrame f;
+        EXPECT_EQ(sl_next_frame4(c.bytes.data(), c.bytes.size(), &f), c.used);
+        EXPECT_EQ(f.type, c.type);
+        EXPECT_EQ(f.seq, c.seq);
+        EXPECT_NE(std::string(hl_errlog_string(0)).find(c.message), std::string::npos) << hl_errlog_string(0);
+    }
+    hl_clear_register(HL_CLEAR_QUIET);
+    EXPECT_TRUE(sl_greeting_offers_v4("SeedLink v4.0 (x) :: SLPROTO:3.1 SLPROTO:4.0 CAP"));
+    EXPECT_FALSE(sl_greeting_offers_v4("SeedLink v3.1 (x) :: SLPROTO:3.1 CAP SLPROTO:4.0x"));
+    EXPECT_FALSE(sl_greeting_offers_v4("SeedLink v4.0 SLPROTO:4.0"));  // not among the capabilities
+}
+
 } // namespace
