@@ -1,6 +1,7 @@
 // The configuration engine through a test object with a row of every type,
 // a custom group in the manner of line width keys, and a second table of
 // another class.
+#include "support/configsupport.h"
 #include "support/testsupport.h"
 
 #include "foundation/configure.h"
@@ -15,6 +16,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -66,20 +68,14 @@ int parseLinewidth(HL_ConfigureSpec* spec, HL_ClientData, const char* value, cha
 char* printLinewidth(HL_ConfigureSpec*, HL_ClientData, char* paramRec, int offset, void*)
 {
     TestRec* rec = reinterpret_cast<TestRec*>(paramRec);
-    char buffer[64];
-    switch (offset) {
-    case 0:
-        snprintf(buffer, sizeof buffer, "%d %d", rec->lw_x, rec->lw_y);
-        break;
-    case 1:
-        snprintf(buffer, sizeof buffer, "%d %d", rec->lw_x_small, rec->lw_y_small);
-        break;
-    case 2:
-        snprintf(buffer, sizeof buffer, "%d", rec->lw_x);
-        break;
-    default:
+    if (offset < 0 || offset > 2)
         return strdup("Illegal offset value");
-    }
+    char buffer[64];
+    const int pairs[2][2] = {{rec->lw_x, rec->lw_y}, {rec->lw_x_small, rec->lw_y_small}};
+    if (offset == 2)
+        snprintf(buffer, sizeof buffer, "%d", rec->lw_x);
+    else
+        snprintf(buffer, sizeof buffer, "%d %d", pairs[offset][0], pairs[offset][1]);
     return strdup(buffer);
 }
 
@@ -166,36 +162,23 @@ protected:
     }
     void TearDown() override { hl_clear_register(0); }
     static std::string errors() { return hl_errlog_string(0); }
-    static std::string value(HLConfigure& o, const char* key)
-    {
-        char* text = o.getConfigureValue(key);
-        std::string out = text ? text : "(null)";
-        free(text);
-        return out;
-    }
+    static std::string value(HLConfigure& o, const char* key) { return configText(o, key); }
 };
 
 TEST_F(ConfigureTest, DefaultsAreApplied)
 {
     TestObject o;
     ASSERT_EQ(o.registered, 0) << errors();
-    EXPECT_EQ(o.rec.visible, 1);
-    EXPECT_EQ(o.rec.count, 5);
-    EXPECT_EQ(o.rec.kept, 3);
-    EXPECT_EQ(o.rec.scale, 2.5);
+    EXPECT_EQ(std::tie(o.rec.visible, o.rec.count, o.rec.kept, o.rec.scale), std::make_tuple(1, 5, 3, 2.5));
     EXPECT_STREQ(o.rec.label, "hello");
     EXPECT_EQ(o.rec.margin, nullptr) << "an explicit-only row takes no default";
     EXPECT_EQ(o.rec.color.color, QColor("blue"));
-    EXPECT_EQ(o.rec.font.family, "courier");
-    EXPECT_EQ(o.rec.font.size, 14);
-    EXPECT_EQ(o.rec.font.invalid, 0);
-    EXPECT_EQ(o.rec.lw_x, 1);
-    EXPECT_EQ(o.rec.lw_y, 1);
-    EXPECT_EQ(o.rec.lw_x_small, 0);
+    EXPECT_EQ(std::tie(o.rec.font.family, o.rec.font.size, o.rec.font.invalid), std::make_tuple("courier", 14, 0));
+    EXPECT_EQ(std::tie(o.rec.lw_x, o.rec.lw_y, o.rec.lw_x_small), std::make_tuple(1, 1, 0));
     EXPECT_EQ(o.rec.layers, nullptr);
     EXPECT_EQ(custom_calls, 6) << "the custom row without default is not called";
-    EXPECT_EQ(o.other.scale, 0.0) << "the second table was registered without defaults";
-    EXPECT_EQ(o.other.button_height, 0);
+    EXPECT_EQ(std::tie(o.other.scale, o.other.button_height), std::make_tuple(0.0, 0))
+        << "the second table was registered without defaults";
     EXPECT_EQ(o.configure("layers", "x", nullptr), 0);
     EXPECT_EQ(custom_calls, 7) << "set, it is called";
     EXPECT_STREQ(o.rec.layers, "x");
@@ -221,8 +204,7 @@ TEST_F(ConfigureTest, EveryTypeSetsAndPrints)
         EXPECT_EQ(o.configure(c.key, c.value, nullptr), 0) << errors();
         EXPECT_EQ(value(o, c.key), c.printed);
     }
-    EXPECT_EQ(o.rec.lw_x, 5);
-    EXPECT_EQ(o.rec.lw_y, 3);
+    EXPECT_EQ(std::tie(o.rec.lw_x, o.rec.lw_y), std::make_tuple(5, 3));
     EXPECT_NEAR(o.rec.color.color.alphaF(), 0.5, 1e-3);
     EXPECT_EQ(value(o, "linewidth_tics_y"), "Illegal offset value");
     EXPECT_EQ(value(o, "nosuch"), "(null)");
@@ -271,21 +253,17 @@ TEST_F(ConfigureTest, UnknownKeyFailsAndStopsThePairs)
 TEST_F(ConfigureTest, KeepFlagKeepsOnEmptyText)
 {
     TestObject o;
-    EXPECT_EQ(o.configure("kept", "", nullptr), 0);
-    EXPECT_EQ(o.rec.kept, 3);
-    EXPECT_EQ(o.configure("kept", nullptr, nullptr), 0);
-    EXPECT_EQ(o.rec.kept, 3);
-    EXPECT_EQ(o.configure("color", "", nullptr), 0);
+    for (const char* key : {"kept", "color", "linewidth_tics"})
+        for (const char* empty : {"", static_cast<const char*>(nullptr)})
+            EXPECT_EQ(o.configure(key, empty, nullptr), 0) << key;
+    EXPECT_EQ(std::tie(o.rec.kept, o.rec.lw_x), std::make_tuple(3, 1));
     EXPECT_EQ(o.rec.color.color, QColor("blue"));
-    EXPECT_EQ(o.configure("linewidth_tics", "", nullptr), 0);
-    EXPECT_EQ(o.rec.lw_x, 1);
     // a string row without the flag takes the empty text, and null
     EXPECT_EQ(o.configure("label", nullptr, nullptr), 0);
     EXPECT_EQ(o.rec.label, nullptr);
     // a font row keeps on empty text only with the flag; without it unsets
     EXPECT_EQ(o.configure("font_kept", "", nullptr), 0);
-    EXPECT_EQ(o.rec.font_kept.invalid, 0);
-    EXPECT_EQ(o.rec.font_kept.family, "helvetica");
+    EXPECT_EQ(std::tie(o.rec.font_kept.invalid, o.rec.font_kept.family), std::make_tuple(0, "helvetica"));
     EXPECT_FALSE(changed("font_kept"));
     EXPECT_EQ(o.configure("font", "", nullptr), 0);
     EXPECT_EQ(o.rec.font.invalid, 1);
@@ -317,9 +295,8 @@ TEST_F(ConfigureTest, SecondTableOfAnotherClass)
 {
     TestObject o;
     ASSERT_EQ(o.configure("scale", "4", "button_height", "25", nullptr), 0) << errors();
-    EXPECT_EQ(o.rec.scale, 4.0);
-    EXPECT_EQ(o.other.scale, 4.0) << "a key reaches every table that has it";
-    EXPECT_EQ(o.other.button_height, 25);
+    EXPECT_EQ(std::tie(o.rec.scale, o.other.scale, o.other.button_height), std::make_tuple(4.0, 4.0, 25))
+        << "a key reaches every table that has it";
     EXPECT_EQ(value(o, "button_height"), "25");
     EXPECT_EQ(o.setConfigureSpecs(other_specs, reinterpret_cast<char*>(&o.other), "TestTaskbar", &o, 1), 0)
         << "the same table and record again is ignored";

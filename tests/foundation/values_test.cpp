@@ -10,6 +10,8 @@
 
 #include <cstdlib>
 #include <string>
+#include <tuple>
+#include <utility>
 
 namespace {
 
@@ -147,11 +149,8 @@ TEST(FontText, WellFormedTexts)
         VX_Font font;
         EXPECT_EQ(VX_ParseFont(c.text, font), 1) << takeErrors();
         EXPECT_EQ(font.font_name, QString(c.text));
-        EXPECT_EQ(font.family, QString(c.family));
-        EXPECT_EQ(font.size, c.size);
-        EXPECT_EQ(font.weight, c.weight);
-        EXPECT_EQ(font.italic, c.italic);
-        EXPECT_EQ(font.invalid, 0);
+        EXPECT_EQ(std::tie(font.family, font.size, font.weight, font.italic, font.invalid),
+                  std::make_tuple(QString(c.family), c.size, c.weight, c.italic, 0));
         if (c.size > 0) {
             EXPECT_EQ(font.font.pixelSize(), c.size);
         }
@@ -185,10 +184,8 @@ TEST(FontText, BadTextsAreRefusedWithTheirReason)
         EXPECT_EQ(takeErrors(), c.error);
         // the fields stay; only the text of the last change is gone
         EXPECT_TRUE(font.font_name.isEmpty());
-        EXPECT_EQ(font.family, "Helvetica");
-        EXPECT_EQ(font.size, 12);
-        EXPECT_EQ(font.weight, 700);
-        EXPECT_EQ(font.invalid, 0);
+        EXPECT_EQ(std::tie(font.family, font.size, font.weight, font.invalid),
+                  std::make_tuple("Helvetica", 12, 700, 0));
         EXPECT_EQ(font.font, before);
     }
 }
@@ -233,11 +230,10 @@ TEST(FontText, SetFontSize)
     VX_Font font;
     ASSERT_EQ(VX_ParseFont("Sans,12", font), 1);
     EXPECT_EQ(VX_SetFontSize(20, font), 0);
-    EXPECT_EQ(font.size, 20);
-    EXPECT_EQ(font.font.pixelSize(), 20);
+    EXPECT_EQ(std::make_pair(font.size, font.font.pixelSize()), std::make_pair(20, 20));
     EXPECT_EQ(VX_SetFontSize(0, font), 0);
-    EXPECT_EQ(font.size, 0);
-    EXPECT_EQ(font.font.pixelSize(), 20) << "sizes below 1 are only stored";
+    EXPECT_EQ(std::make_pair(font.size, font.font.pixelSize()), std::make_pair(0, 20))
+        << "sizes below 1 are only stored";
     EXPECT_EQ(VX_SetFontSize(1 << 30, font), 0);
     EXPECT_EQ(font.font.pixelSize(), VX_FONT_MAX_PIXEL_SIZE);
 }
@@ -277,16 +273,13 @@ TEST(PainterSetup, LineSetsThePen)
     Canvas canvas;
     VX_Color red = colorOf("red");
     EXPECT_EQ(VX_setup_line(&canvas.painter, &red, 3, Qt::DashLine, Qt::RoundJoin, Qt::FlatCap), 0);
-    QPen pen = canvas.painter.pen();
-    EXPECT_EQ(pen.color(), QColor(Qt::red));
-    EXPECT_EQ(pen.width(), 3);
-    EXPECT_EQ(pen.style(), Qt::DashLine);
-    EXPECT_EQ(pen.joinStyle(), Qt::RoundJoin);
-    EXPECT_EQ(pen.capStyle(), Qt::FlatCap);
+    const QPen pen = canvas.painter.pen();
+    EXPECT_EQ(std::make_tuple(pen.color(), pen.width(), pen.style(), pen.joinStyle(), pen.capStyle()),
+              std::make_tuple(QColor(Qt::red), 3, Qt::DashLine, Qt::RoundJoin, Qt::FlatCap));
     // negative join and cap leave the pen's own
     EXPECT_EQ(VX_setup_line(&canvas.painter, &red, 1, Qt::SolidLine, -1, -1), 0);
-    EXPECT_EQ(canvas.painter.pen().joinStyle(), QPen().joinStyle());
-    EXPECT_EQ(canvas.painter.pen().capStyle(), QPen().capStyle());
+    EXPECT_EQ(std::make_pair(canvas.painter.pen().joinStyle(), canvas.painter.pen().capStyle()),
+              std::make_pair(QPen().joinStyle(), QPen().capStyle()));
     // and the pen draws
     VX_setup_line(&canvas.painter, &red, 3, Qt::SolidLine, -1, -1);
     canvas.painter.drawLine(0, 10, 39, 10);
@@ -294,10 +287,9 @@ TEST(PainterSetup, LineSetsThePen)
     // a fractional width
     VX_Color green = colorOf("#00ff00");
     EXPECT_EQ(VX_setup_line(&canvas.painter, &green, 2.5, Qt::DotLine, Qt::MiterJoin, Qt::RoundCap), 0);
-    EXPECT_DOUBLE_EQ(canvas.painter.pen().widthF(), 2.5);
-    EXPECT_EQ(canvas.painter.pen().style(), Qt::DotLine);
-    EXPECT_EQ(canvas.painter.pen().joinStyle(), Qt::MiterJoin);
-    EXPECT_EQ(canvas.painter.pen().capStyle(), Qt::RoundCap);
+    const QPen thin = canvas.painter.pen();
+    EXPECT_EQ(std::make_tuple(thin.widthF(), thin.style(), thin.joinStyle(), thin.capStyle()),
+              std::make_tuple(2.5, Qt::DotLine, Qt::MiterJoin, Qt::RoundCap));
     // a number that is no pen style draws solid
     EXPECT_EQ(VX_setup_line(&canvas.painter, &green, 1.0, 77, -1, -1), 0);
     EXPECT_EQ(canvas.painter.pen().style(), Qt::SolidLine);

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <map>
 #include <string>
 
 namespace {
@@ -25,6 +26,14 @@ QColor colourAt(const VxGraphicsContextItem& item, double input)
     void* v = nullptr;
     EXPECT_EQ(VXGraphicsContext::getValue(item, &v), 0) << takeErrors();
     return v ? *static_cast<QColor*>(v) : QColor();
+}
+
+// The two lines registered when the coding point of a text fails: what the
+// point parser says, then the coding parser's line about the point.
+std::string pointError(const std::string& what, const std::string& point)
+{
+    return "vxgraphicscontext_parse_coding_point: " + what + "\n"
+           "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(" + point + ") error.\n";
 }
 
 } // namespace
@@ -53,39 +62,25 @@ TEST(CodingText, WellFormed)
 
 TEST(CodingText, BadTextsAreRefusedWithTheirMessages)
 {
-    struct Case { const char* name; const char* text; const char* errors; } cases[] = {
+    struct Case { const char* name; const char* text; std::string errors; } cases[] = {
         {"two colons", "1,2:3,4:5",
          "vxgraphicscontext_parse_coding: parse error for '1,2:3,4:5' - only 0, 1, or 3 ':' characters allowed.\n"},
         {"four colons", "1,2:3,4:5:6:7",
          "vxgraphicscontext_parse_coding: parse error for '1,2:3,4:5:6:7' - only 0, 1, or 3 ':' characters "
          "allowed.\n"},
-        {"point without comma", "1:3,4",
-         "vxgraphicscontext_parse_coding_point: parse error for '1' - should have one ',' characters.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(1) error.\n"},
+        {"point without comma", "1:3,4", pointError("parse error for '1' - should have one ',' characters.", "1")},
         {"point with two commas", "1,2:3,4,5",
-         "vxgraphicscontext_parse_coding_point: parse error for '3,4,5' - should have one ',' characters.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(3,4,5) error.\n"},
+         pointError("parse error for '3,4,5' - should have one ',' characters.", "3,4,5")},
         {"limit with comma", "1,2:3,4:5,6:7",
-         "vxgraphicscontext_parse_coding_point: parse error for '5,6' - should have no ',' characters.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(5,6) error.\n"},
-        {"constant with comma", "1,2",
-         "vxgraphicscontext_parse_coding_point: parse error for '1,2' - should have no ',' characters.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(1,2) error.\n"},
-        {"not a number", "1,x:3,4",
-         "vxgraphicscontext_parse_coding_point: strtod error for 'x' in '1,x:3,4' - strtod() error.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(1,x) error.\n"},
+         pointError("parse error for '5,6' - should have no ',' characters.", "5,6")},
+        {"constant with comma", "1,2", pointError("parse error for '1,2' - should have no ',' characters.", "1,2")},
+        {"not a number", "1,x:3,4", pointError("strtod error for 'x' in '1,x:3,4' - strtod() error.", "1,x")},
         {"trailing garbage", "1,2:3,4:0:9kg",
-         "vxgraphicscontext_parse_coding_point: strtod error for '9kg' in '1,2:3,4:0:9kg' - strtod() error.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(9kg) error.\n"},
-        {"empty", "",
-         "vxgraphicscontext_parse_coding_point: strtod error for '' in '' - strtod() error.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point() error.\n"},
-        {"nan", "nan",
-         "vxgraphicscontext_parse_coding_point: strtod error for 'nan' in 'nan' - strtod() error.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(nan) error.\n"},
+         pointError("strtod error for '9kg' in '1,2:3,4:0:9kg' - strtod() error.", "9kg")},
+        {"empty", "", pointError("strtod error for '' in '' - strtod() error.", "")},
+        {"nan", "nan", pointError("strtod error for 'nan' in 'nan' - strtod() error.", "nan")},
         {"overflow", "1,1e400:2,3",
-         "vxgraphicscontext_parse_coding_point: strtod error for '1e400' in '1,1e400:2,3' - strtod() error.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(1,1e400) error.\n"},
+         pointError("strtod error for '1e400' in '1,1e400:2,3' - strtod() error.", "1,1e400")},
         {"infinite slope", "0,-1e308:1e-308,1e308",
          "vxgraphicscontext_parse_coding: slope out of range in '0,-1e308:1e-308,1e308'.\n"},
     };
@@ -231,8 +226,7 @@ TEST(ColorCoding, ParseHelpers)
     EXPECT_EQ(takeErrors(), "VXGraphicsContext::parseCodings: parse error for '1;2' - 3 codings expected.\n");
     EXPECT_EQ(VXGraphicsContext::parseCodings("1;2;x", 3, three), -1);
     EXPECT_EQ(takeErrors(),
-              "vxgraphicscontext_parse_coding_point: strtod error for 'x' in 'x' - strtod() error.\n"
-              "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(x) error.\n"
+              pointError("strtod error for 'x' in 'x' - strtod() error.", "x") +
               "VXGraphicsContext::parseCodings: vxgraphicscontext_parse_coding(x) error.\n");
     EXPECT_EQ(three[1].in_0, 42.0);
     EXPECT_EQ(VXGraphicsContext::parseCodings("1;2,3:4,5;6", 3, three), 0);
@@ -241,31 +235,26 @@ TEST(ColorCoding, ParseHelpers)
 
 TEST(ItemText, BadTextsKeepTheEarlierDefinition)
 {
-    struct Case { const char* name; int type; const char* text; const char* errors; } cases[] = {
+    struct Case { const char* name; int type; const char* text; std::string errors; } cases[] = {
         {"scalar not a number", VX_GC_PEN_WIDTHF, "abc",
          "VXGraphicsContext::setGcItem: strtod error for 'abc' in 'abc' - strtod() error.\n"},
         {"scalar two colons", VX_GC_SCALAR, "1,2:3,4:5",
          "VXGraphicsContext::setGcItem: parse error for '1,2:3,4:5' - only 0 or 1 ':' characters allowed.\n"},
         {"scalar bad point", VX_GC_OPACITY, "1,2:x,4",
-         "vxgraphicscontext_parse_coding_point: strtod error for 'x' in '1,2:x,4' - strtod() error.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(x,4) error.\n"
+         pointError("strtod error for 'x' in '1,2:x,4' - strtod() error.", "x,4") +
          "VXGraphicsContext::setGcItem: parseScalarCoding(1,2:x,4) error.\n"},
         {"dash bad coding", VX_GC_DASH_PHASE0, "1:2",
-         "vxgraphicscontext_parse_coding_point: parse error for '1' - should have one ',' characters.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(1) error.\n"
+         pointError("parse error for '1' - should have one ',' characters.", "1") +
          "VXGraphicsContext::setGcItem: parseScalarCoding(1:2) error.\n"},
         {"colour one semicolon", VX_GC_BRUSH_COLOR, "red;blue",
          "VXGraphicsContext::setGcItem: parse error for 'red;blue' - only 0 or 2 ';' characters allowed.\n"},
         {"colour three semicolons", VX_GC_PEN_COLOR, "1;2;3;4",
          "VXGraphicsContext::setGcItem: parse error for '1;2;3;4' - only 0 or 2 ';' characters allowed.\n"},
-        {"colour bad name", VX_GC_PEN_COLOR, "notacolour",
-         "VX_ParseColor: Cannot parse color 'notacolour'\n"
+        {"colour bad name", VX_GC_PEN_COLOR, "notacolour", "VX_ParseColor: Cannot parse color 'notacolour'\n"
          "VXGraphicsContext::setGcItem: VX_ParseColor(notacolour) error in 'notacolour'.\n"},
-        {"colour empty", VX_GC_PEN_COLOR, "",
-         "VXGraphicsContext::setGcItem: VX_ParseColor() error in ''.\n"},
+        {"colour empty", VX_GC_PEN_COLOR, "", "VXGraphicsContext::setGcItem: VX_ParseColor() error in ''.\n"},
         {"colour bad channel", VX_GC_BRUSH_COLOR, "0,240:650,0;x;0.8",
-         "vxgraphicscontext_parse_coding_point: strtod error for 'x' in 'x' - strtod() error.\n"
-         "vxgraphicscontext_parse_coding: vxgraphicscontect_parse_coding_point(x) error.\n"
+         pointError("strtod error for 'x' in 'x' - strtod() error.", "x") +
          "VXGraphicsContext::parseCodings: vxgraphicscontext_parse_coding(x) error.\n"
          "VXGraphicsContext::setGcItem: parseColorHslCoding(0,240:650,0;x;0.8) error.\n"},
         {"linestyle", VX_GC_PEN_STYLE, "WavyLine", "VXGraphicsContext::setGcItem: Unrecognized linestyle WavyLine.\n"},
@@ -279,21 +268,12 @@ TEST(ItemText, BadTextsKeepTheEarlierDefinition)
         SCOPED_TRACE(c.name);
         VXGraphicsContext gc;
         // the earlier definition, of the same kind, and a neighbour
-        VxGraphicsContextItem before;
-        if (c.type == VX_GC_PEN_STYLE)
-            before = gc.setGcItem("g:it", c.type, "DotLine", 1);
-        else if (c.type == VX_GC_PEN_JOIN)
-            before = gc.setGcItem("g:it", c.type, "RoundJoin", 1);
-        else if (c.type == VX_GC_PEN_CAP)
-            before = gc.setGcItem("g:it", c.type, "RoundCap", 1);
-        else if (c.type == VX_GC_PEN_COLOR || c.type == VX_GC_BRUSH_COLOR)
-            before = gc.setGcItem("g:it", c.type, "#123456", 1);
-        else if (c.type == VX_GC_FONT)
-            before = gc.setGcItem("g:it", c.type, QFont(), 1);
-        else if (c.type == 12)
-            before = gc.setGcItem("g:it", VX_GC_SCALAR, 3.0, 1);
-        else
-            before = gc.setGcItem("g:it", c.type, "0.25", 1);
+        const std::map<int, const char*> earlier = {{VX_GC_PEN_STYLE, "DotLine"}, {VX_GC_PEN_JOIN, "RoundJoin"},
+            {VX_GC_PEN_CAP, "RoundCap"}, {VX_GC_PEN_COLOR, "#123456"}, {VX_GC_BRUSH_COLOR, "#123456"}};
+        const char* text = earlier.count(c.type) ? earlier.at(c.type) : "0.25";
+        VxGraphicsContextItem before = c.type == VX_GC_FONT ? gc.setGcItem("g:it", c.type, QFont(), 1)
+                                       : c.type == 12       ? gc.setGcItem("g:it", VX_GC_SCALAR, 3.0, 1)
+                                                            : gc.setGcItem("g:it", c.type, text, 1);
         ASSERT_TRUE(before) << takeErrors();
         gc.setGcItem("g:other", VX_GC_SCALAR, 1.0, 1);
         QString shown = VXGraphicsContext::showItem("it", before);

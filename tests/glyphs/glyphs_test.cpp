@@ -86,7 +86,6 @@ TEST(GlyphSize, CircleOfTwentyPixelsAtTheCentre)
     const QImage image = s.image();
     vptest::keep(image, "glyph_circle20");
     const QRect box = inkBox(image);
-    ASSERT_FALSE(box.isEmpty());
     EXPECT_NEAR(box.width(), 20, 1);
     EXPECT_NEAR(box.height(), 20, 1);
     EXPECT_NEAR(box.center().x(), 100, 1);
@@ -117,7 +116,6 @@ TEST(GlyphSize, FractionsOfThePlot)
         s.set->setSizeDefault(c.size_default);
         s.add(15, 10, c.size);
         const QRect box = inkBox(s.image());
-        ASSERT_FALSE(box.isEmpty());
         EXPECT_NEAR(box.height(), c.expected, 1);
         EXPECT_NEAR(box.width(), c.expected, 1);
         // the plot centre
@@ -126,13 +124,16 @@ TEST(GlyphSize, FractionsOfThePlot)
     }
 }
 
-TEST(GlyphSize, ZeroWithZeroDefaultDrawsNothing)
+TEST(GlyphSize, ZeroWithZeroDefaultOrOutsideTheViewDrawsNothing)
 {
     Scene s(100, 100, {"xleft", "0", "xright", "10", "ybottom", "0", "ytop", "10"});
     s.set->setSizeDefault(0);
     VXGlyph* g = s.add(5, 5, 0);
+    VXGlyph* outside = s.add(12, 5, 10);
     EXPECT_TRUE(inkBox(s.image()).isEmpty());
     EXPECT_EQ(g->vars.skip, 1);
+    EXPECT_EQ(outside->vars.visible, 0);
+    EXPECT_FALSE(outside->contains(QPointF(99, 50)));
 }
 
 TEST(GlyphPosition, FractionsOfThePlotArea)
@@ -144,15 +145,6 @@ TEST(GlyphPosition, FractionsOfThePlotArea)
     const QRect box = inkBox(s.image());
     EXPECT_NEAR(box.center().x(), 50, 1);
     EXPECT_NEAR(box.center().y(), 25, 1);
-}
-
-TEST(GlyphPosition, OutsideTheViewIsNotDrawn)
-{
-    Scene s(100, 100, {"xleft", "0", "xright", "10", "ybottom", "0", "ytop", "10"});
-    VXGlyph* g = s.add(12, 5, 10);
-    EXPECT_TRUE(inkBox(s.image()).isEmpty());
-    EXPECT_EQ(g->vars.visible, 0);
-    EXPECT_FALSE(g->contains(QPointF(99, 50)));
 }
 
 TEST(GlyphMaps, RepeatsAcrossLongitudeWraps)
@@ -210,7 +202,6 @@ TEST(GlyphMaps, GlobeSymbolsLieOnTheSphere)
     Scene s(200, 200, {"map", "globe", "lonr", "0", "latr", "0", "range", "200"});
     s.add(60, 0, 40);
     const QRect box = inkBox(s.image());
-    ASSERT_FALSE(box.isEmpty());
     EXPECT_NEAR(box.height(), 40, 1.5);
     EXPECT_NEAR(box.width(), 20, 1.5);
 }
@@ -222,7 +213,7 @@ TEST(GlyphSelection, HoverGrowsOneAndFadesTheOthers)
     s.set->vars.selection_opacity_reduction_factor = 0.5;
     s.set->setInteractionMode(1);
     VXGlyph* a = s.add(25, 50, 20);
-    VXGlyph* b = s.add(75, 50, 20);
+    s.add(75, 50, 20);
     QImage image = s.image();
     ASSERT_EQ(image.pixelColor(150, 100), red);
     QMouseEvent over_a = mouse(2, QPointF(50, 100));
@@ -246,7 +237,6 @@ TEST(GlyphSelection, HoverGrowsOneAndFadesTheOthers)
     image = s.image();
     EXPECT_NEAR(inkBox(image.copy(0, 0, 100, 200)).width(), 20, 1);
     EXPECT_EQ(image.pixelColor(150, 100), red);
-    (void)b;
 }
 
 TEST(GlyphSelection, ShowWithoutGrowth)
@@ -312,10 +302,7 @@ TEST(GlyphInteraction, CallbackConsumingThePressKeepsTheGlyphInPlace)
     VXGlyph* g = s.add(50, 50, 20);
     std::vector<int> seen;
     s.set->addGlyphCallback(
-        [&seen](VXGlyph*, VXEvent* e, void*) {
-            seen.push_back(e->type);
-            return e->type == VX_EVENT_PRESS ? 2 : 1;
-        },
+        [&seen](VXGlyph*, VXEvent* e, void*) { seen.push_back(e->type); return e->type == VX_EVENT_PRESS ? 2 : 1; },
         nullptr);
     s.image();
     QMouseEvent press = mouse(1, QPointF(100, 100));
@@ -336,14 +323,10 @@ TEST(GlyphInteraction, ModesNoneAndCallbacksOnly)
 {
     Scene s(200, 200, {"xleft", "0", "xright", "100", "ybottom", "0", "ytop", "100"});
     VXGlyph* a = s.add(25, 50, 20);
-    VXGlyph* b = s.add(75, 50, 20);
+    s.add(75, 50, 20);
     std::vector<std::pair<int, int>> seen;  // glyph index, type
     s.set->addGlyphCallback(
-        [&seen](VXGlyph* g, VXEvent* e, void*) {
-            seen.push_back({g->getIndex(), e->type});
-            return 1;
-        },
-        nullptr);
+        [&seen](VXGlyph* g, VXEvent* e, void*) { seen.push_back({g->getIndex(), e->type}); return 1; }, nullptr);
     s.image();
     QMouseEvent on_a = mouse(2, QPointF(50, 100));
     QMouseEvent on_b = mouse(2, QPointF(150, 100));
@@ -362,7 +345,6 @@ TEST(GlyphInteraction, ModesNoneAndCallbacksOnly)
     ASSERT_EQ(seen.size(), 1u);
     EXPECT_EQ(seen[0], std::make_pair(0, int(VX_EVENT_MOVE)));
     EXPECT_EQ(s.set->selectedGlyph(), a);
-    (void)b;
 }
 
 TEST(GlyphInteraction, ThroughQtEvents)
@@ -473,11 +455,7 @@ TEST(GlyphInteraction, KeysGoToTheSelectedGlyph)
     VXGlyph* g = s.add(50, 50, 20);
     std::vector<std::pair<VXGlyph*, int>> seen;
     s.set->addGlyphCallback(
-        [&seen](VXGlyph* glyph, VXEvent* e, void*) {
-            seen.push_back({glyph, e->type});
-            return 1;
-        },
-        nullptr);
+        [&seen](VXGlyph* glyph, VXEvent* e, void*) { seen.push_back({glyph, e->type}); return 1; }, nullptr);
     s.image();
     QKeyEvent key(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, "a");
     EXPECT_EQ(s.set->processEvent(4, &key), 1);

@@ -133,12 +133,19 @@ struct Styled
     }
 };
 
+// The value of an item as type T.
+template <typename T = double>
+T valueOf(const VxGraphicsContextItem& item)
+{
+    T v = T(-12345);
+    EXPECT_EQ(VXGraphicsContext::getValue(item, &v), 0) << takeErrors();
+    return v;
+}
+
 // The value of item i of context gc of a glyph.
 double number(VXGlyph* g, int gc, int i)
 {
-    double v = -12345.0;
-    EXPECT_EQ(VXGraphicsContext::getValue(g->getGraphicsContextItem(gc, i), &v), 0) << takeErrors();
-    return v;
+    return valueOf(g->getGraphicsContextItem(gc, i));
 }
 
 QColor colour(VXGlyph* g, int gc, int i)
@@ -183,12 +190,8 @@ TEST(GlyphDefinitions, EventMapDefaultsLoad)
     for (const char* coding : {"depth", "age", "residual"})
         EXPECT_TRUE(ggc->coding_names.contains(coding)) << coding;
     // the "none" width
-    double width = 0;
-    EXPECT_EQ(VXGraphicsContext::getValue(ggc->gcitem_definitions["outline_linewidth:none"].gcitem, &width), 0);
-    EXPECT_EQ(width, -1.0);
-    int symbol = -1;
-    EXPECT_EQ(VXGraphicsContext::getValue(ggc->gcitem_definitions["symbol:events_bb"].gcitem, &symbol), 0);
-    EXPECT_EQ(symbol, VX_SYMBOL_BEACHBALL);
+    EXPECT_EQ(valueOf(ggc->gcitem_definitions["outline_linewidth:none"].gcitem), -1.0);
+    EXPECT_EQ(valueOf<int>(ggc->gcitem_definitions["symbol:events_bb"].gcitem), VX_SYMBOL_BEACHBALL);
 }
 
 TEST(GlyphDefinitions, PrintedTextLoadsBack)
@@ -462,17 +465,12 @@ TEST(GlyphDefinitionErrors, RedefinitionReplacesInPlace)
 {
     auto ggc = loadedDefaults();
     ASSERT_EQ(ggc->configure("gcitem_definition", "size:events constant 14", nullptr), 0) << takeErrors();
-    double size = 0;
-    VXGraphicsContext::getValue(ggc->gcitem_definitions["size:events"].gcitem, &size);
-    EXPECT_EQ(size, 14.0);
+    EXPECT_EQ(valueOf(ggc->gcitem_definitions["size:events"].gcitem), 14.0);
     EXPECT_EQ(ggc->gcitem_definitions.size(), 40);
     // styles already set up keep what they were made of until set up again
-    const VxGlyphsDefinition& events = ggc->gc_definitions_list[ggc->getGcIndex("events")];
-    VXGraphicsContext::getValue(events.glyph_size, &size);
-    EXPECT_EQ(size, 10.0);
+    EXPECT_EQ(valueOf(ggc->gc_definitions_list[ggc->getGcIndex("events")].glyph_size), 10.0);
     ASSERT_EQ(ggc->changeGcDefinitions("events=size:events"), 0);
-    VXGraphicsContext::getValue(ggc->gc_definitions_list[ggc->getGcIndex("events")].glyph_size, &size);
-    EXPECT_EQ(size, 14.0);
+    EXPECT_EQ(valueOf(ggc->gc_definitions_list[ggc->getGcIndex("events")].glyph_size), 14.0);
 }
 
 TEST(GlyphDefinitionErrors, HostileTextIsRefusedQuietly)

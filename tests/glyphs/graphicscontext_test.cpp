@@ -32,6 +32,25 @@ QRgb pixel(const QImage& image, int x, int y)
     return image.pixel(x, y) | 0xff000000;
 }
 
+using Setter = std::function<VxGraphicsContextItem(VXGraphicsContext&)>;
+
+// Sets the item "g:it" of type to value, through the overload of value's type.
+template <typename V>
+Setter set(int type, V value)
+{
+    return [type, value](VXGraphicsContext& g) { return g.setGcItem("g:it", type, value, 1); };
+}
+
+// A white image of w by h with path drawn through context g onto it.
+QImage paintPath(VxGraphicsContext g, int w, int h, const QPainterPath& path)
+{
+    QImage image(w, h, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    VXGraphicsContext::drawPainterPath(g, &painter, path);
+    return image;
+}
+
 } // namespace
 
 TEST(GcNames, DefaultContextAndOrderOfFirstSetting)
@@ -81,56 +100,31 @@ TEST(GcNames, UnknownAndBadNames)
 
 TEST(GcItems, TypedSettersRefuseWhatDoesNotFit)
 {
-    struct Case {
-        const char* name; std::function<VxGraphicsContextItem(VXGraphicsContext&)> set; const char* errors;
-    } cases[] = {
-        {"int for a colour", [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_PEN_COLOR, 3, 1); },
-         "VXGraphicsContext::setGcItem: Unrecognized type 1 for int param.\n"},
-        {"double for a font", [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_FONT, 3.0, 1); },
-         "VXGraphicsContext::setGcItem: Unrecognized type 11 for double param.\n"},
-        {"colour for a width",
-         [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_PEN_WIDTHF, QColor(Qt::red), 1); },
-         "VXGraphicsContext::setGcItem: Unrecognized type 8 for QColor param.\n"},
-        {"invalid colour", [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_PEN_COLOR, QColor(), 1); },
-         "VXGraphicsContext::setGcItem: invalid colour for 'g:it'.\n"},
-        {"font for a colour",
-         [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_BRUSH_COLOR, QFont(), 1); },
-         "VXGraphicsContext::setGcItem: Unrecognized type 6 for QFont param.\n"},
-        {"pen style for a join",
-         [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_PEN_JOIN, Qt::DashLine, 1); },
-         "VXGraphicsContext::setGcItem: Unrecognized type 3 for Qt::PenStyle param.\n"},
-        {"join for a cap",
-         [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_PEN_CAP, Qt::RoundJoin, 1); },
-         "VXGraphicsContext::setGcItem: Unrecognized type 4 for Qt::PenJoinStyle param.\n"},
-        {"no value for a colour",
-         [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_BRUSH_COLOR, nullptr, 1); },
-         "VXGraphicsContext::setGcItem: Unrecognized type 6 for NULL param.\n"},
-        {"null text for a colour",
-         [](VXGraphicsContext& g) {
-             return g.setGcItem("g:it", VX_GC_BRUSH_COLOR, static_cast<const char*>(nullptr), 1);
-         },
-         "VXGraphicsContext::setGcItem: Unrecognized type 6 for NULL param.\n"},
-        {"pen style out of range", [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_PEN_STYLE, 99, 1); },
-         "VXGraphicsContext::setGcItem: Bad value 99 for type 2.\n"},
-        {"symbol out of range", [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_SYMBOL, 11, 1); },
-         "VXGraphicsContext::setGcItem: Bad value 11 for type 14.\n"},
-        {"width not finite",
-         [](VXGraphicsContext& g) {
-             return g.setGcItem("g:it", VX_GC_PEN_WIDTHF, std::numeric_limits<double>::quiet_NaN(), 1);
-         },
-         "VXGraphicsContext::setGcItem: Bad value nan for type 8.\n"},
-        {"integer width too large",
-         [](VXGraphicsContext& g) { return g.setGcItem("g:it", VX_GC_PEN_WIDTH, 1L << 40, 1); },
-         "VXGraphicsContext::setGcItem: Bad value 1.09951e+12 for type 7.\n"},
-        {"unknown type", [](VXGraphicsContext& g) { return g.setGcItem("g:it", 13, 1, 1); },
-         "VXGraphicsContext::setGcItem: Unrecognized type 13 for int param.\n"},
+    // errors: the line after "VXGraphicsContext::setGcItem: "
+    struct Case { const char* name; Setter set; const char* errors; } cases[] = {
+        {"int for a colour", set(VX_GC_PEN_COLOR, 3), "Unrecognized type 1 for int param.\n"},
+        {"double for a font", set(VX_GC_FONT, 3.0), "Unrecognized type 11 for double param.\n"},
+        {"colour for a width", set(VX_GC_PEN_WIDTHF, QColor(Qt::red)), "Unrecognized type 8 for QColor param.\n"},
+        {"invalid colour", set(VX_GC_PEN_COLOR, QColor()), "invalid colour for 'g:it'.\n"},
+        {"font for a colour", set(VX_GC_BRUSH_COLOR, QFont()), "Unrecognized type 6 for QFont param.\n"},
+        {"pen style for a join", set(VX_GC_PEN_JOIN, Qt::DashLine), "Unrecognized type 3 for Qt::PenStyle param.\n"},
+        {"join for a cap", set(VX_GC_PEN_CAP, Qt::RoundJoin), "Unrecognized type 4 for Qt::PenJoinStyle param.\n"},
+        {"no value for a colour", set(VX_GC_BRUSH_COLOR, nullptr), "Unrecognized type 6 for NULL param.\n"},
+        {"null text for a colour", set(VX_GC_BRUSH_COLOR, static_cast<const char*>(nullptr)),
+         "Unrecognized type 6 for NULL param.\n"},
+        {"pen style out of range", set(VX_GC_PEN_STYLE, 99), "Bad value 99 for type 2.\n"},
+        {"symbol out of range", set(VX_GC_SYMBOL, 11), "Bad value 11 for type 14.\n"},
+        {"width not finite", set(VX_GC_PEN_WIDTHF, std::numeric_limits<double>::quiet_NaN()),
+         "Bad value nan for type 8.\n"},
+        {"integer width too large", set(VX_GC_PEN_WIDTH, 1L << 40), "Bad value 1.09951e+12 for type 7.\n"},
+        {"unknown type", set(13, 1), "Unrecognized type 13 for int param.\n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         VXGraphicsContext gc;
         VxGraphicsContextItem before = gc.setGcItem("g:it", VX_GC_SCALAR, 4.5, 1);
         EXPECT_EQ(c.set(gc), nullptr);
-        EXPECT_EQ(takeErrors(), c.errors);
+        EXPECT_EQ(takeErrors(), std::string("VXGraphicsContext::setGcItem: ") + c.errors);
         EXPECT_EQ(gc.getGcItem("g:it"), before);
         EXPECT_EQ(before->item->type, VX_GC_SCALAR);
         EXPECT_EQ(number(before), 4.5);
@@ -158,64 +152,49 @@ TEST(GcItems, ReplaceFlag)
 
 TEST(GcItems, AppliedToAPainter)
 {
+    using P = const QPainter&;
     QFont font;
     font.setPixelSize(17);
-    struct Case {
-        const char* name; std::function<VxGraphicsContextItem(VXGraphicsContext&)> set; std::function<void(const QPainter&)> check;
-    } cases[] = {
+    struct Case { const char* name; Setter set; std::function<void(P)> check; } cases[] = {
         {"pen colour makes a solid pen",
-         [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_PEN_COLOR, "#a0ff0000", 1); },
-         [](const QPainter& p) {
+         set(VX_GC_PEN_COLOR, "#a0ff0000"),
+         [](P p) {
              EXPECT_EQ(p.pen().style(), Qt::SolidLine);
              EXPECT_EQ(p.pen().color().rgba(), qRgba(255, 0, 0, 0xa0));
          }},
-        {"no pen", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_NO_PEN, nullptr, 1); },
-         [](const QPainter& p) { EXPECT_EQ(p.pen().style(), Qt::NoPen); }},
-        {"pen style", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_PEN_STYLE, "DashDotLine", 1); },
-         [](const QPainter& p) { EXPECT_EQ(p.pen().style(), Qt::DashDotLine); }},
-        {"join", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_PEN_JOIN, "BevelJoin", 1); },
-         [](const QPainter& p) { EXPECT_EQ(p.pen().joinStyle(), Qt::BevelJoin); }},
-        {"cap", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_PEN_CAP, "RoundCap", 1); },
-         [](const QPainter& p) { EXPECT_EQ(p.pen().capStyle(), Qt::RoundCap); }},
-        {"integer width", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_PEN_WIDTH, 3, 1); },
-         [](const QPainter& p) {
-             EXPECT_EQ(p.pen().width(), 3);
-             EXPECT_TRUE(p.pen().isCosmetic());
-         }},
-        {"fractional width", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_PEN_WIDTHF, "2.5", 1); },
-         [](const QPainter& p) {
+        {"no pen", set(VX_GC_NO_PEN, nullptr), [](P p) { EXPECT_EQ(p.pen().style(), Qt::NoPen); }},
+        {"pen style", set(VX_GC_PEN_STYLE, "DashDotLine"), [](P p) { EXPECT_EQ(p.pen().style(), Qt::DashDotLine); }},
+        {"join", set(VX_GC_PEN_JOIN, "BevelJoin"), [](P p) { EXPECT_EQ(p.pen().joinStyle(), Qt::BevelJoin); }},
+        {"cap", set(VX_GC_PEN_CAP, "RoundCap"), [](P p) { EXPECT_EQ(p.pen().capStyle(), Qt::RoundCap); }},
+        {"integer width", set(VX_GC_PEN_WIDTH, 3),
+         [](P p) { EXPECT_EQ(p.pen().width(), 3); EXPECT_TRUE(p.pen().isCosmetic()); }},
+        {"fractional width", set(VX_GC_PEN_WIDTHF, "2.5"),
+         [](P p) {
              EXPECT_EQ(p.pen().widthF(), 2.5);
              EXPECT_TRUE(p.pen().isCosmetic());
              EXPECT_EQ(p.pen().style(), Qt::SolidLine);
          }},
-        {"negative width hides the pen",
-         [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_PEN_WIDTHF, "-1.0", 1); },
-         [](const QPainter& p) { EXPECT_EQ(p.pen().style(), Qt::NoPen); }},
-        {"brush colour", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_BRUSH_COLOR, "blue", 1); },
-         [](const QPainter& p) {
+        {"negative width hides the pen", set(VX_GC_PEN_WIDTHF, "-1.0"),
+         [](P p) { EXPECT_EQ(p.pen().style(), Qt::NoPen); }},
+        {"brush colour", set(VX_GC_BRUSH_COLOR, "blue"),
+         [](P p) {
              EXPECT_EQ(p.brush().style(), Qt::SolidPattern);
              EXPECT_EQ(p.brush().color().rgba(), qRgb(0, 0, 255));
          }},
-        {"no brush", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_NO_BRUSH, nullptr, 1); },
-         [](const QPainter& p) { EXPECT_EQ(p.brush().style(), Qt::NoBrush); }},
-        {"opacity", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_OPACITY, "0.25", 1); },
-         [](const QPainter& p) { EXPECT_DOUBLE_EQ(p.opacity(), 0.25); }},
-        {"font", [font](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_FONT, font, 1); },
-         [](const QPainter& p) { EXPECT_EQ(p.font().pixelSize(), 17); }},
-        {"dash first phase", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_DASH_PHASE0, "1.5", 1); },
-         [](const QPainter& p) {
+        {"no brush", set(VX_GC_NO_BRUSH, nullptr), [](P p) { EXPECT_EQ(p.brush().style(), Qt::NoBrush); }},
+        {"opacity", set(VX_GC_OPACITY, "0.25"), [](P p) { EXPECT_DOUBLE_EQ(p.opacity(), 0.25); }},
+        {"font", set(VX_GC_FONT, font), [](P p) { EXPECT_EQ(p.font().pixelSize(), 17); }},
+        {"dash first phase", set(VX_GC_DASH_PHASE0, "1.5"),
+         [](P p) {
              EXPECT_EQ(p.pen().dashPattern(), QList<qreal>({2.0, 2.0}));
              EXPECT_EQ(p.pen().dashOffset(), 0.0);
              EXPECT_EQ(p.pen().capStyle(), Qt::FlatCap);
              EXPECT_EQ(p.pen().widthF(), 1.5);
          }},
-        {"dash second phase", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_DASH_PHASE1, "1", 1); },
-         [](const QPainter& p) {
-             EXPECT_EQ(p.pen().dashPattern(), QList<qreal>({2.0, 2.0}));
-             EXPECT_EQ(p.pen().dashOffset(), 2.0);
-         }},
-        {"size is not applied", [](VXGraphicsContext& g) { return g.setGcItem("g:i", VX_GC_SCALAR, "12", 1); },
-         [](const QPainter& p) {
+        {"dash second phase", set(VX_GC_DASH_PHASE1, "1"),
+         [](P p) { EXPECT_EQ(p.pen().dashPattern(), QList<qreal>({2.0, 2.0})); EXPECT_EQ(p.pen().dashOffset(), 2.0); }},
+        {"size is not applied", set(VX_GC_SCALAR, "12"),
+         [](P p) {
              EXPECT_EQ(p.pen().style(), Qt::SolidLine);
              EXPECT_EQ(p.pen().widthF(), 1.0);
              EXPECT_EQ(p.opacity(), 1.0);
@@ -226,17 +205,14 @@ TEST(GcItems, AppliedToAPainter)
         VXGraphicsContext gc;
         VxGraphicsContextItem item = c.set(gc);
         ASSERT_TRUE(item) << takeErrors();
-        QImage image(8, 8, QImage::Format_RGB32);
-        QPainter painter(&image);
-        painter.setPen(QPen(Qt::black, 1.0));
-        VXGraphicsContext::drawGcItem(item, &painter);
-        c.check(painter);
-        // the same through a whole context on a fresh painter
-        QImage image2(8, 8, QImage::Format_RGB32);
-        QPainter painter2(&image2);
-        painter2.setPen(QPen(Qt::black, 1.0));
-        VXGraphicsContext::drawGc(gc.getGc("g"), &painter2);
-        c.check(painter2);
+        // the item alone, then the whole context, each on a fresh painter
+        for (bool whole : {false, true}) {
+            QImage image(8, 8, QImage::Format_RGB32);
+            QPainter painter(&image);
+            painter.setPen(QPen(Qt::black, 1.0));
+            whole ? VXGraphicsContext::drawGc(gc.getGc("g"), &painter) : VXGraphicsContext::drawGcItem(item, &painter);
+            c.check(painter);
+        }
         EXPECT_EQ(takeErrors(), "");
     }
 }
@@ -292,17 +268,17 @@ TEST(GcPaint, PathPixelsAndRestoredPainter)
     gc.setGcItem("box:fill", VX_GC_BRUSH_COLOR, "blue", 1);
     gc.setGcItem("box:line", VX_GC_PEN_COLOR, "red", 1);
     gc.setGcItem("box:width", VX_GC_PEN_WIDTH, 4, 1);
-    QImage image(64, 64, QImage::Format_RGB32);
-    image.fill(Qt::white);
-    QPainter painter(&image);
-    QPen original(Qt::green, 1.0);
-    painter.setPen(original);
     QPainterPath path;
     path.addRect(10, 10, 40, 40);
+    const QImage image = paintPath(gc.getGc("box"), 64, 64, path);
+    // the painter is left as it was
+    QImage scratch(8, 8, QImage::Format_RGB32);
+    QPainter painter(&scratch);
+    const QPen original(Qt::green, 1.0);
+    painter.setPen(original);
     VXGraphicsContext::drawPainterPath(gc.getGc("box"), &painter, path);
     EXPECT_EQ(painter.pen(), original);
     EXPECT_EQ(painter.brush().style(), Qt::NoBrush);
-    painter.end();
     EXPECT_EQ(pixel(image, 30, 30), qRgb(0, 0, 255));
     EXPECT_EQ(pixel(image, 10, 30), qRgb(255, 0, 0));  // on the outline
     EXPECT_EQ(pixel(image, 30, 49), qRgb(255, 0, 0));
@@ -317,13 +293,9 @@ TEST(GcPaint, OpacityAndNoOutline)
     gc.setGcItem("fade:width", VX_GC_PEN_WIDTHF, "-1.0", 1);  // no outline
     gc.setGcItem("fade:line", VX_GC_PEN_COLOR, "red", 1);
     gc.setGcItem("fade:opacity", VX_GC_OPACITY, "0.5", 1);
-    QImage image(32, 32, QImage::Format_RGB32);
-    image.fill(Qt::white);
-    QPainter painter(&image);
     QPainterPath path;
     path.addRect(4, 4, 24, 24);
-    VXGraphicsContext::drawPainterPath(gc.getGc("fade"), &painter, path);
-    painter.end();
+    const QImage image = paintPath(gc.getGc("fade"), 32, 32, path);
     QColor mid = QColor::fromRgb(image.pixel(16, 16));
     EXPECT_NEAR(mid.red(), 127, 2);
     EXPECT_NEAR(mid.green(), 127, 2);
@@ -362,17 +334,10 @@ TEST(GcSharing, OneDefinitionPrivateInputs)
     EXPECT_EQ(def->at(0)->coding_input, VX_GC_NO_INPUT);
     EXPECT_EQ(number(def->at(0)), 10.0);  // the definition has no input: plain value
     // two of them drawn: a shallow blue one and a deep red one
-    QImage image(40, 20, QImage::Format_RGB32);
-    image.fill(Qt::white);
-    QPainter painter(&image);
-    QPainterPath left, right;
-    left.addRect(0, 0, 20, 20);
-    right.addRect(20, 0, 20, 20);
-    VXGraphicsContext::drawPainterPath(users[0], &painter, left);
-    VXGraphicsContext::drawPainterPath(users[999], &painter, right);
-    painter.end();
-    EXPECT_EQ(pixel(image, 10, 10), qRgb(0, 0, 255));
-    QColor deep = QColor::fromRgb(image.pixel(30, 10));
+    QPainterPath square;
+    square.addRect(0, 0, 20, 20);
+    EXPECT_EQ(pixel(paintPath(users[0], 20, 20, square), 10, 10), qRgb(0, 0, 255));
+    QColor deep = QColor::fromRgb(paintPath(users[999], 20, 20, square).pixel(10, 10));
     EXPECT_GT(deep.red(), 250);
     EXPECT_LT(deep.blue(), 5);
 }

@@ -61,6 +61,16 @@ TimeScene drawTime(double left, double right, const char* name = nullptr)
     return s;
 }
 
+// The tics the scene's axis chooses for left to right: as many as labels
+// of its number font fit the plot width.
+int ticsOf(const TimeScene& s, double left, double right, double* first, double* incr)
+{
+    int tw = 0;
+    VX_get_fontmetrics(&s.axes->vars.font_numbers, "000:00:00.000", &tw, nullptr, nullptr, nullptr);
+    EXPECT_GT(tw, 0);
+    return tw > 0 ? VX_axes_time_tics(int(0.1 + double(kPlotW) / tw), left, right, first, incr) : 0;
+}
+
 bool isRoundStep(double incr)
 {
     static const double steps[] = {1e-6, 2e-6, 5e-6, 1e-5, 2e-5, 5e-5, 1e-4, 2e-4, 5e-4, 1e-3, 2e-3, 5e-3, 1e-2,
@@ -123,30 +133,23 @@ TEST(AxesTimeTics, ReversedAndBad)
 TEST(AxesTimePaint, LinesAndLabelsAtRoundTimes)
 {
     const double base = 1.6e9;
-    const struct {
-        const char* name;
-        double left, right;
-    } cases[] = {
-        { "1 ms", base + 0.2, base + 0.201 },
-        { "1 s", base + 3.3, base + 4.3 },
-        { "1 hour", base + 100, base + 3700 },
-        { "1 day", base, base + 86400 },
-        { "1 year", base, base + 31536000 },
-        { "30 years", base, base + 30 * 31536000.0 },
+    const struct { const char* name; double left, right; } cases[] = {
+        { "1 ms", base + 0.2, base + 0.201 },         { "1 s", base + 3.3, base + 4.3 },
+        { "1 hour", base + 100, base + 3700 },        { "1 day", base, base + 86400 },
+        { "1 year", base, base + 31536000 },          { "30 years", base, base + 30 * 31536000.0 },
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         TimeScene s = drawTime(c.left, c.right, (std::string("axes_time_") + c.name).c_str());
-        int tw = 0;
-        VX_get_fontmetrics(&s.axes->vars.font_numbers, "000:00:00.000", &tw, nullptr, nullptr, nullptr);
-        ASSERT_GT(tw, 0);
         double first = 0, incr = 0;
-        const int count = VX_axes_time_tics(int(0.1 + double(kPlotW) / tw), c.left, c.right, &first, &incr);
+        const int count = ticsOf(s, c.left, c.right, &first, &incr);
         ASSERT_GE(count, 1);
+        auto column = [&](int i) {
+            return kM + int(std::lround((first + i * incr - c.left) / (c.right - c.left) * kPlotW));
+        };
         // a red line the whole height at every round time
         for (int i = 0; i < count; i++) {
-            const double fx = (first + i * incr - c.left) / (c.right - c.left);
-            const int x = kM + int(std::lround(fx * kPlotW));
+            const int x = column(i);
             int red = 0;
             for (int xx = x - 1; xx <= x + 1; xx++)
                 for (int y = kM + 5; y < kH - kM - 5; y++)
@@ -158,11 +161,8 @@ TEST(AxesTimePaint, LinesAndLabelsAtRoundTimes)
         const auto dates = runs(s.image, kBlue, kH - kM + 24, kH - 1, 8);
         EXPECT_EQ(int(times.size()), count);
         EXPECT_EQ(int(dates.size()), count);
-        for (size_t i = 0; i < times.size() && int(i) < count; i++) {
-            const double fx = (first + i * incr - c.left) / (c.right - c.left);
-            const int x = kM + int(std::lround(fx * kPlotW));
-            EXPECT_NEAR(0.5 * (times[i].first + times[i].second), x, 4) << i;
-        }
+        for (int i = 0; i < int(times.size()) && i < count; i++)
+            EXPECT_NEAR(0.5 * (times[i].first + times[i].second), column(i), 4) << i;
     }
 }
 
@@ -176,9 +176,7 @@ TEST(AxesTimePaint, SmallTimesArePlainSeconds)
     // shorter than a millisecond: still a label per step
     TimeScene t = drawTime(10.0, 10.0004, "axes_time_submilli");
     double first = 0, incr = 0;
-    int tw = 0;
-    VX_get_fontmetrics(&t.axes->vars.font_numbers, "000:00:00.000", &tw, nullptr, nullptr, nullptr);
-    const int count = VX_axes_time_tics(int(0.1 + double(kPlotW) / tw), 10.0, 10.0004, &first, &incr);
+    const int count = ticsOf(t, 10.0, 10.0004, &first, &incr);
     ASSERT_GE(count, 1);
     EXPECT_LT(incr, 1e-3);
     EXPECT_EQ(int(runs(t.image, kBlue, kH - kM + 8, kH - kM + 20, 8).size()), count);

@@ -1,5 +1,6 @@
 // Polylines: where the points land, each source, gaps, clipping, modes,
 // maps, and the errors of bad keys and values.
+#include "support/configsupport.h"
 #include "support/vptest.h"
 
 #include "items/polyline.h"
@@ -59,6 +60,19 @@ QImage drawLine(VXPolyline* line, int* ret = nullptr)
     return image;
 }
 
+// A red line in a plot viewport (extra view keys given), configured with
+// the key pairs given in order.
+struct Scene
+{
+    std::unique_ptr<VXViewport> vp;
+    std::unique_ptr<VXPolyline> line;
+    explicit Scene(const std::vector<const char*>& keys, std::initializer_list<const char*> view = {})
+        : vp(plotViewport(view)), line(redLine(vp.get()))
+    {
+        vptest::configureAll(line.get(), keys);
+    }
+};
+
 // The box is within one pixel of expected on every side.
 void expectBox(const QRect& box, const QRect& e)
 {
@@ -85,11 +99,9 @@ std::string pointerText(const void* p)
 
 TEST(PolylineDraw, PointsLandOnTheirPixels)
 {
-    auto vp = plotViewport();
-    auto line = redLine(vp.get());
-    ASSERT_EQ(line->configure("points", "2 5\n14 5\n14 8", nullptr), 0) << takeErrors();
+    Scene s({"points", "2 5\n14 5\n14 8"});
     int ret = 0;
-    const QImage image = drawLine(line.get(), &ret);
+    const QImage image = drawLine(s.line.get(), &ret);
     keep(image, "polyline_points");
     EXPECT_EQ(ret, 1);
     // (2,5) -> (40,60), (14,5) -> (160,60), (14,8) -> (160,30)
@@ -102,10 +114,8 @@ TEST(PolylineDraw, PointsLandOnTheirPixels)
 
 TEST(PolylineDraw, DrawnByThePaintLoop)
 {
-    auto vp = plotViewport();
-    auto line = redLine(vp.get());
-    ASSERT_EQ(line->configure("points", "2 5\n14 5", nullptr), 0) << takeErrors();
-    const QImage image = vptest::render(vp.get());
+    Scene s({"points", "2 5\n14 5"});
+    const QImage image = vptest::render(s.vp.get());
     keep(image, "polyline_paint_loop");
     expectBox(inkBox(image), QRect(QPoint(40, 60), QPoint(160, 60)));
 }
@@ -124,33 +134,21 @@ TEST(PolylineSources, EachSourceGivesItsPoints)
     ASSERT_EQ(hlhistory_append("pl_hist", 4.0, 2.0), 0);
     ASSERT_EQ(hlhistory_append("pl_hist", 8.0, 2.0), 0);
     QList<VX_XY> list = {{6.0, 1.0}, {6.0, 9.0}};
-    const std::string list_text = pointerText(&list);
+    auto* path = new VXPolylinePath;  // the line takes it
+    path->path = new QPainterPath(QPointF(4.0, 2.0));
+    path->path->lineTo(4.0, 6.0);
 
-    struct Case { const char* name; std::function<void(VXPolyline*)> set; QRect expected; } cases[] = {
-        {"vector", [](VXPolyline* p) { EXPECT_EQ(p->configure("vector", "pl_vec", nullptr), 0); },
-         QRect(QPoint(40, 60), QPoint(160, 60))},
-        {"vector of a two-component set takes its index",
-         [](VXPolyline* p) { EXPECT_EQ(p->configure("vector", "pl_vec2:1", nullptr), 0); },
+    struct Case { const char *name, *key; std::string value; QRect expected; } cases[] = {
+        {"vector", "vector", "pl_vec", QRect(QPoint(40, 60), QPoint(160, 60))},
+        {"vector of a two-component set takes its index", "vector", "pl_vec2:1",
          QRect(QPoint(40, 30), QPoint(160, 30))},
-        {"vector2 component 0", [](VXPolyline* p) { EXPECT_EQ(p->configure("vector2", "pl_vec2:0", nullptr), 0); },
-         QRect(QPoint(40, 60), QPoint(160, 60))},
-        {"thistory", [](VXPolyline* p) { EXPECT_EQ(p->configure("thistory", "pl_hist", nullptr), 0); },
-         QRect(QPoint(60, 90), QPoint(100, 90))},
-        {"qlist", [&](VXPolyline* p) { EXPECT_EQ(p->configure("qlist", list_text.c_str(), nullptr), 0); },
-         QRect(QPoint(80, 20), QPoint(80, 100))},
-        {"points", [](VXPolyline* p) { EXPECT_EQ(p->configure("points", "0 1, 16 1", nullptr), 0); },
-         QRect(QPoint(20, 100), QPoint(180, 100))},
-        {"plpath",
-         [](VXPolyline* p) {
-             auto* path = new VXPolylinePath;
-             path->path = new QPainterPath(QPointF(4.0, 2.0));
-             path->path->lineTo(4.0, 6.0);
-             EXPECT_EQ(p->configure("plpath", pointerText(path).c_str(), nullptr), 0);
-         },
-         QRect(QPoint(60, 50), QPoint(60, 90))},
+        {"vector2 component 0", "vector2", "pl_vec2:0", QRect(QPoint(40, 60), QPoint(160, 60))},
+        {"thistory", "thistory", "pl_hist", QRect(QPoint(60, 90), QPoint(100, 90))},
+        {"qlist", "qlist", pointerText(&list), QRect(QPoint(80, 20), QPoint(80, 100))},
+        {"points", "points", "0 1, 16 1", QRect(QPoint(20, 100), QPoint(180, 100))},
+        {"plpath", "plpath", pointerText(path), QRect(QPoint(60, 50), QPoint(60, 90))},
         // flat to x 1, then a sine decaying from amplitude 1 over x 1 to 10
-        {"test", [](VXPolyline* p) { EXPECT_EQ(p->configure("test", "yes", nullptr), 0); },
-         QRect(QPoint(20, 50), QPoint(120, 110))},
+        {"test", "test", "yes", QRect()},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -159,7 +157,7 @@ TEST(PolylineSources, EachSourceGivesItsPoints)
         if (std::string(c.name) != "test")
             vp = plotViewport();
         auto line = redLine(vp.get());
-        c.set(line.get());
+        EXPECT_EQ(line->configure(c.key, c.value.c_str(), nullptr), 0);
         EXPECT_EQ(takeErrors(), "");
         int ret = 0;
         const QImage image = drawLine(line.get(), &ret);
@@ -186,12 +184,8 @@ TEST(PolylineSources, EmptySourcesDrawNothing)
     QList<VX_XY> empty;
     const std::string empty_text = pointerText(&empty);
     struct Case { const char* key; const char* value; } cases[] = {
-        {"vector", "pl_empty"},
-        {"qlist", empty_text.c_str()},
-        {"qlist", "0"},
-        {"points", ""},
-        {"plpath", "0"},
-        {"no source at all", nullptr},
+        {"vector", "pl_empty"},        {"qlist", empty_text.c_str()}, {"qlist", "0"},
+        {"points", ""},                {"plpath", "0"},               {"no source at all", nullptr},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.key);
@@ -211,11 +205,8 @@ TEST(PolylineSources, EmptySourcesDrawNothing)
 
 TEST(PolylineDraw, GapValueBreaksTheLine)
 {
-    auto vp = plotViewport();
-    auto line = redLine(vp.get());
-    ASSERT_EQ(line->configure("gap_value", "-999", "points", "1 5\n6 5\n-999 -999\n10 5\n15 5", nullptr), 0)
-        << takeErrors();
-    const QImage image = drawLine(line.get());
+    Scene s({"gap_value", "-999", "points", "1 5\n6 5\n-999 -999\n10 5\n15 5"});
+    const QImage image = drawLine(s.line.get());
     keep(image, "polyline_gap");
     EXPECT_TRUE(inkAt(image, 50, 60));   // x 3
     EXPECT_FALSE(inkAt(image, 100, 60)); // x 8, inside the gap
@@ -224,17 +215,14 @@ TEST(PolylineDraw, GapValueBreaksTheLine)
 
     // the same points with the gap value left at its default join up
     // through the far point: the line leaves the plot area
-    auto joined = redLine(vp.get());
-    ASSERT_EQ(joined->configure("points", "1 5\n6 5\n10 5\n15 5", nullptr), 0);
-    EXPECT_TRUE(inkAt(drawLine(joined.get()), 100, 60));
+    Scene joined({"points", "1 5\n6 5\n10 5\n15 5"});
+    EXPECT_TRUE(inkAt(drawLine(joined.line.get()), 100, 60));
 }
 
 TEST(PolylineDraw, ClippedToThePlotArea)
 {
-    auto vp = plotViewport();
-    auto line = redLine(vp.get());
-    ASSERT_EQ(line->configure("linewidth", "3", "points", "-10 5\n30 5\n30 -20", nullptr), 0) << takeErrors();
-    const QImage image = drawLine(line.get());
+    Scene s({"linewidth", "3", "points", "-10 5\n30 5\n30 -20"});
+    const QImage image = drawLine(s.line.get());
     keep(image, "polyline_clip");
     EXPECT_EQ(inkOutside(image, plot_area), 0);
     const QRect box = inkBox(image);
@@ -248,32 +236,20 @@ TEST(PolylineDraw, ViewportModeIgnoresTheView)
     const char* views[][4] = {{"0", "16", "0", "10"}, {"-500", "3", "1e6", "2e6"}};
     for (auto& v : views) {
         SCOPED_TRACE(v[0]);
-        auto vp = plotViewport({"xleft", v[0], "xright", v[1], "ybottom", v[2], "ytop", v[3]});
-        auto line = redLine(vp.get());
-        ASSERT_EQ(line->configure("xmode", "viewport", "ymode", "viewport", "points", "0.25 0.75\n0.75 0.75",
-                                  nullptr),
-                  0)
-            << takeErrors();
-        const QImage image = drawLine(line.get());
+        const std::initializer_list<const char*> view = {"xleft", v[0], "xright", v[1], "ybottom", v[2], "ytop", v[3]};
+        Scene across({"xmode", "viewport", "ymode", "viewport", "points", "0.25 0.75\n0.75 0.75"}, view);
         // y counts from the bottom: 0.75 is a quarter below the top edge
-        expectBox(inkBox(image), QRect(QPoint(60, 35), QPoint(140, 35)));
-        auto centre = redLine(vp.get());
-        ASSERT_EQ(centre->configure("xmode", "viewport", "ymode", "viewport", "points", "0.5 0.4\n0.5 0.6",
-                                    nullptr),
-                  0);
-        expectBox(inkBox(drawLine(centre.get())), QRect(QPoint(100, 50), QPoint(100, 70)));
+        expectBox(inkBox(drawLine(across.line.get())), QRect(QPoint(60, 35), QPoint(140, 35)));
+        Scene centre({"xmode", "viewport", "ymode", "viewport", "points", "0.5 0.4\n0.5 0.6"}, view);
+        expectBox(inkBox(drawLine(centre.line.get())), QRect(QPoint(100, 50), QPoint(100, 70)));
     }
 }
 
 TEST(PolylineDraw, GainScalesTheInput)
 {
-    auto vp = plotViewport();
-    auto line = redLine(vp.get());
-    ASSERT_EQ(line->configure("xgain", "2", "ygain", "0.5", "points", "1 10\n4 10", nullptr), 0) << takeErrors();
-    expectBox(inkBox(drawLine(line.get())), QRect(QPoint(40, 60), QPoint(100, 60)));
-    char* text = line->getConfigureValue("xgain");
-    EXPECT_STREQ(text, "2");
-    free(text);
+    Scene s({"xgain", "2", "ygain", "0.5", "points", "1 10\n4 10"});
+    expectBox(inkBox(drawLine(s.line.get())), QRect(QPoint(40, 60), QPoint(100, 60)));
+    EXPECT_EQ(configText(s.line, "xgain"), "2");
 }
 
 TEST(PolylineDraw, FillPaintsTheInside)
@@ -291,25 +267,25 @@ TEST(PolylineDraw, FillPaintsTheInside)
 
 TEST(PolylineDraw, GraphicsContextTakesThePlaceOfColours)
 {
-    auto vp = plotViewport();
-    auto line = redLine(vp.get());
+    Scene s({"points", "2 5\n14 5"});
     VXGraphicsContext contexts;
     ASSERT_NE(contexts.setGcItem("pl_gc:pen", VX_GC_PEN_COLOR, "green", 1), nullptr) << takeErrors();
-    line->setGc(contexts.getGc("pl_gc"));
-    ASSERT_EQ(line->configure("points", "2 5\n14 5", nullptr), 0);
-    const QImage image = drawLine(line.get());
+    s.line->setGc(contexts.getGc("pl_gc"));
+    const QImage image = drawLine(s.line.get());
     EXPECT_EQ(image.pixel(100, 60), QColor("green").rgba());
 }
 
 TEST(PolylineMaps, GlobeBlacksOutTheSpaceAroundTheDisc)
 {
-    auto vp = plotViewport({"map", "globe", "range", "160"});
-    auto line = redLine(vp.get());
-    ASSERT_EQ(line->configure("points", "-20 0\n20 0", nullptr), 0) << takeErrors();
-    QImage image = blank(200, 150, Qt::yellow);
-    QPainter painter(&image);
-    EXPECT_EQ(line->draw(&painter), 1);
-    painter.end();
+    Scene s({"points", "-20 0\n20 0"}, {"map", "globe", "range", "160"});
+    // drawn over yellow
+    auto draw = [&s] {
+        QImage image = blank(200, 150, Qt::yellow);
+        QPainter painter(&image);
+        EXPECT_EQ(s.line->draw(&painter), 1);
+        return image;
+    };
+    const QImage image = draw();
     keep(image, "polyline_globe");
     // the plot corners are outside the disc, the centre inside
     EXPECT_EQ(image.pixel(22, 12), QColor(Qt::black).rgba());
@@ -320,22 +296,16 @@ TEST(PolylineMaps, GlobeBlacksOutTheSpaceAroundTheDisc)
     EXPECT_EQ(image.pixel(5, 5), QColor(Qt::yellow).rgba());
 
     // no fill_black: no mask
-    ASSERT_EQ(line->configure("fill_black", "", nullptr), 0) << takeErrors();
-    QImage plain = blank(200, 150, Qt::yellow);
-    QPainter p2(&plain);
-    line->draw(&p2);
-    p2.end();
-    EXPECT_EQ(plain.pixel(22, 12), QColor(Qt::yellow).rgba());
+    ASSERT_EQ(s.line->configure("fill_black", "", nullptr), 0) << takeErrors();
+    EXPECT_EQ(draw().pixel(22, 12), QColor(Qt::yellow).rgba());
 }
 
 TEST(PolylineMaps, LongitudesRepeatInGeographicViews)
 {
     // a view 720 degrees wide shows every longitude twice
-    auto vp = plotViewport({"map", "geog", "range", "720"});
-    auto line = redLine(vp.get());
-    ASSERT_EQ(line->configure("points", "10 -30\n10 30\n30 30\n30 -30\n10 -30", nullptr), 0) << takeErrors();
+    Scene s({"points", "10 -30\n10 30\n30 30\n30 -30\n10 -30"}, {"map", "geog", "range", "720"});
     int ret = 0;
-    const QImage image = drawLine(line.get(), &ret);
+    const QImage image = drawLine(s.line.get(), &ret);
     keep(image, "polyline_geog");
     EXPECT_EQ(ret, 1);
     // runs of ink along the middle row of the drawing: two edges per copy
@@ -413,24 +383,17 @@ TEST(PolylineConfig, PrintersAndDefaults)
     VXPolyline line(vp.get());
     // value: set first, or null
     struct Case { const char* key; const char* value; const char* printed; } cases[] = {
-        {"xmode", nullptr, "world"},
-        {"ymode", "viewport", "viewport"},
-        {"xmode", "", "world"},
-        {"xgain", nullptr, "1"},
-        {"linewidth", nullptr, "1"},
-        {"fill_black", nullptr, "black"},
-        {"vector", "pl_print:1", "pl_print:1"},
-        {"test", "1", ""},
+        {"xmode", nullptr, "world"},            {"ymode", "viewport", "viewport"},
+        {"xmode", "", "world"},                 {"xgain", nullptr, "1"},
+        {"linewidth", nullptr, "1"},            {"fill_black", nullptr, "black"},
+        {"vector", "pl_print:1", "pl_print:1"}, {"test", "1", ""},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.key);
         if (c.value) {
             ASSERT_EQ(line.configure(c.key, c.value, nullptr), 0) << takeErrors();
         }
-        char* text = line.getConfigureValue(c.key);
-        ASSERT_NE(text, nullptr);
-        EXPECT_STREQ(text, c.printed);
-        free(text);
+        EXPECT_EQ(configText(line, c.key), c.printed);
     }
     EXPECT_EQ(line.vars.linestyle, 1);
     EXPECT_EQ(line.vars.gap_value, 2.12345e30);

@@ -1,5 +1,6 @@
 // Point sets: per-point attributes against the defaults, the label
 // attribute syntax, point edits, and the errors of bad keys and values.
+#include "support/configsupport.h"
 #include "support/serversupport.h"
 #include "support/vptest.h"
 
@@ -14,6 +15,8 @@
 #include <QPainter>
 
 #include <memory>
+#include <tuple>
+#include <utility>
 
 using vptest::blank;
 using vptest::isColor;
@@ -47,6 +50,14 @@ int countNear(const QImage& image, QPoint centre, int half, QColor c)
             if (image.rect().contains(x, y) && isColor(image.pixel(x, y), c))
                 n++;
     return n;
+}
+
+// Where glyph i of pp stands, in world coordinates.
+std::pair<double, double> position(VXPolypoint& pp, int i)
+{
+    double x = 0, y = 0;
+    pp.glyph(i)->getPosition(&x, &y);
+    return {x, y};
 }
 
 int consumeAll(VXGlyph*, VXEvent*, HL_ClientData)
@@ -107,13 +118,7 @@ TEST(Polypoint, APointsLabelColoursAreItsOwn)
 
 TEST(Polypoint, LabelAttributeSyntax)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* label;
-        QList<std::pair<QString, QString>> attributes;
-    } cases[] = {
+    struct Case { const char *name, *text, *label; QList<std::pair<QString, QString>> attributes; } cases[] = {
         {"all keys", "text {f=red sz=12 lw=2 sy=star}", "text",
          {{"f", "red"}, {"sz", "12"}, {"lw", "2"}, {"sy", "star"}}},
         {"no blank before brace", "a{o=blue}", "a", {{"o", "blue"}}},
@@ -138,37 +143,25 @@ TEST(Polypoint, ModifyOnePointAndFreeThemAll)
     VXPolypoint pp(vp.get());
     ASSERT_EQ(pp.configure("points", "1 1 a\n2 2 b\n3 3 c", nullptr), 0) << takeErrors();
     ASSERT_EQ(pp.configure("modify_point_x", "1 2.5", "modify_point_y", "2 0.5", "modify_point", "0 0.5 0.25 z {sy=vl}",
-                           "modify_point_gc", "1 {sz=9.0 lw=1.5}", nullptr),
-              0)
-        << takeErrors();
-    double x, y;
-    pp.glyph(1)->getPosition(&x, &y);
-    EXPECT_EQ(x, 2.5);
-    EXPECT_EQ(y, 2.0);
-    pp.glyph(2)->getPosition(&x, &y);
-    EXPECT_EQ(y, 0.5);
-    pp.glyph(0)->getPosition(&x, &y);
-    EXPECT_EQ(x, 0.5);
+                           "modify_point_gc", "1 {sz=9.0 lw=1.5}", nullptr), 0) << takeErrors();
+    EXPECT_EQ(position(pp, 1), std::make_pair(2.5, 2.0));
+    EXPECT_EQ(position(pp, 2).second, 0.5);
+    EXPECT_EQ(position(pp, 0).first, 0.5);
     EXPECT_EQ(pp.glyph(0)->vars.label, "z");
     EXPECT_EQ(pp.styles.value(pp.glyph(0)).symbol, VX_POLYPOINT_SYMBOL_VLINE);
     EXPECT_EQ(pp.glyph(1)->getSize(), 9.0);
     EXPECT_EQ(pp.glyph(1)->vars.label, "b");
     ASSERT_EQ(pp.configure("interaction", "show", "points_free", "", nullptr), 0) << takeErrors();
     EXPECT_EQ(pp.count(), 0);
-    EXPECT_EQ(pp.vars.points->vars.interaction_mode, 1);
-    EXPECT_EQ(pp.vars.points->vars.selection_size_increase_factor, 4.0);
-    EXPECT_EQ(pp.vars.points->vars.selection_opacity_reduction_factor, 0.5);
+    const auto& set = pp.vars.points->vars;
+    EXPECT_EQ(std::tie(set.interaction_mode, set.selection_size_increase_factor, set.selection_opacity_reduction_factor),
+              std::make_tuple(1, 4.0, 0.5));
 }
 
 TEST(Polypoint, BadValuesSayWhyAndChangeNothing)
 {
-    struct Case
-    {
-        const char* name;
-        const char* key;
-        const char* value;
-        const char* message;  // the first line registered
-    } cases[] = {
+    // message: the first line registered
+    struct Case { const char *name, *key, *value, *message; } cases[] = {
         {"symbol", "symbol", "blob", "polypoint_parse_symbol: Unrecognized symbol 'blob'.\n"},
         {"xmode", "xmode", "page", "polypoint_parse_xmode: unrecognized xmode value 'page'.\n"},
         {"anchor", "label_anchor", "middle", "polypoint_parse_label_anchor: unrecognized label_anchor value 'middle'.\n"},
@@ -188,20 +181,15 @@ TEST(Polypoint, BadValuesSayWhyAndChangeNothing)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         hl_clear_register(0);
-        char* before = pp.getConfigureValue(c.key);
+        const std::string before = configText(pp, c.key);
         EXPECT_LT(pp.configure(c.key, c.value, nullptr), 0);
         const std::string errors = takeErrors();
         EXPECT_EQ(errors.substr(0, strlen(c.message)), c.message) << errors;
-        char* after = pp.getConfigureValue(c.key);
-        EXPECT_STREQ(before, after);
-        free(before);
-        free(after);
+        EXPECT_EQ(configText(pp, c.key), before);
         EXPECT_EQ(pp.count(), 2);
         EXPECT_EQ(pp.glyph(0)->getSize(), 0.0);
     }
-    double x, y;
-    pp.glyph(0)->getPosition(&x, &y);
-    EXPECT_EQ(x, 1.0);
+    EXPECT_EQ(position(pp, 0).first, 1.0);
 }
 
 TEST(Polypoint, ShowRaisesThePointUnderThePointerAndFadesTheOthers)
@@ -210,9 +198,7 @@ TEST(Polypoint, ShowRaisesThePointUnderThePointerAndFadesTheOthers)
     VXPolypoint pp(vp.get());
     pp.setAntialias(false);
     ASSERT_EQ(pp.configure("showlabels", "no", "size", "10", "interaction", "show", "points",
-                           "1 1 a {f=red}\n3 3 b {f=red}", nullptr),
-              0)
-        << takeErrors();
+                           "1 1 a {f=red}\n3 3 b {f=red}", nullptr), 0) << takeErrors();
     const QPoint a(50, 150), b(150, 50);
     QImage plain = drawPoints(&pp);  // places the symbols for the hit test
     EXPECT_LT(countNear(plain, a, 20, Qt::red), 150);

@@ -14,6 +14,8 @@
 
 #include <memory>
 #include <string>
+#include <iterator>
+#include <utility>
 
 
 namespace {
@@ -89,12 +91,7 @@ std::unique_ptr<Bar> makeBar()
     b->bar = std::make_unique<VXTaskbar>(b->vp.get());
     b->owner = std::make_unique<VXText>(nullptr, "start", "0", "0");
     b->bar->setOwner(b->owner.get());
-    b->bar->setCommandCallback(
-        [bp = b.get()](QString c, void*) {
-            bp->commands.append(c);
-            return 0;
-        },
-        nullptr);
+    b->bar->setCommandCallback([bp = b.get()](QString c, void*) { bp->commands.append(c); return 0; }, nullptr);
     EXPECT_EQ(b->bar->configure("taskbar_buttons_definitions", definitions, "taskbar_buttons", placement, nullptr), 0)
         << takeErrors();
     return b;
@@ -152,12 +149,11 @@ TEST(Taskbar, DefinitionsPlaceButtonsInStateOrder)
     // the second button sits directly left of the first, level with it
     const QImage image = render(b.get());
     const QRectF box0 = boxOf(b->bar.get(), 0), box1 = boxOf(b->bar.get(), 1);
-    EXPECT_NEAR(box0.right(), 298, 1.0);
-    EXPECT_NEAR(box0.top(), 2, 1.0);
-    EXPECT_NEAR(box0.height(), 26, 1.0);
-    EXPECT_NEAR(box1.width(), 40, 1.0);
-    EXPECT_NEAR(box1.right() + 1, box0.left(), 1.0);
-    EXPECT_NEAR(box1.top(), box0.top(), 1.0);
+    // (got, expected) pairs, each within a pixel
+    const std::pair<double, double> near[] = {{box0.right(), 298}, {box0.top(), 2}, {box0.height(), 26},
+        {box1.width(), 40}, {box1.right() + 1, box0.left()}, {box1.top(), box0.top()}};
+    for (size_t i = 0; i < std::size(near); i++)
+        EXPECT_NEAR(near[i].first, near[i].second, 1.0) << i;
     if (const char* folder = getenv("VX_TASKBAR_PNG"))
         image.save(QString("%1/taskbar.png").arg(folder));
     // its background is its state's colour; the first is half opaque

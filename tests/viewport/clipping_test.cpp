@@ -11,21 +11,13 @@
 TEST(ClipOutcode, Table)
 {
     struct Case { const char* name; double x, y; int code; } cases[] = {
-        {"inside", 0.5, 0.5, 0},
-        {"corners are inside", 1, 0, 0},
-        {"above", 0.5, 1.1, 8},
-        {"below", 0.5, -0.1, 4},
-        {"right", 1.1, 0.5, 2},
-        {"left", -0.1, 0.5, 1},
-        {"above right", 2, 2, 10},
-        {"above left", -2, 2, 9},
-        {"below right", 2, -2, 6},
+        {"inside", 0.5, 0.5, 0},         {"corners are inside", 1, 0, 0}, {"above", 0.5, 1.1, 8},
+        {"below", 0.5, -0.1, 4},         {"right", 1.1, 0.5, 2},          {"left", -0.1, 0.5, 1},
+        {"above right", 2, 2, 10},       {"above left", -2, 2, 9},        {"below right", 2, -2, 6},
         {"below left", -2, -2, 5},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(VX_ClipOutcode(c.x, c.y), c.code);
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(VX_ClipOutcode(c.x, c.y), c.code) << c.name;
 }
 
 TEST(ClipLine, Table)

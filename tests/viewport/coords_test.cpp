@@ -1,6 +1,7 @@
 // World, viewport and pixel coordinates: the transforms both ways in every
 // scale and map mode, the effective view, resizing, zoom and centre, the
 // map boxes, and the configuration keys of the view.
+#include "support/configsupport.h"
 #include "support/vptest.h"
 
 #include "map/projection/projections.h"
@@ -13,6 +14,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
 using vptest::makeViewport;
 
@@ -51,14 +53,6 @@ void expectView(const VxViewport& v, double xl, double xr, double yb, double yt,
         else
             EXPECT_NEAR(got[i], want[i], tol) << "limit " << i;
     }
-}
-
-std::string configValue(VXViewport* vp, const char* key)
-{
-    char* text = vp->getConfigureValue(key);
-    std::string s = text ? text : "(null)";
-    free(text);
-    return s;
 }
 
 } // namespace
@@ -146,16 +140,11 @@ TEST(ViewportCoordinates, LogAxisWithNonPositiveLimitKeepsOldScales)
     int w = 0, h = 0;
     double xs = 7, xe = 8, xsc = 9, ys = 7, ye = 8, ysc = 9;
     EXPECT_EQ(VXViewport::getScales(&vp, &w, &h, &xs, &xe, &xsc, &ys, &ye, &ysc), 0);
-    EXPECT_EQ(xs, 7);
-    EXPECT_EQ(xsc, 9);
-    EXPECT_EQ(ys, 7);  // y is not reached either
+    EXPECT_EQ(std::make_tuple(xs, xsc, ys), std::make_tuple(7.0, 9.0, 7.0));  // y is not reached either
     // a non-positive y limit leaves only the y outputs
     vp = record(110, 60, 1, 100, 0, 5, 0, 1);
     EXPECT_EQ(VXViewport::getScales(&vp, &w, &h, &xs, &xe, &xsc, &ys, &ye, &ysc), 0);
-    EXPECT_EQ(xs, 1);
-    EXPECT_EQ(ys, 7);
-    EXPECT_EQ(w, 100);
-    EXPECT_EQ(h, 50);
+    EXPECT_EQ(std::make_tuple(xs, ys, w, h), std::make_tuple(1.0, 7.0, 100, 50));
 }
 
 TEST(ViewportView, TranslateAndGain)
@@ -197,8 +186,7 @@ TEST(ViewportView, TranslateAndGain)
 TEST(ViewportView, SetScalesWidensSingleValues)
 {
     struct Case { const char *name, *value; double low, high; } cases[] = {
-        {"negative value reverses", "-5", -4.5, -5.5},
-        {"positive", "5", 4.5, 5.5},
+        {"negative value reverses", "-5", -4.5, -5.5}, {"positive", "5", 4.5, 5.5},
         {"zero", "0", -10, 10},
     };
     for (const auto& c : cases) {
@@ -211,8 +199,7 @@ TEST(ViewportView, SetScalesWidensSingleValues)
 TEST(ViewportView, DefaultViewAndSize)
 {
     auto vp = makeViewport(110, 60);
-    EXPECT_EQ(vp->vars.w, 110);
-    EXPECT_EQ(vp->vars.h, 60);
+    EXPECT_EQ(QSize(vp->vars.w, vp->vars.h), QSize(110, 60));
     expectView(vp->vars, -10, 10, -10, 10);
     EXPECT_EQ(vp->vars.viewport_name.left(2), "vp");
     EXPECT_EQ(vp->vars.viewport_name.size(), 6);
@@ -220,8 +207,8 @@ TEST(ViewportView, DefaultViewAndSize)
     ASSERT_EQ(vp->configure("width", "200", "height", "100", nullptr), 0);
     vp->setScales();
     EXPECT_EQ(vp->vars.w, 200);
-    EXPECT_EQ(configValue(vp.get(), "display_width"), "200");
-    EXPECT_EQ(configValue(vp.get(), "display_height"), "100");
+    EXPECT_EQ(configText(vp, "display_width"), "200");
+    EXPECT_EQ(configText(vp, "display_height"), "100");
     EXPECT_LT(vp->configure("display_width", "5", nullptr), 0);
     takeErrors();
 }
@@ -320,12 +307,10 @@ TEST(ViewportMapBox, OutlineOfTheView)
     std::unique_ptr<QPainterPath> path(vp->getWcoordsBB(2, &np, &sp));
     ASSERT_TRUE(path);
     EXPECT_EQ(path->elementCount(), 9);  // 8 points, closed
-    EXPECT_EQ(path->elementAt(0).x, 0);
-    EXPECT_EQ(path->elementAt(0).y, 0);
+    EXPECT_EQ(std::make_pair(path->elementAt(0).x, path->elementAt(0).y), std::make_pair(0.0, 0.0));
     EXPECT_EQ(path->elementAt(1).x, 5);  // along the bottom to the right
     EXPECT_EQ(path->boundingRect(), QRectF(0, 0, 10, 5));
-    EXPECT_EQ(np, 0);
-    EXPECT_EQ(sp, 0);
+    EXPECT_EQ(std::make_pair(np, sp), std::make_pair(0, 0));
 
     // which poles a map view holds; every outline point of the first is
     // a geographic position near the view
@@ -339,8 +324,7 @@ TEST(ViewportMapBox, OutlineOfTheView)
         auto map = makeViewport(110, 60, {"margin", "5 5 5 5", "map", c.map, "range", c.range, "latr", c.latr});
         path.reset(map->getWcoordsBB(10, &np, &sp));
         ASSERT_TRUE(path);
-        EXPECT_EQ(np, c.np);
-        EXPECT_EQ(sp, c.sp);
+        EXPECT_EQ(std::make_pair(np, sp), std::make_pair(c.np, c.sp));
         for (int i = 0; i < path->elementCount() && c.latr[0] == '8'; i++)
             EXPECT_GT(path->elementAt(i).y, 60.0) << i;
     }
@@ -439,16 +423,13 @@ TEST(ViewportConfiguration, KeysAndPrinters)
 {
     auto vp = makeViewport(110, 60);
     ASSERT_EQ(vp->configure("margin", "1 2 3 0x10", nullptr), 0);
-    EXPECT_EQ(vp->vars.mleft, 1);
-    EXPECT_EQ(vp->vars.mright, 2);
-    EXPECT_EQ(vp->vars.mbottom, 3);
-    EXPECT_EQ(vp->vars.mtop, 16);
-    EXPECT_EQ(configValue(vp.get(), "margin"), "1 2 3 16");
+    EXPECT_EQ(std::tie(vp->vars.mleft, vp->vars.mright, vp->vars.mbottom, vp->vars.mtop), std::make_tuple(1, 2, 3, 16));
+    EXPECT_EQ(configText(vp, "margin"), "1 2 3 16");
     ASSERT_EQ(vp->configure("margin", "7", nullptr), 0);
-    EXPECT_EQ(configValue(vp.get(), "margin"), "7 0 0 0");
+    EXPECT_EQ(configText(vp, "margin"), "7 0 0 0");
 
     ASSERT_EQ(vp->configure("xleft", "2", "xright", "4.5", nullptr), 0);
-    EXPECT_EQ(configValue(vp.get(), "xleft"), "2.000000000000000e+00");
+    EXPECT_EQ(configText(vp, "xleft"), "2.000000000000000e+00");
     EXPECT_EQ(vp->vars.spc_xright, 4.5);
     // a limit recomputes the view at once
     EXPECT_EQ(vp->vars.xright, 4.5);
@@ -457,15 +438,15 @@ TEST(ViewportConfiguration, KeysAndPrinters)
 
     ASSERT_EQ(vp->configure("latr", "10", "lonr", "-20", "latl", "1", "lonl", "2", nullptr), 0);
     EXPECT_DOUBLE_EQ(vp->vars.latr, 10.0001);
-    EXPECT_EQ(configValue(vp.get(), "latr"), "10.000");
-    EXPECT_EQ(configValue(vp.get(), "lonr"), "-20.000");
+    EXPECT_EQ(configText(vp, "latr"), "10.000");
+    EXPECT_EQ(configText(vp, "lonr"), "-20.000");
     ASSERT_EQ(vp->configure("xgain", "2", nullptr), 0);
-    EXPECT_EQ(configValue(vp.get(), "xgain"), "2.000");
+    EXPECT_EQ(configText(vp, "xgain"), "2.000");
     ASSERT_EQ(vp->configure("xgain", "", nullptr), 0);
     EXPECT_EQ(vp->vars.xgain, 1.0);
     ASSERT_EQ(vp->configure("map", "globe", "xmode", "log", "ymode", "time", nullptr), 0);
-    EXPECT_EQ(configValue(vp.get(), "map"), "globe");
-    EXPECT_EQ(configValue(vp.get(), "xmode"), "log");
+    EXPECT_EQ(configText(vp, "map"), "globe");
+    EXPECT_EQ(configText(vp, "xmode"), "log");
     EXPECT_EQ(vp->vars.ymode, 2);
     ASSERT_EQ(vp->configure("default_event_interaction", "nowheel", nullptr), 0);
     EXPECT_EQ(vp->vars.default_event_processing, 2);
@@ -510,14 +491,11 @@ TEST(ViewportConfiguration, Refusals)
         std::string errors = takeErrors();
         EXPECT_EQ(errors.find(c.message), 0u) << errors;
         // the state is as it was
-        EXPECT_EQ(vp->vars.mleft, before.mleft);
-        EXPECT_EQ(vp->vars.mtop, before.mtop);
-        EXPECT_EQ(vp->vars.spc_xleft, before.spc_xleft);
-        EXPECT_EQ(vp->vars.spc_xright, before.spc_xright);
-        EXPECT_EQ(vp->vars.map_tran, before.map_tran);
-        EXPECT_EQ(vp->vars.xmode, before.xmode);
-        EXPECT_EQ(vp->vars.latr, before.latr);
-        EXPECT_EQ(vp->vars.default_event_processing, before.default_event_processing);
+        auto kept = [](const VxViewport& v) {
+            return std::make_tuple(v.mleft, v.mtop, v.spc_xleft, v.spc_xright, v.map_tran, v.xmode, v.latr,
+                                   v.default_event_processing);
+        };
+        EXPECT_EQ(kept(vp->vars), kept(before));
     }
 }
 
@@ -542,7 +520,7 @@ TEST(ViewportConfiguration, ViewKeys)
     auto pan = makeViewport(110, 60, {"margin", "5 5 5 5", "xleft", "0", "xright", "10"});
     ASSERT_EQ(pan->configure("xtranslate", "10", nullptr), 0);
     EXPECT_DOUBLE_EQ(pan->vars.xleft, 1);
-    EXPECT_EQ(configValue(pan.get(), "xtranslate"), "10");
+    EXPECT_EQ(configText(pan, "xtranslate"), "10");
     ASSERT_EQ(pan->configure("xtranslate", "apply", nullptr), 0);
     EXPECT_EQ(pan->vars.xoffset, 0);
     EXPECT_DOUBLE_EQ(pan->vars.spc_xleft, 1);
@@ -559,7 +537,7 @@ TEST(ViewportConfiguration, ViewKeys)
     auto merc = makeViewport(110, 60, {"map", "merc"});
     ASSERT_EQ(merc->configure("ytop", "45", nullptr), 0);
     EXPECT_NEAR(merc->vars.spc_ytop, 50.49898671052621, 1e-9);
-    EXPECT_EQ(configValue(merc.get(), "ytop").substr(0, 8), "4.500000");
+    EXPECT_EQ(configText(merc, "ytop").substr(0, 8), "4.500000");
 
     // latr recentres specified y limits outside edp and globe; the extent is
     // taken as 0, so they collapse to the centre

@@ -21,6 +21,8 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 using vptest::makeViewport;
@@ -107,6 +109,14 @@ bool hasDefaultCursor(VXViewport* vp)
     return vp->cursor().shape() == Qt::BitmapCursor;
 }
 
+// No gesture under way: no state, no grab, the default cursor back.
+void expectIdle(VXViewport* vp)
+{
+    EXPECT_EQ(vp->vars.qevent_state, 1);
+    EXPECT_EQ(vp->vars.item_grab, nullptr);
+    EXPECT_TRUE(hasDefaultCursor(vp));
+}
+
 double width(VXViewport* vp)
 {
     return vp->vars.xright - vp->vars.xleft;
@@ -115,6 +125,13 @@ double width(VXViewport* vp)
 double height(VXViewport* vp)
 {
     return vp->vars.ytop - vp->vars.ybottom;
+}
+
+// The view's width and height are factor times w and h.
+void expectScaled(VXViewport* vp, double w, double h, double factor)
+{
+    EXPECT_NEAR(width(vp) / w, factor, 1e-12);
+    EXPECT_NEAR(height(vp) / h, factor, 1e-12);
 }
 
 void expectPoint(QPointF got, QPointF expected, double tolerance)
@@ -206,8 +223,7 @@ TEST(VXEventRecord, PositionsAndWheelAmounts)
 {
     QMouseEvent m(QEvent::MouseMove, QPointF(3.5, 4), QPointF(103.5, 204), Qt::NoButton, Qt::NoButton, {});
     VXEvent me(2, &m, nullptr);
-    EXPECT_EQ(me.pt, QPointF(3.5, 4));
-    EXPECT_EQ(me.gpt, QPointF(103.5, 204));
+    EXPECT_EQ(std::make_pair(me.pt, me.gpt), std::make_pair(QPointF(3.5, 4), QPointF(103.5, 204)));
 
     struct Case { const char* name; QPoint pixels, angle; double delta, deltax; } cases[] = {
         {"degrees from eighths", QPoint(), QPoint(-240, 120), 15.0, -30.0},
@@ -218,10 +234,8 @@ TEST(VXEventRecord, PositionsAndWheelAmounts)
         SCOPED_TRACE(c.name);
         QWheelEvent w(QPointF(5, 6), QPointF(50, 60), c.pixels, c.angle, Qt::NoButton, {}, Qt::NoScrollPhase, false);
         VXEvent we(6, &w, nullptr);
-        EXPECT_EQ(we.delta, c.delta);
-        EXPECT_EQ(we.deltax, c.deltax);
-        EXPECT_EQ(we.pt, QPointF(5, 6));
-        EXPECT_EQ(we.gpt, QPointF(50, 60));
+        EXPECT_EQ(std::make_pair(we.delta, we.deltax), std::make_pair(c.delta, c.deltax));
+        EXPECT_EQ(std::make_pair(we.pt, we.gpt), std::make_pair(QPointF(5, 6), QPointF(50, 60)));
     }
 
     // key events stand at the cursor, mapped into the widget
@@ -523,10 +537,8 @@ TEST(ViewportInteraction, ShiftDragBoxGivesTheWorldBoxOfItsCorners)
 
         expectPoint(QPointF(vp->vars.spc_xleft, vp->vars.spc_ytop), w1, 1e-9);
         expectPoint(QPointF(vp->vars.spc_xright, vp->vars.spc_ybottom), w2, 1e-9);
-        EXPECT_EQ(vp->vars.qevent_state, 1);
-        EXPECT_EQ(vp->vars.item_grab, nullptr);
+        expectIdle(vp.get());
         EXPECT_FALSE(vp->vars.rubberband->isVisibleTo(vp.get()));
-        EXPECT_TRUE(hasDefaultCursor(vp.get()));
     }
 }
 
@@ -546,13 +558,9 @@ TEST(ViewportInteraction, BoxUnderFivePixelsChangesNothing)
         EXPECT_EQ(vp->vars.qevent_state, c.button == Qt::LeftButton ? 3 : 4);
         move(vp.get(), c.to, c.button, Qt::ShiftModifier);
         release(vp.get(), c.to, c.button, Qt::ShiftModifier);
-        EXPECT_EQ(vp->vars.spc_xleft, before.spc_xleft);
-        EXPECT_EQ(vp->vars.spc_xright, before.spc_xright);
-        EXPECT_EQ(vp->vars.spc_ybottom, before.spc_ybottom);
-        EXPECT_EQ(vp->vars.spc_ytop, before.spc_ytop);
-        EXPECT_EQ(vp->vars.qevent_state, 1);
-        EXPECT_EQ(vp->vars.item_grab, nullptr);
-        EXPECT_TRUE(hasDefaultCursor(vp.get()));
+        EXPECT_EQ(std::tie(vp->vars.spc_xleft, vp->vars.spc_xright, vp->vars.spc_ybottom, vp->vars.spc_ytop),
+                  std::tie(before.spc_xleft, before.spc_xright, before.spc_ybottom, before.spc_ytop));
+        expectIdle(vp.get());
     }
 }
 
@@ -575,12 +583,9 @@ TEST(ViewportInteraction, ShiftRightDragZoomsOut)
 TEST(ViewportInteraction, WheelZoomsOnceAfterTheDelayWithinLimits)
 {
     struct Case { const char* name; int angle; QPoint pixels; double factor; } cases[] = {
-        {"one step in", 120, QPoint(), 0.85},
-        {"one step out", -120, QPoint(), 1.15},
-        {"huge step in", 120000, QPoint(), 0.6666666666666666},
-        {"huge step out", -120000, QPoint(), 1.5},
-        {"pixels", 0, QPoint(0, 10), 0.9},
-        {"nothing", 0, QPoint(), 1.0},
+        {"one step in", 120, QPoint(), 0.85},                   {"one step out", -120, QPoint(), 1.15},
+        {"huge step in", 120000, QPoint(), 0.6666666666666666}, {"huge step out", -120000, QPoint(), 1.5},
+        {"pixels", 0, QPoint(0, 10), 0.9},                      {"nothing", 0, QPoint(), 1.0},
     };
     const QPointF at(100, 100);
     for (const Case& c : cases) {
@@ -595,8 +600,7 @@ TEST(ViewportInteraction, WheelZoomsOnceAfterTheDelayWithinLimits)
             wheel(vp.get(), at, 120);
         EXPECT_EQ(width(vp.get()), w);
         ASSERT_TRUE(waitForWheel(vp.get()));
-        EXPECT_NEAR(width(vp.get()) / w, c.factor, 1e-12);
-        EXPECT_NEAR(height(vp.get()) / h, c.factor, 1e-12);
+        expectScaled(vp.get(), w, h, c.factor);
         expectPoint(world(vp.get(), at), under, 1e-9);  // the point under the wheel stays
     }
 }
@@ -604,9 +608,7 @@ TEST(ViewportInteraction, WheelZoomsOnceAfterTheDelayWithinLimits)
 TEST(ViewportInteraction, SwitchingInteractionsOff)
 {
     struct Case { const char* value; bool wheel, keys, press; } cases[] = {
-        {"1", true, true, true},
-        {"nowheel", false, true, true},
-        {"0", false, false, false},
+        {"1", true, true, true},        {"nowheel", false, true, true}, {"0", false, false, false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.value);
@@ -642,8 +644,7 @@ TEST(ViewportInteraction, KeysZoom)
         auto vp = plainViewport();
         const double w = width(vp.get()), h = height(vp.get());
         key(vp.get(), c.qt_key, c.text);
-        EXPECT_NEAR(width(vp.get()) / w, c.factor, 1e-12);
-        EXPECT_NEAR(height(vp.get()) / h, c.factor, 1e-12);
+        expectScaled(vp.get(), w, h, c.factor);
     }
 }
 
@@ -672,20 +673,16 @@ TEST(ViewportInteraction, PanMovesTheLimitsByItsPixels)
     EXPECT_EQ(vp->vars.xleft, v.xleft);
     QCoreApplication::processEvents();
     EXPECT_EQ(vp->vars.mouse_timer_event, 0);
-    EXPECT_EQ(vp->vars.xoffset, -50);
-    EXPECT_EQ(vp->vars.yoffset, 20);
+    EXPECT_EQ(QPoint(vp->vars.xoffset, vp->vars.yoffset), QPoint(-50, 20));
     EXPECT_NEAR(vp->vars.xleft, v.xleft - 50 * xunits, 1e-9);
     EXPECT_NEAR(vp->vars.ytop, v.ytop - 20 * yunits, 1e-9);
     release(vp.get(), QPointF(250, 130));
     // folded into the specified limits
-    EXPECT_EQ(vp->vars.xoffset, 0);
-    EXPECT_EQ(vp->vars.yoffset, 0);
+    EXPECT_EQ(QPoint(vp->vars.xoffset, vp->vars.yoffset), QPoint(0, 0));
     EXPECT_NEAR(vp->vars.spc_xleft, v.xleft - 50 * xunits, 1e-9);
     EXPECT_NEAR(vp->vars.spc_xright, v.xright - 50 * xunits, 1e-9);
     EXPECT_NEAR(vp->vars.spc_ybottom, v.ybottom - 20 * yunits, 1e-9);
-    EXPECT_EQ(vp->vars.qevent_state, 1);
-    EXPECT_EQ(vp->vars.item_grab, nullptr);
-    EXPECT_TRUE(hasDefaultCursor(vp.get()));
+    expectIdle(vp.get());
 }
 
 TEST(ViewportInteraction, PanCoalescesMovesAndEndsWhereReleased)

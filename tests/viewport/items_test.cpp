@@ -12,6 +12,7 @@
 #include <QPushButton>
 
 #include <string>
+#include <utility>
 
 using vptest::makeViewport;
 
@@ -119,14 +120,12 @@ TEST(DisplayList, ShowNames)
     VXViewportItem a(vp.get(), nullptr, "TestItem", 1);
     QString s, lname;
     a.showNames(&s, &lname);
-    EXPECT_EQ(s, "TestItem: NULL");
-    EXPECT_EQ(lname, "NULL");
+    EXPECT_EQ(std::make_pair(s, lname), std::make_pair(QString("TestItem: NULL"), QString("NULL")));
     a.setItemName("curve");
     a.setLayer("top");
     s.clear();
     a.showNames(&s, &lname);
-    EXPECT_EQ(s, "TestItem: curve");
-    EXPECT_EQ(lname, "top");
+    EXPECT_EQ(std::make_pair(s, lname), std::make_pair(QString("TestItem: curve"), QString("top")));
     VXViewportItem anonymous(nullptr, nullptr, "", 0);
     s = "x ";
     anonymous.showNames(&s, nullptr);
@@ -231,8 +230,7 @@ TEST(Layers, StateAndSize)
     EXPECT_EQ(layer.stale, 1);
     // a layer without members is neither shown nor processed
     layer.setVisibility();
-    EXPECT_EQ(layer.item_display_pvt, 0);
-    EXPECT_EQ(layer.item_process_pvt, 0);
+    EXPECT_EQ(std::make_pair(layer.item_display_pvt, layer.item_process_pvt), std::make_pair(0, 0));
 }
 
 TEST(Logo, UnknownPictureThrows)
@@ -257,12 +255,8 @@ TEST(Logo, Anchors)
 {
     // y: expected top left corner
     struct Case { const char* name; const char* anchor; int x, y; } cases[] = {
-        {"south east", "se", 300 - 120 - 10, 200 - 40 - 10},
-        {"north west", "nw", 10, 10},
-        {"north", "n", 90, 10},
-        {"east", "e", 170, 80},
-        {"centre", "c", 90, 80},
-        {"south west", "sw", 10, 150},
+        {"south east", "se", 300 - 120 - 10, 200 - 40 - 10}, {"north west", "nw", 10, 10}, {"north", "n", 90, 10},
+        {"east", "e", 170, 80}, {"centre", "c", 90, 80}, {"south west", "sw", 10, 150},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

@@ -12,6 +12,7 @@
 #include <QResizeEvent>
 
 #include <cmath>
+#include <tuple>
 #include <vector>
 
 using vptest::countColor;
@@ -62,12 +63,8 @@ TEST(ViewportPaint, BackgroundFillsAndMargins)
 
 TEST(ViewportPaint, FillCases)
 {
-    struct Case
-    {
-        const char* name;
-        std::initializer_list<const char*> config;
-        int red_pixels, blue_pixels;
-    } cases[] = {
+    struct Case { const char* name; std::initializer_list<const char*> config; int red_pixels, blue_pixels; };
+    const Case cases[] = {
         {"no fill paints nothing", {"margin", "10 10 10 10"}, 0, 0},
         {"opacity 0 paints nothing", {"margin", "10 10 10 10", "fill", "red", "fill_frame", "blue", "opacity", "0"}, 0, 0},
         {"plot area of nothing keeps the frame", {"margin", "60 60 0 0", "fill", "red", "fill_frame", "blue"}, 0, 100 * 80},
@@ -268,8 +265,7 @@ TEST(ViewportLayers, DisabledLayersDrawDirectly)
 TEST(ViewportLogo, MadeWhenThereIsRoom)
 {
     struct Case { const char* name; int w, h; bool logo; } cases[] = {
-        {"100 by 50 is too small", 100, 50, false},
-        {"101 by 50 is too low", 101, 50, false},
+        {"100 by 50 is too small", 100, 50, false}, {"101 by 50 is too low", 101, 50, false},
         {"101 by 51", 101, 51, true},
     };
     for (const auto& c : cases) {
@@ -365,11 +361,9 @@ TEST(ViewportCallbacks, PaintAndResize)
     EXPECT_TRUE(paint_calls.empty());
     render(vp.get());
     ASSERT_EQ(paint_calls.size(), 2u);
-    EXPECT_EQ(paint_calls[0].stale, 9);
-    EXPECT_EQ(paint_calls[0].size, QSize(140, 90));
-    EXPECT_EQ(paint_calls[0].old_size, QSize(100, 80));
-    EXPECT_EQ(paint_calls[1].stale, 9);
-    EXPECT_EQ(paint_calls[1].old_size, QSize(140, 90));
+    EXPECT_EQ(std::tie(paint_calls[0].stale, paint_calls[0].size, paint_calls[0].old_size),
+              std::make_tuple(9, QSize(140, 90), QSize(100, 80)));
+    EXPECT_EQ(std::tie(paint_calls[1].stale, paint_calls[1].old_size), std::make_tuple(9, QSize(140, 90)));
     // back to 10 at the paint after
     paint_calls.clear();
     render(vp.get());

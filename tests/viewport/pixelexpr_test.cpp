@@ -171,16 +171,11 @@ TEST(PixelExpression, ReadsNoFurtherThanItsLength)
 TEST(PixelCount, Table)
 {
     struct Case { const char* name; const char* text; int result; int pixels; } cases[] = {
-        {"null", nullptr, 0, 0},
-        {"empty", "", 0, 0},
-        {"integer", "7", 0, 7},
-        {"half up", "2.5", 0, 3},
-        {"half down", "-2.5", 0, -3},
-        {"capped", "1e12", 0, 1000000000},
-        {"capped low", "-1e12", 0, -1000000000},
-        {"trailing blank", "12 ", -1, 0},
-        {"infinite", "1e99999", -1, 0},
-        {"unit", "4p", -1, 0},
+        {"null", nullptr, 0, 0},                 {"empty", "", 0, 0},
+        {"integer", "7", 0, 7},                  {"half up", "2.5", 0, 3},
+        {"half down", "-2.5", 0, -3},            {"capped", "1e12", 0, 1000000000},
+        {"capped low", "-1e12", 0, -1000000000}, {"trailing blank", "12 ", -1, 0},
+        {"infinite", "1e99999", -1, 0},          {"unit", "4p", -1, 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

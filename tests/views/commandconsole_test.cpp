@@ -1,6 +1,7 @@
 // The command console: prompt, read-only old text, history, the queue that
 // runs one command per event-loop turn, output, import, mouse selection,
 // clipboard actions and configuration keys.
+#include "support/configsupport.h"
 #include "support/testsupport.h"
 
 #include "views/commandconsole.h"
@@ -112,10 +113,7 @@ TEST(CommandConsoleKeys, DefaultsAndChanges)
     };
     for (const auto& c : rows) {
         SCOPED_TRACE(c.key);
-        char* value = console.getConfigureValue(c.key);
-        ASSERT_NE(value, nullptr) << takeErrors();
-        EXPECT_STREQ(value, c.expected);
-        free(value);
+        EXPECT_EQ(configText(console, c.key), c.expected) << takeErrors();
         EXPECT_EQ(console.configure(c.key, c.expected, nullptr), 0) << "the default is accepted again";
     }
     EXPECT_EQ(console.palette().color(QPalette::Base), QColor("lightyellow"));
@@ -132,9 +130,7 @@ TEST(CommandConsoleKeys, DefaultsAndChanges)
     EXPECT_EQ(console.palette().color(QPalette::Base), QColor("red"));
     // every row keeps its value on an empty text
     EXPECT_EQ(console.configure("prompt", "", "color_prompt", "", nullptr), 0) << takeErrors();
-    char* prompt = console.getConfigureValue("prompt");
-    EXPECT_STREQ(prompt, ">");
-    free(prompt);
+    EXPECT_EQ(configText(console, "prompt"), ">");
 }
 
 TEST_F(ConsoleTest, QueuedCommandsRunInOrderOneTurnApart)

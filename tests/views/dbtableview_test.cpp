@@ -16,6 +16,7 @@
 #include <cmath>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -87,23 +88,15 @@ TEST_F(DbTableviewTest, ColumnLanguageGivesCellTexts)
     ASSERT_EQ(view->vxmodel->columnCount(), 7);
 
     struct { const char* name; int row; int column; const char* text; } cases[] = {
-        {"real with format", 0, 0, "47.74"},
-        {"negative real", 1, 0, "-33.45"},
-        {"field value", 0, 1, "4.5"},
-        {"null field is empty", 1, 1, ""},
-        {"two parts joined", 0, 2, "1-analyst"},
-        {"two parts, second row", 1, 2, "2-NEIC"},
-        {"expression", 0, 3, "2.236"},
-        {"failed expression", 2, 3, "err"},
-        {"time without format", 1, 4, "1296400000.000000"},
-        {"string field", 0, 5, "qb"},
-        {"null string field is empty", 1, 5, ""},
-        {"semicolon inside quotes", 0, 6, "2011;031 qb"},
+        {"real with format", 0, 0, "47.74"},                {"negative real", 1, 0, "-33.45"},
+        {"field value", 0, 1, "4.5"},                       {"null field is empty", 1, 1, ""},
+        {"two parts joined", 0, 2, "1-analyst"},            {"two parts, second row", 1, 2, "2-NEIC"},
+        {"expression", 0, 3, "2.236"},                      {"failed expression", 2, 3, "err"},
+        {"time without format", 1, 4, "1296400000.000000"}, {"string field", 0, 5, "qb"},
+        {"null string field is empty", 1, 5, ""},           {"semicolon inside quotes", 0, 6, "2011;031 qb"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(cell(view.get(), c.row, c.column), QString::fromUtf8(c.text));
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(cell(view.get(), c.row, c.column), QString::fromUtf8(c.text)) << c.name;
     EXPECT_EQ(hl_error_count(), 0) << "a failed cell leaves the register empty";
 
     QAbstractItemModel* m = view->vxmodel;
@@ -185,8 +178,7 @@ TEST_F(DbTableviewTest, SelectionReachesSelectionCallback)
 {
     auto view = makeView(kAllNames);
     view->selectRow(2);
-    ASSERT_EQ(view->rows.size(), 1);
-    EXPECT_EQ(view->rows[0], 2);
+    EXPECT_EQ(view->rows, QList<int>{2});
 }
 
 TEST_F(DbTableviewTest, ViewWithNoRowsAcceptsAnyDefinition)
@@ -194,14 +186,10 @@ TEST_F(DbTableviewTest, ViewWithNoRowsAcceptsAnyDefinition)
     Rsptr event = rslookup(db, nullptr, "event", nullptr, nullptr);
     ASSERT_FALSE(rsisinvalid(event));
     VXDbTableview view(nullptr, event);
-    ASSERT_EQ(view.configure("column_definitions",
-                             "column_definitions &Arr{\n a &Arr{\n source no_such_field((\n sort no_such\n }\n}\n",
-                             nullptr),
-              0)
-        << takeErrors();
+    const char* definitions = "column_definitions &Arr{\n a &Arr{\n source no_such_field((\n sort no_such\n }\n}\n";
+    ASSERT_EQ(view.configure("column_definitions", definitions, nullptr), 0) << takeErrors();
     ASSERT_EQ(view.configure("column_names", "column_names &Tbl{\na\n}\n", nullptr), 0) << takeErrors();
-    EXPECT_EQ(view.vxmodel->rowCount(), 0);
-    EXPECT_EQ(view.vxmodel->columnCount(), 1);
+    EXPECT_EQ(std::make_pair(view.vxmodel->rowCount(), view.vxmodel->columnCount()), std::make_pair(0, 1));
     EXPECT_EQ(view.vxmodel->headerData(0, Qt::Horizontal).toString(), "a");
     view.resize(200, 100);
     EXPECT_FALSE(view.grab().isNull());
@@ -214,7 +202,9 @@ TEST_F(DbTableviewTest, BadDefinitionsKeepEarlierColumns)
     const auto colhash = view->colhash;
     const auto collist = view->collist;
 
-    struct { const char* name; const char* key; const char* value; const char* message; } cases[] = {
+    // a definitions text of one column x with the lines given
+    auto x = [](const char* lines) { return std::string("column_definitions &Arr{\n x &Arr{\n ") + lines + " }\n}\n"; };
+    struct { const char* name; const char* key; std::string value; const char* message; } cases[] = {
         {"names not compiled", "column_names", "column_names &Tbl{\nlat\n",
          "tableview_parse_coltbl: kvcompile(column_names &Tbl{\nlat\n) error.\n"},
         {"names absent", "column_names", "names &Tbl{\nlat\n}\n", "tableview_parse_coltbl: kvparam(column_names) error.\n"},
@@ -226,35 +216,29 @@ TEST_F(DbTableviewTest, BadDefinitionsKeepEarlierColumns)
          "tableview_parse_colarr: kvparam(column_definitions) error.\n"},
         {"column not a block", "column_definitions", "column_definitions &Arr{\n lat lat\n}\n",
          "tableview_parse_colarr: kvparam(column_definitions:lat) error.\n"},
-        {"no source", "column_definitions", "column_definitions &Arr{\n x &Arr{\n label X\n }\n}\n",
+        {"no source", "column_definitions", x("label X\n"),
          "tableview_parse_colarr: kvparam(column_definitions:x:source) error.\n"},
-        {"bad source", "column_definitions", "column_definitions &Arr{\n x &Arr{\n source lat; no_such\n }\n}\n",
+        {"bad source", "column_definitions", x("source lat; no_such\n"),
          "tableview_parse_colarr: column_definitions:x:source: rse_eval(no_such) error.\n"},
-        {"sort a block", "column_definitions",
-         "column_definitions &Arr{\n x &Arr{\n source lat\n sort &Arr{\n }\n }\n}\n",
+        {"sort a block", "column_definitions", x("source lat\n sort &Arr{\n }\n"),
          "tableview_parse_colarr: kvparam(column_definitions:x:sort) error.\n"},
-        {"bad sort", "column_definitions", "column_definitions &Arr{\n x &Arr{\n source lat\n sort lat no_such\n }\n}\n",
+        {"bad sort", "column_definitions", x("source lat\n sort lat no_such\n"),
          "tableview_parse_colarr: column_definitions:x:sort: rssort(lat no_such) error.\n"},
-        {"label a list", "column_definitions",
-         "column_definitions &Arr{\n x &Arr{\n source lat\n label &Tbl{\n }\n }\n}\n",
+        {"label a list", "column_definitions", x("source lat\n label &Tbl{\n }\n"),
          "tableview_parse_colarr: kvparam(column_definitions:x:label) error.\n"},
-        {"text_template a block", "column_definitions",
-         "column_definitions &Arr{\n x &Arr{\n source lat\n text_template &Arr{\n }\n }\n}\n",
+        {"text_template a block", "column_definitions", x("source lat\n text_template &Arr{\n }\n"),
          "tableview_parse_colarr: kvparam(column_definitions:x:text_template) error.\n"},
-        {"format a list", "column_definitions",
-         "column_definitions &Arr{\n x &Arr{\n source lat\n format &Tbl{\n }\n }\n}\n",
+        {"format a list", "column_definitions", x("source lat\n format &Tbl{\n }\n"),
          "tableview_parse_colarr: kvparam(column_definitions:x:format) error.\n"},
-        {"unsafe format", "column_definitions",
-         "column_definitions &Arr{\n x &Arr{\n source lat\n format %s and %s\n }\n}\n",
+        {"unsafe format", "column_definitions", x("source lat\n format %s and %s\n"),
          "tableview_parse_colarr: kvparam(column_definitions:x:format) error.\n"},
-        {"alignment a block", "column_definitions",
-         "column_definitions &Arr{\n x &Arr{\n source lat\n alignment &Arr{\n }\n }\n}\n",
+        {"alignment a block", "column_definitions", x("source lat\n alignment &Arr{\n }\n"),
          "tableview_parse_colarr: kvparam(column_definitions:x:alignment) error.\n"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         hl_clear_register(0);
-        expectConfigureRefused(view, c.key, c.value, c.message);
+        expectConfigureRefused(view, c.key, c.value.c_str(), c.message);
         EXPECT_EQ(view->colhash, colhash);
         EXPECT_EQ(view->collist, collist);
         EXPECT_EQ(view->vxmodel->columnCount(), 6);
@@ -298,10 +282,9 @@ TEST(DbTableviewFormat, ValuesThroughCheckedFormats)
         {"width too large", RSEX_INTEGER, 7, 0, "", "%10000d", "7"},
         {"unfinished", RSEX_INTEGER, 7, 0, "", "abc %", "7"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(VX_DbFormatValue(value(c.kind, c.i, c.d, c.s), c.kind, c.format), QString::fromUtf8(c.expected));
-    }
+    for (const auto& c : cases)
+        EXPECT_EQ(VX_DbFormatValue(value(c.kind, c.i, c.d, c.s), c.kind, c.format), QString::fromUtf8(c.expected))
+            << c.name;
     EXPECT_EQ(VX_DbFormatIsSafe("%8.3lf s"), 1);
     EXPECT_EQ(VX_DbFormatIsSafe("%s%s"), 0);
     EXPECT_EQ(VX_DbFormatIsSafe("%p"), 0);

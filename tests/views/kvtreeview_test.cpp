@@ -53,12 +53,18 @@ QModelIndex valueOf(const QModelIndex& key)
     return key.sibling(key.row(), VX_KVTREE_VALUE);
 }
 
-} // namespace
-
-TEST(KvTreeview, ModelPassesQtsModelTester)
+// The sample compiled into kv.
+struct KvTreeview : testing::Test
 {
     HLKv kv;
-    ASSERT_EQ(kv.compile(sample), 0);
+    void SetUp() override { ASSERT_EQ(kv.compile(sample), 0); }
+};
+using KvOptionsDialog = KvTreeview;
+
+} // namespace
+
+TEST_F(KvTreeview, ModelPassesQtsModelTester)
+{
     VXKvTreeview view(nullptr, &kv);
     QAbstractItemModelTester tester(view.model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
     view.expandAll();
@@ -70,10 +76,8 @@ TEST(KvTreeview, ModelPassesQtsModelTester)
     EXPECT_EQ(view.model()->rowCount(coasts), 1);
 }
 
-TEST(KvTreeview, ColoursFontsAndRedValues)
+TEST_F(KvTreeview, ColoursFontsAndRedValues)
 {
-    HLKv kv;
-    ASSERT_EQ(kv.compile(sample), 0);
     VXKvTreeview view(nullptr, &kv);
     const QModelIndex layers = findKey(view, "layers &Arr{");
     EXPECT_EQ(layers.data(Qt::ForegroundRole).value<QColor>(), QColor("blue"));
@@ -104,10 +108,8 @@ TEST(KvTreeview, ColoursFontsAndRedValues)
     EXPECT_EQ(std::string(hl_errlog_string(0)), "");
 }
 
-TEST(KvTreeview, AValueThatBreaksItsConstraintShowsRedAndTheDocumentKeepsItsValue)
+TEST_F(KvTreeview, AValueThatBreaksItsConstraintShowsRedAndTheDocumentKeepsItsValue)
 {
-    HLKv kv;
-    ASSERT_EQ(kv.compile(sample), 0);
     VXKvTreeview view(nullptr, &kv);
     const QModelIndex width = valueOf(findKey(view, "linewidth"));
     ASSERT_TRUE(view.model()->flags(width) & Qt::ItemIsEditable);
@@ -123,10 +125,8 @@ TEST(KvTreeview, AValueThatBreaksItsConstraintShowsRedAndTheDocumentKeepsItsValu
     EXPECT_EQ(std::string(hl_errlog_string(0)), "");
 }
 
-TEST(KvTreeview, AllowValueEditsNoMakesNothingEditable)
+TEST_F(KvTreeview, AllowValueEditsNoMakesNothingEditable)
 {
-    HLKv kv;
-    ASSERT_EQ(kv.compile(sample), 0);
     VXKvTreeview view(nullptr, &kv);
     ASSERT_EQ(view.configure("allow_comment_edits", "yes", nullptr), 0);
     int editable = 0;
@@ -149,10 +149,8 @@ TEST(KvTreeview, AllowValueEditsNoMakesNothingEditable)
     hl_clear_register(0);
 }
 
-TEST(KvTreeview, ShowKeysHideColumnsAndCommentRows)
+TEST_F(KvTreeview, ShowKeysHideColumnsAndCommentRows)
 {
-    HLKv kv;
-    ASSERT_EQ(kv.compile(sample), 0);
     VXKvTreeview view(nullptr, &kv);
     // defaults: constraints and sources hidden
     EXPECT_FALSE(view.isColumnHidden(VX_KVTREE_KEY));
@@ -172,10 +170,8 @@ TEST(KvTreeview, ShowKeysHideColumnsAndCommentRows)
     EXPECT_FALSE(view.isRowHidden(0, QModelIndex()));
 }
 
-TEST(KvOptionsDialog, ShowControlsZeroGivesTheTreeAndTheStatusLineOnly)
+TEST_F(KvOptionsDialog, ShowControlsZeroGivesTheTreeAndTheStatusLineOnly)
 {
-    HLKv kv;
-    ASSERT_EQ(kv.compile(sample), 0);
     VXKvOptionsDialog bare(&kv, 0, 0);
     EXPECT_TRUE(bare.findChildren<QPushButton*>().isEmpty());
     EXPECT_TRUE(bare.findChildren<QCheckBox*>().isEmpty());
@@ -202,7 +198,7 @@ TEST(KvOptionsDialog, ShowControlsZeroGivesTheTreeAndTheStatusLineOnly)
     EXPECT_EQ(std::string(hl_errlog_string(0)), "");
 }
 
-TEST(KvOptionsDialog, StatusLineTellsEachChangeAndAFailedSave)
+TEST_F(KvOptionsDialog, StatusLineTellsEachChangeAndAFailedSave)
 {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
@@ -232,10 +228,8 @@ TEST(KvOptionsDialog, StatusLineTellsEachChangeAndAFailedSave)
     EXPECT_EQ(f.readAll(), QByteArray(sample).replace("linewidth    2 ", "linewidth    3 "));
 }
 
-TEST(KvOptionsDialog, TheOptionsInstanceEditsItsOwnFileAndConfiguresTheParent)
+TEST_F(KvOptionsDialog, TheOptionsInstanceEditsItsOwnFileAndConfiguresTheParent)
 {
-    HLKv kv;
-    ASSERT_EQ(kv.compile(sample), 0);
     VXKvOptionsDialog dialog(&kv, 1, 0);
     VXoptions* options = dialog.optionsDialog();
     ASSERT_NE(options, nullptr) << dialog.statusMsg().toStdString();
@@ -255,7 +249,7 @@ TEST(KvOptionsDialog, TheOptionsInstanceEditsItsOwnFileAndConfiguresTheParent)
     EXPECT_EQ(std::string(hl_errlog_string(0)), "");
 }
 
-TEST(KvOptionsDialog, ADocumentThatDoesNotLoadStopsTheDialogWithItsMessages)
+TEST_F(KvOptionsDialog, ADocumentThatDoesNotLoadStopsTheDialogWithItsMessages)
 {
     EXPECT_THROW(VXKvOptionsDialog("/nonexistent/x.pf", 1, 0), const char*);
     const std::string text = hl_errlog_string(0);
@@ -264,10 +258,8 @@ TEST(KvOptionsDialog, ADocumentThatDoesNotLoadStopsTheDialogWithItsMessages)
     hl_clear_register(0);
 }
 
-TEST(KvOptionsDialog, RendersTheTree)
+TEST_F(KvOptionsDialog, RendersTheTree)
 {
-    HLKv kv;
-    ASSERT_EQ(kv.compile(sample), 0);
     VXKvOptionsDialog dialog(&kv, 1, 0);
     dialog.resize(760, 420);
     dialog.tv->expandAll();

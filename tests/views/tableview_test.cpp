@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -114,14 +115,10 @@ TEST(TableviewProtocol, ModelAnswersThroughCallbackWords)
 
     // word: the question asked; null: none, and an invalid answer
     struct { const char* name; int role; const char* word; } cases[] = {
-        {"display", Qt::DisplayRole, "data"},
-        {"foreground", Qt::ForegroundRole, "foreground"},
-        {"background", Qt::BackgroundRole, "background"},
-        {"alignment", Qt::TextAlignmentRole, "alignment"},
-        {"accentuated", Qt::UserRole, "accentuated"},
-        {"decoration", Qt::DecorationRole, nullptr},
-        {"tooltip", Qt::ToolTipRole, nullptr},
-        {"font", Qt::FontRole, nullptr},
+        {"display", Qt::DisplayRole, "data"},              {"foreground", Qt::ForegroundRole, "foreground"},
+        {"background", Qt::BackgroundRole, "background"},  {"alignment", Qt::TextAlignmentRole, "alignment"},
+        {"accentuated", Qt::UserRole, "accentuated"},      {"decoration", Qt::DecorationRole, nullptr},
+        {"tooltip", Qt::ToolTipRole, nullptr},             {"font", Qt::FontRole, nullptr},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -141,9 +138,7 @@ TEST(TableviewProtocol, ModelAnswersThroughCallbackWords)
     EXPECT_EQ(m->headerData(1, Qt::Horizontal).toString(), "H1h");
     EXPECT_EQ(m->headerData(7, Qt::Vertical).toString(), "H7v");
     EXPECT_FALSE(m->headerData(1, Qt::Horizontal, Qt::FontRole).isValid());
-    EXPECT_EQ(view.calls.size(), 2);
-    EXPECT_EQ(view.calls[0], (QStringList{"headerdata", "1", "horizontal"}));
-    EXPECT_EQ(view.calls[1], (QStringList{"headerdata", "7", "vertical"}));
+    EXPECT_EQ(view.calls, (QList<QStringList>{{"headerdata", "1", "horizontal"}, {"headerdata", "7", "vertical"}}));
 }
 
 TEST(TableviewProtocol, OutOfRangeCellsAskNothing)
@@ -306,10 +301,8 @@ TEST(TableviewHeader, RecordColumnShiftsSortColumns)
     view.calls.clear();
     clickHeader(&view, 2);
     clickHeader(&view, 0);
-    const QList<QStringList> sorts = view.callsOf("sort");
-    ASSERT_EQ(sorts.size(), 2);
-    EXPECT_EQ(sorts[0], (QStringList{"sort", "1", "0"}));
-    EXPECT_EQ(sorts[1], (QStringList{"sort", "-1", "0"})) << "the record column asks for the natural order";
+    // the record column asks for the natural order
+    EXPECT_EQ(view.callsOf("sort"), (QList<QStringList>{{"sort", "1", "0"}, {"sort", "-1", "0"}}));
 }
 
 TEST(TableviewProxy, SortRunsOnlyWhenTheCallbackAllowsIt)
@@ -345,9 +338,7 @@ TEST(TableviewSelection, SelectsOnReleaseAndReportsModelRow)
     sendMouse(&view, QEvent::MouseMove, cellCenter(&view, 4, 1));
     EXPECT_TRUE(view.callsOf("selection_changed").isEmpty()) << "a drag selects nothing";
     sendMouse(&view, QEvent::MouseButtonRelease, cellCenter(&view, 2, 1));
-    QList<QStringList> sel = view.callsOf("selection_changed");
-    ASSERT_EQ(sel.size(), 1);
-    EXPECT_EQ(sel[0], (QStringList{"selection_changed", "2"}));
+    EXPECT_EQ(view.callsOf("selection_changed"), (QList<QStringList>{{"selection_changed", "2"}}));
 
     // through a reversed proxy, the row of the model is reported
     view.sort_answer = "sort";
@@ -355,9 +346,7 @@ TEST(TableviewSelection, SelectsOnReleaseAndReportsModelRow)
     view.calls.clear();
     sendMouse(&view, QEvent::MouseButtonPress, cellCenter(&view, 0, 1));
     sendMouse(&view, QEvent::MouseButtonRelease, cellCenter(&view, 0, 1));
-    sel = view.callsOf("selection_changed");
-    ASSERT_EQ(sel.size(), 1);
-    EXPECT_EQ(sel[0], (QStringList{"selection_changed", "9"}));
+    EXPECT_EQ(view.callsOf("selection_changed"), (QList<QStringList>{{"selection_changed", "9"}}));
 
     // noselect holds back one callback
     view.calls.clear();
@@ -370,13 +359,11 @@ TEST(TableviewSelection, SelectsOnReleaseAndReportsModelRow)
 TEST(TableviewConfigure, BadValuesKeepEarlierStateWithTheirMessage)
 {
     RecordingView view;
-    ASSERT_EQ(view.configure("default_cell_height", "0x20", "default_cell_width", "010", "font_size", "15",
-                             nullptr),
-              0)
+    ASSERT_EQ(view.configure("default_cell_height", "0x20", "default_cell_width", "010", "font_size", "15", nullptr), 0)
         << takeErrors();
-    EXPECT_EQ(view.params.default_cell_height, 32) << "any base by prefix";
-    EXPECT_EQ(view.params.default_cell_width, 8);
-    EXPECT_EQ(view.params.font.pixelSize(), 15);
+    const auto& p = view.params;
+    EXPECT_EQ(std::make_tuple(p.default_cell_height, p.default_cell_width, p.font.pixelSize()),
+              std::make_tuple(32, 8, 15)) << "any base by prefix";
     view.configure("column_widths", "column_widths &Tbl{\n40\n}\n", nullptr);
     const QList<QVariant> widths = view.params.column_widths;
 
@@ -401,11 +388,8 @@ TEST(TableviewConfigure, BadValuesKeepEarlierStateWithTheirMessage)
         SCOPED_TRACE(c.name);
         hl_clear_register(0);
         expectConfigureRefused(&view, c.key, c.value, c.message);
-        EXPECT_EQ(view.params.default_cell_height, 32);
-        EXPECT_EQ(view.params.default_cell_width, 8);
-        EXPECT_EQ(view.params.font, font);
-        EXPECT_EQ(view.params.font_header, font_header);
-        EXPECT_EQ(view.params.column_widths, widths);
+        EXPECT_EQ(std::tie(p.default_cell_height, p.default_cell_width), std::make_tuple(32, 8));
+        EXPECT_EQ(std::tie(p.font, p.font_header, p.column_widths), std::tie(font, font_header, widths));
     }
 }
 
@@ -423,10 +407,8 @@ TEST(TableviewConfigure, ColumnWidthsCoverOnlyTheirColumns)
 {
     RecordingView view;
     view.configure("default_cell_width", "50", "show_record_numbers", "yes", nullptr);
-    ASSERT_EQ(view.configure("column_widths",
-                             "column_widths &Tbl{\n  80  \n\n\\# a comment row\nWWWW\n}\n", nullptr),
-              0)
-        << takeErrors();
+    const char* widths = "column_widths &Tbl{\n  80  \n\n\\# a comment row\nWWWW\n}\n";
+    ASSERT_EQ(view.configure("column_widths", widths, nullptr), 0) << takeErrors();
     ASSERT_EQ(view.params.column_widths.size(), 2);
     EXPECT_EQ(view.params.column_widths[0].typeId(), QMetaType::Int);
     EXPECT_EQ(view.params.column_widths[1].toString(), "WWWW");
@@ -460,8 +442,7 @@ TEST(TableviewSize, TotalSizeSumsColumnsAndRows)
     view.setDimensions(4, 2);
     int w = 0, h = 0;
     view.totalSize(w, h);
-    EXPECT_EQ(w, 110);
-    EXPECT_EQ(h, view.horizontalHeader()->sizeHint().height() + 80);
+    EXPECT_EQ(QSize(w, h), QSize(110, view.horizontalHeader()->sizeHint().height() + 80));
     EXPECT_LT(view.setDimensions(-1, 2), 0);
     EXPECT_LT(view.setDimensions(VX_TABLEVIEW_MAX_ROWS + 1, 2), 0);
     takeErrors();
