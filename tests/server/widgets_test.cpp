@@ -80,12 +80,6 @@ int sendNow(const char* word, const QString& handle)
     return ret;
 }
 
-// A main window for the test, deleted after it.
-struct WindowTest : ::testing::Test
-{
-    QString w = vx_send("mainwindow", "none").handle;
-    void TearDown() override { vx_send("delete", w); }
-};
 using WidgetCommandErrors = WindowTest;
 using Widgets = WindowTest;
 using Menus = WindowTest;
@@ -109,16 +103,14 @@ TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
     h["f"] = vx_send("frame", h["w"]).handle;
     expectRefusals({
         {"button parent", "button", "{b}", {}, "VX_GraphicsServer_button: parent must be a frame or mainwindow.\n"},
-        {"button unknown parent", "button", "button:99999", {},
-         "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_button: VX_GraphicsServer_get_item(button:99999) error.\n"},
+        {"button unknown parent", "button", "button:99999", {}, "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_button: VX_GraphicsServer_get_item(button:99999) error.\n"},
         {"label parent", "label", "{t}", {}, "VX_GraphicsServer_label: parent must be a frame or mainwindow or scrollarea.\n"},
         {"checkbox parent", "checkbox", "{g}", {}, "VX_GraphicsServer_checkbox: parent must be a frame or mainwindow.\n"},
         {"combobox parent", "combobox", "{t}", {}, "VX_GraphicsServer_combobox: parent must be a frame or mainwindow.\n"},
         {"lineedit parent", "lineedit", "{c}", {}, "VX_GraphicsServer_lineedit: parent must be a frame or mainwindow.\n"},
         {"menubar parent", "menubar", "{mb}", {}, "VX_GraphicsServer_menubar: parent must be a frame or mainwindow.\n"},
         {"menu parent", "menu", "{b}", {}, "VX_GraphicsServer_menu: parent must be a viewport, frame or mainwindow.\n"},
-        {"timer lookup", "timer", "button:99999", {},
-         "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_timer: VX_GraphicsServer_get_timer(button:99999) error.\n"},
+        {"timer lookup", "timer", "button:99999", {}, "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_timer: VX_GraphicsServer_get_timer(button:99999) error.\n"},
         {"timer parent", "timer", "{t}", {}, "VX_GraphicsServer_timer: parent must be a frame or mainwindow.\n"},
         {"filedialog count", "filedialog", "{w}", {"a", "b"}, "VX_GraphicsServer_filedialog: filedialog needs 3 or 4 arguments.\n"},
         {"filedialog parent", "filedialog", "{b}", {"a", "b", "c"}, "VX_GraphicsServer_filedialog: parent must be a frame or mainwindow.\n"},
