@@ -180,11 +180,9 @@ TEST(ConsoleCommands, ErrorTextsAndNothingChanges)
     expectRefusals({
         {"make parent", "commandconsole", "{b}", {}, "VX_GraphicsServer_commandconsole: parent must be a frame or mainwindow.\n"},
         {"make parent console", "commandconsole", "{c}", {}, "VX_GraphicsServer_commandconsole: parent must be a frame or mainwindow.\n"},
-        {"make unknown", "commandconsole", "frame:999999", {},
-         "VX_GraphicsServer_get_item: Handle 'frame:999999' not found.\nVX_GraphicsServer_commandconsole: VX_GraphicsServer_get_item(frame:999999) error.\n"},
+        {"make unknown", "commandconsole", "frame:999999", {}, "VX_GraphicsServer_get_item: Handle 'frame:999999' not found.\nVX_GraphicsServer_commandconsole: VX_GraphicsServer_get_item(frame:999999) error.\n"},
         {"send target", "commandconsole_sendcommand", "{b}", {"x"}, "VX_GraphicsServer_commandconsole_sendcommand: must be commandconsole item parent.\n"},
-        {"send unknown", "commandconsole_sendcommand", "commandconsole:999999", {"x"},
-         "VX_GraphicsServer_get_item: Handle 'commandconsole:999999' not found.\nVX_GraphicsServer_commandconsole_sendcommand: VX_GraphicsServer_get_item(commandconsole:999999) error.\n"},
+        {"send unknown", "commandconsole_sendcommand", "commandconsole:999999", {"x"}, "VX_GraphicsServer_get_item: Handle 'commandconsole:999999' not found.\nVX_GraphicsServer_commandconsole_sendcommand: VX_GraphicsServer_get_item(commandconsole:999999) error.\n"},
         {"send none", "commandconsole_sendcommand", "{c}", {}, "VX_GraphicsServer_commandconsole_sendcommand: sendcommand needs 1, 2, or 3 arguments.\n"},
         {"send four", "commandconsole_sendcommand", "{c}", {"x", "1", "1", "1"}, "VX_GraphicsServer_commandconsole_sendcommand: sendcommand needs 1, 2, or 3 arguments.\n"},
         {"send echo_command", "commandconsole_sendcommand", "{c}", {"x", "yes"}, "VX_GraphicsServer_commandconsole_sendcommand: echo_command conversion error 'yes'.\n"},
