@@ -276,8 +276,7 @@ TEST(TimeCalendar, DayNumberToDate)
         SCOPED_TRACE(c.name);
         int month = 0, day = 0;
         EXPECT_EQ(timedaynum2date(c.doy, c.year, &month, &day), c.result);
-        EXPECT_EQ(month, c.month);
-        EXPECT_EQ(day, c.day);
+        EXPECT_EQ((std::vector{month, day}), (std::vector{c.month, c.day}));
     }
     EXPECT_EQ(timedaynum2date(32, 2000, nullptr, nullptr), 0);
 }
@@ -297,12 +296,8 @@ TEST(TimeCalendar, Breakdown)
         int year = 0, month = 0, day = 0, doy = 0, hour = 0, minute = 0;
         double second = 0;
         ASSERT_EQ(timebreakdown2(c.epoch, &year, &month, &day, &doy, &hour, &minute, &second), 0);
-        EXPECT_EQ(year, c.year);
-        EXPECT_EQ(month, c.month);
-        EXPECT_EQ(day, c.day);
-        EXPECT_EQ(doy, c.doy);
-        EXPECT_EQ(hour, c.hour);
-        EXPECT_EQ(minute, c.minute);
+        EXPECT_EQ((std::vector{year, month, day, doy, hour, minute}),
+                  (std::vector{c.year, c.month, c.day, c.doy, c.hour, c.minute}));
         EXPECT_NEAR(second, c.second, 1e-6);
         int doy_only = 0;
         ASSERT_EQ(timebreakdown(c.epoch, nullptr, &doy_only, nullptr, nullptr, nullptr), 0);
