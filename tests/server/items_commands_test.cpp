@@ -149,17 +149,8 @@ TEST(LayerCommands, SetlayerAnswersTheFullNameOnceAndChecksItsCount)
     vx_send("delete", button);
 }
 
-TEST(LayerCommands, VisibilityTakesAnIntegerForALayerName)
-{
-    PlotSession s;
-    const QString layer = vx_send("setlayer", s.axes, {"back"}).handle;
-    Reply r = vx_send("setlayervisibility", layer, {"0"});
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.handle, "setlayervisibility");
-    EXPECT_EQ(VXLayer::getLayer(layer)->visibility, 0);
-}
-
-TEST(LayerCommands, LayertotopAndBottomRestackTheLayer)
+// setlayervisibility takes an integer for a layer's full name
+TEST(LayerCommands, VisibilityAndRestackingOfALayer)
 {
     PlotSession s;
     const QString layer = vx_send("setlayer", s.axes, {"back"}).handle;
@@ -167,8 +158,12 @@ TEST(LayerCommands, LayertotopAndBottomRestackTheLayer)
     auto* vp = itemOf<VXViewport>(s.viewport);
     VXLayer* l = VXLayer::getLayer(layer);
     ASSERT_NE(l, nullptr);
+    Reply r = vx_send("setlayervisibility", layer, {"0"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, "setlayervisibility");
+    EXPECT_EQ(l->visibility, 0);
 
-    Reply r = vx_send("layertotop", layer);
+    r = vx_send("layertotop", layer);
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.handle, "layertotop");
     EXPECT_EQ(vp->vars.display_list.last(), l);
@@ -178,16 +173,13 @@ TEST(LayerCommands, LayertotopAndBottomRestackTheLayer)
     vx_send("delete", line);
 }
 
+// the handle of an item's viewport; a viewport made outside the server is
+// entered in the table once
 TEST(GetViewport, AnswersTheViewportHandleOfItems)
 {
     PlotSession s;
     EXPECT_EQ(vx_send("getviewport", s.axes).handle, s.viewport);
     EXPECT_EQ(vx_send("getviewport", s.viewport).handle, s.viewport);
-}
-
-TEST(GetViewport, RegistersAViewportMadeOutsideTheServerOnce)
-{
-    PlotSession s;
     auto* parent = itemOf<QWidget>(s.window);
     auto* vp = new VXViewport(parent, 1, 1);
     auto* axes = new VXAxes(vp);
