@@ -18,11 +18,6 @@ QString h(const char* type, int n)
     return QStringLiteral("%1:%2").arg(QLatin1String(type)).arg(n);
 }
 
-VXMainWindow* windowOf(const QString& handle)
-{
-    return static_cast<VXMainWindow*>(VX_GraphicsServer_get_item(vx_test_server(), handle, nullptr, 0));
-}
-
 } // namespace
 
 TEST(HandleTable, MainwindowRegistersItsFrameFirst)
@@ -106,7 +101,7 @@ TEST(HandleTable, ChildrenOfADeletedWindowAnswerAsDestroyed)
     for (const char* top : {"mainwindow", "frame"}) {
         SCOPED_TRACE(top);
         Reply w = vx_send(top, "none");
-        QString frame = top == QString("frame") ? w.handle : windowOf(w.handle)->tl_handle;
+        QString frame = top == QString("frame") ? w.handle : itemOf<VXMainWindow>(w.handle)->tl_handle;
         QStringList children = {vx_send("button", frame).handle, vx_send("gridlayout", frame).handle};
         if (frame != w.handle)
             children << frame;
@@ -126,25 +121,16 @@ TEST(CommandErrors, ExactTextsAndNothingMade)
 {
     Handles h;
     h["w"] = vx_send("mainwindow", "none").handle;
-    h["f"] = windowOf(h["w"])->tl_handle;
+    h["f"] = itemOf<VXMainWindow>(h["w"])->tl_handle;
     expectRefusals({
         {"unknown word", "bogus", "none", {}, "VX_GraphicsServer_process: Unrecognized command 'bogus'.\n"},
-        {"unknown word keeps case", "MainWindow", "none", {},
-         "VX_GraphicsServer_process: Unrecognized command 'MainWindow'.\n"},
+        {"unknown word keeps case", "MainWindow", "none", {}, "VX_GraphicsServer_process: Unrecognized command 'MainWindow'.\n"},
         {"empty word", "", "none", {}, "VX_GraphicsServer_process: Unrecognized command ''.\n"},
-        {"mainwindow unknown parent", "mainwindow", "frame:99999", {},
-         "VX_GraphicsServer_get_item: Handle 'frame:99999' not found.\n"
-         "VX_GraphicsServer_mainwindow: VX_GraphicsServer_get_item(frame:99999) error.\n"},
-        {"mainwindow bad close_window", "mainwindow", "none", {"yes"},
-         "VX_GraphicsServer_mainwindow: close_window conversion error 'yes'.\n"},
-        {"mainwindow close_window not decimal", "mainwindow", "{f}", {"0x1"},
-         "VX_GraphicsServer_mainwindow: close_window conversion error '0x1'.\n"},
-        {"delete unknown", "delete", "viewport:123456", {},
-         "VX_GraphicsServer_get_item: Handle 'viewport:123456' not found.\n"
-         "VX_GraphicsServer_delete: VX_GraphicsServer_get_item(viewport:123456) error.\n"},
-        {"show unknown", "show", "none", {},
-         "VX_GraphicsServer_get_item: Handle 'none' not found.\n"
-         "VX_GraphicsServer_show: VX_GraphicsServer_get_item(none) error.\n"},
+        {"mainwindow unknown parent", "mainwindow", "frame:99999", {}, "VX_GraphicsServer_get_item: Handle 'frame:99999' not found.\nVX_GraphicsServer_mainwindow: VX_GraphicsServer_get_item(frame:99999) error.\n"},
+        {"mainwindow bad close_window", "mainwindow", "none", {"yes"}, "VX_GraphicsServer_mainwindow: close_window conversion error 'yes'.\n"},
+        {"mainwindow close_window not decimal", "mainwindow", "{f}", {"0x1"}, "VX_GraphicsServer_mainwindow: close_window conversion error '0x1'.\n"},
+        {"delete unknown", "delete", "viewport:123456", {}, "VX_GraphicsServer_get_item: Handle 'viewport:123456' not found.\nVX_GraphicsServer_delete: VX_GraphicsServer_get_item(viewport:123456) error.\n"},
+        {"show unknown", "show", "none", {}, "VX_GraphicsServer_get_item: Handle 'none' not found.\nVX_GraphicsServer_show: VX_GraphicsServer_get_item(none) error.\n"},
     }, h);
     vx_send("delete", h["w"]);
 }
@@ -186,7 +172,6 @@ TEST(Delete, ActionAndTraceviewEntriesGoButObjectsStay)
     EXPECT_EQ(vx_send("delete", handle).code, 0);
     EXPECT_FALSE(guard.isNull());
     EXPECT_EQ(VX_GraphicsServer_get_item(vx_test_server(), handle, nullptr, 0), nullptr);
-    hl_clear_register(0);
 }
 
 TEST(Quit, DirectQuitSetsStateAndAnswersTheHandle)
@@ -232,7 +217,7 @@ TEST(CommandTable, EveryRowHasAProcUsageAndUniqueWord)
 TEST(Geometry, ShowsHidesSizesPlacesAndLimitsWidgets)
 {
     Reply w = vx_send("mainwindow", "none");
-    QWidget* window = windowOf(w.handle);
+    QWidget* window = itemOf<VXMainWindow>(w.handle);
     EXPECT_EQ(vx_send("show", w.handle).handle, "show");
     EXPECT_TRUE(window->isVisible());
     EXPECT_EQ(vx_send("hide", w.handle).handle, "hide");
@@ -261,19 +246,14 @@ TEST(Geometry, ExactRefusals)
     static int item;
     VX_GraphicsServer_set_item(vx_test_server(), VX_TYPE_AXES, &item, h["x"]);
     expectRefusals({
-        {"three numbers", "geometry", "{w}", {"1", "2", "3"},
-         "VX_GraphicsServer_geometry: geometry command must have 2 or 4 arguments.\n"},
+        {"three numbers", "geometry", "{w}", {"1", "2", "3"}, "VX_GraphicsServer_geometry: geometry command must have 2 or 4 arguments.\n"},
         {"bad number", "geometry", "{w}", {"1", "x"}, "VX_GraphicsServer_geometry: gemeometry conversion error 'x'.\n"},
-        {"fixed count", "geometry_fixed", "{w}", {"1"},
-         "VX_GraphicsServer_fixed_geometry: geometry command must have 2 or 4 arguments.\n"},
+        {"fixed count", "geometry_fixed", "{w}", {"1"}, "VX_GraphicsServer_fixed_geometry: geometry command must have 2 or 4 arguments.\n"},
         {"position count", "position", "{w}", {"1"}, "VX_GraphicsServer_position: position command must have 2.\n"},
-        {"position number", "position", "{w}", {"a", "1"},
-         "VX_GraphicsServer_position: gemeometry conversion error 'a'.\n"},
+        {"position number", "position", "{w}", {"a", "1"}, "VX_GraphicsServer_position: gemeometry conversion error 'a'.\n"},
         {"maximum count", "maximumsize", "{w}", {}, "VX_GraphicsServer_maximumsize: maximumsize command must have 2 arguments.\n"},
         {"minimum height", "minimumsize", "{w}", {"1", "h"}, "VX_GraphicsServer_minimumsize: height conversion error 'h'.\n"},
-        {"unknown handle", "geometry", "frame:424242", {"1", "2"},
-         "VX_GraphicsServer_get_item: Handle 'frame:424242' not found.\n"
-         "VX_GraphicsServer_geometry: VX_GraphicsServer_get_item(frame:424242) error.\n"},
+        {"unknown handle", "geometry", "frame:424242", {"1", "2"}, "VX_GraphicsServer_get_item: Handle 'frame:424242' not found.\nVX_GraphicsServer_geometry: VX_GraphicsServer_get_item(frame:424242) error.\n"},
         {"plot item", "geometry", "{x}", {"1", "2"}, "VX_GraphicsServer_geometry: axes object is not a widget.\n"},
     }, h);
     VX_GraphicsServer_get_item(vx_test_server(), h["x"], nullptr, 1);
@@ -283,13 +263,12 @@ TEST(Geometry, ExactRefusals)
 TEST(HandleTable, MainWindowWhoseCentralFrameWasDeletedStillTakesChildren)
 {
     Reply w = vx_send("mainwindow", "none");
-    auto* window = windowOf(w.handle);
+    auto* window = itemOf<VXMainWindow>(w.handle);
     ASSERT_EQ(vx_send("delete", window->tl_handle).code, 0);
     EXPECT_EQ(window->getToplevel(), nullptr);
     Reply f = vx_send("frame", w.handle);
     ASSERT_EQ(f.code, 0) << f.handle.toStdString();
-    auto* frame = static_cast<QFrame*>(VX_GraphicsServer_get_item(vx_test_server(), f.handle, nullptr, 0));
-    EXPECT_EQ(frame->parentWidget(), window);
+    EXPECT_EQ(itemOf<QFrame>(f.handle)->parentWidget(), window);
     EXPECT_EQ(vx_send("mainwindow_adjustsize", w.handle).code, 0);
     vx_send("delete", w.handle);
 }

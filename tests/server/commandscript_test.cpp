@@ -5,14 +5,7 @@
 
 namespace {
 
-struct ParseCase
-{
-    const char* name;
-    QString text;
-    QString bind, command, handle;
-    QStringList args, config;
-    bool directive = false;
-};
+struct ParseCase { const char* name; QString text, bind, command, handle; QStringList args, config; bool directive = false; };
 
 // A script read statement by statement from one text.
 struct Reader

@@ -132,13 +132,8 @@ TEST(ConsoleCommands, ImportFromFile)
     QStringList seen;
     sendExtra("commandconsole_callback", s.h["c"], {reinterpret_cast<void*>(&record), &seen});
 
-    const QString missing = "/nonexistent/console/commands.txt";
-    Reply r = vx_send("commandconsole_importfromfile", s.h["c"], {missing});
-    EXPECT_EQ(r.ret, -1);
-    EXPECT_EQ(r.code, 1);
-    EXPECT_EQ(r.handle, "VXCommandConsole::importFromFile: file.open(" + missing + ") error.\n"
-                        "VX_GraphicsServer_commandconsole_importfromfile: VXCommandConsole::importFromFile(" +
-                            missing + ") error.\n");
+    s.h["p"] = "/nonexistent/console/commands.txt";
+    expectRefusals({{"missing file", "commandconsole_importfromfile", "{c}", {"{p}"}, "VXCommandConsole::importFromFile: file.open({p}) error.\nVX_GraphicsServer_commandconsole_importfromfile: VXCommandConsole::importFromFile({p}) error.\n"}}, s);
     EXPECT_TRUE(s.console->command_queue.isEmpty());
     QCoreApplication::processEvents();
     EXPECT_TRUE(seen.isEmpty());
@@ -148,7 +143,7 @@ TEST(ConsoleCommands, ImportFromFile)
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.write("time 0 600\nscale 2\nshow BHZ\n");
     f.close();
-    r = vx_send("commandconsole_importfromfile", s.h["c"], {f.fileName(), "0"});
+    Reply r = vx_send("commandconsole_importfromfile", s.h["c"], {f.fileName(), "0"});
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.handle, s.h["c"]);
     EXPECT_EQ(s.console->command_queue.size(), 3);
@@ -180,11 +175,9 @@ TEST(ConsoleCommands, ErrorTextsAndNothingChanges)
     expectRefusals({
         {"make parent", "commandconsole", "{b}", {}, "VX_GraphicsServer_commandconsole: parent must be a frame or mainwindow.\n"},
         {"make parent console", "commandconsole", "{c}", {}, "VX_GraphicsServer_commandconsole: parent must be a frame or mainwindow.\n"},
-        {"make unknown", "commandconsole", "frame:999999", {},
-         "VX_GraphicsServer_get_item: Handle 'frame:999999' not found.\nVX_GraphicsServer_commandconsole: VX_GraphicsServer_get_item(frame:999999) error.\n"},
+        {"make unknown", "commandconsole", "frame:999999", {}, "VX_GraphicsServer_get_item: Handle 'frame:999999' not found.\nVX_GraphicsServer_commandconsole: VX_GraphicsServer_get_item(frame:999999) error.\n"},
         {"send target", "commandconsole_sendcommand", "{b}", {"x"}, "VX_GraphicsServer_commandconsole_sendcommand: must be commandconsole item parent.\n"},
-        {"send unknown", "commandconsole_sendcommand", "commandconsole:999999", {"x"},
-         "VX_GraphicsServer_get_item: Handle 'commandconsole:999999' not found.\nVX_GraphicsServer_commandconsole_sendcommand: VX_GraphicsServer_get_item(commandconsole:999999) error.\n"},
+        {"send unknown", "commandconsole_sendcommand", "commandconsole:999999", {"x"}, "VX_GraphicsServer_get_item: Handle 'commandconsole:999999' not found.\nVX_GraphicsServer_commandconsole_sendcommand: VX_GraphicsServer_get_item(commandconsole:999999) error.\n"},
         {"send none", "commandconsole_sendcommand", "{c}", {}, "VX_GraphicsServer_commandconsole_sendcommand: sendcommand needs 1, 2, or 3 arguments.\n"},
         {"send four", "commandconsole_sendcommand", "{c}", {"x", "1", "1", "1"}, "VX_GraphicsServer_commandconsole_sendcommand: sendcommand needs 1, 2, or 3 arguments.\n"},
         {"send echo_command", "commandconsole_sendcommand", "{c}", {"x", "yes"}, "VX_GraphicsServer_commandconsole_sendcommand: echo_command conversion error 'yes'.\n"},

@@ -14,29 +14,6 @@
 
 namespace {
 
-struct Session
-{
-    QString window, viewport, axes;
-    Session()
-    {
-        window = vx_send("mainwindow", "none", {"0"}).handle;
-        viewport = vx_send("viewport", window).handle;
-        axes = vx_send("axes", viewport).handle;
-    }
-    ~Session()
-    {
-        vx_send("delete", axes);
-        vx_send("delete", viewport);
-        vx_send("delete", window);
-    }
-};
-
-template <typename T>
-T* itemOf(const QString& handle)
-{
-    return static_cast<T*>(VX_GraphicsServer_get_item(vx_test_server(), handle, nullptr, 0));
-}
-
 VXViewportItem* axesItem(const QString& handle)
 {
     int type = -1;
@@ -49,7 +26,7 @@ VXViewportItem* axesItem(const QString& handle)
 
 TEST(ItemCommands, HideShowAndNameThePlotItem)
 {
-    Session s;
+    PlotSession s;
     VXViewportItem* item = axesItem(s.axes);
     ASSERT_TRUE(item->isShown());
     for (const char* word : {"itemhide", "itemshow"}) {
@@ -65,7 +42,7 @@ TEST(ItemCommands, HideShowAndNameThePlotItem)
 
 TEST(ItemCommands, ExactRefusals)
 {
-    Session s;
+    PlotSession s;
     Handles h;
     h["a"] = s.axes;
     h["v"] = s.viewport;
@@ -78,23 +55,15 @@ TEST(ItemCommands, ExactRefusals)
         {"name frame", "itemsetname", "{f}", {"x"}, "VX_GraphicsServer_itemsetname: frame object not a vxplot item.\n"},
         {"name count", "itemsetname", "{a}", {"a", "b"}, "VX_GraphicsServer_itemsetname: itemsetname needs 1 arguments.\n"},
         {"stale frame", "setitemstale", "{f}", {}, "VX_GraphicsServer_setitemstale: frame object not a vxplot item.\n"},
-        {"hide unknown", "itemhide", "axes:999999", {},
-         "VX_GraphicsServer_get_item: Handle 'axes:999999' not found.\n"
-         "VX_GraphicsServer_itemhide: VX_GraphicsServer_get_item(axes:999999) error.\n"},
+        {"hide unknown", "itemhide", "axes:999999", {}, "VX_GraphicsServer_get_item: Handle 'axes:999999' not found.\nVX_GraphicsServer_itemhide: VX_GraphicsServer_get_item(axes:999999) error.\n"},
         {"screen number", "getscreen", "none", {"x"}, "VX_GraphicsServer_getscreen: screen conversion error 'x'.\n"},
-        {"screen count", "getscreen", "none", {"0", "1"},
-         "VX_GraphicsServer_getscreen: getscreen command must have 2 or 4 arguments.\n"},
+        {"screen count", "getscreen", "none", {"0", "1"}, "VX_GraphicsServer_getscreen: getscreen command must have 2 or 4 arguments.\n"},
         {"setlayer count", "setlayer", "{a}", {}, "VX_GraphicsServer_setlayer: setlayer needs 1 arguments.\n"},
-        {"visibility none", "setlayervisibility", "{l}", {},
-         "VX_GraphicsServer_setlayervisibility: setlayervisibility needs 1 arguments.\n"},
-        {"visibility two", "setlayervisibility", "{l}", {"1", "1"},
-         "VX_GraphicsServer_setlayervisibility: setlayervisibility needs 1 arguments.\n"},
-        {"visibility number", "setlayervisibility", "{l}", {"on"},
-         "VX_GraphicsServer_setlayervisibility: visibility conversion error 'on'.\n"},
-        {"layertotop unknown", "layertotop", "nolayer:nowhere", {},
-         "VX_GraphicsServer_layertotop: cannot find layer 'nolayer:nowhere'.\n"},
-        {"layertobottom unknown", "layertobottom", "nolayer:nowhere", {},
-         "VX_GraphicsServer_layertobottom: cannot find layer 'nolayer:nowhere'.\n"},
+        {"visibility none", "setlayervisibility", "{l}", {}, "VX_GraphicsServer_setlayervisibility: setlayervisibility needs 1 arguments.\n"},
+        {"visibility two", "setlayervisibility", "{l}", {"1", "1"}, "VX_GraphicsServer_setlayervisibility: setlayervisibility needs 1 arguments.\n"},
+        {"visibility number", "setlayervisibility", "{l}", {"on"}, "VX_GraphicsServer_setlayervisibility: visibility conversion error 'on'.\n"},
+        {"layertotop unknown", "layertotop", "nolayer:nowhere", {}, "VX_GraphicsServer_layertotop: cannot find layer 'nolayer:nowhere'.\n"},
+        {"layertobottom unknown", "layertobottom", "nolayer:nowhere", {}, "VX_GraphicsServer_layertobottom: cannot find layer 'nolayer:nowhere'.\n"},
         {"getviewport arguments", "getviewport", "{a}", {"x"}, "VX_GraphicsServer_getviewport: setlayer needs 0 arguments.\n"},
         {"getviewport frame", "getviewport", "{f}", {}, "VX_GraphicsServer_getviewport: frame object has no viewport.\n"},
         {"getviewport window", "getviewport", "{w}", {}, "VX_GraphicsServer_getviewport: Cannot find viewport.\n"},
@@ -108,7 +77,7 @@ TEST(ItemCommands, ExactRefusals)
 
 TEST(ItemCommands, TotopAndTobottomRestackWidgets)
 {
-    Session s;
+    PlotSession s;
     QString second = vx_send("viewport", s.window).handle;
     auto* first = itemOf<VXViewport>(s.viewport);
     auto* other = itemOf<VXViewport>(second);
@@ -123,7 +92,7 @@ TEST(ItemCommands, TotopAndTobottomRestackWidgets)
 
 TEST(ItemCommands, TotopAndUpdateOfPlotItemsAndWidgets)
 {
-    Session s;
+    PlotSession s;
     EXPECT_EQ(vx_send("totop", s.axes).code, 0);
     EXPECT_EQ(vx_send("tobottom", s.axes).code, 0);
     Reply r = vx_send("totop", "axes:999999");
@@ -135,7 +104,7 @@ TEST(ItemCommands, TotopAndUpdateOfPlotItemsAndWidgets)
 
 TEST(ItemCommands, GetgeometryAnswersGlobalThenLocalGeometry)
 {
-    Session s;
+    PlotSession s;
     ASSERT_EQ(vx_send("geometry", s.window, {"10", "20", "320", "200"}).code, 0);
     Reply r = vx_send("getgeometry", s.window);
     ASSERT_EQ(r.code, 0);
@@ -150,11 +119,7 @@ TEST(ItemCommands, GetscreenClampsTheNumber)
     const int last = int(QGuiApplication::screens().size()) - 1;
     ASSERT_GE(last, 0);
     struct Case { const char* name; QStringList args; QString first; };
-    const Case cases[] = {
-        {"none", {}, "0"},
-        {"beyond", {"99"}, QString::number(last)},
-        {"negative", {"-3"}, "0"},
-    };
+    const Case cases[] = {{"none", {}, "0"}, {"beyond", {"99"}, QString::number(last)}, {"negative", {"-3"}, "0"}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         Reply r = vx_send("getscreen", "none", c.args);
@@ -166,7 +131,7 @@ TEST(ItemCommands, GetscreenClampsTheNumber)
 
 TEST(LayerCommands, SetlayerAnswersTheFullNameOnceAndChecksItsCount)
 {
-    Session s;
+    PlotSession s;
     VXViewportItem* item = axesItem(s.axes);
     Reply r = vx_send("setlayer", s.axes, {"back"});
     ASSERT_EQ(r.code, 0);
@@ -184,26 +149,21 @@ TEST(LayerCommands, SetlayerAnswersTheFullNameOnceAndChecksItsCount)
     vx_send("delete", button);
 }
 
-TEST(LayerCommands, VisibilityTakesAnIntegerForALayerName)
+// setlayervisibility takes an integer for a layer's full name
+TEST(LayerCommands, VisibilityAndRestackingOfALayer)
 {
-    Session s;
-    const QString layer = vx_send("setlayer", s.axes, {"back"}).handle;
-    Reply r = vx_send("setlayervisibility", layer, {"0"});
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.handle, "setlayervisibility");
-    EXPECT_EQ(VXLayer::getLayer(layer)->visibility, 0);
-}
-
-TEST(LayerCommands, LayertotopAndBottomRestackTheLayer)
-{
-    Session s;
+    PlotSession s;
     const QString layer = vx_send("setlayer", s.axes, {"back"}).handle;
     const QString line = vx_send("polyline", s.viewport).handle;
     auto* vp = itemOf<VXViewport>(s.viewport);
     VXLayer* l = VXLayer::getLayer(layer);
     ASSERT_NE(l, nullptr);
+    Reply r = vx_send("setlayervisibility", layer, {"0"});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.handle, "setlayervisibility");
+    EXPECT_EQ(l->visibility, 0);
 
-    Reply r = vx_send("layertotop", layer);
+    r = vx_send("layertotop", layer);
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.handle, "layertotop");
     EXPECT_EQ(vp->vars.display_list.last(), l);
@@ -213,17 +173,13 @@ TEST(LayerCommands, LayertotopAndBottomRestackTheLayer)
     vx_send("delete", line);
 }
 
+// the handle of an item's viewport; a viewport made outside the server is
+// entered in the table once
 TEST(GetViewport, AnswersTheViewportHandleOfItems)
 {
-    Session s;
+    PlotSession s;
     EXPECT_EQ(vx_send("getviewport", s.axes).handle, s.viewport);
     EXPECT_EQ(vx_send("getviewport", s.viewport).handle, s.viewport);
-
-}
-
-TEST(GetViewport, RegistersAViewportMadeOutsideTheServerOnce)
-{
-    Session s;
     auto* parent = itemOf<QWidget>(s.window);
     auto* vp = new VXViewport(parent, 1, 1);
     auto* axes = new VXAxes(vp);

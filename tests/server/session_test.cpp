@@ -85,6 +85,14 @@ Sent send(VX_GraphicsServer* server, const QString& word, const QString& handle,
     return s;
 }
 
+// The session has ended as it should; the server goes.
+void endsFinished(VX_GraphicsServer* server)
+{
+    ASSERT_NE(server, nullptr);
+    EXPECT_EQ(server->state.load(), VX_STATE_FINISHED);
+    VX_GraphicsServer_destroy(server);
+}
+
 } // namespace
 
 TEST(Session, QueuedCommandsNumberHandlesAcrossTypes)
@@ -102,8 +110,6 @@ TEST(Session, QueuedCommandsNumberHandlesAcrossTypes)
         got << send(s, "delete", "mainwindow:3").handle;
         hl_clear_register(0);
     });
-    ASSERT_NE(server, nullptr);
-    EXPECT_EQ(server->state.load(), VX_STATE_FINISHED);
     ASSERT_EQ(got.size(), 5);
     EXPECT_EQ(got[0], "mainwindow:1");
     EXPECT_EQ(got[1], "mainwindow:3");
@@ -115,7 +121,7 @@ TEST(Session, QueuedCommandsNumberHandlesAcrossTypes)
                       "VX_GraphicsServer_delete: VX_GraphicsServer_get_item(mainwindow:3) error.\n");
     // the Qt thread's register holds nothing of the client's lines
     EXPECT_STREQ(hl_errlog_string(0), "");
-    VX_GraphicsServer_destroy(server);
+    endsFinished(server);
 }
 
 TEST(Session, ExecTwiceAndCommandsWhileRunning)
@@ -129,8 +135,7 @@ TEST(Session, ExecTwiceAndCommandsWhileRunning)
         got << send(s, "show", "mainwindow:1").handle;
     });
     EXPECT_EQ(got, QStringList({"exec", "exec", "1", "mainwindow:1", "show"}));
-    EXPECT_EQ(server->state.load(), VX_STATE_FINISHED);
-    VX_GraphicsServer_destroy(server);
+    endsFinished(server);
 }
 
 TEST(Session, QuitAnswersWithItsWord)
@@ -139,15 +144,13 @@ TEST(Session, QuitAnswersWithItsWord)
     VX_GraphicsServer* server = runSession(
         [&](VX_GraphicsServer* s) { answer = send(s, "quit", "anything").handle; }, false);
     EXPECT_EQ(answer, "quit");
-    EXPECT_EQ(server->state.load(), VX_STATE_FINISHED);
-    VX_GraphicsServer_destroy(server);
+    endsFinished(server);
 }
 
 TEST(Session, ReleaseEndsTheLoopBeforeExec)
 {
     VX_GraphicsServer* server = runSession([](VX_GraphicsServer* s) { VX_GraphicsServer_release(s); }, false);
-    EXPECT_EQ(server->state.load(), VX_STATE_FINISHED);
-    VX_GraphicsServer_destroy(server);
+    endsFinished(server);
 }
 
 TEST(Session, EmptyWordWakesTheLoopWithoutAResponse)
@@ -160,7 +163,7 @@ TEST(Session, EmptyWordWakesTheLoopWithoutAResponse)
         EXPECT_EQ(mtqueue_data_available(s->receive_mtqueue), 0);
     });
     EXPECT_EQ(after, "mainwindow:1");
-    VX_GraphicsServer_destroy(server);
+    endsFinished(server);
 }
 
 TEST(Session, QuitFromACallbackOnTheQtThread)
@@ -178,8 +181,7 @@ TEST(Session, QuitFromACallbackOnTheQtThread)
             });
         });
     EXPECT_EQ(direct_ret.load(), 0);
-    EXPECT_EQ(server->state.load(), VX_STATE_FINISHED);
-    VX_GraphicsServer_destroy(server);
+    endsFinished(server);
 }
 
 TEST(Session, ClosingTheFirstWindowEndsTheSessionAndTheSecondDoesNot)
@@ -218,8 +220,7 @@ TEST(Session, ClosingTheFirstWindowEndsTheSessionAndTheSecondDoesNot)
         });
     EXPECT_TRUE(second_hidden);
     EXPECT_EQ(state_after_second, VX_STATE_RUNNING);
-    EXPECT_EQ(server->state.load(), VX_STATE_FINISHED);
-    VX_GraphicsServer_destroy(server);
+    endsFinished(server);
 }
 
 TEST(Session, CloseCallbacksRunInOrderBeforeTheEnd)
@@ -252,8 +253,7 @@ TEST(Session, CloseCallbacksRunInOrderBeforeTheEnd)
             });
         });
     EXPECT_EQ(calls, QStringList({"first", "second"}));
-    EXPECT_EQ(server->state.load(), VX_STATE_FINISHED);
-    VX_GraphicsServer_destroy(server);
+    endsFinished(server);
 }
 
 TEST(Session, ArgcZeroStillStarts)
@@ -266,8 +266,7 @@ TEST(Session, ArgcZeroStillStarts)
     in_session = false;
     ASSERT_NE(server, nullptr);
     EXPECT_EQ(server->argc, 0);
-    EXPECT_EQ(server->state.load(), VX_STATE_FINISHED);
-    VX_GraphicsServer_destroy(server);
+    endsFinished(server);
 }
 
 TEST(Session, WithoutAClientThreadCommandsRunDirectly)
@@ -280,8 +279,7 @@ TEST(Session, WithoutAClientThreadCommandsRunDirectly)
     // a loop without a queue runs events until a callback ends it
     QTimer::singleShot(30, server->qapp, [server] { VX_GraphicsServer_request_quit(server); });
     VX_GraphicsServer_run_qt(server);
-    EXPECT_EQ(server->state.load(), VX_STATE_FINISHED);
-    VX_GraphicsServer_destroy(server);
+    endsFinished(server);
 }
 
 int main(int argc, char** argv)

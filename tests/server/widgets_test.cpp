@@ -80,12 +80,6 @@ int sendNow(const char* word, const QString& handle)
     return ret;
 }
 
-// A main window for the test, deleted after it.
-struct WindowTest : ::testing::Test
-{
-    QString w = vx_send("mainwindow", "none").handle;
-    void TearDown() override { vx_send("delete", w); }
-};
 using WidgetCommandErrors = WindowTest;
 using Widgets = WindowTest;
 using Menus = WindowTest;
@@ -109,16 +103,14 @@ TEST_F(WidgetCommandErrors, ExactTextsAndNothingMade)
     h["f"] = vx_send("frame", h["w"]).handle;
     expectRefusals({
         {"button parent", "button", "{b}", {}, "VX_GraphicsServer_button: parent must be a frame or mainwindow.\n"},
-        {"button unknown parent", "button", "button:99999", {},
-         "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_button: VX_GraphicsServer_get_item(button:99999) error.\n"},
+        {"button unknown parent", "button", "button:99999", {}, "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_button: VX_GraphicsServer_get_item(button:99999) error.\n"},
         {"label parent", "label", "{t}", {}, "VX_GraphicsServer_label: parent must be a frame or mainwindow or scrollarea.\n"},
         {"checkbox parent", "checkbox", "{g}", {}, "VX_GraphicsServer_checkbox: parent must be a frame or mainwindow.\n"},
         {"combobox parent", "combobox", "{t}", {}, "VX_GraphicsServer_combobox: parent must be a frame or mainwindow.\n"},
         {"lineedit parent", "lineedit", "{c}", {}, "VX_GraphicsServer_lineedit: parent must be a frame or mainwindow.\n"},
         {"menubar parent", "menubar", "{mb}", {}, "VX_GraphicsServer_menubar: parent must be a frame or mainwindow.\n"},
         {"menu parent", "menu", "{b}", {}, "VX_GraphicsServer_menu: parent must be a viewport, frame or mainwindow.\n"},
-        {"timer lookup", "timer", "button:99999", {},
-         "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_timer: VX_GraphicsServer_get_timer(button:99999) error.\n"},
+        {"timer lookup", "timer", "button:99999", {}, "VX_GraphicsServer_get_item: Handle 'button:99999' not found.\nVX_GraphicsServer_timer: VX_GraphicsServer_get_timer(button:99999) error.\n"},
         {"timer parent", "timer", "{t}", {}, "VX_GraphicsServer_timer: parent must be a frame or mainwindow.\n"},
         {"filedialog count", "filedialog", "{w}", {"a", "b"}, "VX_GraphicsServer_filedialog: filedialog needs 3 or 4 arguments.\n"},
         {"filedialog parent", "filedialog", "{b}", {"a", "b", "c"}, "VX_GraphicsServer_filedialog: parent must be a frame or mainwindow.\n"},
@@ -350,51 +342,39 @@ TEST_F(Callbacks, WidgetDeletedWhileItsCallbackIsPending)
     EXPECT_TRUE(tguard.isNull());
 }
 
-TEST_F(Callbacks, ModalDialogClosedByATimerCallback)
+// The save dialog and the popup menu each block in a loop of their own, in
+// which a timer's callback closes them.
+TEST_F(Callbacks, ModalDialogAndPopupMenuClosedByATimerCallback)
 {
-    QString t = vx_send("timer", w).handle;
-    vx_send("timer_setinterval", t, {"5"});
-    Recorder closer;
-    int closed = 0;
-    closer.then = [&](const Call& call) {
-        if (QWidget* modal = QApplication::activeModalWidget()) {
-            modal->close();
-            closed++;
-            sendNow("timer_stop", call.handle);
-        }
+    const QString m = vx_send("menu", w).handle;
+    vx_send("menu_additem", m, {vx_send("menubar", w).handle, "Zoom"});
+    const struct {
+        const char* word; QString target; QStringList args; QWidget* (*open)(); QString handle; QStringList params;
+    } cases[] = {  // a cancelled dialog answers an empty name
+        {"filedialog", w, {"Save picks", "/tmp", "*.txt", "save"}, QApplication::activeModalWidget, "none", {""}},
+        {"menu_popup", m, {}, QApplication::activePopupWidget, m, {}},
     };
-    bind(t, &closer);
-    vx_send("timer_start", t);
-    // the save dialog blocks in its own loop, in which the timer fires
-    Reply r = vx_send("filedialog", w, {"Save picks", "/tmp", "*.txt", "save"});
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.handle, "none");
-    EXPECT_EQ(r.params, QStringList{""});  // cancelled: an empty name
-    EXPECT_EQ(closed, 1);
-}
-
-TEST_F(Callbacks, PopupMenuClosedByATimerCallback)
-{
-    QString m = vx_send("menu", w).handle;
-    QString mb = vx_send("menubar", w).handle;
-    vx_send("menu_additem", m, {mb, "Zoom"});
-    QString t = vx_send("timer", w).handle;
-    vx_send("timer_setinterval", t, {"5"});
-    Recorder closer;
-    int closed = 0;
-    closer.then = [&](const Call&) {
-        if (QWidget* popup = QApplication::activePopupWidget()) {
-            popup->close();
-            closed++;
-            object<QTimer>(t)->stop();
-        }
-    };
-    bind(t, &closer);
-    vx_send("timer_start", t);
-    Reply r = vx_send("menu_popup", m);  // blocks in the popup's loop until closed
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.handle, m);
-    EXPECT_EQ(closed, 1);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.word);
+        const QString t = vx_send("timer", w).handle;
+        vx_send("timer_setinterval", t, {"5"});
+        Recorder closer;
+        int closed = 0;
+        closer.then = [&](const Call& call) {
+            if (QWidget* open = c.open()) {
+                open->close();
+                closed++;
+                sendNow("timer_stop", call.handle);
+            }
+        };
+        bind(t, &closer);
+        vx_send("timer_start", t);
+        Reply r = vx_send(c.word, c.target, c.args);
+        EXPECT_EQ(r.code, 0);
+        EXPECT_EQ(r.handle, c.handle);
+        EXPECT_EQ(r.params, c.params);
+        EXPECT_EQ(closed, 1);
+    }
 }
 
 TEST_F(Callbacks, FileDialogObjectReportsItsSelection)

@@ -25,20 +25,43 @@ T* object(const QString& handle, int* type_out = nullptr)
     return static_cast<T*>(static_cast<QObject*>(vx_as_qobject(type, item)));
 }
 
+// The item behind a handle of any type (plot items too), null for an unknown
+// handle; the lookup leaves nothing in the register.
+template <class T>
+T* itemOf(const QString& handle)
+{
+    auto* item = static_cast<T*>(VX_GraphicsServer_get_item(vx_test_server(), handle, nullptr, 0));
+    hl_clear_register(0);
+    return item;
+}
+
+// A main window {w} made for each test and deleted after it.
+struct WindowTest : ::testing::Test
+{
+    QString w = vx_send("mainwindow", "none").handle;
+    void TearDown() override { vx_send("delete", w); }
+};
+
+// A main window that does not end the session when closed, a viewport on
+// it and axes in the viewport, deleted at the end of the scope.
+struct PlotSession
+{
+    QString window = vx_send("mainwindow", "none", {"0"}).handle;
+    QString viewport = vx_send("viewport", window).handle;
+    QString axes = vx_send("axes", viewport).handle;
+    ~PlotSession()
+    {
+        for (const QString& h : {axes, viewport, window})
+            vx_send("delete", h);
+    }
+};
+
 // Send a command whose arguments are raw pointers.
 inline Reply sendExtra(const QString& word, const QString& handle, const QList<void*>& extra)
 {
-    Reply r;
     VX_GraphicsServer_response* response = nullptr;
-    r.ret = VX_GraphicsServer_send_extra(vx_test_server(), 0, &response, word, handle, extra);
-    if (response) {
-        r.code = response->response;
-        r.handle = response->handle;
-        r.params = response->return_params;
-    }
-    delete response;
-    hl_clear_register(0);
-    return r;
+    const int ret = VX_GraphicsServer_send_extra(vx_test_server(), 0, &response, word, handle, extra);
+    return takeReply(ret, response);
 }
 
 // Handles named by letters: "{w}" in a row's handle, arguments and

@@ -5,8 +5,17 @@
 #include <cstdlib>
 
 namespace {
+
 VX_GraphicsServer* test_server = nullptr;
-}
+
+// Every test starts with an empty error register and leaves none behind.
+struct EmptyRegister : testing::EmptyTestEventListener
+{
+    void OnTestStart(const testing::TestInfo&) override { hl_clear_register(0); }
+    void OnTestEnd(const testing::TestInfo&) override { hl_clear_register(0); }
+};
+
+} // namespace
 
 VX_GraphicsServer* vx_test_server()
 {
@@ -15,17 +24,9 @@ VX_GraphicsServer* vx_test_server()
 
 Reply vx_send(const QString& word, const QString& handle, const QStringList& args, const QStringList& config)
 {
-    Reply r;
     VX_GraphicsServer_response* response = nullptr;
-    r.ret = VX_GraphicsServer_send2(test_server, 0, &response, word, handle, &args, &config);
-    if (response) {
-        r.code = response->response;
-        r.handle = response->handle;
-        r.params = response->return_params;
-    }
-    delete response;
-    hl_clear_register(0);
-    return r;
+    const int ret = VX_GraphicsServer_send2(test_server, 0, &response, word, handle, &args, &config);
+    return takeReply(ret, response);
 }
 
 int vx_next_instance()
@@ -37,6 +38,7 @@ int main(int argc, char** argv)
 {
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
     testing::InitGoogleTest(&argc, argv);
+    testing::UnitTest::GetInstance()->listeners().Append(new EmptyRegister);
     test_server = VX_GraphicsServer_create(argc, argv, nullptr, nullptr, 0);
     if (!test_server) {
         fprintf(stderr, "test main: %s", hl_errlog_string(0));

@@ -1,4 +1,5 @@
-// Helpers shared by the tests.
+// Helpers shared by the tests.  The shared main empties the calling thread's
+// error register before and after every test.
 #pragma once
 
 #include <VX.h>
@@ -33,6 +34,19 @@ struct Reply
     QString handle;      // response handle (or error text)
     QStringList params;  // return parameters
 };
+
+// The reply of a send that returned ret with response, which it deletes; the
+// register is emptied.
+inline Reply takeReply(int ret, VX_GraphicsServer_response* response)
+{
+    Reply r;
+    r.ret = ret;
+    if (response)
+        r = {ret, response->response, response->handle, response->return_params};
+    delete response;
+    hl_clear_register(0);
+    return r;
+}
 
 // Send a command directly, config given as "key value" lines.
 Reply vx_send(const QString& word, const QString& handle, const QStringList& args = {},

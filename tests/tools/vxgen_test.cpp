@@ -28,9 +28,6 @@ ProgramRun vxgen(const QStringList& args)
 // A table's records as field name to the text rsget() gives; "#" holds the record number.
 using Row = std::map<std::string, std::string>;
 
-const char* const kTables[] = {"site",   "sitechan", "affiliation", "event", "origin", "origerr",
-                               "netmag", "stamag",   "arrival",     "assoc", "lastid", "wfdisc"};
-
 std::vector<Row> read_table(Rsptr db, const char* table)
 {
     std::vector<Row> rows;
@@ -425,7 +422,8 @@ TEST(Vxgen, NoEventsStillWritesEveryTable)
 {
     QTemporaryDir dir;
     ASSERT_EQ(vxgen({"--events", "0", "--stations", "2", "--hours", "0.1", dir.filePath("quiet")}).status, 0);
-    for (const char* table : kTables)
+    for (const char* table : {"site", "sitechan", "affiliation", "event", "origin", "origerr", "netmag", "stamag",
+                              "arrival", "assoc", "lastid", "wfdisc"})
         EXPECT_TRUE(QFile::exists(dir.filePath(QString("quiet.") + table))) << table;
     Rsptr db = rsopen(dir.filePath("quiet").toUtf8().constData(), "css3.0", RS_READ);
     ASSERT_FALSE(rsisinvalid(db));
@@ -444,23 +442,14 @@ TEST(Vxgen, BadArgumentsExitWithStatusTwo)
     QTemporaryDir dir;
     const QString base = dir.filePath("db");
     const struct { const char* name; QStringList args; } cases[] = {
-        {"no outbase", {}},
-        {"two outbases", {base, base + "2"}},
-        {"unknown option", {"--bogus", "1", base}},
-        {"missing value", {base, "--seed"}},
-        {"seed not a number", {"--seed", "abc", base}},
-        {"negative seed", {"--seed", "-3", base}},
-        {"seed too large", {"--seed", "99999999999999999999999", base}},
-        {"no stations", {"--stations", "0", base}},
-        {"too many stations", {"--stations", "21", base}},
-        {"negative events", {"--events", "-1", base}},
-        {"events with a unit", {"--events", "5x", base}},
-        {"zero hours", {"--hours", "0", base}},
-        {"too many hours", {"--hours", "169", base}},
-        {"hours not finite", {"--hours", "nan", base}},
-        {"sample rate too low", {"--samprate", "0.5", base}},
-        {"sample rate too high", {"--samprate", "1000", base}},
-        {"bad start", {"--start", "yesterday", base}},
+        {"no outbase", {}}, {"two outbases", {base, base + "2"}}, {"unknown option", {"--bogus", "1", base}},
+        {"missing value", {base, "--seed"}}, {"seed not a number", {"--seed", "abc", base}},
+        {"negative seed", {"--seed", "-3", base}}, {"seed too large", {"--seed", "99999999999999999999999", base}},
+        {"no stations", {"--stations", "0", base}}, {"too many stations", {"--stations", "21", base}},
+        {"negative events", {"--events", "-1", base}}, {"events with a unit", {"--events", "5x", base}},
+        {"zero hours", {"--hours", "0", base}}, {"too many hours", {"--hours", "169", base}},
+        {"hours not finite", {"--hours", "nan", base}}, {"sample rate too low", {"--samprate", "0.5", base}},
+        {"sample rate too high", {"--samprate", "1000", base}}, {"bad start", {"--start", "yesterday", base}},
         {"empty value", {"--stations=", base}},
     };
     for (const auto& c : cases) {

@@ -5,18 +5,9 @@
 
 #include <string>
 
-namespace {
-
-ProgramRun vxtt(const QStringList& args)
-{
-    return runProgram(VXTT_PATH, args);
-}
-
-} // namespace
-
 TEST(Vxtt, PrintsOnePhaseALine)
 {
-    const ProgramRun r = vxtt({"--depth", "35", "--deg", "30,130", "--phases", "P,S,pP"});
+    const ProgramRun r = runProgram(VXTT_PATH, {"--depth", "35", "--deg", "30,130", "--phases", "P,S,pP"});
     ASSERT_EQ(r.status, 0) << r.err;
     // P and S at 30 degrees are the published ak135 365.24 s and 660.83 s
     EXPECT_EQ(r.out, "30 35 P 365.24\n30 35 pP 375.30\n30 35 S 660.84\n"
@@ -25,12 +16,7 @@ TEST(Vxtt, PrintsOnePhaseALine)
 
 TEST(Vxtt, RefusesBadCommandLines)
 {
-    const struct
-    {
-        QStringList args;
-        int status;
-        const char* message;
-    } cases[] = {
+    const struct { QStringList args; int status; const char* message; } cases[] = {
         {{"--depth", "3000", "--deg", "30"}, 1, "Depth 3000 km is below the mantle"},
         {{"--depth", "10", "--deg", "30", "--phases", "P,Q"}, 1, "Unknown phase 'Q'"},
         {{"--depth", "10", "--deg", "30,x"}, 2, "Bad distance 'x'"},
@@ -41,7 +27,7 @@ TEST(Vxtt, RefusesBadCommandLines)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.message);
-        const ProgramRun r = vxtt(c.args);
+        const ProgramRun r = runProgram(VXTT_PATH, c.args);
         EXPECT_EQ(r.status, c.status);
         EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
         EXPECT_EQ(r.out, "");

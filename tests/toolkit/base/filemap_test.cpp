@@ -2,38 +2,26 @@
 #include "toolkit/base/errors.h"
 #include "toolkit/base/filemap.h"
 
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <string>
 
 namespace {
 
-class FilemapTest : public ::testing::Test
+struct FilemapTest : ::testing::Test
 {
-protected:
-    void SetUp() override
-    {
-        hl_clear_register(0);
-        char templ[] = "/tmp/vxplot_filemap_XXXXXX";
-        ASSERT_NE(mkdtemp(templ), nullptr);
-        dir_ = templ;
-    }
-    void TearDown() override
-    {
-        std::filesystem::remove_all(dir_);
-        hl_clear_register(0);
-    }
     std::string file(const std::string& name, const std::string& content)
     {
         std::string path = dir_ + "/" + name;
         std::ofstream(path, std::ios::binary) << content;
         return path;
     }
-    std::string dir_;
+    QTemporaryDir tmp_;
+    std::string dir_ = tmp_.path().toStdString();
 };
 
 TEST_F(FilemapTest, MapsWholeFile)

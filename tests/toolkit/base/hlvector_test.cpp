@@ -39,9 +39,7 @@ bool fetch(Get get, Points* out)
 
 TEST(PointSets, VectorReadsBackAsCopies)
 {
-    hl_clear_register(0);
-    double x[] = {1.0, 2.0, 3.0};
-    double y[] = {4.0, 5.0, 6.0};
+    double x[] = {1.0, 2.0, 3.0}, y[] = {4.0, 5.0, 6.0};
     ASSERT_EQ(hlvector_create("hv_a", 3, x, y), 0);
     x[0] = 99.0;  // the set holds its own copy
     EXPECT_EQ(hlvector_get_vector("hv_a"), 0);
@@ -58,10 +56,7 @@ TEST(PointSets, VectorReadsBackAsCopies)
 
 TEST(PointSets, TwoComponentSetsByComponent)
 {
-    hl_clear_register(0);
-    const double x[] = {1.0, 2.0};
-    const double y0[] = {10.0, 20.0};
-    const double y1[] = {-1.0, -2.0};
+    const double x[] = {1.0, 2.0}, y0[] = {10.0, 20.0}, y1[] = {-1.0, -2.0};
     ASSERT_EQ(hlvector2_create("hv_b", 2, x, y0, y1), 0);
     EXPECT_EQ(hlvector2_get_vector("hv_b"), 0);
     // a two-component set is not a one-component one
@@ -86,19 +81,11 @@ TEST(PointSets, TwoComponentSetsByComponent)
 
 TEST(PointSets, HistoryKeepsTheNewestOldestFirst)
 {
-    hl_clear_register(0);
     ASSERT_EQ(hlhistory_create("hv_h", 3), 0);
-    struct Case
-    {
-        const char* name;
-        int appends;  // samples i = 1..appends appended as (i, 10 i) so far
-        std::vector<double> x;
-    } cases[] = {
-        {"empty", 0, {}},
-        {"partly filled", 2, {1.0, 2.0}},
-        {"full", 3, {1.0, 2.0, 3.0}},
-        {"rolled over once", 4, {2.0, 3.0, 4.0}},
-        {"rolled over past the capacity", 8, {6.0, 7.0, 8.0}},
+    // appends: samples i = 1..appends appended as (i, 10 i) so far
+    struct Case { const char* name; int appends; std::vector<double> x; } cases[] = {
+        {"empty", 0, {}}, {"partly filled", 2, {1.0, 2.0}}, {"full", 3, {1.0, 2.0, 3.0}},
+        {"rolled over once", 4, {2.0, 3.0, 4.0}}, {"rolled over past the capacity", 8, {6.0, 7.0, 8.0}},
     };
     int done = 0;
     for (const Case& c : cases) {
@@ -116,15 +103,9 @@ TEST(PointSets, HistoryKeepsTheNewestOldestFirst)
 
 TEST(PointSets, BadInputIsRefused)
 {
-    hl_clear_register(0);
     const double v[] = {1.0};
     const std::string long_handle(HLVECTOR_MAX_HANDLE + 1, 'h');
-    struct Case
-    {
-        const char* name;
-        int ret;
-        const char* message;
-    } cases[] = {
+    struct Case { const char* name; int ret; const char* message; } cases[] = {
         {"empty handle", hlvector_create("", 1, v, v), "hlvector_create: empty handle.\n"},
         {"null handle", hlvector_create(nullptr, 1, v, v), "hlvector_create: empty handle.\n"},
         {"colon in handle", hlvector_create("a:b", 1, v, v), "hlvector_create: handle 'a:b' holds ':'.\n"},
@@ -140,15 +121,12 @@ TEST(PointSets, BadInputIsRefused)
          "hlhistory_append: Cannot find hlhistory 'hv_none'.\n"},
         {"delete unknown", hlvector_delete("hv_none"), "hlvector_delete: Cannot find handle 'hv_none'.\n"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(c.ret, -1);
-        // the cases ran in order: each left exactly its own line
-        (void)c.message;
-    }
+    // the cases ran in order: each left exactly its own line
     std::string expected;
-    for (const Case& c : cases)
+    for (const Case& c : cases) {
+        EXPECT_EQ(c.ret, -1) << c.name;
         expected += c.message;
+    }
     EXPECT_EQ(takeErrors(), expected);
     EXPECT_EQ(hlvector_get_vector("hv_x"), -1);
     takeErrors();
@@ -156,7 +134,6 @@ TEST(PointSets, BadInputIsRefused)
 
 TEST(PointSets, HistoriesFromSeveralThreads)
 {
-    hl_clear_register(0);
     ASSERT_EQ(hlhistory_create("hv_t", 500), 0);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; t++)

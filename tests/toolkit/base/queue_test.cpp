@@ -123,13 +123,11 @@ TEST(Mtqueue, DestroyHandsLeftEntriesToTheFreeProc)
 
 TEST(Mtqueue, BadArgumentsFailWithRegisteredErrors)
 {
-    hl_clear_register(0);
     EXPECT_EQ(mtqueue_create(0, 1, 0), nullptr);
     EXPECT_LT(mtqueue_push(nullptr, nullptr), 0);
     EXPECT_LT(mtqueue_pop(nullptr, nullptr), 0);
     EXPECT_LT(mtqueue_data_available(nullptr), 0);
     EXPECT_EQ(hl_error_count(), 4);
-    hl_clear_register(0);
 }
 
 TEST(Mtqueue, ManyProducersLoseNothing)
@@ -199,7 +197,6 @@ TEST(Mtpool, EveryIndexRunsExactlyOncePerRun)
 
 TEST(Mtpool, EmptyPoolAndBadArgumentsFail)
 {
-    hl_clear_register(0);
     Mtpool* pool = mtpool_create();
     EXPECT_LT(mtpool_processthreads(pool, 0, 10), 0);
     EXPECT_LT(mtpool_addthread(pool, nullptr, 2, 0, nullptr), 0);

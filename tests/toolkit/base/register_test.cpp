@@ -15,11 +15,21 @@ void collect(const char* line)
     logged.emplace_back(line);
 }
 
+// The lines logged while f runs with the log going to collect().
+template <class F>
+std::vector<std::string> logLines(F f)
+{
+    logged.clear();
+    EXPECT_EQ(errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&collect)), 0);
+    f();
+    errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
+    return logged;
+}
+
 } // namespace
 
 TEST(ErrorRegister, LinesAccumulateUntilCleared)
 {
-    hl_clear_register(0);
     hl_register_error(0, "first: bad value '%s'.\n", "x");
     hl_register_error(1, "second: out of memory.\n");
     hl_register_error(0, "no new line");  // gets one
@@ -39,7 +49,6 @@ TEST(ErrorRegister, LinesAccumulateUntilCleared)
 
 TEST(ErrorRegister, ThreadsKeepTheirOwnLines)
 {
-    hl_clear_register(0);
     hl_register_error(0, "main thread\n");
     const int threads = 8, lines = 200;
     std::vector<std::string> seen(threads);
@@ -61,58 +70,40 @@ TEST(ErrorRegister, ThreadsKeepTheirOwnLines)
         EXPECT_EQ(seen[t], expected) << "thread " << t;
     }
     EXPECT_STREQ(hl_errlog_string(0), "main thread\n");
-    hl_clear_register(0);
 }
 
 TEST(ErrorLog, CallbackReceivesClearedRegisterLineByLine)
 {
-    logged.clear();
-    ASSERT_EQ(errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&collect)), 0);
-    hl_register_error(0, "dropped\n");
-    hl_clear_register(0);  // clearing without print logs nothing
-    EXPECT_TRUE(logged.empty());
-    hl_register_error(0, "a: one.\n");
-    hl_register_error(0, "b: two.\n");
-    hl_clear_register(1);
-    hl_complain(0, "plain complaint %d\n", 7);
-    errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
+    const auto lines = logLines([] {
+        hl_register_error(0, "dropped\n");
+        hl_clear_register(0);  // clearing without print logs nothing
+        hl_register_error(0, "a: one.\n");
+        hl_register_error(0, "b: two.\n");
+        hl_clear_register(1);
+        hl_complain(0, "plain complaint %d\n", 7);
+    });
     hl_complain(0, "this goes to standard error\n");
-    EXPECT_EQ(logged, std::vector<std::string>({"a: one.\n", "b: two.\n", "plain complaint 7\n"}));
+    EXPECT_EQ(lines, std::vector<std::string>({"a: one.\n", "b: two.\n", "plain complaint 7\n"}));
     EXPECT_STREQ(hl_errlog_string(0), "");
-}
-
-TEST(ErrorLog, StackTraceGoesToTheLog)
-{
-    logged.clear();
-    errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&collect));
-    log_stack_trace();
-    errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
-    ASSERT_GE(logged.size(), 2u);
-    EXPECT_EQ(logged[0], "Stack trace:\n");
-}
-
-TEST(ErrorLog, TimingLinesOnlyWhenEnabled)
-{
-    logged.clear();
-    errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&collect));
-    hl_ptimes_enable(0);
-    hl_ptimes("quiet", 0);
-    EXPECT_TRUE(logged.empty());
-    hl_ptimes_enable(1);
-    hl_ptimes("start", 0);
-    hl_ptimes("step", 0);
-    hl_ptimes_enable(0);
-    errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
-    ASSERT_EQ(logged.size(), 2u);
-    EXPECT_EQ(logged[1].rfind("step: ", 0), 0u) << logged[1];
-}
-
-TEST(ErrorLog, UnknownOptionIsRefused)
-{
-    hl_clear_register(0);
     EXPECT_LT(errlog_set(99, 0, nullptr), 0);
     EXPECT_STREQ(hl_errlog_string(0), "errlog_set: Unknown option 99.\n");
-    hl_clear_register(0);
+}
+
+TEST(ErrorLog, StackTraceAndTimingLinesGoToTheLog)
+{
+    const auto trace = logLines(log_stack_trace);
+    ASSERT_GE(trace.size(), 2u);
+    EXPECT_EQ(trace[0], "Stack trace:\n");
+    const auto times = logLines([] {
+        hl_ptimes_enable(0);
+        hl_ptimes("quiet", 0);  // only when enabled
+        hl_ptimes_enable(1);
+        hl_ptimes("start", 0);
+        hl_ptimes("step", 0);
+        hl_ptimes_enable(0);
+    });
+    ASSERT_EQ(times.size(), 2u);
+    EXPECT_EQ(times[1].rfind("step: ", 0), 0u) << times[1];
 }
 
 TEST(ErrorLogDeathTest, DieLogsAndExits)

@@ -17,13 +17,12 @@
 
 namespace {
 
-class StringsTest : public ::testing::Test
+using StringsTest = ::testing::Test;
+
+std::string errors()
 {
-protected:
-    void SetUp() override { hl_clear_register(0); }
-    void TearDown() override { hl_clear_register(0); }
-    static std::string errors() { return hl_errlog_string(0); }
-};
+    return hl_errlog_string(0);
+}
 
 std::vector<std::string> tblStrings(Tbl* t)
 {
@@ -63,13 +62,18 @@ TEST_F(StringsTest, StrregmatchMatchesWholeString)
         EXPECT_EQ(strregmatch(c.text, c.regex, nullptr), c.expected);
     }
     EXPECT_EQ(errors(), "");
-}
-
-TEST_F(StringsTest, StrregmatchBadExpression)
-{
     EXPECT_LT(strregmatch("abc", "a(", nullptr), 0);
     EXPECT_EQ(errors(), "strregmatch: Bad regular expression 'a('.\n");
     EXPECT_LT(strregmatch(nullptr, "a", nullptr), 0);
+}
+
+// text, then closer written n times: the groups opened before it
+std::string repeated(int n, const std::string& text, const std::string& closer)
+{
+    std::string out = text;
+    for (int i = 0; i < n; i++)
+        out += closer;
+    return out;
 }
 
 TEST_F(StringsTest, StrregmatchRefusesRunawayExpressions)
@@ -77,30 +81,15 @@ TEST_F(StringsTest, StrregmatchRefusesRunawayExpressions)
     // expected: on the text "aaaa"
     struct Case { const char* name; std::string regex; int expected; } cases[] = {
         {"back reference", "(a)\\1+", -1}, {"stacked pluses", "a" + std::string(40, '+'), -1},
-        {"nested groups", std::string(30, '(') + "a" + [] {
-             std::string tail;
-             for (int i = 0; i < 30; i++)
-                 tail += ")+";
-             return tail;
-         }(), -1},
+        {"nested groups", repeated(30, std::string(30, '(') + "a", ")+"), -1},
         {"nested intervals", "((a{1,200}){1,200})", -1}, {"long interval", "a{1,3000}", -1},
         {"plus of optional", "(a?)+", -1}, {"plus of empty alternative", "(b|)+", -1},
         {"interval of optional", "(a?){2,30}", -1}, {"plus of star group", "((a*)(b*))+", -1},
         {"star of optional", "(a?)*", 1}, {"star of interval", "(a{0,3})*", 1}, {"plus of plus", "((a+)+)+", 1},
         {"optional chain", "a?a?a?a?a?a?", 1},
-        {"stars nested nine deep", std::string(9, '(') + "a" + [] {
-             std::string tail;
-             for (int i = 0; i < 9; i++)
-                 tail += ")*";
-             return tail;
-         }(), -1},
+        {"stars nested nine deep", repeated(9, std::string(9, '(') + "a", ")*"), -1},
         {"stars nested eight deep", "((((((((a)*)*)*)*)*)*)*)*", 1}, {"stacked stars", "a*********", -1},
-        {"many empty paths", "(" + [] {
-             std::string groups;
-             for (int i = 0; i < 9; i++)
-                 groups += "(a?|b?)";
-             return groups;
-         }() + ")*", -1},
+        {"many empty paths", repeated(9, "(", "(a?|b?)") + ")*", -1},
         {"few empty paths", "((a?|b?)(a?|b?))*", 1}, {"small nested intervals", "((a{1,2}){1,2})", 1},
         {"escaped digit in brackets", "[\\1a]+", 1}, {"class in brackets", "[[:alpha:]]{4}", 1},
         {"many starred groups", "((((a*)*)*)*)*", 1},
@@ -153,16 +142,14 @@ TEST_F(StringsTest, StrcutCutsInPlaceKeepingEmptyParts)
     EXPECT_EQ(strcut(nullptr, ','), nullptr);
 }
 
-struct WordsCase { const char* name; const char* input; std::vector<std::string> expected; };
-
-const WordsCase words_cases[] = {
-    {"spaces and tabs", " a  bc\tdef\n", {"a", "bc", "def"}}, {"single", "word", {"word"}}, {"empty", "", {}},
-    {"only blanks", " \t\r\n", {}},
-};
-
-TEST_F(StringsTest, StrcutwhiteCopiesWords)
+// strcutwhite copies the words into a table, strcutlist into an argument vector
+TEST_F(StringsTest, StrcutwhiteAndStrcutlistSplitWords)
 {
-    for (const WordsCase& c : words_cases) {
+    struct Case { const char* name; const char* input; std::vector<std::string> expected; } cases[] = {
+        {"spaces and tabs", " a  bc\tdef\n", {"a", "bc", "def"}}, {"single", "word", {"word"}}, {"empty", "", {}},
+        {"only blanks", " \t\r\n", {}},
+    };
+    for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         std::string input = c.input;
         Tbl* t = strcutwhite(input.c_str());
@@ -170,15 +157,6 @@ TEST_F(StringsTest, StrcutwhiteCopiesWords)
         input.assign(input.size(), 'z');  // the words are copies
         EXPECT_EQ(tblStrings(t), c.expected);
         seqfree(t, free);
-    }
-    EXPECT_EQ(strcutwhite(nullptr), nullptr);
-    EXPECT_NE(errors(), "");
-}
-
-TEST_F(StringsTest, StrcutlistMakesArgumentVector)
-{
-    for (const WordsCase& c : words_cases) {
-        SCOPED_TRACE(c.name);
         int argc = -1;
         char** argv = nullptr;
         ASSERT_EQ(strcutlist(c.input, &argc, &argv), 0);
@@ -188,6 +166,8 @@ TEST_F(StringsTest, StrcutlistMakesArgumentVector)
         EXPECT_EQ(argv[argc], nullptr);
         strfreewords(argc, argv);
     }
+    EXPECT_EQ(strcutwhite(nullptr), nullptr);
+    EXPECT_NE(errors(), "");
     int argc = 7;
     char** argv = nullptr;
     EXPECT_LT(strcutlist(nullptr, &argc, &argv), 0);

@@ -3,6 +3,8 @@
 #include "toolkit/base/errors.h"
 #include "toolkit/geo/geo.h"
 
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -132,25 +134,19 @@ const char* good_names = "19 Japan region\n"
                          "50 Antarctica\n"
                          "51 Arctic Ocean\n";
 
-class FlinnEngdahlTest : public ::testing::Test
+// The tables are looked for in a folder of the test's own.
+struct FlinnEngdahlTest : ::testing::Test
 {
-protected:
     void SetUp() override
     {
-        hl_clear_register(0);
-        char templ[] = "/tmp/vxplot_fe_XXXXXX";
-        ASSERT_NE(mkdtemp(templ), nullptr);
-        dir_ = templ;
         unsetenv("VXPLOT_DATADIR");
         setenv("VXPLOT_FEDATA", dir_.c_str(), 1);
     }
     void TearDown() override
     {
-        std::filesystem::remove_all(dir_);
         unsetenv("VXPLOT_FEDATA");
         unsetenv("VXPLOT_DATADIR");
         geo_reload_tables();  // leaves no tables behind for the next test
-        hl_clear_register(0);
     }
     void write(const std::string& file, std::string_view text, const std::string& dir = {})
     {
@@ -164,14 +160,15 @@ protected:
         write("names.txt", good_names, dir);
     }
     static std::string errors() { return hl_errlog_string(0); }
-    std::string dir_;
+    QTemporaryDir tmp_;
+    std::string dir_ = tmp_.path().toStdString();
 };
 
 TEST_F(FlinnEngdahlTest, RegionLookups)
 {
     writeAll();
     ASSERT_EQ(geo_reload_tables(), 0) << errors();
-    // gr: -1: no region
+    // gr -1: no region
     struct Case { const char* name; double lat, lon; int gr; } cases[] = {
         {"inside", 35.5, 137, 229}, {"west edge belongs", 35.0, 140.0, 230},
         {"just inside the east edge", 35.999, 139.999, 229}, {"south pole", -90, 0, 1}, {"north pole", 90, 10, 2},

@@ -1,5 +1,5 @@
 // HLKv: round trips, edits, constraints and bad input.
-#include <VX.h>
+#include "support/testsupport.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,13 +11,6 @@
 #include <vector>
 
 namespace {
-
-std::string registerText()
-{
-    std::string text = hl_errlog_string(0);
-    hl_clear_register(0);
-    return text;
-}
 
 // Lines of a text, the last one without its new line.
 std::vector<std::string> lines(const std::string& text)
@@ -36,11 +29,7 @@ std::vector<std::string> lines(const std::string& text)
     return out;
 }
 
-struct Doc
-{
-    const char* name;
-    const char* text;
-};
+struct Doc { const char* name; const char* text; };
 
 const Doc documents[] = {
     {"empty", ""},
@@ -75,10 +64,10 @@ TEST(HLKv, TwentyDocumentsComeBackByteForByte)
     for (const Doc& d : documents) {
         SCOPED_TRACE(d.name);
         HLKv kv;
-        ASSERT_EQ(kv.compile(d.text, "doc"), 0) << registerText();
+        ASSERT_EQ(kv.compile(d.text, "doc"), 0) << takeErrors();
         EXPECT_EQ(kv.getKvString(), d.text);
         const std::string path = dir.filePath("out.pf").toStdString();
-        ASSERT_EQ(kv.write(path), 0) << registerText();
+        ASSERT_EQ(kv.write(path), 0) << takeErrors();
         QFile f(QString::fromStdString(path));
         ASSERT_TRUE(f.open(QIODevice::ReadOnly));
         EXPECT_EQ(f.readAll().toStdString(), d.text);
@@ -115,14 +104,8 @@ TEST(HLKv, EntriesKeepKeyValueCommentLevelAndSource)
 
 TEST(HLKv, AnEditChangesOnlyItsOwnLine)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* key;
-        const char* value;
-        const char* line;  // the edited line as written
-    };
+    // line: the edited line as written
+    struct Case { const char* name; const char* text; const char* key; const char* value; const char* line; };
     const Case cases[] = {
         {"plain", "a 1\nwidth   3    # px\nb 2\n", "width", "12", "width   12    # px"},
         {"hash escaped", "a 1\ncolor red\n", "color", "#ff0000", "color \\#ff0000"},
@@ -137,7 +120,7 @@ TEST(HLKv, AnEditChangesOnlyItsOwnLine)
         ASSERT_EQ(kv.compile(c.text), 0);
         const int index = kv.getEntryIndex(c.key);
         ASSERT_GE(index, 0);
-        ASSERT_EQ(kv.setValue(index, c.value, 1), 0) << registerText();
+        ASSERT_EQ(kv.setValue(index, c.value, 1), 0) << takeErrors();
         const std::vector<std::string> before = lines(c.text), after = lines(kv.getKvString());
         ASSERT_EQ(before.size(), after.size());
         int differing = 0;
@@ -171,42 +154,20 @@ TEST(HLKv, LiteralBlocksAndCommentsAreEdited)
     EXPECT_LT(kv.setValue(kv.getEntryIndex("s"), "a\n }\nb"), 0);
     EXPECT_LT(kv.setValue(kv.getEntryIndex("w"), "1\nx 2"), 0);
     EXPECT_LT(kv.setValue(kv.getEntryIndex("w"), "&Arr{"), 0);
-    registerText();
+    takeErrors();
 }
 
 TEST(HLKv, EachConstraintTypeAcceptsAndRefusesTheRightValues)
 {
-    struct Case
-    {
-        const char* constraint;
-        const char* value;
-        bool ok;
-    };
+    struct Case { const char* constraint; const char* value; bool ok; };
     const Case cases[] = {
-        {"string", "any text at all", true},
-        {"int", "42", true},
-        {"int", "4.2", false},
-        {"int", "", false},
-        {"int[0,10]", "10", true},
-        {"int[0,10]", "11", false},
-        {"int[0,10]", "-1", false},
-        {"int[5,]", "1000000", true},
-        {"real", "-1.5e3", true},
-        {"real", "abc", false},
-        {"real[-90,90]", "90.0", true},
-        {"real[-90,90]", "90.01", false},
-        {"bool", "yes", true},
-        {"bool", "maybe", false},
-        {"color", "red", true},
-        {"color", "", false},
-        {"font", "courier,12", true},
-        {"regex", "^BH[ZNE]$", true},
-        {"regex", "a(b", false},
-        {"{lin|log|time}", "log", true},
-        {"{lin|log|time}", "Log", false},
-        {"int real", "3 2.5", true},
-        {"int real", "3", false},
-        {"int string", "3 the rest of it", true},
+        {"string", "any text at all", true}, {"int", "42", true}, {"int", "4.2", false}, {"int", "", false},
+        {"int[0,10]", "10", true}, {"int[0,10]", "11", false}, {"int[0,10]", "-1", false}, {"int[5,]", "1000000", true},
+        {"real", "-1.5e3", true}, {"real", "abc", false}, {"real[-90,90]", "90.0", true},
+        {"real[-90,90]", "90.01", false}, {"bool", "yes", true}, {"bool", "maybe", false}, {"color", "red", true},
+        {"color", "", false}, {"font", "courier,12", true}, {"regex", "^BH[ZNE]$", true}, {"regex", "a(b", false},
+        {"{lin|log|time}", "log", true}, {"{lin|log|time}", "Log", false}, {"int real", "3 2.5", true},
+        {"int real", "3", false}, {"int string", "3 the rest of it", true},
         {"int   [0, 5]", "3", true},  // blanks inside brackets; "int" then an unknown word: unsound, not applied
     };
     for (const Case& c : cases) {
@@ -254,7 +215,7 @@ TEST(HLKv, ARefusedValueLeavesTheDocumentAndTellsTheCallback)
     Recorder kv;
     ASSERT_EQ(kv.compile("w 2 #@ int[0,10]\n"), 0);
     EXPECT_LT(kv.setValue(0, "11", 1), 0);
-    EXPECT_NE(registerText().find("HLKv::setValue: '11' refused for 'w': '11' is above the greatest value 10."),
+    EXPECT_NE(takeErrors().find("HLKv::setValue: '11' refused for 'w': '11' is above the greatest value 10."),
               std::string::npos);
     EXPECT_EQ(kv.getValue(0), "2");
     EXPECT_EQ(kv.getKvString(), "w 2 #@ int[0,10]\n");
@@ -276,19 +237,19 @@ TEST(HLKv, BadInputIsRefusedWithAClearMessage)
     HLKv kv;
     ASSERT_EQ(kv.compile("a 1\n"), 0);
     EXPECT_LT(kv.compile("a 1\nb &Arr{\nc 2\n", "bad.pf"), 0);
-    EXPECT_NE(registerText().find("bad.pf, line 2: '&Arr{' is not closed"), std::string::npos);
+    EXPECT_NE(takeErrors().find("bad.pf, line 2: '&Arr{' is not closed"), std::string::npos);
     EXPECT_EQ(kv.getKvString(), "a 1\n");  // unchanged
     EXPECT_LT(kv.compile(std::string("a 1\0b", 5)), 0);
     EXPECT_LT(kv.read("/nonexistent/file.pf"), 0);
     EXPECT_LT(kv.setValue(5, "x"), 0);
-    registerText();
+    takeErrors();
     // writing where nothing can be written loses nothing
     ASSERT_EQ(kv.setValue(0, "2"), 0);
     EXPECT_LT(kv.write("/nonexistent/dir/out.pf"), 0);
-    EXPECT_NE(registerText().find("HLKv::write: Cannot write '/nonexistent/dir/out.pf'"), std::string::npos);
+    EXPECT_NE(takeErrors().find("HLKv::write: Cannot write '/nonexistent/dir/out.pf'"), std::string::npos);
     EXPECT_EQ(kv.getKvString(), "a 2\n");
     EXPECT_THROW(HLKv("no such parameter file", HLKv::HLKV_FROM_FILE), const char*);
-    registerText();
+    takeErrors();
 }
 
 TEST(HLKv, ATenMegabyteDocumentLoads)

@@ -13,20 +13,18 @@
 
 #include <unistd.h>
 
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 namespace {
 
-class KvTest : public ::testing::Test
+using KvTest = ::testing::Test;
+
+std::string errors()
 {
-protected:
-    void SetUp() override { hl_clear_register(0); }
-    void TearDown() override { hl_clear_register(0); }
-    static std::string errors() { return hl_errlog_string(0); }
-};
+    return hl_errlog_string(0);
+}
 
 // A compact picture of a document through the public lookups only:
 // {key="value" arr={...} tbl=["row" {...}]}.
@@ -281,26 +279,12 @@ TEST_F(KvTest, KvparamConvertsBlocks)
 TEST_F(KvTest, RoundTripGivesTheSameDocument)
 {
     const char* cases[] = {
-        "",
-        "key value\n",
-        "a 1\nb &Arr{\nc   x  y\n}\n",
-        "color \\#6060ff\nplain #comment\n",
-        "v a\\\\#b\\#\n",
-        "k\\#ey \\#\n",
-        "re a\\.b\\\\c\\\n",
-        "t &Tbl{\nrow one\n&Arr{\nk v\n}\n&Tbl{\n\\#x\n}\n}\n",
-        "e &Arr{\n}\nf &Tbl{\n}\ng\n",
-        "s &Literal{\n  lead # hash \\# \\\n\n}\n",
-        "s &Literal{\n}\n",
-        "s &Literal{\n x \n}\n",
-        "@Literal p a#b \\# c\n@Literal q\n",
-        "@Literal &Arr{ x\n@Literal k &Tbl{\n@Literal } }\n",
-        "t &Tbl{\n@Literal a # b\n@Literal\n&Literal{\n x\n}\n&Literal{\na\nb\n}\n}\n",
-        "} x\n",
-        "a \\\\\nb \\\n",
-        "a &Arr{\nb &Tbl{\n&Arr{\nc &Tbl{\nd\n}\n}\n}\n}\n",
-        "weird \x01\x7f\xc3\xa9 chars\n",
-        "inner \r blank\n",
+        "", "key value\n", "a 1\nb &Arr{\nc   x  y\n}\n", "color \\#6060ff\nplain #comment\n", "v a\\\\#b\\#\n",
+        "k\\#ey \\#\n", "re a\\.b\\\\c\\\n", "t &Tbl{\nrow one\n&Arr{\nk v\n}\n&Tbl{\n\\#x\n}\n}\n",
+        "e &Arr{\n}\nf &Tbl{\n}\ng\n", "s &Literal{\n  lead # hash \\# \\\n\n}\n", "s &Literal{\n}\n",
+        "s &Literal{\n x \n}\n", "@Literal p a#b \\# c\n@Literal q\n", "@Literal &Arr{ x\n@Literal k &Tbl{\n@Literal } }\n",
+        "t &Tbl{\n@Literal a # b\n@Literal\n&Literal{\n x\n}\n&Literal{\na\nb\n}\n}\n", "} x\n", "a \\\\\nb \\\n",
+        "a &Arr{\nb &Tbl{\n&Arr{\nc &Tbl{\nd\n}\n}\n}\n}\n", "weird \x01\x7f\xc3\xa9 chars\n", "inner \r blank\n",
     };
     for (const char* text : cases) {
         SCOPED_TRACE(text);
@@ -320,21 +304,9 @@ TEST_F(KvTest, WriterFormat)
 {
     Doc doc("a 1\nc \\#fff # comment\nb &Arr{\nx   y z\nt &Tbl{\nr\n&Arr{\nk v\n}\n}\n}\n"
             "s &Literal{\n  raw #\n}\n@Literal l a#b\n");
-    EXPECT_EQ(toText(doc.kv), "a 1\n"
-                              "c \\#fff\n"
-                              "b &Arr{\n"
-                              "    x y z\n"
-                              "    t &Tbl{\n"
-                              "        r\n"
-                              "        &Arr{\n"
-                              "            k v\n"
-                              "        }\n"
-                              "    }\n"
-                              "}\n"
-                              "s &Literal{\n"
-                              "  raw #\n"
-                              "}\n"
-                              "@Literal l a#b\n");
+    EXPECT_EQ(toText(doc.kv), "a 1\nc \\#fff\n"
+                              "b &Arr{\n    x y z\n    t &Tbl{\n        r\n        &Arr{\n            k v\n        }\n    }\n}\n"
+                              "s &Literal{\n  raw #\n}\n@Literal l a#b\n");
     void* b = nullptr;
     void* t = nullptr;
     ASSERT_EQ(kvget(doc.kv, "b", &b), KV_KIND_ARR);
@@ -456,26 +428,14 @@ TEST_F(KvTest, KvcompileSourceStopsAtLengthAndNul)
 class KvReadTest : public KvTest
 {
 protected:
-    void SetUp() override
-    {
-        KvTest::SetUp();
-        const char* path = getenv("VXPLOT_PARAMPATH");
-        had_path_ = path != nullptr;
-        if (path)
-            old_path_ = path;
-        char cwd[PATH_MAX];
-        ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-        old_cwd_ = cwd;
-        ASSERT_TRUE(first_.isValid() && second_.isValid() && work_.isValid());
-    }
+    void SetUp() override { ASSERT_TRUE(first_.isValid() && second_.isValid() && work_.isValid()); }
     void TearDown() override
     {
         if (had_path_)
-            setenv("VXPLOT_PARAMPATH", old_path_.c_str(), 1);
+            qputenv("VXPLOT_PARAMPATH", old_path_);
         else
-            unsetenv("VXPLOT_PARAMPATH");
-        EXPECT_EQ(chdir(old_cwd_.c_str()), 0);
-        KvTest::TearDown();
+            qunsetenv("VXPLOT_PARAMPATH");
+        EXPECT_TRUE(QDir::setCurrent(old_cwd_));
     }
     static void write(const QTemporaryDir& dir, const char* file, const char* text)
     {
@@ -494,8 +454,9 @@ protected:
         return out;
     }
     QTemporaryDir first_, second_, work_;
-    bool had_path_ = false;
-    std::string old_path_, old_cwd_;
+    const bool had_path_ = qEnvironmentVariableIsSet("VXPLOT_PARAMPATH");
+    const QByteArray old_path_ = qgetenv("VXPLOT_PARAMPATH");
+    const QString old_cwd_ = QDir::currentPath();
 };
 
 TEST_F(KvReadTest, SearchPathOrder)
@@ -532,9 +493,10 @@ TEST_F(KvReadTest, SearchPathOrder)
     EXPECT_EQ(read("kvtest_both"), "work") << "without the variable the working folder is found";
 }
 
-TEST_F(KvReadTest, SyntaxErrorNamesFileAndLine)
+TEST_F(KvReadTest, SyntaxErrorNamesFileAndLineAndAGoodFileMerges)
 {
     write(first_, "kvtest_bad.pf", "a 1\nb &Arr{\n  c 2\n");
+    write(first_, "kvtest_merge.pf", "from file\nextra &Tbl{\nr\n}\n");
     setenv("VXPLOT_PARAMPATH", first_.path().toLocal8Bit().constData(), 1);
     Kv* kv = nullptr;
     EXPECT_LT(kvread("kvtest_bad", &kv), 0);
@@ -543,14 +505,8 @@ TEST_F(KvReadTest, SyntaxErrorNamesFileAndLine)
     EXPECT_NE(errors().find("kvcompile: " + file + ", line 2: '&Arr{' is not closed"), std::string::npos)
         << errors();
     EXPECT_NE(errors().find("kvread: Cannot compile '" + file + "'."), std::string::npos) << errors();
-}
-
-TEST_F(KvReadTest, ReadMergesIntoAGivenDocument)
-{
-    write(first_, "kvtest_merge.pf", "from file\nextra &Tbl{\nr\n}\n");
-    setenv("VXPLOT_PARAMPATH", first_.path().toLocal8Bit().constData(), 1);
     Doc doc("keep 1\nfrom text\n");
-    Kv* kv = doc.kv;
+    kv = doc.kv;
     ASSERT_EQ(kvread("kvtest_merge", &kv), 0);
     EXPECT_EQ(dump(doc.kv), R"({keep="1" from="file" extra=["r"]})");
 }

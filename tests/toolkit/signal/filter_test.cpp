@@ -20,17 +20,26 @@ std::string errors()
     return hl_errlog_string(0);
 }
 
-// Filters a copy of x in one call; the copy is malloc'ed as the service
-// may reallocate it.
+// One call of the service on a copy of x[from, from + n) starting at t (the
+// copy is malloc'ed as the service may reallocate it); its answer in *ret.
+std::vector<float> runFilter(const std::vector<float>& x, size_t from, size_t n, double t, double dt,
+                             const char* filter, Hook** hook, int* ret)
+{
+    int nsamp = static_cast<int>(n), size = nsamp;
+    float* data = static_cast<float*>(malloc(n * sizeof(float)));
+    memcpy(data, x.data() + from, n * sizeof(float));
+    *ret = wffilter_pkt2(&t, &nsamp, &dt, &data, &size, filter, hook);
+    std::vector<float> y(data, data + nsamp);
+    free(data);
+    return y;
+}
+
+// x filtered in one call from time 0.
 std::vector<float> filtered(const std::vector<float>& x, double dt, const char* filter, Hook** hook = nullptr)
 {
-    int n = static_cast<int>(x.size()), size = n;
-    float* data = static_cast<float*>(malloc(x.size() * sizeof(float)));
-    memcpy(data, x.data(), x.size() * sizeof(float));
-    double t = 0.0;
-    EXPECT_EQ(wffilter_pkt2(&t, &n, &dt, &data, &size, filter, hook), 0) << errors();
-    std::vector<float> y(data, data + n);
-    free(data);
+    int ret = -1;
+    std::vector<float> y = runFilter(x, 0, x.size(), 0.0, dt, filter, hook, &ret);
+    EXPECT_EQ(ret, 0) << errors();
     return y;
 }
 
@@ -64,13 +73,7 @@ double butterworth(bool high, int order, double fc, double f, double dt, bool wa
 
 TEST(Filter, SineGainMatchesButterworthFormula)
 {
-    struct Case
-    {
-        const char* filter;
-        double lo, hi;
-        int olo, ohi;
-        double fs, f;
-    };
+    struct Case { const char* filter; double lo, hi; int olo, ohi; double fs, f; };
     const Case cases[] = {
         // band-pass "BW 1 4 2 4": at the corners and one octave out
         {"BW 1 4 2 4", 1, 2, 4, 4, 100, 1.0}, {"BW 1 4 2 4", 1, 2, 4, 4, 100, 2.0},
@@ -123,21 +126,17 @@ TEST(Filter, PacketByPacketEqualsAllAtOnce)
         int packets = 0;
         while (i < x.size()) {
             const size_t n = std::min(x.size() - i, static_cast<size_t>(packets % 5 == 0 ? 1 : len(rng)));
-            std::vector<float> part(x.begin() + static_cast<long>(i), x.begin() + static_cast<long>(i + n));
-            int nsamp = static_cast<int>(n), size = nsamp;
-            float* data = static_cast<float*>(malloc(n * sizeof(float)));
-            memcpy(data, part.data(), n * sizeof(float));
-            double t = static_cast<double>(i) * dt, d = dt;
-            ASSERT_EQ(wffilter_pkt2(&t, &nsamp, &d, &data, &size, filter, &hook), 0) << errors();
+            int ret = -1;
+            const std::vector<float> part = runFilter(x, i, n, static_cast<double>(i) * dt, dt, filter, &hook, &ret);
+            ASSERT_EQ(ret, 0) << errors();
             ASSERT_NE(hook, nullptr);
+            ASSERT_EQ(part.size(), n);
             for (size_t k = 0; k < n; k++) {
-                const float a = data[k], b = whole[i + k];
-                if (std::isnan(b))
-                    EXPECT_TRUE(std::isnan(a));
+                if (std::isnan(whole[i + k]))
+                    EXPECT_TRUE(std::isnan(part[k]));
                 else
-                    ASSERT_FLOAT_EQ(a, b) << "sample " << i + k;
+                    ASSERT_FLOAT_EQ(part[k], whole[i + k]) << "sample " << i + k;
             }
-            free(data);
             i += n;
             packets++;
         }
@@ -169,14 +168,12 @@ TEST(Filter, GapsAndTimeBreaksRestartTheFilter)
     // the same through a hook, with b a second packet starting 10 s late
     Hook* hook = nullptr;
     filtered(a, dt, "BW 1 4 2 4", &hook);
-    int n = static_cast<int>(b.size()), size = n;
-    float* data = static_cast<float*>(malloc(b.size() * sizeof(float)));
-    memcpy(data, b.data(), b.size() * sizeof(float));
-    double t = 40.0, d = dt;
-    ASSERT_EQ(wffilter_pkt2(&t, &n, &d, &data, &size, "BW 1 4 2 4", &hook), 0);
+    int ret = -1;
+    const std::vector<float> late = runFilter(b, 0, b.size(), 40.0, dt, "BW 1 4 2 4", &hook, &ret);
+    ASSERT_EQ(ret, 0);
+    ASSERT_EQ(late.size(), b.size());
     for (size_t i = 0; i < b.size(); i++)
-        ASSERT_FLOAT_EQ(data[i], yb[i]);
-    free(data);
+        ASSERT_FLOAT_EQ(late[i], yb[i]);
     release_hook(&hook);
 
     // the bulk path removes the mean of each run between gaps
@@ -193,12 +190,8 @@ TEST(Filter, GapsAndTimeBreaksRestartTheFilter)
 
 TEST(Filter, TextsAndTheirMessages)
 {
-    struct Case
-    {
-        const char* text;
-        int stages;           // what wffilter_parse answers
-        const char* message;  // a part of the registered line when negative
-    };
+    // stages: what wffilter_parse answers; message: a part of the registered line when negative
+    struct Case { const char* text; int stages; const char* message; };
     const Case cases[] = {
         {"", 0, ""}, {"none", 0, ""}, {"  NONE ", 0, ""}, {"BW 1 4 2 4", 1, ""}, {"BW 0 0 2 4", 1, ""},
         {"BW 1 4 0 0", 1, ""}, {"demean ; BW 1 4 2 4;", 2, ""}, {"DEMEAN;none;;BW 0.1 2 1e1 3", 2, ""},
@@ -223,7 +216,6 @@ TEST(Filter, TextsAndTheirMessages)
             EXPECT_EQ(errors(), "");
         }
     }
-    hl_clear_register(0);
 }
 
 TEST(Filter, RefusesWhatItCannotRun)
@@ -234,12 +226,7 @@ TEST(Filter, RefusesWhatItCannotRun)
     Hook* hook = nullptr;
     ASSERT_GE(wffilter_parse(&hook, "BW 1 4 2 4"), 1);
     Hook* before = hook;
-    struct Case
-    {
-        const char* filter;
-        double dt;
-        const char* message;
-    };
+    struct Case { const char* filter; double dt; const char* message; };
     const Case cases[] = {
         {"BW 1 4 60 4", 0.01, "Corner '60' of 'BW 1 4 60 4' is not below the Nyquist frequency 50 Hz"},
         {"BW 50 2 0 0", 0.01, "Corner '50'"}, {"BW 1 4 2 4", 0.0, "Bad sample interval"},
@@ -248,15 +235,11 @@ TEST(Filter, RefusesWhatItCannotRun)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.filter);
         hl_clear_register(0);
-        int n = 3, size = 3;
-        float* data = static_cast<float*>(malloc(3 * sizeof(float)));
-        memcpy(data, x.data(), 3 * sizeof(float));
-        double t = 0.0, dt = c.dt;
-        EXPECT_LT(wffilter_pkt2(&t, &n, &dt, &data, &size, c.filter, &hook), 0);
+        int ret = 0;
+        EXPECT_EQ(runFilter(x, 0, 3, 0.0, c.dt, c.filter, &hook, &ret), x);
+        EXPECT_LT(ret, 0);
         EXPECT_NE(errors().find(c.message), std::string::npos) << errors();
         EXPECT_EQ(hook, before);
-        EXPECT_EQ(data[1], 2.0f);
-        free(data);
     }
     hl_clear_register(0);
     release_hook(&hook);

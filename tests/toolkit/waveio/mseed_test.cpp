@@ -18,12 +18,8 @@ constexpr double kStart = 1.6e9 + 0.25;
 constexpr double kRate = 40.0;
 constexpr long kPart1 = 3000, kGap = 50, kPart2 = 2000, kOther = 5000;
 
-struct Layout
-{
-    std::string bytes;
-    long foff_a = -1, foff_b = -1;
-    std::vector<double> a1, a2, b;
-};
+// The records of two channels in one file, where each starts, and their samples.
+struct Layout { std::string bytes; long foff_a = -1, foff_b = -1; std::vector<double> a1, a2, b; };
 
 // Channel BHZ in two parts with a gap of kGap samples, channel BHN whole,
 // their records taken in turn.
@@ -63,14 +59,7 @@ std::vector<float> floats(const std::vector<double>& v)
     return std::vector<float>(v.begin(), v.end());
 }
 
-struct Encoding
-{
-    const char* name;
-    int encoding;
-    char type;
-    int reclen;
-    int byteorder;
-};
+struct Encoding { const char* name; int encoding; char type; int reclen; int byteorder; };
 
 const Encoding kEncodings[] = {
     {"steim1 512 big", DE_STEIM1, 'i', 512, 1},    {"steim1 256 little", DE_STEIM1, 'i', 256, 0},
@@ -187,13 +176,7 @@ TEST_F(MseedTest, IndexedRowsLoadTheSameSamples)
     long rows = 0;
     ASSERT_EQ(rsquery(wf, RS_RECORD_COUNT, &rows), 0);
     ASSERT_EQ(rows, 3);  // BHN_00 whole, BHZ before and after its gap
-    struct Expected
-    {
-        const char* chan;
-        long foff, nsamp;
-        double time;
-        const std::vector<double>* samples;
-    };
+    struct Expected { const char* chan; long foff, nsamp; double time; const std::vector<double>* samples; };
     const long foff_a2 = static_cast<long>(l.bytes.find(
         mseed_pack("XX", "STA", "", "BHZ", kStart + (kPart1 + kGap) / kRate, kRate, l.a2, 'i', DE_STEIM2, 512, 0)[0]));
     const Expected expected[] = {

@@ -15,6 +15,15 @@ std::string be32(int32_t v)
     return {char(u >> 24), char(u >> 16), char(u >> 8), char(u)};
 }
 
+// The s4 samples 0, 1, ..., n - 1.
+std::string counting(int n)
+{
+    std::string bytes;
+    for (int i = 0; i < n; i++)
+        bytes += be32(i);
+    return bytes;
+}
+
 std::string gzip(const std::string& bytes)
 {
     // deflate with a gzip wrapper, as gzip(1) writes it
@@ -35,12 +44,7 @@ using WfloadTest = WaveDbTest;
 
 TEST_F(WfloadTest, EveryFormatDecodes)
 {
-    struct Case
-    {
-        const char* code;
-        std::string bytes;
-        std::vector<float> expected;
-    };
+    struct Case { const char* code; std::string bytes; std::vector<float> expected; };
     const float pi_f = 3.14159274f;
     std::string t4(4, '\0'), f4(4, '\0'), t8(8, '\0'), f8(8, '\0');
     uint32_t u4;
@@ -62,10 +66,7 @@ TEST_F(WfloadTest, EveryFormatDecodes)
         {"s3", std::string("\xff\xff\xfd\x7f\xff\xff", 6), {-3.0f, 8388607.0f}},
         {"i4", std::string("\xfe\xff\xff\xff\x00\x01\x00\x00", 8), {-2.0f, 256.0f}},
         {"i2", std::string("\xfe\xff\x00\x01", 4), {-2.0f, 256.0f}},
-        {"t4", t4, {pi_f}},
-        {"f4", f4, {pi_f}},
-        {"t8", t8, {float(e)}},
-        {"f8", f8, {float(e)}},
+        {"t4", t4, {pi_f}}, {"f4", f4, {pi_f}}, {"t8", t8, {float(e)}}, {"f8", f8, {float(e)}},
         // gain code in the top two bits: mantissa 8191 is zero; gains 1, 4, 16, 128
         {"g2", std::string("\x1f\xff\x60\x00\xa0\x00\xdf\xfe", 8), {0.0f, 4.0f, 16.0f, -128.0f}},
         {"a0", "          1.5e3          -2.25", {1500.0f, -2.25f}},
@@ -87,25 +88,13 @@ TEST_F(WfloadTest, EveryFormatDecodes)
 
 TEST_F(WfloadTest, WindowsTakeSamplesInsideOnly)
 {
-    std::string bytes;
-    for (int i = 0; i < 100; i++)
-        bytes += be32(i);
-    write("w.s4", bytes);
+    write("w.s4", counting(100));
     row("s4", "w.s4", 0, 100);  // 10 samples a second from 1000.0
-    struct Case
-    {
-        const char* name;
-        double t0, t1;
-        long first, count;
-    };
+    struct Case { const char* name; double t0, t1; long first, count; };
     const Case cases[] = {
-        {"inside", 1002.0, 1003.0, 20, 10},
-        {"edges rounded", 1002.0 - 1e-6, 1003.0 - 1e-6, 20, 10},
-        {"last sample with a tenth more", 1009.0, 1009.9 + 0.01, 90, 10},
-        {"before the start", 900.0, 1000.25, 0, 3},
-        {"past the end", 1009.55, 1100.0, 96, 4},
-        {"whole row", 0.0, 0.0, 0, 100},
-        {"empty", 1003.01, 1003.09, 0, 0},
+        {"inside", 1002.0, 1003.0, 20, 10}, {"edges rounded", 1002.0 - 1e-6, 1003.0 - 1e-6, 20, 10},
+        {"last sample with a tenth more", 1009.0, 1009.9 + 0.01, 90, 10}, {"before the start", 900.0, 1000.25, 0, 3},
+        {"past the end", 1009.55, 1100.0, 96, 4}, {"whole row", 0.0, 0.0, 0, 100}, {"empty", 1003.01, 1003.09, 0, 0},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -138,10 +127,7 @@ TEST_F(WfloadTest, GzipCopyStandsInForAMissingFileAndDirIsFromTheTable)
 
 TEST_F(WfloadTest, BadInputIsNamedAndLeavesOutputsAlone)
 {
-    std::string bytes;
-    for (int i = 0; i < 100; i++)
-        bytes += be32(i);
-    write("w.s4", bytes);
+    write("w.s4", counting(100));
     std::string noise;
     for (uint32_t x = 1; noise.size() < 4000;) {
         x = x * 1103515245u + 12345u;
@@ -151,15 +137,10 @@ TEST_F(WfloadTest, BadInputIsNamedAndLeavesOutputsAlone)
     write("cut.s4.gz", cut.substr(0, cut.size() / 2));
     write("text.a0", "            1.0   not a number");
     write("w.sd", std::string(512, 'Q'));
-    struct Case
-    {
-        const char* name;
-        const char* datatype;
-        const char* dfile;
-        long foff, nsamp;
-        double samprate;
-        int code;
-        std::vector<std::string> words;  // in the message
+    // words: in the message
+    struct Case {
+        const char* name; const char* datatype; const char* dfile; long foff, nsamp; double samprate; int code;
+        std::vector<std::string> words;
     };
     const Case cases[] = {
         {"nsamp overruns", "s4", "w.s4", 0, 101, 10.0, WFLOAD_ERR_RANGE, {"field nsamp 101", "w.s4", "STA BHZ"}},

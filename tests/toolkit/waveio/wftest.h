@@ -29,7 +29,6 @@ class WaveDbTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        hl_clear_register(0);
         char templ[] = "/tmp/vxplot_waveio_XXXXXX";
         ASSERT_NE(mkdtemp(templ), nullptr);
         dir_ = templ;
@@ -40,7 +39,6 @@ protected:
     {
         rsclose(db_);
         std::filesystem::remove_all(dir_);
-        hl_clear_register(0);
     }
     std::string write(const std::string& name, const std::string& bytes)
     {
@@ -60,6 +58,7 @@ protected:
             << hl_errlog_string(0);
     }
 public:
+    // One wfload_scratch() of db's scratch row in [t0, t1] (0, 0: all of it).
     static Loaded load(Rsptr db, double t0 = 0.0, double t1 = 0.0)
     {
         Loaded l;
@@ -76,7 +75,6 @@ public:
     Loaded load(double t0 = 0.0, double t1 = 0.0) { return load(db_, t0, t1); }
 
 protected:
-
     std::string dir_;
     Rsptr db_{};
 };
