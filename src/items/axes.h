@@ -17,9 +17,11 @@
 #include "viewport/viewportitem.h"
 #include "vxplot_export.h"
 
+#include <memory>
 #include <vector>
 
 class QPainter;
+class VXLayerPan;
 class VXViewport;
 
 // Most tics of one family any generator lays out.
@@ -105,6 +107,10 @@ public:
 
 private:
     void init();
+    // The grid lines of both axes; on a flat map during a pan, composed from
+    // the pan picture of the grid lines shifted by the pan's offset.
+    void drawGrids(QPainter* painter);
+    void drawGridLines(QPainter* painter);
     void drawBox(int w, int h, QPainter* painter);
     void drawTics(int w, int h, QPainter* painter);
     void drawXLabel(QPainter* painter);
@@ -131,4 +137,6 @@ private:
                            int* exponent);
     static const char* chooseTimeFormat(double big);
     void labelXTic(QPainter* painter, double t, double x, const char* format);
+
+    std::unique_ptr<VXLayerPan> grid_pan;  // while a pan of a flat map runs; null otherwise
 };
