@@ -92,16 +92,25 @@ int VXMapLayer::drawViewportItem(QPainter* painter)
     if (!painter || !viewport)
         return 0;
     const VxViewport& v = viewport->vars;
-    painter->setClipRect(v.mleft, v.mtop, v.w - v.mleft - v.mright, v.h - v.mtop - v.mbottom);
     if (VXLayerPan::panning(v) && vars.opacity > 0.0) {
         if (!pan)
             pan = std::make_unique<VXLayerPan>();
-        const int drawn = pan->compose(painter, viewport, antialias, [this](QPainter* p) { return draw(p); });
+        const int drawn = pan->compose(painter, viewport, antialias, [this](QPainter* p) { return drawClipped(p); });
         if (drawn >= 0)
             return drawn;
     }
     // not a pan frame: draw the view itself, and give the picture back
     pan.reset();
+    return drawClipped(painter);
+}
+
+int VXMapLayer::drawClipped(QPainter* painter)
+{
+    VXViewport* viewport = getViewportParent();
+    if (!painter || !viewport)
+        return 0;
+    const VxViewport& v = viewport->vars;
+    painter->setClipRect(v.mleft, v.mtop, v.w - v.mleft - v.mright, v.h - v.mtop - v.mbottom);
     return draw(painter);
 }
 

@@ -77,6 +77,8 @@ public:
     // offset leaves the margin and when the pan ends.
     int drawViewportItem(QPainter* painter) override;
     void setVisibility() override {}
+    // Clip to the plot area and draw(), whatever the gesture.
+    int drawClipped(QPainter* painter);
 
     // Draw the layer; 0 when it draws nothing (no map or viewport, opacity
     // at or below 0, a shade outside its projections), else 1.

@@ -142,6 +142,16 @@ int VXLayerPan::render(VXViewport* viewport, bool antialias, const std::function
     if (antialias)
         painter.setRenderHint(QPainter::Antialiasing, true);
     vars.drawn = draw(&painter);
+    painter.end();
+    if (vars.mask_color.isValid()) {
+        const QRgb key = vars.mask_color.rgba();
+        for (int y = 0; y < image.height(); y++) {
+            auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
+            for (int x = 0; x < image.width(); x++)
+                if (line[x] && qUnpremultiply(line[x]) == key)
+                    line[x] = 0;
+        }
+    }
     return vars.drawn;
 }
 
@@ -170,5 +180,16 @@ int VXLayerPan::compose(QPainter* painter, VXViewport* viewport, bool antialias,
 
 void VXLayerPan::clear()
 {
+    const QColor mask = vars.mask_color;
     vars = VxLayerPan();
+    vars.mask_color = mask;
+}
+
+void VXLayerPan::setMaskColor(const QColor* color)
+{
+    const QColor mask = color ? *color : QColor();
+    if (mask == vars.mask_color)
+        return;
+    vars = VxLayerPan();
+    vars.mask_color = mask;
 }

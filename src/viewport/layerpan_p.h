@@ -16,6 +16,7 @@
 // item refills it with one copy of the picture instead of drawing.
 #pragma once
 
+#include <QColor>
 #include <QImage>
 
 #include <functional>
@@ -34,6 +35,7 @@ struct VxLayerPan
     int map_tran = 0, ratio = 1;
     double xleft = 0.0, ytop = 0.0;  // view when drawn
     double dx = 0.0, dy = 0.0;     // world units per pixel when drawn
+    QColor mask_color;             // pixels of this colour are made transparent; invalid: none
 };
 
 class VXLayerPan
@@ -53,6 +55,9 @@ public:
 
     // Give the picture's memory back; the next pan frame draws anew.
     void clear();
+    // Key out a colour of the picture as a VXLayer's mask colour does at
+    // composition (null: none); a change draws the picture anew.
+    void setMaskColor(const QColor* color);
 
     VxLayerPan vars;
 
