@@ -172,8 +172,8 @@ int VXLayerPan::compose(QPainter* painter, VXViewport* viewport, bool antialias,
     const VxViewport& v = viewport->vars;
     painter->save();
     painter->setClipRect(v.mleft, v.mtop, vars.plot_w, vars.plot_h, Qt::IntersectClip);
-    painter->drawImage(QPoint(v.mleft - vars.margin_x - static_cast<int>(sx), v.mtop - vars.margin_y + static_cast<int>(sy)),
-                       vars.image);
+    const QPoint origin(v.mleft - vars.margin_x - static_cast<int>(sx), v.mtop - vars.margin_y + static_cast<int>(sy));
+    painter->drawImage(origin, vars.image);
     painter->restore();
     return vars.drawn;
 }
