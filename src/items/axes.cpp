@@ -350,7 +350,8 @@ void VXAxes::drawGrids(QPainter* painter)
         if (!grid_pan)
             grid_pan = std::make_unique<VXLayerPan>();
         auto lines = [this](QPainter* p) {
-            drawGridLines(p);
+            if (!drawGridLinesInStrips(p))
+                drawGridLines(p);
             return 1;
         };
         if (grid_pan->compose(painter, vp, antialias, lines) >= 0)
@@ -362,10 +363,20 @@ void VXAxes::drawGrids(QPainter* painter)
 
 void VXAxes::drawGridLines(QPainter* painter)
 {
+    drawGridLinesX(painter);
+    drawGridLinesY(painter);
+}
+
+void VXAxes::drawGridLinesX(QPainter* painter)
+{
     // a grid line is a tic across the whole plot
     drawXaxisStuff(painter, &vars.color_grids_x, vars.xwidth_big_grids, vars.style, vars.xincr_num, 0.0, 1.0,
                    &vars.color_grids_x_small, vars.xwidth_sml_grids, vars.style, vars.xincr_sml, 0.0, 1.0,
                    vars.mindx);
+}
+
+void VXAxes::drawGridLinesY(QPainter* painter)
+{
     drawYaxisStuff(painter, &vars.color_grids_y, vars.ywidth_big_grids, vars.style, vars.yincr_num, 0.0, 1.0,
                    &vars.color_grids_y_small, vars.ywidth_sml_grids, vars.style, vars.yincr_sml, 0.0, 1.0,
                    vars.mindy);

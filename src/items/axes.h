@@ -111,6 +111,13 @@ private:
     // the pan picture of the grid lines shifted by the pan's offset.
     void drawGrids(QPainter* painter);
     void drawGridLines(QPainter* painter);
+    void drawGridLinesX(QPainter* painter);
+    void drawGridLinesY(QPainter* painter);
+    // The grid lines of a flat map into a pan picture (painter on a QImage,
+    // the view widened to it), each family drawn across a narrow strip and
+    // the strip copied along the picture.  0 when they cannot be drawn so
+    // (dashed lines, another device), with nothing drawn.
+    int drawGridLinesInStrips(QPainter* painter);
     void drawBox(int w, int h, QPainter* painter);
     void drawTics(int w, int h, QPainter* painter);
     void drawXLabel(QPainter* painter);
