@@ -3,6 +3,7 @@
 
 #include "toolkit/base/errors.h"
 #include "toolkit/base/strings.h"
+#include "viewport/layerpan_p.h"
 #include "viewport/viewport.h"
 
 #include <QPainter>
@@ -320,13 +321,7 @@ int VXAxes::draw(QPainter* painter)
         return 0;
     const bool map = vp->vars.map_tran == VX_MAP_EDP || vp->vars.map_tran == VX_MAP_GLOBE;
 
-    // a grid line is a tic across the whole plot
-    drawXaxisStuff(painter, &vars.color_grids_x, vars.xwidth_big_grids, vars.style, vars.xincr_num, 0.0, 1.0,
-                   &vars.color_grids_x_small, vars.xwidth_sml_grids, vars.style, vars.xincr_sml, 0.0, 1.0,
-                   vars.mindx);
-    drawYaxisStuff(painter, &vars.color_grids_y, vars.ywidth_big_grids, vars.style, vars.yincr_num, 0.0, 1.0,
-                   &vars.color_grids_y_small, vars.ywidth_sml_grids, vars.style, vars.yincr_sml, 0.0, 1.0,
-                   vars.mindy);
+    drawGrids(painter);
     drawBox(w, h, painter);
     if (!map)
         drawTics(w, h, painter);
@@ -343,6 +338,48 @@ int VXAxes::draw(QPainter* painter)
     if (!map)
         drawYTicLabels(painter, h, ystart, yscale);
     return 1;
+}
+
+void VXAxes::drawGrids(QPainter* painter)
+{
+    VXViewport* vp = getViewportParent();
+    const int tran = vp->vars.map_tran;
+    // the graticule of a flat map is the costly part of a pan frame; the
+    // box, tics and labels stay where they are and are drawn as always
+    if ((tran == VX_MAP_GEOG || tran == VX_MAP_MERC) && VXLayerPan::panning(vp->vars)) {
+        if (!grid_pan)
+            grid_pan = std::make_unique<VXLayerPan>();
+        auto lines = [this](QPainter* p) {
+            if (!drawGridLinesInStrips(p))
+                drawGridLines(p);
+            return 1;
+        };
+        if (grid_pan->compose(painter, vp, antialias, lines) >= 0)
+            return;
+    }
+    grid_pan.reset();
+    drawGridLines(painter);
+}
+
+void VXAxes::drawGridLines(QPainter* painter)
+{
+    drawGridLinesX(painter);
+    drawGridLinesY(painter);
+}
+
+void VXAxes::drawGridLinesX(QPainter* painter)
+{
+    // a grid line is a tic across the whole plot
+    drawXaxisStuff(painter, &vars.color_grids_x, vars.xwidth_big_grids, vars.style, vars.xincr_num, 0.0, 1.0,
+                   &vars.color_grids_x_small, vars.xwidth_sml_grids, vars.style, vars.xincr_sml, 0.0, 1.0,
+                   vars.mindx);
+}
+
+void VXAxes::drawGridLinesY(QPainter* painter)
+{
+    drawYaxisStuff(painter, &vars.color_grids_y, vars.ywidth_big_grids, vars.style, vars.yincr_num, 0.0, 1.0,
+                   &vars.color_grids_y_small, vars.ywidth_sml_grids, vars.style, vars.yincr_sml, 0.0, 1.0,
+                   vars.mindy);
 }
 
 void VXAxes::drawBox(int w, int h, QPainter* painter)

@@ -17,9 +17,11 @@
 #include "viewport/viewportitem.h"
 #include "vxplot_export.h"
 
+#include <memory>
 #include <vector>
 
 class QPainter;
+class VXLayerPan;
 class VXViewport;
 
 // Most tics of one family any generator lays out.
@@ -105,6 +107,17 @@ public:
 
 private:
     void init();
+    // The grid lines of both axes; on a flat map during a pan, composed from
+    // the pan picture of the grid lines shifted by the pan's offset.
+    void drawGrids(QPainter* painter);
+    void drawGridLines(QPainter* painter);
+    void drawGridLinesX(QPainter* painter);
+    void drawGridLinesY(QPainter* painter);
+    // The grid lines of a flat map into a pan picture (painter on a QImage,
+    // the view widened to it), each family drawn across a narrow strip and
+    // the strip copied along the picture.  0 when they cannot be drawn so
+    // (dashed lines, another device), with nothing drawn.
+    int drawGridLinesInStrips(QPainter* painter);
     void drawBox(int w, int h, QPainter* painter);
     void drawTics(int w, int h, QPainter* painter);
     void drawXLabel(QPainter* painter);
@@ -131,4 +144,6 @@ private:
                            int* exponent);
     static const char* chooseTimeFormat(double big);
     void labelXTic(QPainter* painter, double t, double x, const char* format);
+
+    std::unique_ptr<VXLayerPan> grid_pan;  // while a pan of a flat map runs; null otherwise
 };

@@ -6,10 +6,12 @@
 #include "items/axes.h"
 #include "items/taskbar.h"
 #include "map/maplayer.h"
+#include "map/mapitem_pan_p.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hltime.h"
 #include "toolkit/params/kv.h"
 #include "viewport/layer.h"
+#include "viewport/layerpan_p.h"
 #include "viewport/viewport.h"
 
 #include <QDebug>
@@ -72,6 +74,8 @@ VXTaskbar* VXMap::getTaskbar()
 
 void VXMap::clearMaplayerDefinitions()
 {
+    if (pan)
+        pan->pictures.clear();  // they name the layers going away
     qDeleteAll(vars.maplayer_definitions);
     vars.maplayer_definitions.clear();
     vars.maplayer_definitions_string.clear();
@@ -169,7 +173,28 @@ int VXMap::setDefaults()
     return 0;
 }
 
-int VXMap::drawViewportItem(QPainter* /*painter*/)
+QList<VXViewportItem*> VXMap::layerOrder()
+{
+    QList<VXViewportItem*> order;
+    QList<VXLayer*> groups;
+    QHash<VXLayer*, VXMapLayer*> last_of_group;
+    for (const QString& name : std::as_const(vars.maplayers)) {
+        VXMapLayer* layer = vars.maplayer_definitions.value(name, nullptr);
+        if (!layer || !layer->item_display_pvt || !layer->item_process_pvt)
+            continue;
+        order.append(layer);
+        if (VXLayer* l = layer->getLayer()) {
+            if (!groups.contains(l))
+                groups.append(l);
+            last_of_group.insert(l, layer);
+        }
+    }
+    for (VXLayer* l : std::as_const(groups))
+        order.insert(order.indexOf(last_of_group.value(l)) + 1, l);
+    return order;
+}
+
+int VXMap::drawViewportItem(QPainter* painter)
 {
     VXViewport* viewport = getViewportParent();
     if (!viewport)
@@ -181,26 +206,23 @@ int VXMap::drawViewportItem(QPainter* /*painter*/)
         if (VXLayer* l = layer->getLayer())
             viewport->removeItem(l);
     }
-    VXViewportItem* last = this;
-    QList<VXLayer*> groups;
-    QHash<VXLayer*, VXMapLayer*> last_of_group;
-    for (const QString& name : std::as_const(vars.maplayers)) {
-        VXMapLayer* layer = vars.maplayer_definitions.value(name, nullptr);
-        if (!layer || !layer->item_display_pvt || !layer->item_process_pvt)
-            continue;
-        viewport->addItemAfter(layer, last);
-        last = layer;
-        if (VXLayer* l = layer->getLayer()) {
-            if (!groups.contains(l))
-                groups.append(l);
-            last_of_group.insert(l, layer);
-        }
+    if (VXLayerPan::panning(viewport->vars) && drawPanFrame(painter)) {
+        if (vars.taskbar)
+            viewport->moveItemToTop(vars.taskbar);
+        return 1;
     }
-    for (VXLayer* l : std::as_const(groups)) {
-        VXMapLayer* after = last_of_group.value(l);
-        viewport->addItemAfter(l, after);
-        if (after == last)
-            last = l;
+    if (pan) {
+        // the caches were out of the list while the pan ran, out of reach
+        // of the viewport's invalidation: the view has moved since
+        pan.reset();
+        setMaplayersStale();
+        if (vars.grids)
+            vars.grids->setItemStale();
+    }
+    VXViewportItem* last = this;
+    for (VXViewportItem* item : layerOrder()) {
+        viewport->addItemAfter(item, last);
+        last = item;
     }
     if (vars.grids) {
         viewport->moveItemAfter(vars.grids, last);

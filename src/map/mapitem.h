@@ -23,6 +23,8 @@
 #include <QList>
 #include <QString>
 
+#include <memory>
+
 class QPainter;
 class QWidget;
 class VXAxes;
@@ -60,7 +62,13 @@ public:
     // Deletes the layers, the task bar and the graticule.
     ~VXMap() override;
 
-    // The reordering pass of the display list; draws nothing.  1.
+    // The reordering pass of the display list; draws nothing.  1.  While a
+    // pan of a flat map runs, the layers, their caches and the graticule
+    // are kept out of the list instead, and the map composes the frame
+    // itself: one picture per cache (VXLayer) and per layer without one,
+    // each drawn once with a margin around the view and copied at the
+    // pan's offset (see viewport/layerpan_p.h).  When the pan ends the
+    // caches are invalidated and everything is drawn afresh.
     int drawViewportItem(QPainter* painter) override;
     void setVisibility() override {}
 
@@ -105,4 +113,13 @@ public:
 
 private:
     void init(int make_navigator, int make_grids);
+    // The layers that are shown, each cache right after the last of its
+    // layers, the order the display list gets behind the map.
+    QList<VXViewportItem*> layerOrder();
+    // Compose a pan frame onto painter (mapitem_pan.cpp); false when the
+    // frame is left to the layers (a cache shared with other items).
+    bool drawPanFrame(QPainter* painter);
+
+    struct PanPictures;
+    std::unique_ptr<PanPictures> pan;  // while a pan runs; null otherwise
 };

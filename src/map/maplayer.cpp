@@ -7,6 +7,7 @@
 #include "toolkit/base/errors.h"
 #include "toolkit/geo/geo.h"
 #include "viewport/layer.h"
+#include "viewport/layerpan_p.h"
 #include "viewport/viewport.h"
 
 #include <QImage>
@@ -82,9 +83,28 @@ void VXMapLayer::clear()
 {
     delete vars.mapdata;
     vars.mapdata = nullptr;
+    pan.reset();
 }
 
 int VXMapLayer::drawViewportItem(QPainter* painter)
+{
+    VXViewport* viewport = getViewportParent();
+    if (!painter || !viewport)
+        return 0;
+    const VxViewport& v = viewport->vars;
+    if (VXLayerPan::panning(v) && vars.opacity > 0.0) {
+        if (!pan)
+            pan = std::make_unique<VXLayerPan>();
+        const int drawn = pan->compose(painter, viewport, antialias, [this](QPainter* p) { return drawClipped(p); });
+        if (drawn >= 0)
+            return drawn;
+    }
+    // not a pan frame: draw the view itself, and give the picture back
+    pan.reset();
+    return drawClipped(painter);
+}
+
+int VXMapLayer::drawClipped(QPainter* painter)
 {
     VXViewport* viewport = getViewportParent();
     if (!painter || !viewport)

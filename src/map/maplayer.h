@@ -20,8 +20,11 @@
 #include <QList>
 #include <QString>
 
+#include <memory>
+
 class QImage;
 class QPainter;
+class VXLayerPan;
 class VXMap;
 class VXViewport;
 
@@ -68,9 +71,14 @@ public:
     VXMapLayer(VXViewport* viewport, VXMap* map);
     ~VXMapLayer() override;
 
-    // Clip to the plot area and draw().
+    // Clip to the plot area and draw().  A frame of a pan on a flat map is
+    // composed from the layer's pan picture (drawn over the view widened by
+    // a margin) shifted by the pan's offset; the layer draws again when the
+    // offset leaves the margin and when the pan ends.
     int drawViewportItem(QPainter* painter) override;
     void setVisibility() override {}
+    // Clip to the plot area and draw(), whatever the gesture.
+    int drawClipped(QPainter* painter);
 
     // Draw the layer; 0 when it draws nothing (no map or viewport, opacity
     // at or below 0, a shade outside its projections), else 1.
@@ -97,4 +105,6 @@ public:
 private:
     void fillShadeImage();
     void clear();
+
+    std::unique_ptr<VXLayerPan> pan;  // while a pan runs; null otherwise
 };

@@ -9,7 +9,9 @@
 #include "map/mapitem.h"
 #include "viewport/layer.h"
 
+#include <QCoreApplication>
 #include <QFile>
+#include <QMouseEvent>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -307,6 +309,72 @@ TEST(Map, AnUnchangedViewRedrawsNoLayer)
     // a pan redraws it
     ASSERT_EQ(map.configure("lonr", "10", nullptr), 0);
     EXPECT_NE(vptest::render(vp.get()).pixelColor(5, 5), QColor(Qt::red));
+}
+
+namespace {
+
+void mouse(VXViewport* vp, QEvent::Type type, QPoint pos, Qt::MouseButtons held)
+{
+    QMouseEvent e(type, QPointF(pos), QPointF(pos), type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held,
+                  Qt::NoModifier);
+    QCoreApplication::sendEvent(vp, &e);
+}
+
+// Pixels of a that differ from b moved by (dx, dy), over the part of a that
+// b covers, below the strip of the task bar.
+int differingMoved(const QImage& a, const QImage& b, int dx, int dy)
+{
+    constexpr int taskbar_strip = 40;
+    int n = 0;
+    for (int y = std::max(taskbar_strip, dy); y < std::min(a.height(), b.height() + dy); y++)
+        for (int x = std::max(0, dx); x < std::min(a.width(), b.width() + dx); x++)
+            if (a.pixel(x, y) != b.pixel(x - dx, y - dy))
+                n++;
+    return n;
+}
+
+} // namespace
+
+TEST(Map, PanFramesMoveThePictureAndThePanEndsOnAFreshRender)
+{
+    if (!haveCoasts())
+        GTEST_SKIP() << "coasts.vector.xmd not built (world-atlas not installed by scripts/setup.sh)";
+    const std::initializer_list<const char*> view = {"map", "geog", "lonr", "10", "latr", "5", "range", "240"};
+    auto vp = vptest::makeViewport(400, 260, view);
+    VXMap map(vp.get(), 0, 1, nullptr);
+    ASSERT_EQ(map.setDefaults(), 0) << takeErrors();
+    const QImage before = vptest::render(vp.get());
+    vptest::keep(before, "map_pan_before");
+
+    const QPoint start(200, 130);
+    mouse(vp.get(), QEvent::MouseButtonPress, start, Qt::LeftButton);
+    // (dx, dy): within the margin (a quarter of the plot), then beyond it
+    for (QPoint d : {QPoint(-30, 12), QPoint(-150, -70)}) {
+        SCOPED_TRACE(d.x());
+        mouse(vp.get(), QEvent::MouseMove, start + d, Qt::LeftButton);
+        QCoreApplication::processEvents();
+        const QImage during = vptest::render(vp.get());
+        vptest::keep(during, d.x() == -30 ? "map_pan_near" : "map_pan_far");
+        // the map moved with the pointer
+        const int covered = (400 - std::abs(d.x())) * (260 - 40 - std::abs(d.y()));
+        EXPECT_LT(differingMoved(during, before, d.x(), d.y()), covered / 50);
+        EXPECT_GT(differingMoved(during, before, 0, 0), covered / 10);
+    }
+    mouse(vp.get(), QEvent::MouseButtonRelease, start + QPoint(-150, -70), Qt::NoButton);
+    const QImage after = vptest::render(vp.get());
+    vptest::keep(after, "map_pan_after");
+
+    // a map made afresh at the centre the pan ended on
+    auto fresh_vp = vptest::makeViewport(400, 260, view);
+    VXMap fresh(fresh_vp.get(), 0, 1, nullptr);
+    ASSERT_EQ(fresh.setDefaults(), 0) << takeErrors();
+    fresh_vp->vars.lonr = vp->vars.lonr;
+    fresh_vp->vars.latr = vp->vars.latr;
+    const QImage expected = vptest::render(fresh_vp.get());
+    vptest::keep(expected, "map_pan_fresh");
+    EXPECT_EQ(differingMoved(after, expected, 0, 0), 0);
+    // and it shows another part of the world than before
+    EXPECT_GT(differingMoved(after, before, 0, 0), 400 * 220 / 10);
 }
 
 #ifdef VXSH_PATH
