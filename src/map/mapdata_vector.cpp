@@ -1,5 +1,6 @@
 // VXMapData: the vector kernel and the spherical point-in-polygon test.
 #include "map/mapdata.h"
+#include "map/projection/edpplane_p.h"
 #include "map/projection/longitude_p.h"
 #include "map/projection/maptransform.h"
 #include "map/projection/projections.h"
@@ -185,30 +186,47 @@ void drawRuns(QPainter& painter, const QPointF* points, const Run* runs, size_t 
     }
 }
 
-// Sine and cosine of a point's latitude and longitude: they stay with the
-// data whatever the view.
+// Sines and cosines of the latitudes and longitudes of points, one array
+// each: they stay with the data whatever the view.
 struct PointTrig
 {
-    double slat, clat, slon, clon;
+    std::vector<double> slat, clat, slon, clon;
+
+    size_t size() const { return slat.size(); }
+    void clear()
+    {
+        slat.clear();
+        clat.clear();
+        slon.clear();
+        clon.clear();
+    }
+    // Those of the n points at lons, lats (degrees), added at the end.
+    void append(long n, const double* lons, const double* lats)
+    {
+        for (long i = 0; i < n; i++) {
+            slat.push_back(std::sin(HLMapTransform::d2r * lats[i]));
+            clat.push_back(std::cos(HLMapTransform::d2r * lats[i]));
+            slon.push_back(std::sin(HLMapTransform::d2r * lons[i]));
+            clon.push_back(std::cos(HLMapTransform::d2r * lons[i]));
+        }
+    }
 };
 
 // What edpLine() needs of the view, made once per drawing.
 struct EdpView
 {
-    explicit EdpView(const VxViewport* vp) : tran(vp->latr, vp->lonr)
+    explicit EdpView(const VxViewport* vp) : tran(vp->latr, vp->lonr), plane(vp->latr, vp->lonr)
     {
         int pw = 0, ph = 0;
         double xstart, xend, xscale, ystart, yend, yscale;
         scaled = VXViewport::getScales(vp, &pw, &ph, &xstart, &xend, &xscale, &ystart, &yend, &yscale) == 0;
-        slr = std::sin(HLMapTransform::d2r * tran.lonr);
-        clr = std::cos(HLMapTransform::d2r * tran.lonr);
         pixel = pw > 0 ? (xend - xstart) / pw : 0.0;
         const long long cap = 4LL * (static_cast<long long>(pw) + ph) + 16;
         max_pieces = static_cast<int>(std::min<long long>(cap, 1 << 16));
     }
     HLMapTransform tran;
+    HLEdpPlane plane;
     bool scaled = false;
-    double slr = 0.0, clr = 1.0;  // sine and cosine of the centre's longitude
     double pixel = 0.0;           // plane units per pixel
     int max_pieces = 0;           // cap of the pieces of a step
 };
@@ -220,47 +238,22 @@ struct EdpView
 // the input in degrees.  False when a point would not be placed (the
 // caller then lets the pump do all).  vx, vy are scratch; the result goes
 // to xs, ys.
-bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, const PointTrig* trig,
+bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, const PointTrig& trig, size_t at,
              std::vector<double>* xs, std::vector<double>* ys, std::vector<double>* vx, std::vector<double>* vy)
 {
-    constexpr double r2d = HLMapTransform::r2d;
     if (!view.scaled)
         return false;
     HLMapTransform& tran = view.tran;
-    const double slr = view.slr, clr = view.clr, pixel = view.pixel;
-    const double tclat = tran.clat, tslat = tran.slat;
+    const double pixel = view.pixel;
     const int max_pieces = view.max_pieces;
-    // the vertices first, in a loop of their own that has no branches to
-    // stall it: a point that can't be placed clears finite
+    // the vertices first, all at once from their kept sines and cosines
     vx->resize(static_cast<size_t>(npts));
     vy->resize(static_cast<size_t>(npts));
     double* const px = vx->data();
     double* const py = vy->data();
-    bool finite = true;
-    for (long i = 0; i < npts; i++) {
-        // the arithmetic of HLMapTransform::edpLatlon2delxy, with the sine
-        // and cosine of lon - lonr from those of lon and lonr
-        const PointTrig& t = trig[i];
-        const double sarg = t.slon * clr - t.clon * slr, carg = t.clon * clr + t.slon * slr;
-        const double ypp = t.clat * sarg;
-        const double x = t.clat * carg - tclat;
-        const double z = t.slat - tslat;
-        const double xpp = x * tclat + z * tslat;
-        const double zpp = -x * tslat + z * tclat;
-        const double s2 = ypp * ypp + zpp * zpp;
-        const double half_chord = std::min(1.0, 0.5 * std::sqrt(xpp * xpp + s2));
-        const double del = r2d * 2.0 * std::asin(half_chord);
-        double delx = 0.0, dely = del;  // the centre itself
-        if (s2 > 0.0) {
-            const double k = del / std::sqrt(s2);
-            delx = k * ypp;
-            dely = k * zpp;
-        }
-        px[i] = delx;
-        py[i] = dely;
-        finite &= std::isfinite(delx) & std::isfinite(dely) & std::isfinite(lons[i]) & std::isfinite(lats[i]);
-    }
-    if (!finite)
+    view.plane.project(npts, trig.slat.data() + at, trig.clat.data() + at, trig.slon.data() + at,
+                       trig.clon.data() + at, px, py);
+    if (npts > 0 && !(std::isfinite(px[0]) && std::isfinite(py[0])))
         return false;
     // steps longer than a pixel are cut into pieces of about a pixel,
     // interpolated in longitude and latitude
@@ -270,9 +263,15 @@ bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, c
         const double pixel2 = pixel * pixel;
         for (long i = 1; i < npts; i++) {
             const double dxp = px[i] - px[i - 1], dyp = py[i] - py[i - 1];
-            if (dxp * dxp + dyp * dyp > pixel2 && std::trunc(std::sqrt(dxp * dxp + dyp * dyp) / pixel + 0.5) >= 2.0) {
-                first_long = i;
-                break;
+            const double d2 = dxp * dxp + dyp * dyp;
+            if (!(d2 <= pixel2)) {
+                // a point that can't be placed, or maybe a long step
+                if (!std::isfinite(d2))
+                    return false;
+                if (std::trunc(std::sqrt(d2) / pixel + 0.5) >= 2.0) {
+                    first_long = i;
+                    break;
+                }
             }
         }
     }
@@ -286,6 +285,8 @@ bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, c
     for (long i = first_long; i < npts; i++) {
         const double dxp = px[i] - px[i - 1], dyp = py[i] - py[i - 1];
         const double d2 = dxp * dxp + dyp * dyp;
+        if (!std::isfinite(d2))
+            return false;
         const double pieces = d2 <= pixel * pixel ? 0.0 : std::trunc(std::sqrt(d2) / pixel + 0.5);
         if (pieces >= 2.0) {
             const int n = pieces > max_pieces ? max_pieces : static_cast<int>(pieces);
@@ -318,7 +319,7 @@ struct VXMapData::VectorCache
     // sines and cosines of the points of segments drawn in edp, kept over
     // changes of the view: where a segment's begin in trig
     std::unordered_map<const HLMapDataVectorSegment*, TrigAt> trig_at;
-    std::vector<PointTrig> trig;
+    PointTrig trig;
     std::vector<double> xs, ys;  // scratch of a projected line
     std::vector<double> vx, vy;  // ... and of its vertices
 
@@ -522,13 +523,11 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                 if (fresh) {
                     at->second.take(seg);
                     at->second.at = c.trig.size();
-                    for (long i = 0; i < seg->npts; i++)
-                        c.trig.push_back({std::sin(HLMapTransform::d2r * yplt[i]), std::cos(HLMapTransform::d2r * yplt[i]),
-                                          std::sin(HLMapTransform::d2r * xplt[i]), std::cos(HLMapTransform::d2r * xplt[i])});
+                    c.trig.append(seg->npts, xplt, yplt);
                 }
                 if (!edp_view)
                     edp_view = std::make_unique<EdpView>(vp);
-                placed = edpLine(*edp_view, seg->npts, xplt, yplt, c.trig.data() + at->second.at, &c.xs, &c.ys, &c.vx,
+                placed = edpLine(*edp_view, seg->npts, xplt, yplt, c.trig, at->second.at, &c.xs, &c.ys, &c.vx,
                                   &c.vy) &&
                          c.xs.size() <= static_cast<size_t>(INT_MAX);
             }
