@@ -106,10 +106,7 @@ struct ViewKey
 
 // A run of points to stroke: its first point in the cache's array, and
 // how many.
-struct Run
-{
-    uint32_t first, count;
-};
+using Run = VXPolyDrawRun;
 
 // A segment's place, size and end points: whether the data under what was
 // kept of it is still the same.
@@ -534,13 +531,10 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
             // a path builder per segment: it carries the last point of its
             // pump over to the next call
             VXPolyDraw polydraw(vp, placed ? 1 : 0, 1.0, 1.0, 0, 0);
-            RunRecorder recorder(&c.points, &c.runs);
-            polydraw.sink = &recorder;
-            QPainterPath unused;
             if (placed)
-                polydraw.addPoints(&unused, static_cast<int>(c.xs.size()), c.xs.data(), c.ys.data(), 1, 0);
+                polydraw.addRuns(&c.points, &c.runs, static_cast<int>(c.xs.size()), c.xs.data(), c.ys.data(), 1);
             else
-                polydraw.addPoints(&unused, static_cast<int>(seg->npts), xplt, yplt, 1, 0);
+                polydraw.addRuns(&c.points, &c.runs, static_cast<int>(seg->npts), xplt, yplt, 1);
         } catch (const std::bad_alloc&) {
             vector_cache->clearAll();
             hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");

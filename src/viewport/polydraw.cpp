@@ -40,6 +40,40 @@ int zoneOf(double x, double y)
     return 3 * row + col;
 }
 
+// Points to a path, or to the sink when there is one.
+struct PathOut
+{
+    QPainterPath* path;
+    VXPolyDrawSink* sink;
+    void operator()(bool move, double x, double y)
+    {
+        if (sink) {
+            if (move)
+                sink->moveTo(x, y);
+            else
+                sink->lineTo(x, y);
+        } else if (move) {
+            path->moveTo(x, y);
+        } else {
+            path->lineTo(x, y);
+        }
+    }
+};
+
+// Points to the arrays of addRuns().
+struct RunsOut
+{
+    std::vector<QPointF>* points;
+    std::vector<VXPolyDrawRun>* runs;
+    void operator()(bool move, double x, double y)
+    {
+        if (move || runs->empty())
+            runs->push_back({static_cast<uint32_t>(points->size()), 0});
+        runs->back().count++;
+        points->push_back(QPointF(x, y));
+    }
+};
+
 double* allocOrDie(long n, const char* what)
 {
     double* p = static_cast<double*>(malloc(static_cast<size_t>(n) * sizeof(double)));
@@ -65,26 +99,18 @@ VXPolyDraw::~VXPolyDraw()
     delete scale;
 }
 
-void VXPolyDraw::emitPoint(QPainterPath* path, int disposition, double x, double y)
+template <class Out>
+void VXPolyDraw::emitPoint(Out& out, int disposition, double x, double y)
 {
     if (move_pending) {
         disposition = VXScaledata::disposition_moveTo;
         move_pending = false;
     }
-    if (sink) {
-        if (disposition == VXScaledata::disposition_moveTo)
-            sink->moveTo(w * x, h * y);
-        else
-            sink->lineTo(w * x, h * y);
-        return;
-    }
-    if (disposition == VXScaledata::disposition_moveTo)
-        path->moveTo(w * x, h * y);
-    else
-        path->lineTo(w * x, h * y);
+    out(disposition == VXScaledata::disposition_moveTo, w * x, h * y);
 }
 
-void VXPolyDraw::takePoint(QPainterPath* path, int ret, double x, double y, int* start)
+template <class Out>
+void VXPolyDraw::takePoint(Out& out, int ret, double x, double y, int* start)
 {
     const int zone = zoneOf(x, y);
     if (*start)
@@ -93,7 +119,7 @@ void VXPolyDraw::takePoint(QPainterPath* path, int ret, double x, double y, int*
         *start = 0;
         first = 0;
         move_pending = false;
-        emitPoint(path, ret, x, y);
+        emitPoint(out, ret, x, y);
     } else {
         switch (zone_actions[zone_last][zone]) {
         case S:
@@ -103,10 +129,10 @@ void VXPolyDraw::takePoint(QPainterPath* path, int ret, double x, double y, int*
                 move_pending = true;
             break;
         case L:
-            emitPoint(path, ret_last, x_last, y_last);
+            emitPoint(out, ret_last, x_last, y_last);
             [[fallthrough]];
         case C:
-            emitPoint(path, ret, x, y);
+            emitPoint(out, ret, x, y);
             break;
         }
     }
@@ -128,7 +154,8 @@ bool VXPolyDraw::linearPump() const
            s.w > 0 && s.h > 0 && s.ndelta == 0;
 }
 
-void VXPolyDraw::addRunLinear(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start)
+template <class Out>
+void VXPolyDraw::addRunLinear(Out& out, int npts, const double* xpts, const double* ypts, int start)
 {
     VXScaledata& s = *scale;
     const double xstart = s.xstart, xscale = s.xscale, ystart = s.ystart, yscale = s.yscale;
@@ -142,14 +169,15 @@ void VXPolyDraw::addRunLinear(QPainterPath* path, int npts, const double* xpts, 
         }
         const int ret = s.start ? VXScaledata::disposition_moveTo : VXScaledata::disposition_lineTo;
         s.start = 0;
-        takePoint(path, ret, x, y, &start);
+        takePoint(out, ret, x, y, &start);
     }
 }
 
-void VXPolyDraw::addRun(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start)
+template <class Out>
+void VXPolyDraw::addRun(Out& out, int npts, const double* xpts, const double* ypts, int start)
 {
     if (linearPump()) {
-        addRunLinear(path, npts, xpts, ypts, start);
+        addRunLinear(out, npts, xpts, ypts, start);
         return;
     }
     for (int i = 0; i < npts; i++) {
@@ -159,7 +187,7 @@ void VXPolyDraw::addRun(QPainterPath* path, int npts, const double* xpts, const 
             const int ret = scale->popPoint(&x, &y);
             if (ret != VXScaledata::disposition_moveTo && ret != VXScaledata::disposition_lineTo)
                 break;
-            takePoint(path, ret, x, y, &start);
+            takePoint(out, ret, x, y, &start);
         }
     }
 }
@@ -170,11 +198,13 @@ QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, int npts, double* xpts, 
     if (!path || npts <= 0 || !xpts || !ypts)
         return path;
     if (!subtract) {
-        addRun(path, npts, xpts, ypts, start);
+        PathOut out{path, sink};
+        addRun(out, npts, xpts, ypts, start);
         return path;
     }
     QPainterPath temp;
-    addRun(&temp, npts, xpts, ypts, start);
+    PathOut out{&temp, sink};
+    addRun(out, npts, xpts, ypts, start);
     if (!temp.isEmpty())
         *path -= temp;
     return path;
@@ -200,6 +230,15 @@ QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, int npts, double* xpts, 
         i = j;
     }
     return path;
+}
+
+void VXPolyDraw::addRuns(std::vector<QPointF>* points, std::vector<VXPolyDrawRun>* runs, int npts,
+                         const double* xpts, const double* ypts, int start)
+{
+    if (!points || !runs || npts <= 0 || !xpts || !ypts)
+        return;
+    RunsOut out{points, runs};
+    addRun(out, npts, xpts, ypts, start);
 }
 
 QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, QPainterPath* from, int start, int subtract)
