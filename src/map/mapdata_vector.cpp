@@ -148,29 +148,6 @@ struct TrigAt : Fingerprint
     size_t at = 0;
 };
 
-// Keeps the points that a VXPolyDraw pumps as runs of the cache.
-class RunRecorder : public VXPolyDrawSink
-{
-public:
-    RunRecorder(std::vector<QPointF>* points, std::vector<Run>* runs) : points(points), runs(runs) {}
-    void moveTo(double x, double y) override
-    {
-        runs->push_back({static_cast<uint32_t>(points->size()), 1});
-        points->push_back(QPointF(x, y));
-    }
-    void lineTo(double x, double y) override
-    {
-        if (runs->empty())
-            runs->push_back({static_cast<uint32_t>(points->size()), 0});
-        runs->back().count++;
-        points->push_back(QPointF(x, y));
-    }
-
-private:
-    std::vector<QPointF>* points;
-    std::vector<Run>* runs;
-};
-
 // Stroke runs as polylines: a line of the map needs no path, and Qt
 // strokes polylines faster.
 void drawRuns(QPainter& painter, const QPointF* points, const Run* runs, size_t nruns)
@@ -532,9 +509,10 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
             // pump over to the next call
             VXPolyDraw polydraw(vp, placed ? 1 : 0, 1.0, 1.0, 0, 0);
             if (placed)
-                polydraw.addRuns(&c.points, &c.runs, static_cast<int>(c.xs.size()), c.xs.data(), c.ys.data(), 1);
+                polydraw.addRuns(&c.points, &c.runs, static_cast<int>(c.xs.size()), c.xs.data(), c.ys.data(), 1,
+                                 vp->mleft, vp->mtop);
             else
-                polydraw.addRuns(&c.points, &c.runs, static_cast<int>(seg->npts), xplt, yplt, 1);
+                polydraw.addRuns(&c.points, &c.runs, static_cast<int>(seg->npts), xplt, yplt, 1, vp->mleft, vp->mtop);
         } catch (const std::bad_alloc&) {
             vector_cache->clearAll();
             hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
@@ -587,13 +565,14 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                 return 0;
         const size_t first_run = vector_cache->runs.size();
         try {
-            RunRecorder recorder(&vector_cache->points, &vector_cache->runs);
+            std::vector<QPointF>& points = vector_cache->points;
+            std::vector<Run>& runs = vector_cache->runs;
             for (int i = 0; i < path.elementCount(); i++) {
                 const QPainterPath::Element e = path.elementAt(i);
-                if (e.type == QPainterPath::MoveToElement)
-                    recorder.moveTo(e.x, e.y);
-                else
-                    recorder.lineTo(e.x, e.y);
+                if (e.type == QPainterPath::MoveToElement || runs.size() == first_run)
+                    runs.push_back({static_cast<uint32_t>(points.size()), 0});
+                runs.back().count++;
+                points.push_back(QPointF(e.x + vp->mleft, e.y + vp->mtop));
             }
         } catch (const std::bad_alloc&) {
             vector_cache->clear();
@@ -606,9 +585,21 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
         return 0;
     };
 
+    // areas are drawn in plot-area pixels; lines are kept in the
+    // viewport's, so that a painter without a transform of its own strokes
+    // them with none
     painter.save();
-    painter.translate(vp->mleft, vp->mtop);
+    const QTransform viewport_pixels = painter.worldTransform();
+    QTransform plot_pixels = viewport_pixels;
+    plot_pixels.translate(vp->mleft, vp->mtop);
+    painter.setWorldTransform(plot_pixels);
     painter.setClipRect(0, 0, W, H);
+    bool in_plot_pixels = true;
+    auto use = [&](bool plot) {
+        if (plot != in_plot_pixels)
+            painter.setWorldTransform(plot ? plot_pixels : viewport_pixels);
+        in_plot_pixels = plot;
+    };
 
     for (int s = static_cast<int>(selected.size()) - 1; s >= 0; s--) {
         const int k = selected[s];
@@ -674,6 +665,7 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                     return;
                 }
                 if (!fill && geo->runs_made) {
+                    use(false);
                     drawRuns(painter, vector_cache->points.data(), vector_cache->runs.data() + geo->first_run,
                              geo->nruns);
                     continue;
@@ -682,6 +674,7 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                     painter.restore();
                     return;
                 }
+                use(true);
                 painter.drawPath(geo->path);
             }
         }

@@ -60,17 +60,18 @@ struct PathOut
     }
 };
 
-// Points to the arrays of addRuns().
+// Points to the arrays of addRuns(), moved by the offset.
 struct RunsOut
 {
     std::vector<QPointF>* points;
     std::vector<VXPolyDrawRun>* runs;
+    double xoffset, yoffset;
     void operator()(bool move, double x, double y)
     {
         if (move || runs->empty())
             runs->push_back({static_cast<uint32_t>(points->size()), 0});
         runs->back().count++;
-        points->push_back(QPointF(x, y));
+        points->push_back(QPointF(x + xoffset, y + yoffset));
     }
 };
 
@@ -233,11 +234,11 @@ QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, int npts, double* xpts, 
 }
 
 void VXPolyDraw::addRuns(std::vector<QPointF>* points, std::vector<VXPolyDrawRun>* runs, int npts,
-                         const double* xpts, const double* ypts, int start)
+                         const double* xpts, const double* ypts, int start, double xoffset, double yoffset)
 {
     if (!points || !runs || npts <= 0 || !xpts || !ypts)
         return;
-    RunsOut out{points, runs};
+    RunsOut out{points, runs, xoffset, yoffset};
     addRun(out, npts, xpts, ypts, start);
 }
 

@@ -60,14 +60,15 @@ public:
     // The points of every element of from (world coordinates); null when
     // from is empty.
     QPainterPath* addPoints(QPainterPath* path, QPainterPath* from, int start, int subtract);
-    // Add npts points as addPoints() does, but as plot-area pixels
+    // Add npts points as addPoints() does, but as plot-area pixels moved
+    // by xoffset, yoffset (mleft, mtop give the viewport's pixels)
     // appended to points, each line begun being a new run appended to
     // runs; the sink is not used.  With no projection and linear scales
     // this makes no call per point.  Run indices are 32-bit: the caller
     // keeps points below 2^32.  Growing the vectors may throw
     // std::bad_alloc.
     void addRuns(std::vector<QPointF>* points, std::vector<VXPolyDrawRun>* runs, int npts, const double* xpts,
-                 const double* ypts, int start);
+                 const double* ypts, int start, double xoffset = 0.0, double yoffset = 0.0);
 
     VXScaledata* scale;  // owned
     int w, h;            // plot size
