@@ -60,18 +60,28 @@ struct PathOut
     }
 };
 
-// Points to the arrays of addRuns(), moved by the offset.
+// Points to the arrays of addRuns(), moved by the offset.  A run's count
+// is set when it ends (close()), not per point.
 struct RunsOut
 {
     std::vector<QPointF>* points;
     std::vector<VXPolyDrawRun>* runs;
     double xoffset, yoffset;
+    bool open = false;  // runs->back() is being filled
     void operator()(bool move, double x, double y)
     {
-        if (move || runs->empty())
+        if (move || !open) {
+            close();
             runs->push_back({static_cast<uint32_t>(points->size()), 0});
-        runs->back().count++;
+            open = true;
+        }
         points->push_back(QPointF(x + xoffset, y + yoffset));
+    }
+    void close()
+    {
+        if (open)
+            runs->back().count = static_cast<uint32_t>(points->size() - runs->back().first);
+        open = false;
     }
 };
 
@@ -100,47 +110,75 @@ VXPolyDraw::~VXPolyDraw()
     delete scale;
 }
 
-template <class Out>
-void VXPolyDraw::emitPoint(Out& out, int disposition, double x, double y)
+// The zone rule's memory between points, kept in locals while a loop of
+// the pump runs (out writes memory, which would otherwise reload it).
+struct VXPolyDraw::ZoneState
 {
-    if (move_pending) {
+    double x_last, y_last;
+    int ret_last, zone_last, first;
+    bool move_pending;
+};
+
+VXPolyDraw::ZoneState VXPolyDraw::loadZone() const
+{
+    return {x_last, y_last, ret_last, zone_last, first, move_pending};
+}
+
+void VXPolyDraw::storeZone(const ZoneState& z)
+{
+    x_last = z.x_last;
+    y_last = z.y_last;
+    ret_last = z.ret_last;
+    zone_last = z.zone_last;
+    first = z.first;
+    move_pending = z.move_pending;
+}
+
+// in line in the loops of the pump
+template <class Out>
+[[gnu::always_inline]] inline void VXPolyDraw::emitPoint(Out& out, ZoneState& z, int disposition, double x,
+                                                         double y) const
+{
+    if (z.move_pending) {
         disposition = VXScaledata::disposition_moveTo;
-        move_pending = false;
+        z.move_pending = false;
     }
     out(disposition == VXScaledata::disposition_moveTo, w * x, h * y);
 }
 
+// in line in the loops of the pump
 template <class Out>
-void VXPolyDraw::takePoint(Out& out, int ret, double x, double y, int* start)
+[[gnu::always_inline]] inline void VXPolyDraw::takePoint(Out& out, ZoneState& z, int ret, double x, double y,
+                                                         int* start) const
 {
     const int zone = zoneOf(x, y);
     if (*start)
         ret = VXScaledata::disposition_moveTo;
-    if (*start || first) {
+    if (*start || z.first) {
         *start = 0;
-        first = 0;
-        move_pending = false;
-        emitPoint(out, ret, x, y);
+        z.first = 0;
+        z.move_pending = false;
+        emitPoint(out, z, ret, x, y);
     } else {
-        switch (zone_actions[zone_last][zone]) {
+        switch (zone_actions[z.zone_last][zone]) {
         case S:
             // a line that begins here must still begin with a move when a
             // later point of it is emitted
             if (ret == VXScaledata::disposition_moveTo)
-                move_pending = true;
+                z.move_pending = true;
             break;
         case L:
-            emitPoint(out, ret_last, x_last, y_last);
+            emitPoint(out, z, z.ret_last, z.x_last, z.y_last);
             [[fallthrough]];
         case C:
-            emitPoint(out, ret, x, y);
+            emitPoint(out, z, ret, x, y);
             break;
         }
     }
-    x_last = x;
-    y_last = y;
-    zone_last = zone;
-    ret_last = ret;
+    z.x_last = x;
+    z.y_last = y;
+    z.zone_last = zone;
+    z.ret_last = ret;
 }
 
 bool VXPolyDraw::linearPump() const
@@ -160,18 +198,22 @@ void VXPolyDraw::addRunLinear(Out& out, int npts, const double* xpts, const doub
 {
     VXScaledata& s = *scale;
     const double xstart = s.xstart, xscale = s.xscale, ystart = s.ystart, yscale = s.yscale;
+    int line_starts = s.start;  // in a register while out writes memory
+    ZoneState z = loadZone();
     for (int i = 0; i < npts; i++) {
         const double xin = xpts[i] * xgain, yin = ypts[i] * ygain;
         const double x = (xin - xstart) * xscale, y = (yin - ystart) * yscale;
         if (xin == VX_NULL_VALUE || yin == VX_NULL_VALUE || !std::isfinite(x) || !std::isfinite(y) ||
             !std::isfinite(xin) || !std::isfinite(yin)) {
-            s.start = 1;  // the line breaks here
+            line_starts = 1;  // the line breaks here
             continue;
         }
-        const int ret = s.start ? VXScaledata::disposition_moveTo : VXScaledata::disposition_lineTo;
-        s.start = 0;
-        takePoint(out, ret, x, y, &start);
+        const int ret = line_starts ? VXScaledata::disposition_moveTo : VXScaledata::disposition_lineTo;
+        line_starts = 0;
+        takePoint(out, z, ret, x, y, &start);
     }
+    s.start = line_starts;
+    storeZone(z);
 }
 
 template <class Out>
@@ -181,6 +223,7 @@ void VXPolyDraw::addRun(Out& out, int npts, const double* xpts, const double* yp
         addRunLinear(out, npts, xpts, ypts, start);
         return;
     }
+    ZoneState z = loadZone();
     for (int i = 0; i < npts; i++) {
         scale->pushPoint(xpts[i] * xgain, ypts[i] * ygain);
         for (;;) {
@@ -188,9 +231,10 @@ void VXPolyDraw::addRun(Out& out, int npts, const double* xpts, const double* yp
             const int ret = scale->popPoint(&x, &y);
             if (ret != VXScaledata::disposition_moveTo && ret != VXScaledata::disposition_lineTo)
                 break;
-            takePoint(out, ret, x, y, &start);
+            takePoint(out, z, ret, x, y, &start);
         }
     }
+    storeZone(z);
 }
 
 QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, int npts, double* xpts, double* ypts, int start,
@@ -239,7 +283,13 @@ void VXPolyDraw::addRuns(std::vector<QPointF>* points, std::vector<VXPolyDrawRun
     if (!points || !runs || npts <= 0 || !xpts || !ypts)
         return;
     RunsOut out{points, runs, xoffset, yoffset};
-    addRun(out, npts, xpts, ypts, start);
+    try {
+        addRun(out, npts, xpts, ypts, start);
+    } catch (...) {
+        out.close();
+        throw;
+    }
+    out.close();
 }
 
 QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, QPainterPath* from, int start, int subtract)

@@ -69,6 +69,11 @@ public:
     // std::bad_alloc.
     void addRuns(std::vector<QPointF>* points, std::vector<VXPolyDrawRun>* runs, int npts, const double* xpts,
                  const double* ypts, int start, double xoffset = 0.0, double yoffset = 0.0);
+    // Whether a call with start set draws as it would on a fresh object:
+    // true when the pump only scales points (no projection, linear
+    // scales), since a start then overrides all it remembers.  A
+    // projecting pump carries its last point over; use a new object.
+    bool startsAnew() const { return linearPump(); }
 
     VXScaledata* scale;  // owned
     int w, h;            // plot size
@@ -87,12 +92,15 @@ private:
     // pixels (polydraw.cpp has the path or sink and the runs).
     template <class Out>
     void addRun(Out& out, int npts, const double* xpts, const double* ypts, int start);
+    struct ZoneState;  // x_last to move_pending, in locals
+    ZoneState loadZone() const;
+    void storeZone(const ZoneState& z);
     template <class Out>
-    void emitPoint(Out& out, int disposition, double x, double y);
+    void emitPoint(Out& out, ZoneState& z, int disposition, double x, double y) const;
     // One normalised point out of the pump, with its disposition, through
     // the nine-zone rule; *start forces a move and is cleared.
     template <class Out>
-    void takePoint(Out& out, int ret, double x, double y, int* start);
+    void takePoint(Out& out, ZoneState& z, int ret, double x, double y, int* start) const;
     // Whether the pump only scales points (no projection, linear scales),
     // so that addRunLinear() may do its work in line.
     bool linearPump() const;
