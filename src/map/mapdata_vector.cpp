@@ -186,7 +186,7 @@ struct PointTrig
     }
 };
 
-// What edpLine() needs of the view, made once per drawing.
+// What edpVertices() and edpCut() need of the view, made once per drawing.
 struct EdpView
 {
     explicit EdpView(const VxViewport* vp) : tran(vp->latr, vp->lonr), plane(vp->latr, vp->lonr)
@@ -206,21 +206,18 @@ struct EdpView
 };
 
 // The points of a line in an edp view, in degrees from the centre, as the
-// point pump of the view places them (VXScaledata): the vertices from their
-// kept sines and cosines, and each step longer than a pixel cut into pieces
-// of about a pixel, interpolated in longitude and latitude.  lons, lats are
-// the input in degrees.  False when a point would not be placed (the
-// caller then lets the pump do all).  vx, vy are scratch; the result goes
-// to xs, ys.
-bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, const PointTrig& trig, size_t at,
-             std::vector<double>* xs, std::vector<double>* ys, std::vector<double>* vx, std::vector<double>* vy)
+// point pump of the view places them (VXScaledata), in two steps.
+// edpVertices() places the vertices from their kept sines and cosines into
+// vx, vy and returns the index of the first step longer than a pixel (npts
+// when none), or -1 when a point would not be placed (the caller then lets
+// the pump do all).  Only then does edpCut() need the input in degrees,
+// lons and lats: it cuts each long step into pieces of about a pixel,
+// interpolated in longitude and latitude, into xs, ys; false as above.
+long edpVertices(EdpView& view, long npts, const PointTrig& trig, size_t at, std::vector<double>* vx,
+                 std::vector<double>* vy)
 {
     if (!view.scaled)
-        return false;
-    HLMapTransform& tran = view.tran;
-    const double pixel = view.pixel;
-    const int max_pieces = view.max_pieces;
-    // the vertices first, all at once from their kept sines and cosines
+        return -1;
     vx->resize(static_cast<size_t>(npts));
     vy->resize(static_cast<size_t>(npts));
     double* const px = vx->data();
@@ -228,32 +225,32 @@ bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, c
     view.plane.project(npts, trig.slat.data() + at, trig.clat.data() + at, trig.slon.data() + at,
                        trig.clon.data() + at, px, py);
     if (npts > 0 && !(std::isfinite(px[0]) && std::isfinite(py[0])))
-        return false;
-    // steps longer than a pixel are cut into pieces of about a pixel,
-    // interpolated in longitude and latitude
-    const bool cut = pixel > 0.0 && std::isfinite(pixel);
-    long first_long = npts;
-    if (cut) {
-        const double pixel2 = pixel * pixel;
-        for (long i = 1; i < npts; i++) {
-            const double dxp = px[i] - px[i - 1], dyp = py[i] - py[i - 1];
-            const double d2 = dxp * dxp + dyp * dyp;
-            if (!(d2 <= pixel2)) {
-                // a point that can't be placed, or maybe a long step
-                if (!std::isfinite(d2))
-                    return false;
-                if (std::trunc(std::sqrt(d2) / pixel + 0.5) >= 2.0) {
-                    first_long = i;
-                    break;
-                }
-            }
+        return -1;
+    const double pixel = view.pixel;
+    if (!(pixel > 0.0 && std::isfinite(pixel)))
+        return npts;
+    const double pixel2 = pixel * pixel;
+    for (long i = 1; i < npts; i++) {
+        const double dxp = px[i] - px[i - 1], dyp = py[i] - py[i - 1];
+        const double d2 = dxp * dxp + dyp * dyp;
+        if (!(d2 <= pixel2)) {
+            // a point that can't be placed, or maybe a long step
+            if (!std::isfinite(d2))
+                return -1;
+            if (std::trunc(std::sqrt(d2) / pixel + 0.5) >= 2.0)
+                return i;
         }
     }
-    if (first_long == npts) {
-        xs->swap(*vx);
-        ys->swap(*vy);
-        return true;
-    }
+    return npts;
+}
+
+bool edpCut(EdpView& view, long npts, const double* lons, const double* lats, long first_long,
+            const std::vector<double>& vx, const std::vector<double>& vy, std::vector<double>* xs,
+            std::vector<double>* ys)
+{
+    const double* const px = vx.data();
+    const double* const py = vy.data();
+    const double pixel = view.pixel;
     xs->assign(px, px + first_long);
     ys->assign(py, py + first_long);
     for (long i = first_long; i < npts; i++) {
@@ -263,11 +260,11 @@ bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, c
             return false;
         const double pieces = d2 <= pixel * pixel ? 0.0 : std::trunc(std::sqrt(d2) / pixel + 0.5);
         if (pieces >= 2.0) {
-            const int n = pieces > max_pieces ? max_pieces : static_cast<int>(pieces);
+            const int n = pieces > view.max_pieces ? view.max_pieces : static_cast<int>(pieces);
             const double dlon = map_lon_near(lons[i] - lons[i - 1], 0.0) / n, dlat = (lats[i] - lats[i - 1]) / n;
             for (int k = 1; k < n; k++) {
                 double xi, yi;
-                tran.edpLatlon2delxy(lats[i - 1] + dlat * k, lons[i - 1] + dlon * k, &xi, &yi);
+                view.tran.edpLatlon2delxy(lats[i - 1] + dlat * k, lons[i - 1] + dlon * k, &xi, &yi);
                 if (!std::isfinite(xi) || !std::isfinite(yi))
                     return false;
                 xs->push_back(xi);
@@ -476,15 +473,24 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
     };
     // the lines of a segment in an azimuthal view, as runs of the cache
     std::unique_ptr<EdpView> edp_view;  // made at the first line of an edp view
+    std::unique_ptr<VXPolyDraw> plane_pump;  // pumps the plane points of edpVertices()
     auto makeRuns = [&](const HLMapDataVectorSegment* seg, bool network, SegmentGeometry* geo) -> int {
-        if (readPoints(seg, network) < 0)
-            return -1;
+        // the points in degrees are read only when needed: for new sines
+        // and cosines, a long step, or the pump
+        bool have_points = false;
+        auto points = [&] {
+            if (!have_points && readPoints(seg, network) == 0)
+                have_points = true;
+            return have_points;
+        };
         const size_t first_run = vector_cache->runs.size();
         try {
             VectorCache& c = *vector_cache;
+            const long npts = seg->npts;
             // in edp the points are placed here from their kept sines and
             // cosines, and pumped as plane points
-            bool placed = false;
+            const std::vector<double>* xs = nullptr;
+            const std::vector<double>* ys = nullptr;
             if (vp->map_tran == VX_MAP_EDP) {
                 auto [at, fresh] = c.trig_at.try_emplace(seg);
                 if (!fresh && !at->second.same(seg)) {
@@ -495,24 +501,44 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                     fresh = true;
                 }
                 if (fresh) {
+                    if (!points()) {
+                        c.trig_at.erase(at);
+                        return -1;
+                    }
                     at->second.take(seg);
                     at->second.at = c.trig.size();
-                    c.trig.append(seg->npts, xplt, yplt);
+                    c.trig.append(npts, xplt, yplt);
                 }
                 if (!edp_view)
                     edp_view = std::make_unique<EdpView>(vp);
-                placed = edpLine(*edp_view, seg->npts, xplt, yplt, c.trig, at->second.at, &c.xs, &c.ys, &c.vx,
-                                  &c.vy) &&
-                         c.xs.size() <= static_cast<size_t>(INT_MAX);
+                const long first_long = edpVertices(*edp_view, npts, c.trig, at->second.at, &c.vx, &c.vy);
+                if (first_long == npts) {
+                    xs = &c.vx;
+                    ys = &c.vy;
+                } else if (first_long > 0) {
+                    if (!points())
+                        return -1;
+                    if (edpCut(*edp_view, npts, xplt, yplt, first_long, c.vx, c.vy, &c.xs, &c.ys)) {
+                        xs = &c.xs;
+                        ys = &c.ys;
+                    }
+                }
+                if (xs && xs->size() > static_cast<size_t>(INT_MAX))
+                    xs = ys = nullptr;
             }
-            // a path builder per segment: it carries the last point of its
-            // pump over to the next call
-            VXPolyDraw polydraw(vp, placed ? 1 : 0, 1.0, 1.0, 0, 0);
-            if (placed)
-                polydraw.addRuns(&c.points, &c.runs, static_cast<int>(c.xs.size()), c.xs.data(), c.ys.data(), 1,
-                                 vp->mleft, vp->mtop);
-            else
-                polydraw.addRuns(&c.points, &c.runs, static_cast<int>(seg->npts), xplt, yplt, 1, vp->mleft, vp->mtop);
+            if (!xs && !points())
+                return -1;
+            // a path builder per segment where its pump would carry the last
+            // point over to the next call
+            if (xs) {
+                if (!plane_pump || !plane_pump->startsAnew())
+                    plane_pump = std::make_unique<VXPolyDraw>(vp, 1, 1.0, 1.0, 0, 0);
+                plane_pump->addRuns(&c.points, &c.runs, static_cast<int>(xs->size()), xs->data(), ys->data(), 1,
+                                    vp->mleft, vp->mtop);
+            } else {
+                VXPolyDraw polydraw(vp, 0, 1.0, 1.0, 0, 0);
+                polydraw.addRuns(&c.points, &c.runs, static_cast<int>(npts), xplt, yplt, 1, vp->mleft, vp->mtop);
+            }
         } catch (const std::bad_alloc&) {
             vector_cache->clearAll();
             hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
@@ -600,6 +626,16 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
             painter.setWorldTransform(plot ? plot_pixels : viewport_pixels);
         in_plot_pixels = plot;
     };
+    // the pen of the lines, made again only when it changes
+    const VX_Color* pen_colour = nullptr;
+    double pen_width = 0.0;
+    auto setupLine = [&](const VX_Color* colour, double width) {
+        if (colour == pen_colour && width == pen_width)
+            return;
+        VX_setup_line(&painter, colour, width, 1, 128, -1);
+        pen_colour = colour;
+        pen_width = width;
+    };
 
     for (int s = static_cast<int>(selected.size()) - 1; s >= 0; s--) {
         const int k = selected[s];
@@ -630,23 +666,27 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                         const VX_Color* colour = level->outline.color.isValid() ? &level->outline : &outline;
                         const double width = level_width.value(seg->level, -1.0);
                         if (colour->color.isValid() && width >= 0.0) {
-                            VX_setup_line(&painter, colour, width, 1, 128, -1);
+                            setupLine(colour, width);
                             line = true;
                         }
                     }
                 } else if (outline.color.isValid() && linewidth >= 0.0) {
-                    VX_setup_line(&painter, &outline, linewidth, 1, 128, -1);
+                    setupLine(&outline, linewidth);
                     line = true;
                 }
-                if (!line)
+                if (!line) {
                     painter.setPen(Qt::NoPen);
+                    pen_colour = nullptr;
+                }
                 bool fill = false;
                 if (seg->fill && seg->level % 2 == 0 && water.color.isValid()) {
                     VX_setup_fill(&painter, &water);
+                    pen_colour = nullptr;
                     fill = true;
                     line = false;
                 } else if (seg->fill && seg->level % 2 != 0 && land.color.isValid()) {
                     VX_setup_fill(&painter, &land);
+                    pen_colour = nullptr;
                     fill = true;
                     line = false;
                 } else {
