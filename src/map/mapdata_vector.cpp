@@ -294,7 +294,21 @@ struct VXMapData::VectorCache
     std::vector<double> xs, ys;  // scratch of a projected line
     std::vector<double> vx, vy;  // ... and of its vertices
 
-    // What belongs to the view.
+    // What belongs to the view is dropped; the entries of the segments
+    // stay, to be filled again without being made again.
+    void nextView()
+    {
+        for (auto& [seg, geo] : segments) {
+            geo.runs_made = false;
+            if (geo.path_made) {
+                geo.path = QPainterPath();
+                geo.path_made = false;
+            }
+        }
+        points.clear();
+        runs.clear();
+    }
+    // What belongs to the view, all freed.
     void clear()
     {
         segments.clear();
@@ -401,7 +415,7 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
         return;
     }
     if (!(vector_cache->view == ViewKey(vp))) {
-        vector_cache->clear();
+        vector_cache->nextView();
         vector_cache->view = ViewKey(vp);
     }
 
