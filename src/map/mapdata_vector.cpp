@@ -1,5 +1,6 @@
 // VXMapData: the vector kernel and the spherical point-in-polygon test.
 #include "map/mapdata.h"
+#include "map/projection/edpplane_p.h"
 #include "map/projection/longitude_p.h"
 #include "map/projection/maptransform.h"
 #include "map/projection/projections.h"
@@ -105,10 +106,7 @@ struct ViewKey
 
 // A run of points to stroke: its first point in the cache's array, and
 // how many.
-struct Run
-{
-    uint32_t first, count;
-};
+using Run = VXPolyDrawRun;
 
 // A segment's place, size and end points: whether the data under what was
 // kept of it is still the same.
@@ -150,29 +148,6 @@ struct TrigAt : Fingerprint
     size_t at = 0;
 };
 
-// Keeps the points that a VXPolyDraw pumps as runs of the cache.
-class RunRecorder : public VXPolyDrawSink
-{
-public:
-    RunRecorder(std::vector<QPointF>* points, std::vector<Run>* runs) : points(points), runs(runs) {}
-    void moveTo(double x, double y) override
-    {
-        runs->push_back({static_cast<uint32_t>(points->size()), 1});
-        points->push_back(QPointF(x, y));
-    }
-    void lineTo(double x, double y) override
-    {
-        if (runs->empty())
-            runs->push_back({static_cast<uint32_t>(points->size()), 0});
-        runs->back().count++;
-        points->push_back(QPointF(x, y));
-    }
-
-private:
-    std::vector<QPointF>* points;
-    std::vector<Run>* runs;
-};
-
 // Stroke runs as polylines: a line of the map needs no path, and Qt
 // strokes polylines faster.
 void drawRuns(QPainter& painter, const QPointF* points, const Run* runs, size_t nruns)
@@ -185,114 +160,111 @@ void drawRuns(QPainter& painter, const QPointF* points, const Run* runs, size_t 
     }
 }
 
-// Sine and cosine of a point's latitude and longitude: they stay with the
-// data whatever the view.
+// Sines and cosines of the latitudes and longitudes of points, one array
+// each: they stay with the data whatever the view.
 struct PointTrig
 {
-    double slat, clat, slon, clon;
+    std::vector<double> slat, clat, slon, clon;
+
+    size_t size() const { return slat.size(); }
+    void clear()
+    {
+        slat.clear();
+        clat.clear();
+        slon.clear();
+        clon.clear();
+    }
+    // Those of the n points at lons, lats (degrees), added at the end.
+    void append(long n, const double* lons, const double* lats)
+    {
+        for (long i = 0; i < n; i++) {
+            slat.push_back(std::sin(HLMapTransform::d2r * lats[i]));
+            clat.push_back(std::cos(HLMapTransform::d2r * lats[i]));
+            slon.push_back(std::sin(HLMapTransform::d2r * lons[i]));
+            clon.push_back(std::cos(HLMapTransform::d2r * lons[i]));
+        }
+    }
 };
 
-// What edpLine() needs of the view, made once per drawing.
+// What edpVertices() and edpCut() need of the view, made once per drawing.
 struct EdpView
 {
-    explicit EdpView(const VxViewport* vp) : tran(vp->latr, vp->lonr)
+    explicit EdpView(const VxViewport* vp) : tran(vp->latr, vp->lonr), plane(vp->latr, vp->lonr)
     {
         int pw = 0, ph = 0;
         double xstart, xend, xscale, ystart, yend, yscale;
         scaled = VXViewport::getScales(vp, &pw, &ph, &xstart, &xend, &xscale, &ystart, &yend, &yscale) == 0;
-        slr = std::sin(HLMapTransform::d2r * tran.lonr);
-        clr = std::cos(HLMapTransform::d2r * tran.lonr);
         pixel = pw > 0 ? (xend - xstart) / pw : 0.0;
         const long long cap = 4LL * (static_cast<long long>(pw) + ph) + 16;
         max_pieces = static_cast<int>(std::min<long long>(cap, 1 << 16));
     }
     HLMapTransform tran;
+    HLEdpPlane plane;
     bool scaled = false;
-    double slr = 0.0, clr = 1.0;  // sine and cosine of the centre's longitude
     double pixel = 0.0;           // plane units per pixel
     int max_pieces = 0;           // cap of the pieces of a step
 };
 
 // The points of a line in an edp view, in degrees from the centre, as the
-// point pump of the view places them (VXScaledata): the vertices from their
-// kept sines and cosines, and each step longer than a pixel cut into pieces
-// of about a pixel, interpolated in longitude and latitude.  lons, lats are
-// the input in degrees.  False when a point would not be placed (the
-// caller then lets the pump do all).  vx, vy are scratch; the result goes
-// to xs, ys.
-bool edpLine(EdpView& view, long npts, const double* lons, const double* lats, const PointTrig* trig,
-             std::vector<double>* xs, std::vector<double>* ys, std::vector<double>* vx, std::vector<double>* vy)
+// point pump of the view places them (VXScaledata), in two steps.
+// edpVertices() places the vertices from their kept sines and cosines into
+// vx, vy and returns the index of the first step longer than a pixel (npts
+// when none), or -1 when a point would not be placed (the caller then lets
+// the pump do all).  Only then does edpCut() need the input in degrees,
+// lons and lats: it cuts each long step into pieces of about a pixel,
+// interpolated in longitude and latitude, into xs, ys; false as above.
+long edpVertices(EdpView& view, long npts, const PointTrig& trig, size_t at, std::vector<double>* vx,
+                 std::vector<double>* vy)
 {
-    constexpr double r2d = HLMapTransform::r2d;
     if (!view.scaled)
-        return false;
-    HLMapTransform& tran = view.tran;
-    const double slr = view.slr, clr = view.clr, pixel = view.pixel;
-    const double tclat = tran.clat, tslat = tran.slat;
-    const int max_pieces = view.max_pieces;
-    // the vertices first, in a loop of their own that has no branches to
-    // stall it: a point that can't be placed clears finite
+        return -1;
     vx->resize(static_cast<size_t>(npts));
     vy->resize(static_cast<size_t>(npts));
     double* const px = vx->data();
     double* const py = vy->data();
-    bool finite = true;
-    for (long i = 0; i < npts; i++) {
-        // the arithmetic of HLMapTransform::edpLatlon2delxy, with the sine
-        // and cosine of lon - lonr from those of lon and lonr
-        const PointTrig& t = trig[i];
-        const double sarg = t.slon * clr - t.clon * slr, carg = t.clon * clr + t.slon * slr;
-        const double ypp = t.clat * sarg;
-        const double x = t.clat * carg - tclat;
-        const double z = t.slat - tslat;
-        const double xpp = x * tclat + z * tslat;
-        const double zpp = -x * tslat + z * tclat;
-        const double s2 = ypp * ypp + zpp * zpp;
-        const double half_chord = std::min(1.0, 0.5 * std::sqrt(xpp * xpp + s2));
-        const double del = r2d * 2.0 * std::asin(half_chord);
-        double delx = 0.0, dely = del;  // the centre itself
-        if (s2 > 0.0) {
-            const double k = del / std::sqrt(s2);
-            delx = k * ypp;
-            dely = k * zpp;
-        }
-        px[i] = delx;
-        py[i] = dely;
-        finite &= std::isfinite(delx) & std::isfinite(dely) & std::isfinite(lons[i]) & std::isfinite(lats[i]);
-    }
-    if (!finite)
-        return false;
-    // steps longer than a pixel are cut into pieces of about a pixel,
-    // interpolated in longitude and latitude
-    const bool cut = pixel > 0.0 && std::isfinite(pixel);
-    long first_long = npts;
-    if (cut) {
-        const double pixel2 = pixel * pixel;
-        for (long i = 1; i < npts; i++) {
-            const double dxp = px[i] - px[i - 1], dyp = py[i] - py[i - 1];
-            if (dxp * dxp + dyp * dyp > pixel2 && std::trunc(std::sqrt(dxp * dxp + dyp * dyp) / pixel + 0.5) >= 2.0) {
-                first_long = i;
-                break;
-            }
+    view.plane.project(npts, trig.slat.data() + at, trig.clat.data() + at, trig.slon.data() + at,
+                       trig.clon.data() + at, px, py);
+    if (npts > 0 && !(std::isfinite(px[0]) && std::isfinite(py[0])))
+        return -1;
+    const double pixel = view.pixel;
+    if (!(pixel > 0.0 && std::isfinite(pixel)))
+        return npts;
+    const double pixel2 = pixel * pixel;
+    for (long i = 1; i < npts; i++) {
+        const double dxp = px[i] - px[i - 1], dyp = py[i] - py[i - 1];
+        const double d2 = dxp * dxp + dyp * dyp;
+        if (!(d2 <= pixel2)) {
+            // a point that can't be placed, or maybe a long step
+            if (!std::isfinite(d2))
+                return -1;
+            if (std::trunc(std::sqrt(d2) / pixel + 0.5) >= 2.0)
+                return i;
         }
     }
-    if (first_long == npts) {
-        xs->swap(*vx);
-        ys->swap(*vy);
-        return true;
-    }
+    return npts;
+}
+
+bool edpCut(EdpView& view, long npts, const double* lons, const double* lats, long first_long,
+            const std::vector<double>& vx, const std::vector<double>& vy, std::vector<double>* xs,
+            std::vector<double>* ys)
+{
+    const double* const px = vx.data();
+    const double* const py = vy.data();
+    const double pixel = view.pixel;
     xs->assign(px, px + first_long);
     ys->assign(py, py + first_long);
     for (long i = first_long; i < npts; i++) {
         const double dxp = px[i] - px[i - 1], dyp = py[i] - py[i - 1];
         const double d2 = dxp * dxp + dyp * dyp;
+        if (!std::isfinite(d2))
+            return false;
         const double pieces = d2 <= pixel * pixel ? 0.0 : std::trunc(std::sqrt(d2) / pixel + 0.5);
         if (pieces >= 2.0) {
-            const int n = pieces > max_pieces ? max_pieces : static_cast<int>(pieces);
+            const int n = pieces > view.max_pieces ? view.max_pieces : static_cast<int>(pieces);
             const double dlon = map_lon_near(lons[i] - lons[i - 1], 0.0) / n, dlat = (lats[i] - lats[i - 1]) / n;
             for (int k = 1; k < n; k++) {
                 double xi, yi;
-                tran.edpLatlon2delxy(lats[i - 1] + dlat * k, lons[i - 1] + dlon * k, &xi, &yi);
+                view.tran.edpLatlon2delxy(lats[i - 1] + dlat * k, lons[i - 1] + dlon * k, &xi, &yi);
                 if (!std::isfinite(xi) || !std::isfinite(yi))
                     return false;
                 xs->push_back(xi);
@@ -318,11 +290,25 @@ struct VXMapData::VectorCache
     // sines and cosines of the points of segments drawn in edp, kept over
     // changes of the view: where a segment's begin in trig
     std::unordered_map<const HLMapDataVectorSegment*, TrigAt> trig_at;
-    std::vector<PointTrig> trig;
+    PointTrig trig;
     std::vector<double> xs, ys;  // scratch of a projected line
     std::vector<double> vx, vy;  // ... and of its vertices
 
-    // What belongs to the view.
+    // What belongs to the view is dropped; the entries of the segments
+    // stay, to be filled again without being made again.
+    void nextView()
+    {
+        for (auto& [seg, geo] : segments) {
+            geo.runs_made = false;
+            if (geo.path_made) {
+                geo.path = QPainterPath();
+                geo.path_made = false;
+            }
+        }
+        points.clear();
+        runs.clear();
+    }
+    // What belongs to the view, all freed.
     void clear()
     {
         segments.clear();
@@ -429,7 +415,7 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
         return;
     }
     if (!(vector_cache->view == ViewKey(vp))) {
-        vector_cache->clear();
+        vector_cache->nextView();
         vector_cache->view = ViewKey(vp);
     }
 
@@ -501,15 +487,24 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
     };
     // the lines of a segment in an azimuthal view, as runs of the cache
     std::unique_ptr<EdpView> edp_view;  // made at the first line of an edp view
+    std::unique_ptr<VXPolyDraw> plane_pump;  // pumps the plane points of edpVertices()
     auto makeRuns = [&](const HLMapDataVectorSegment* seg, bool network, SegmentGeometry* geo) -> int {
-        if (readPoints(seg, network) < 0)
-            return -1;
+        // the points in degrees are read only when needed: for new sines
+        // and cosines, a long step, or the pump
+        bool have_points = false;
+        auto points = [&] {
+            if (!have_points && readPoints(seg, network) == 0)
+                have_points = true;
+            return have_points;
+        };
         const size_t first_run = vector_cache->runs.size();
         try {
             VectorCache& c = *vector_cache;
+            const long npts = seg->npts;
             // in edp the points are placed here from their kept sines and
             // cosines, and pumped as plane points
-            bool placed = false;
+            const std::vector<double>* xs = nullptr;
+            const std::vector<double>* ys = nullptr;
             if (vp->map_tran == VX_MAP_EDP) {
                 auto [at, fresh] = c.trig_at.try_emplace(seg);
                 if (!fresh && !at->second.same(seg)) {
@@ -520,28 +515,44 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                     fresh = true;
                 }
                 if (fresh) {
+                    if (!points()) {
+                        c.trig_at.erase(at);
+                        return -1;
+                    }
                     at->second.take(seg);
                     at->second.at = c.trig.size();
-                    for (long i = 0; i < seg->npts; i++)
-                        c.trig.push_back({std::sin(HLMapTransform::d2r * yplt[i]), std::cos(HLMapTransform::d2r * yplt[i]),
-                                          std::sin(HLMapTransform::d2r * xplt[i]), std::cos(HLMapTransform::d2r * xplt[i])});
+                    c.trig.append(npts, xplt, yplt);
                 }
                 if (!edp_view)
                     edp_view = std::make_unique<EdpView>(vp);
-                placed = edpLine(*edp_view, seg->npts, xplt, yplt, c.trig.data() + at->second.at, &c.xs, &c.ys, &c.vx,
-                                  &c.vy) &&
-                         c.xs.size() <= static_cast<size_t>(INT_MAX);
+                const long first_long = edpVertices(*edp_view, npts, c.trig, at->second.at, &c.vx, &c.vy);
+                if (first_long == npts) {
+                    xs = &c.vx;
+                    ys = &c.vy;
+                } else if (first_long > 0) {
+                    if (!points())
+                        return -1;
+                    if (edpCut(*edp_view, npts, xplt, yplt, first_long, c.vx, c.vy, &c.xs, &c.ys)) {
+                        xs = &c.xs;
+                        ys = &c.ys;
+                    }
+                }
+                if (xs && xs->size() > static_cast<size_t>(INT_MAX))
+                    xs = ys = nullptr;
             }
-            // a path builder per segment: it carries the last point of its
-            // pump over to the next call
-            VXPolyDraw polydraw(vp, placed ? 1 : 0, 1.0, 1.0, 0, 0);
-            RunRecorder recorder(&c.points, &c.runs);
-            polydraw.sink = &recorder;
-            QPainterPath unused;
-            if (placed)
-                polydraw.addPoints(&unused, static_cast<int>(c.xs.size()), c.xs.data(), c.ys.data(), 1, 0);
-            else
-                polydraw.addPoints(&unused, static_cast<int>(seg->npts), xplt, yplt, 1, 0);
+            if (!xs && !points())
+                return -1;
+            // a path builder per segment where its pump would carry the last
+            // point over to the next call
+            if (xs) {
+                if (!plane_pump || !plane_pump->startsAnew())
+                    plane_pump = std::make_unique<VXPolyDraw>(vp, 1, 1.0, 1.0, 0, 0);
+                plane_pump->addRuns(&c.points, &c.runs, static_cast<int>(xs->size()), xs->data(), ys->data(), 1,
+                                    vp->mleft, vp->mtop);
+            } else {
+                VXPolyDraw polydraw(vp, 0, 1.0, 1.0, 0, 0);
+                polydraw.addRuns(&c.points, &c.runs, static_cast<int>(npts), xplt, yplt, 1, vp->mleft, vp->mtop);
+            }
         } catch (const std::bad_alloc&) {
             vector_cache->clearAll();
             hl_register_error(1, "VXMapData::drawVector: Out of memory.\n");
@@ -594,13 +605,14 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                 return 0;
         const size_t first_run = vector_cache->runs.size();
         try {
-            RunRecorder recorder(&vector_cache->points, &vector_cache->runs);
+            std::vector<QPointF>& points = vector_cache->points;
+            std::vector<Run>& runs = vector_cache->runs;
             for (int i = 0; i < path.elementCount(); i++) {
                 const QPainterPath::Element e = path.elementAt(i);
-                if (e.type == QPainterPath::MoveToElement)
-                    recorder.moveTo(e.x, e.y);
-                else
-                    recorder.lineTo(e.x, e.y);
+                if (e.type == QPainterPath::MoveToElement || runs.size() == first_run)
+                    runs.push_back({static_cast<uint32_t>(points.size()), 0});
+                runs.back().count++;
+                points.push_back(QPointF(e.x + vp->mleft, e.y + vp->mtop));
             }
         } catch (const std::bad_alloc&) {
             vector_cache->clear();
@@ -613,9 +625,31 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
         return 0;
     };
 
+    // areas are drawn in plot-area pixels; lines are kept in the
+    // viewport's, so that a painter without a transform of its own strokes
+    // them with none
     painter.save();
-    painter.translate(vp->mleft, vp->mtop);
+    const QTransform viewport_pixels = painter.worldTransform();
+    QTransform plot_pixels = viewport_pixels;
+    plot_pixels.translate(vp->mleft, vp->mtop);
+    painter.setWorldTransform(plot_pixels);
     painter.setClipRect(0, 0, W, H);
+    bool in_plot_pixels = true;
+    auto use = [&](bool plot) {
+        if (plot != in_plot_pixels)
+            painter.setWorldTransform(plot ? plot_pixels : viewport_pixels);
+        in_plot_pixels = plot;
+    };
+    // the pen of the lines, made again only when it changes
+    const VX_Color* pen_colour = nullptr;
+    double pen_width = 0.0;
+    auto setupLine = [&](const VX_Color* colour, double width) {
+        if (colour == pen_colour && width == pen_width)
+            return;
+        VX_setup_line(&painter, colour, width, 1, 128, -1);
+        pen_colour = colour;
+        pen_width = width;
+    };
 
     for (int s = static_cast<int>(selected.size()) - 1; s >= 0; s--) {
         const int k = selected[s];
@@ -646,23 +680,27 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                         const VX_Color* colour = level->outline.color.isValid() ? &level->outline : &outline;
                         const double width = level_width.value(seg->level, -1.0);
                         if (colour->color.isValid() && width >= 0.0) {
-                            VX_setup_line(&painter, colour, width, 1, 128, -1);
+                            setupLine(colour, width);
                             line = true;
                         }
                     }
                 } else if (outline.color.isValid() && linewidth >= 0.0) {
-                    VX_setup_line(&painter, &outline, linewidth, 1, 128, -1);
+                    setupLine(&outline, linewidth);
                     line = true;
                 }
-                if (!line)
+                if (!line) {
                     painter.setPen(Qt::NoPen);
+                    pen_colour = nullptr;
+                }
                 bool fill = false;
                 if (seg->fill && seg->level % 2 == 0 && water.color.isValid()) {
                     VX_setup_fill(&painter, &water);
+                    pen_colour = nullptr;
                     fill = true;
                     line = false;
                 } else if (seg->fill && seg->level % 2 != 0 && land.color.isValid()) {
                     VX_setup_fill(&painter, &land);
+                    pen_colour = nullptr;
                     fill = true;
                     line = false;
                 } else {
@@ -681,6 +719,7 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                     return;
                 }
                 if (!fill && geo->runs_made) {
+                    use(false);
                     drawRuns(painter, vector_cache->points.data(), vector_cache->runs.data() + geo->first_run,
                              geo->nruns);
                     continue;
@@ -689,6 +728,7 @@ void VXMapData::drawVector(QPainter& painter, VxViewport* vp, QHash<int, VxMapLa
                     painter.restore();
                     return;
                 }
+                use(true);
                 painter.drawPath(geo->path);
             }
         }

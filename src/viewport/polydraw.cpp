@@ -40,6 +40,51 @@ int zoneOf(double x, double y)
     return 3 * row + col;
 }
 
+// Points to a path, or to the sink when there is one.
+struct PathOut
+{
+    QPainterPath* path;
+    VXPolyDrawSink* sink;
+    void operator()(bool move, double x, double y)
+    {
+        if (sink) {
+            if (move)
+                sink->moveTo(x, y);
+            else
+                sink->lineTo(x, y);
+        } else if (move) {
+            path->moveTo(x, y);
+        } else {
+            path->lineTo(x, y);
+        }
+    }
+};
+
+// Points to the arrays of addRuns(), moved by the offset.  A run's count
+// is set when it ends (close()), not per point.
+struct RunsOut
+{
+    std::vector<QPointF>* points;
+    std::vector<VXPolyDrawRun>* runs;
+    double xoffset, yoffset;
+    bool open = false;  // runs->back() is being filled
+    void operator()(bool move, double x, double y)
+    {
+        if (move || !open) {
+            close();
+            runs->push_back({static_cast<uint32_t>(points->size()), 0});
+            open = true;
+        }
+        points->push_back(QPointF(x + xoffset, y + yoffset));
+    }
+    void close()
+    {
+        if (open)
+            runs->back().count = static_cast<uint32_t>(points->size() - runs->back().first);
+        open = false;
+    }
+};
+
 double* allocOrDie(long n, const char* what)
 {
     double* p = static_cast<double*>(malloc(static_cast<size_t>(n) * sizeof(double)));
@@ -65,55 +110,75 @@ VXPolyDraw::~VXPolyDraw()
     delete scale;
 }
 
-void VXPolyDraw::emitPoint(QPainterPath* path, int disposition, double x, double y)
+// The zone rule's memory between points, kept in locals while a loop of
+// the pump runs (out writes memory, which would otherwise reload it).
+struct VXPolyDraw::ZoneState
 {
-    if (move_pending) {
-        disposition = VXScaledata::disposition_moveTo;
-        move_pending = false;
-    }
-    if (sink) {
-        if (disposition == VXScaledata::disposition_moveTo)
-            sink->moveTo(w * x, h * y);
-        else
-            sink->lineTo(w * x, h * y);
-        return;
-    }
-    if (disposition == VXScaledata::disposition_moveTo)
-        path->moveTo(w * x, h * y);
-    else
-        path->lineTo(w * x, h * y);
+    double x_last, y_last;
+    int ret_last, zone_last, first;
+    bool move_pending;
+};
+
+VXPolyDraw::ZoneState VXPolyDraw::loadZone() const
+{
+    return {x_last, y_last, ret_last, zone_last, first, move_pending};
 }
 
-void VXPolyDraw::takePoint(QPainterPath* path, int ret, double x, double y, int* start)
+void VXPolyDraw::storeZone(const ZoneState& z)
+{
+    x_last = z.x_last;
+    y_last = z.y_last;
+    ret_last = z.ret_last;
+    zone_last = z.zone_last;
+    first = z.first;
+    move_pending = z.move_pending;
+}
+
+// in line in the loops of the pump
+template <class Out>
+[[gnu::always_inline]] inline void VXPolyDraw::emitPoint(Out& out, ZoneState& z, int disposition, double x,
+                                                         double y) const
+{
+    if (z.move_pending) {
+        disposition = VXScaledata::disposition_moveTo;
+        z.move_pending = false;
+    }
+    out(disposition == VXScaledata::disposition_moveTo, w * x, h * y);
+}
+
+// in line in the loops of the pump
+template <class Out>
+[[gnu::always_inline]] inline void VXPolyDraw::takePoint(Out& out, ZoneState& z, int ret, double x, double y,
+                                                         int* start) const
 {
     const int zone = zoneOf(x, y);
     if (*start)
         ret = VXScaledata::disposition_moveTo;
-    if (*start || first) {
+    if (*start || z.first) {
         *start = 0;
-        first = 0;
-        move_pending = false;
-        emitPoint(path, ret, x, y);
+        z.first = 0;
+        z.move_pending = false;
+        emitPoint(out, z, ret, x, y);
     } else {
-        switch (zone_actions[zone_last][zone]) {
+        switch (zone_actions[z.zone_last][zone]) {
         case S:
             // a line that begins here must still begin with a move when a
             // later point of it is emitted
             if (ret == VXScaledata::disposition_moveTo)
-                move_pending = true;
+                z.move_pending = true;
             break;
         case L:
-            emitPoint(path, ret_last, x_last, y_last);
+            emitPoint(out, z, z.ret_last, z.x_last, z.y_last);
             [[fallthrough]];
         case C:
-            emitPoint(path, ret, x, y);
+            emitPoint(out, z, ret, x, y);
             break;
         }
     }
-    x_last = x;
-    y_last = y;
-    zone_last = zone;
-    ret_last = ret;
+    z.x_last = x;
+    z.y_last = y;
+    z.zone_last = zone;
+    z.ret_last = ret;
 }
 
 bool VXPolyDraw::linearPump() const
@@ -128,30 +193,37 @@ bool VXPolyDraw::linearPump() const
            s.w > 0 && s.h > 0 && s.ndelta == 0;
 }
 
-void VXPolyDraw::addRunLinear(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start)
+template <class Out>
+void VXPolyDraw::addRunLinear(Out& out, int npts, const double* xpts, const double* ypts, int start)
 {
     VXScaledata& s = *scale;
     const double xstart = s.xstart, xscale = s.xscale, ystart = s.ystart, yscale = s.yscale;
+    int line_starts = s.start;  // in a register while out writes memory
+    ZoneState z = loadZone();
     for (int i = 0; i < npts; i++) {
         const double xin = xpts[i] * xgain, yin = ypts[i] * ygain;
         const double x = (xin - xstart) * xscale, y = (yin - ystart) * yscale;
         if (xin == VX_NULL_VALUE || yin == VX_NULL_VALUE || !std::isfinite(x) || !std::isfinite(y) ||
             !std::isfinite(xin) || !std::isfinite(yin)) {
-            s.start = 1;  // the line breaks here
+            line_starts = 1;  // the line breaks here
             continue;
         }
-        const int ret = s.start ? VXScaledata::disposition_moveTo : VXScaledata::disposition_lineTo;
-        s.start = 0;
-        takePoint(path, ret, x, y, &start);
+        const int ret = line_starts ? VXScaledata::disposition_moveTo : VXScaledata::disposition_lineTo;
+        line_starts = 0;
+        takePoint(out, z, ret, x, y, &start);
     }
+    s.start = line_starts;
+    storeZone(z);
 }
 
-void VXPolyDraw::addRun(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start)
+template <class Out>
+void VXPolyDraw::addRun(Out& out, int npts, const double* xpts, const double* ypts, int start)
 {
     if (linearPump()) {
-        addRunLinear(path, npts, xpts, ypts, start);
+        addRunLinear(out, npts, xpts, ypts, start);
         return;
     }
+    ZoneState z = loadZone();
     for (int i = 0; i < npts; i++) {
         scale->pushPoint(xpts[i] * xgain, ypts[i] * ygain);
         for (;;) {
@@ -159,9 +231,10 @@ void VXPolyDraw::addRun(QPainterPath* path, int npts, const double* xpts, const 
             const int ret = scale->popPoint(&x, &y);
             if (ret != VXScaledata::disposition_moveTo && ret != VXScaledata::disposition_lineTo)
                 break;
-            takePoint(path, ret, x, y, &start);
+            takePoint(out, z, ret, x, y, &start);
         }
     }
+    storeZone(z);
 }
 
 QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, int npts, double* xpts, double* ypts, int start,
@@ -170,11 +243,13 @@ QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, int npts, double* xpts, 
     if (!path || npts <= 0 || !xpts || !ypts)
         return path;
     if (!subtract) {
-        addRun(path, npts, xpts, ypts, start);
+        PathOut out{path, sink};
+        addRun(out, npts, xpts, ypts, start);
         return path;
     }
     QPainterPath temp;
-    addRun(&temp, npts, xpts, ypts, start);
+    PathOut out{&temp, sink};
+    addRun(out, npts, xpts, ypts, start);
     if (!temp.isEmpty())
         *path -= temp;
     return path;
@@ -200,6 +275,21 @@ QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, int npts, double* xpts, 
         i = j;
     }
     return path;
+}
+
+void VXPolyDraw::addRuns(std::vector<QPointF>* points, std::vector<VXPolyDrawRun>* runs, int npts,
+                         const double* xpts, const double* ypts, int start, double xoffset, double yoffset)
+{
+    if (!points || !runs || npts <= 0 || !xpts || !ypts)
+        return;
+    RunsOut out{points, runs, xoffset, yoffset};
+    try {
+        addRun(out, npts, xpts, ypts, start);
+    } catch (...) {
+        out.close();
+        throw;
+    }
+    out.close();
 }
 
 QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, QPainterPath* from, int start, int subtract)

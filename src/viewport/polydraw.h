@@ -13,6 +13,11 @@
 
 #include "vxplot_export.h"
 
+#include <QPointF>
+
+#include <cstdint>
+#include <vector>
+
 class QPainterPath;
 class VXScaledata;
 struct VxViewport;
@@ -25,6 +30,13 @@ public:
     virtual ~VXPolyDrawSink() = default;
     virtual void moveTo(double x, double y) = 0;
     virtual void lineTo(double x, double y) = 0;
+};
+
+// A line that VXPolyDraw::addRuns() made: its first point in the points
+// array, and how many.
+struct VXPolyDrawRun
+{
+    uint32_t first, count;
 };
 
 class VXPLOT_EXPORT VXPolyDraw
@@ -48,6 +60,20 @@ public:
     // The points of every element of from (world coordinates); null when
     // from is empty.
     QPainterPath* addPoints(QPainterPath* path, QPainterPath* from, int start, int subtract);
+    // Add npts points as addPoints() does, but as plot-area pixels moved
+    // by xoffset, yoffset (mleft, mtop give the viewport's pixels)
+    // appended to points, each line begun being a new run appended to
+    // runs; the sink is not used.  With no projection and linear scales
+    // this makes no call per point.  Run indices are 32-bit: the caller
+    // keeps points below 2^32.  Growing the vectors may throw
+    // std::bad_alloc.
+    void addRuns(std::vector<QPointF>* points, std::vector<VXPolyDrawRun>* runs, int npts, const double* xpts,
+                 const double* ypts, int start, double xoffset = 0.0, double yoffset = 0.0);
+    // Whether a call with start set draws as it would on a fresh object:
+    // true when the pump only scales points (no projection, linear
+    // scales), since a start then overrides all it remembers.  A
+    // projecting pump carries its last point over; use a new object.
+    bool startsAnew() const { return linearPump(); }
 
     VXScaledata* scale;  // owned
     int w, h;            // plot size
@@ -62,15 +88,24 @@ public:
     VXPolyDrawSink* sink = nullptr;
 
 private:
-    void addRun(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start);
-    void emitPoint(QPainterPath* path, int disposition, double x, double y);
+    // Where points go: Out is called as out(move, x, y) with plot-area
+    // pixels (polydraw.cpp has the path or sink and the runs).
+    template <class Out>
+    void addRun(Out& out, int npts, const double* xpts, const double* ypts, int start);
+    struct ZoneState;  // x_last to move_pending, in locals
+    ZoneState loadZone() const;
+    void storeZone(const ZoneState& z);
+    template <class Out>
+    void emitPoint(Out& out, ZoneState& z, int disposition, double x, double y) const;
     // One normalised point out of the pump, with its disposition, through
     // the nine-zone rule; *start forces a move and is cleared.
-    void takePoint(QPainterPath* path, int ret, double x, double y, int* start);
+    template <class Out>
+    void takePoint(Out& out, ZoneState& z, int ret, double x, double y, int* start) const;
     // Whether the pump only scales points (no projection, linear scales),
     // so that addRunLinear() may do its work in line.
     bool linearPump() const;
-    void addRunLinear(QPainterPath* path, int npts, const double* xpts, const double* ypts, int start);
+    template <class Out>
+    void addRunLinear(Out& out, int npts, const double* xpts, const double* ypts, int start);
 
     // A point that begins a line was skipped: the next point emitted has to
     // begin the line in its place.

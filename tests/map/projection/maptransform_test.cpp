@@ -2,12 +2,14 @@
 // antipode, the far side and rim of the globe, longitude ranges.
 #include "support/testsupport.h"
 
+#include "map/projection/edpplane_p.h"
 #include "map/projection/maptransform.h"
 #include "map/projection/projections.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -195,4 +197,44 @@ TEST(MapTransform, MercatorClampAndInverse)
     EXPECT_TRUE(std::isfinite(VX_mercator_lat(100000.0)));
     for (double lat = -85.0; lat <= 85.0; lat += 0.5)
         ASSERT_NEAR(VX_mercator_lat(VX_mercator_y(lat)), lat, 1e-9) << lat;
+}
+
+TEST(MapTransform, EdpPlaneOfManyPointsAgreesWithTheFormula)
+{
+    // centres as views set them (nudged off the lines), near both poles too
+    const double centres[][2] = {{0.0001, 20.0001},  {20.0001, 30.0001}, {-37.5001, -150.0001},
+                                 {89.9999, 0.0001},  {-89.9999, 179.9999}, {60.0001, 180.0001}};
+    for (const auto& c : centres) {
+        SCOPED_TRACE(testing::Message() << c[0] << " " << c[1]);
+        HLMapTransform t(c[0], c[1]);
+        // a grid with both poles and the date line, the centre and its antipode
+        std::vector<double> lats, lons;
+        for (double lat = -90.0; lat <= 90.0; lat += 2.5)
+            for (double lon = -180.0; lon <= 180.0; lon += 5.0) {
+                lats.push_back(lat);
+                lons.push_back(lon);
+            }
+        lats.insert(lats.end(), {c[0], -c[0]});
+        lons.insert(lons.end(), {c[1], c[1] + 180.0});
+        const long n = static_cast<long>(lats.size());
+        std::vector<double> slat(n), clat(n), slon(n), clon(n), delx(n), dely(n);
+        for (long i = 0; i < n; i++) {
+            slat[i] = std::sin(d2r * lats[i]);
+            clat[i] = std::cos(d2r * lats[i]);
+            slon[i] = std::sin(d2r * lons[i]);
+            clon[i] = std::cos(d2r * lons[i]);
+        }
+        HLEdpPlane(c[0], c[1]).project(n, slat.data(), clat.data(), slon.data(), clon.data(), delx.data(),
+                                       dely.data());
+        for (long i = 0; i < n - 1; i++) {
+            double x, y;
+            t.edpLatlon2delxy(lats[i], lons[i], &x, &y);
+            ASSERT_NEAR(delx[i], x, 1e-6) << lats[i] << " " << lons[i];
+            ASSERT_NEAR(dely[i], y, 1e-6) << lats[i] << " " << lons[i];
+        }
+        EXPECT_NEAR(delx[n - 2], 0.0, 1e-6);
+        EXPECT_NEAR(dely[n - 2], 0.0, 1e-6);
+        // the antipode's direction is rounding noise; it lies on the rim
+        EXPECT_NEAR(std::hypot(delx[n - 1], dely[n - 1]), 180.0, 1e-6);
+    }
 }
