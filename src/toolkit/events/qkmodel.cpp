@@ -291,11 +291,17 @@ int QKModel::take(QKChanges* changes)
         }
         was = now;
         const long n = d->backend->count(static_cast<int>(tables_[t]));
+        std::vector<long> rewritten;
         if (grown && n >= counts_[t]) {
             if (n > counts_[t]) {
                 changes->changed[t] = true;
                 indexRows(t, counts_[t], n, changes);
             }
+        } else if (r > 0 && n == counts_[t] &&
+                   d->backend->rewrittenRecords(static_cast<int>(tables_[t]), &rewritten) &&
+                   indexRewritten(t, rewritten)) {
+            // rows rewritten in place that the indexes still hold as they are
+            changes->changed[t] = true;
         } else if (r > 0 || n != counts_[t]) {
             changes->changed[t] = true;
             changes->rebuilt[t] = true;
@@ -433,6 +439,29 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
             site_[std::string(sval(def, rec(r), "sta"))].push_back(r);
         break;
     default: break;
+    }
+}
+
+bool QKModel::indexRewritten(int table, const std::vector<long>& rows)
+{
+    const RsTableDef* def = defs_[table];
+    switch (table) {
+    case QK_ARRIVAL: {
+        // the arid index holds when every row kept its arid (the row of an
+        // arid it names is the row itself)
+        const int farid = fi(def, "arid");
+        for (long r : rows) {
+            const long* row = arrival_.find(lval(def, record(table, r), farid));
+            if (!row || *row != r)
+                return false;
+        }
+        return true;
+    }
+    case QK_DETECTION:
+    case QK_WFDISC:
+        return true;  // not indexed: read whole where used
+    default:
+        return false;
     }
 }
 

@@ -151,6 +151,10 @@ private:
 
     FileState stat(int table) const;
     void indexRows(int table, long first, long last, QKChanges* changes);
+    // Whether the indexes of table still hold after rows were rewritten in
+    // place (their texts may have changed): false when the table must be
+    // indexed again.
+    bool indexRewritten(int table, const std::vector<long>& rows);
     void clearIndex(int table);
     void fillEvent(long evid, const EventRow& row, QKEvent* event, std::string_view rec) const;
     void fillEvent(long evid, const EventRow& row, QKEvent* event) const;

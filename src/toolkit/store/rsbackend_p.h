@@ -91,6 +91,11 @@ public:
     // Take in what other processes changed: 1 when the table changed, 0
     // when not, negative on failure.
     virtual int refresh(int table) = 0;
+    // The records that the last refresh() of the table took in again because
+    // they were rewritten in place, in record order, when that is all that
+    // changed (no record added, removed or moved).  False when the last
+    // refresh did anything else or the back end does not tell.
+    virtual bool rewrittenRecords(int table, std::vector<long>* records) const;
 
     // Samples and bundles, held by memory tables only.  A record without
     // samples gives a null pointer and 0; without a bundle, itself alone.
@@ -101,6 +106,9 @@ public:
 
     // The record of table whose key fields equal those of text, or -1.
     long findKey(int table, std::string_view text) const;
+    // Whether a table is keyed by field name alone (arrival for "arid"),
+    // so that largestKey() can find the ids already given out.
+    bool hasKeyTable(const char* name) const;
     // The largest value of field name in the tables keyed by that field
     // alone (arrival for "arid"), refreshed first; 0 when there is none.
     // Only records added since the last call are read, while the table's

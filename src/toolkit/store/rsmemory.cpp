@@ -550,6 +550,20 @@ long RsBackend::rowsGeneration(int) const
     return -1;
 }
 
+bool RsBackend::rewrittenRecords(int, std::vector<long>*) const
+{
+    return false;
+}
+
+bool RsBackend::hasKeyTable(const char* name) const
+{
+    for (const RsTableDef& d : schema_->tables)
+        if (d.key.size() == 1 && d.fields[static_cast<size_t>(d.key[0])].name == name &&
+            d.fields[static_cast<size_t>(d.key[0])].isInteger())
+            return true;
+    return false;
+}
+
 long RsBackend::largestKey(const char* name)
 {
     long largest = 0;
