@@ -23,14 +23,27 @@
 // and the offset of every good record in it.  For a flat file the buffer is
 // a copy of the file, bad lines included, so that an offset is also the
 // record's place in the file.
+//
+// share() lends the buffer out: the bytes of the records taken in so far
+// then stay as they are for the borrower, however the rows change.  New
+// bytes go past them (or into a new buffer), patch() copies the buffer
+// before changing one of them, and clear() leaves a lent buffer to its
+// borrowers.
 class RsRows
 {
 public:
     long count() const { return static_cast<long>(offsets_.size()); }
     size_t offset(long r) const { return offsets_[static_cast<size_t>(r)]; }
     const char* at(size_t offset) const { return buf_.get() + offset; }
+    // Bytes at offset and after, to fill past the records taken in (a read
+    // after resize()); patch() changes those before.
     char* at(size_t offset) { return buf_.get() + offset; }
+    // Bytes at offset to change in place, the buffer copied first when it
+    // is lent; null without memory for the copy.
+    char* patch(size_t offset);
     size_t size() const { return size_; }
+    // The buffer, kept alive and unchanged for the holder (see above).
+    std::shared_ptr<const char> share() const { return buf_; }
 
     // Append bytes to the buffer.  0, or -1 when memory runs out.
     int append(const char* p, size_t n);
@@ -43,7 +56,7 @@ public:
     void clear();
 
 private:
-    std::unique_ptr<char[]> buf_;
+    std::shared_ptr<char> buf_;  // an array of capacity_ characters
     size_t size_ = 0;
     size_t capacity_ = 0;
     std::vector<size_t> offsets_;
@@ -69,6 +82,10 @@ public:
     virtual bool loaded(int table) const;
     // Records of a loaded table.
     virtual long count(int table) const = 0;
+    // Keeps the texts that record() gives now for the holder, unchanged
+    // and valid however the table changes later; null when the back end
+    // cannot (the texts are then only valid until the table changes).
+    virtual std::shared_ptr<const void> holdRecords(int table) const;
     // Record r (0 <= r < count) of a loaded table.  The view stays valid
     // until the table changes.
     virtual std::string_view record(int table, long r) const = 0;

@@ -156,6 +156,10 @@ public:
     int load(int table) override;
     bool loaded(int table) const override { return tables_[static_cast<size_t>(table)].loaded; }
     long count(int table) const override { return tables_[static_cast<size_t>(table)].rows.count(); }
+    std::shared_ptr<const void> holdRecords(int table) const override
+    {
+        return tables_[static_cast<size_t>(table)].rows.share();
+    }
     std::string_view record(int table, long r) const override
     {
         const RsRows& rows = tables_[static_cast<size_t>(table)].rows;
@@ -419,12 +423,15 @@ bool CssBackend::patchInPlace(int table, size_t size)
             if (memcmp(chunk.get() + i, t.rows.at(at + i), block) == 0)
                 continue;
             for (size_t k = i; k < i + block; k++) {
-                char* old_byte = t.rows.at(at + k);
-                if (chunk[k] == *old_byte)
+                const char old_byte = *t.rows.at(at + k);
+                if (chunk[k] == old_byte)
                     continue;
-                if (chunk[k] == '\n' || *old_byte == '\n')
+                if (chunk[k] == '\n' || old_byte == '\n')
                     return false;
-                *old_byte = chunk[k];
+                char* byte = t.rows.patch(at + k);
+                if (!byte)
+                    return false;
+                *byte = chunk[k];
                 size_t line = at + k;
                 while (line > 0 && *t.rows.at(line - 1) != '\n')
                     line--;
@@ -491,7 +498,10 @@ bool CssBackend::patchNoted(int table, const struct stat& st)
         if (!preadAll(t.fd, line.data(), width + 1, static_cast<off_t>(offset)) || line[width] != '\n' ||
             memchr(line.data(), '\n', width))
             return false;
-        memcpy(t.rows.at(offset), line.data(), width);
+        char* record = t.rows.patch(offset);
+        if (!record)
+            return false;
+        memcpy(record, line.data(), width);
         lines.push_back(offset);
     }
     std::sort(lines.begin(), lines.end());
@@ -621,7 +631,13 @@ int CssBackend::updateLocked(int table, long r, std::string_view text, const std
     }
     if (!rs_same_key(d, std::string_view(now.data(), width), line))
         t.generation++;  // a key changed under a record already read
-    memcpy(t.rows.at(offset), line.data(), width);
+    if (char* record = t.rows.patch(offset)) {
+        memcpy(record, line.data(), width);
+    } else {
+        t.loaded = false;  // read it all again next time
+        hl_register_error(1, "CssBackend::update: Record written to %s, but out of memory.\n", t.path.c_str());
+        return -1;
+    }
     // the write's own time, and a note of it for the other handles of this
     // process; t.mtime is the file's time from before the write (the lock
     // is held since takeIn())
