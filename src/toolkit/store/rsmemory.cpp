@@ -365,6 +365,16 @@ int rs_parse_long(std::string_view text, long* value)
     if (i >= t.size())
         return -1;
     unsigned long v = 0;
+    if (t.size() - i <= 18) {
+        // too few digits to overflow: no check of the range on each
+        for (; i < t.size(); i++) {
+            if (!isDigit(t[i]))
+                return -1;
+            v = v * 10 + static_cast<unsigned long>(t[i] - '0');
+        }
+        *value = negative ? -static_cast<long>(v) : static_cast<long>(v);
+        return 0;
+    }
     const unsigned long limit = negative ? static_cast<unsigned long>(LONG_MAX) + 1 : LONG_MAX;
     for (; i < t.size(); i++) {
         if (!isDigit(t[i]))
