@@ -32,6 +32,13 @@
 class RsRows
 {
 public:
+    RsRows() = default;
+    // one owner writes the buffer: copies would write into each other's
+    RsRows(const RsRows&) = delete;
+    RsRows& operator=(const RsRows&) = delete;
+    RsRows(RsRows&&) = default;
+    RsRows& operator=(RsRows&&) = default;
+
     long count() const { return static_cast<long>(offsets_.size()); }
     size_t offset(long r) const { return offsets_[static_cast<size_t>(r)]; }
     const char* at(size_t offset) const { return buf_.get() + offset; }
