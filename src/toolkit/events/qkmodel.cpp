@@ -258,10 +258,15 @@ int QKModel::take(QKChanges* changes)
         hl_register_error(0, "QKModel::take: Database %s is not open.\n", dbname_.c_str());
         return -1;
     }
+    // Each file looked at once: a change after the look is taken in as well
+    // (it is read), and noticed again at the next check.
+    FileState seen[QK_NTABLES];
+    for (int t = 0; t < QK_NTABLES; t++)
+        seen[t] = stat(t);
     // A table file replaced by another (a new inode) or deleted: the handle
     // still reads the old file, so everything is read again.
     for (int t = 0; t < QK_NTABLES; t++) {
-        const FileState now = stat(t);
+        const FileState& now = seen[t];
         const FileState& was = files_[t];
         if (was.present && (!now.present || now.dev != was.dev || now.ino != was.ino)) {
             const std::string name = dbname_;
@@ -279,7 +284,7 @@ int QKModel::take(QKChanges* changes)
     for (int t = 0; t < QK_NTABLES; t++) {
         if (tables_[t] < 0)
             continue;
-        const FileState now = stat(t);
+        const FileState& now = seen[t];
         FileState& was = files_[t];
         const bool loaded = d->backend->loaded(static_cast<int>(tables_[t]));
         if (loaded && now.present == was.present && now.size == was.size && now.mtime_ns == was.mtime_ns &&
