@@ -63,6 +63,15 @@ std::string makeDatabase()
     }
     fclose(f);
     rsclose(db);
+    // on the disk before anything is measured: the first flush of a pick
+    // would otherwise wait for the writing back of the whole new table
+    for (const char* table : {".arrival", ".wfdisc"}) {
+        const int fd = open((base + table).c_str(), O_RDONLY);
+        if (fd >= 0) {
+            fsync(fd);
+            close(fd);
+        }
+    }
     return base;
 }
 

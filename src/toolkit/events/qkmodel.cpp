@@ -148,6 +148,9 @@ int QKModel::open(const std::string& dbname)
         counts_[t] = 0;
         clearIndex(t);
     }
+    f_.event = defs_[QK_EVENT];
+    f_.origin = defs_[QK_ORIGIN];
+    f_.origerr = defs_[QK_ORIGERR];
     f_.event_lddate = fi(defs_[QK_EVENT], "lddate");
     f_.origin_orid = fi(defs_[QK_ORIGIN], "orid");
     f_.origin_time = fi(defs_[QK_ORIGIN], "time");
@@ -216,15 +219,15 @@ std::string_view QKModel::record(int table, long r) const
     return database_->backend->record(static_cast<int>(tables_[table]), r);
 }
 
-void QKModel::prefetch(const ListKey& key) const
+void QKModel::prefetch(const ListKey& key)
 {
     auto lines = [](std::string_view text) {
         for (size_t at = 0; at < text.size(); at += 64)
             __builtin_prefetch(text.data() + at);
     };
     lines(key.event_text);
-    __builtin_prefetch(key.place);
     lines(key.origin_text);
+    lines(key.origerr_text);
 }
 
 void QKModel::clearIndex(int table)
@@ -255,10 +258,15 @@ int QKModel::take(QKChanges* changes)
         hl_register_error(0, "QKModel::take: Database %s is not open.\n", dbname_.c_str());
         return -1;
     }
+    // Each file looked at once: a change after the look is taken in as well
+    // (it is read), and noticed again at the next check.
+    FileState seen[QK_NTABLES];
+    for (int t = 0; t < QK_NTABLES; t++)
+        seen[t] = stat(t);
     // A table file replaced by another (a new inode) or deleted: the handle
     // still reads the old file, so everything is read again.
     for (int t = 0; t < QK_NTABLES; t++) {
-        const FileState now = stat(t);
+        const FileState& now = seen[t];
         const FileState& was = files_[t];
         if (was.present && (!now.present || now.dev != was.dev || now.ino != was.ino)) {
             const std::string name = dbname_;
@@ -276,7 +284,7 @@ int QKModel::take(QKChanges* changes)
     for (int t = 0; t < QK_NTABLES; t++) {
         if (tables_[t] < 0)
             continue;
-        const FileState now = stat(t);
+        const FileState& now = seen[t];
         FileState& was = files_[t];
         const bool loaded = d->backend->loaded(static_cast<int>(tables_[t]));
         if (loaded && now.present == was.present && now.size == was.size && now.mtime_ns == was.mtime_ns &&
@@ -291,11 +299,17 @@ int QKModel::take(QKChanges* changes)
         }
         was = now;
         const long n = d->backend->count(static_cast<int>(tables_[t]));
+        std::vector<long> rewritten;
         if (grown && n >= counts_[t]) {
             if (n > counts_[t]) {
                 changes->changed[t] = true;
                 indexRows(t, counts_[t], n, changes);
             }
+        } else if (r > 0 && n == counts_[t] &&
+                   d->backend->rewrittenRecords(static_cast<int>(tables_[t]), &rewritten) &&
+                   indexRewritten(t, rewritten)) {
+            // rows rewritten in place that the indexes still hold as they are
+            changes->changed[t] = true;
         } else if (r > 0 || n != counts_[t]) {
             changes->changed[t] = true;
             changes->rebuilt[t] = true;
@@ -436,6 +450,29 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
     }
 }
 
+bool QKModel::indexRewritten(int table, const std::vector<long>& rows)
+{
+    const RsTableDef* def = defs_[table];
+    switch (table) {
+    case QK_ARRIVAL: {
+        // the arid index holds when every row kept its arid (the row of an
+        // arid it names is the row itself)
+        const int farid = fi(def, "arid");
+        for (long r : rows) {
+            const long* row = arrival_.find(lval(def, record(table, r), farid));
+            if (!row || *row != r)
+                return false;
+        }
+        return true;
+    }
+    case QK_DETECTION:
+    case QK_WFDISC:
+        return true;  // not indexed: read whole where used
+    default:
+        return false;
+    }
+}
+
 std::vector<QKModel::ListKey> QKModel::listKeys()
 {
     std::vector<ListKey> keys;
@@ -443,8 +480,13 @@ std::vector<QKModel::ListKey> QKModel::listKeys()
     events_.each([&](long evid, EventRow& e) {
         const OriginRow* o = origins_.find(e.prefor);
         const bool found = o && o->evid == evid;
-        keys.push_back({found ? o->time : -9999999999.999, evid, e.recno, found ? o->recno : -1, e.prefor, &e.place,
-                        record(QK_EVENT, e.recno), found ? record(QK_ORIGIN, o->recno) : std::string_view()});
+        // the origerr row of the origin row's own orid, as fillOrigin() finds it
+        const long* oe = found ? origerr_.find(e.prefor) : nullptr;
+        keys.push_back({found ? o->time : -9999999999.999, evid, e.recno, found ? o->recno : -1, oe ? *oe : -1,
+                        e.prefor, &e.place, 0.0, record(QK_EVENT, e.recno),
+                        found ? record(QK_ORIGIN, o->recno) : std::string_view(),
+                        oe ? record(QK_ORIGERR, *oe) : std::string_view()});
+        keys.back().lddate_view = entryLddate(f_, keys.back());
     });
     std::sort(keys.begin(), keys.end());
     return keys;
@@ -515,20 +557,16 @@ void QKModel::fillAssociation(long assoc_recno, QKAssociation* a) const
     }
 }
 
-void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
+void QKModel::fillOriginRow(const EntryFields& f, long recno, QKOrigin* o, std::string_view rec,
+                            long origerr_recno, std::string_view origerr)
 {
-    fillOrigin(recno, expand, o, record(QK_ORIGIN, recno));
-}
-
-void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o, std::string_view rec) const
-{
-    const RsTableDef* def = defs_[QK_ORIGIN];
+    const RsTableDef* def = f.origin;
     o->recno_origin = recno;
     copyText(o->record_origin, rec);
-    o->orid = lval(def, rec, f_.origin_orid);
-    o->time = qk_double(def, rec, f_.origin_time, o->time);
-    o->lddate_origin = o->lddate_origin_view = qk_parse_lddate(rs_trim(qk_field_text(def, rec, f_.origin_lddate)));
-    const std::pair<const char*, int> magtypes[] = {{"ml", f_.origin_ml}, {"mb", f_.origin_mb}, {"ms", f_.origin_ms}};
+    o->orid = lval(def, rec, f.origin_orid);
+    o->time = qk_double(def, rec, f.origin_time, o->time);
+    o->lddate_origin = o->lddate_origin_view = qk_parse_lddate(rs_trim(qk_field_text(def, rec, f.origin_lddate)));
+    const std::pair<const char*, int> magtypes[] = {{"ml", f.origin_ml}, {"mb", f.origin_mb}, {"ms", f.origin_ms}};
     for (const auto& m : magtypes) {
         const double v = qk_double(def, rec, m.second, -999.0);
         if (v > -999.0) {
@@ -537,14 +575,23 @@ void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o, std::string_view 
             break;
         }
     }
-    auto view = [o](double t) { o->lddate_origin_view = std::max(o->lddate_origin_view, t); };
-    if (const long* oe = origerr_.find(o->orid)) {
-        o->recno_origerr = *oe;
-        copyText(o->record_origerr, record(QK_ORIGERR, *oe));
-        view(qk_parse_lddate(rs_trim(qk_field_text(defs_[QK_ORIGERR], o->record_origerr, f_.origerr_lddate))));
+    if (origerr_recno >= 0) {
+        o->recno_origerr = origerr_recno;
+        copyText(o->record_origerr, origerr);
+        o->lddate_origin_view = std::max(
+            o->lddate_origin_view,
+            qk_parse_lddate(rs_trim(qk_field_text(f.origerr, o->record_origerr, f.origerr_lddate))));
     }
+}
+
+void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o) const
+{
+    const std::string_view rec = record(QK_ORIGIN, recno);
+    const long* oe = origerr_.find(lval(defs_[QK_ORIGIN], rec, f_.origin_orid));
+    fillOriginRow(f_, recno, o, rec, oe ? *oe : -1, oe ? record(QK_ORIGERR, *oe) : std::string_view());
     if (!expand)
         return;
+    auto view = [o](double t) { o->lddate_origin_view = std::max(o->lddate_origin_view, t); };
     if (const long* em = emodel_.find(o->orid)) {
         o->recno_emodel = *em;
         copyText(o->record_emodel, record(QK_EMODEL, *em));
@@ -613,20 +660,19 @@ void QKModel::fillOrigin(long recno, bool expand, QKOrigin* o, std::string_view 
 
 void QKModel::fillEvent(long evid, const EventRow& row, QKEvent* ev) const
 {
-    fillEvent(evid, row, ev, record(QK_EVENT, row.recno));
+    fillEvent(f_, evid, row, ev, record(QK_EVENT, row.recno));
 }
 
-void QKModel::fillEvent(long evid, const EventRow& row, QKEvent* ev, std::string_view rec) const
+void QKModel::fillEvent(const EntryFields& f, long evid, const EventRow& row, QKEvent* ev, std::string_view rec)
 {
     ev->recno_event = row.recno;
     copyText(ev->record_event, rec);
     ev->evid = evid;
     ev->prefor = row.prefor;
-    ev->lddate_event = ev->lddate_view =
-        qk_parse_lddate(rs_trim(qk_field_text(defs_[QK_EVENT], rec, f_.event_lddate)));
+    ev->lddate_event = ev->lddate_view = qk_parse_lddate(rs_trim(qk_field_text(f.event, rec, f.event_lddate)));
 }
 
-void QKModel::noteOrigin(QKEvent* ev, const QKOrigin& origin) const
+void QKModel::noteOrigin(QKEvent* ev, const QKOrigin& origin)
 {
     ev->lddate_view = std::max(ev->lddate_view, origin.lddate_origin_view);
     const int index = static_cast<int>(ev->origins.max());
@@ -642,18 +688,52 @@ void QKModel::noteOrigin(QKEvent* ev, const QKOrigin& origin) const
         ev->pref_moment_origin = index;
 }
 
-bool QKModel::buildEntry(const ListKey& key, QKEvent* ev, QKOrigin* origin) const
+QKModel::EntryFields QKModel::entryFields() const
+{
+    return f_;
+}
+
+std::shared_ptr<const void> QKModel::holdRows() const
+{
+    if (!database_)
+        return nullptr;
+    // the three tables whose rows the entries copy
+    auto held = std::make_shared<std::vector<std::shared_ptr<const void>>>();
+    for (int t : {QK_EVENT, QK_ORIGIN, QK_ORIGERR}) {
+        if (tables_[t] < 0 || !database_->backend->loaded(static_cast<int>(tables_[t])))
+            continue;
+        std::shared_ptr<const void> rows = database_->backend->holdRecords(static_cast<int>(tables_[t]));
+        if (!rows && database_->backend->count(static_cast<int>(tables_[t])) > 0)
+            return nullptr;
+        held->push_back(std::move(rows));
+    }
+    return held;
+}
+
+bool QKModel::buildEntry(const EntryFields& f, const ListKey& key, QKEvent* ev, QKOrigin* origin)
 {
     EventRow row;
     row.recno = key.event_recno;
     row.prefor = key.prefor;
-    fillEvent(key.evid, row, ev, key.event_text);
+    fillEvent(f, key.evid, row, ev, key.event_text);
     if (key.origin_recno < 0)
         return false;
-    fillOrigin(key.origin_recno, false, origin, key.origin_text);
+    fillOriginRow(f, key.origin_recno, origin, key.origin_text, key.origerr_recno, key.origerr_text);
     origin->preferred = 1;
     noteOrigin(ev, *origin);
     return true;
+}
+
+double QKModel::entryLddate(const EntryFields& f, const ListKey& key)
+{
+    double view = qk_parse_lddate(rs_trim(qk_field_text(f.event, key.event_text, f.event_lddate)));
+    if (key.origin_recno < 0)
+        return view;
+    view = std::max(view, qk_parse_lddate(rs_trim(qk_field_text(f.origin, key.origin_text, f.origin_lddate))));
+    if (key.origerr_recno >= 0)
+        view = std::max(view,
+                        qk_parse_lddate(rs_trim(qk_field_text(f.origerr, key.origerr_text, f.origerr_lddate))));
+    return view;
 }
 
 int QKModel::buildEvent(long evid, bool expand, QKEvent* ev) const

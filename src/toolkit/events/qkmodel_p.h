@@ -93,22 +93,45 @@ public:
         long evid;
         long event_recno;
         long origin_recno;  // of the preferred origin; -1 when it has none
+        long origerr_recno;  // of its origerr row; -1 when it has none
         long prefor;
         long* place;        // where the event's place is noted (valid while no event is added)
-        std::string_view event_text, origin_text;  // the rows (valid while the tables stay)
+        double lddate_view;  // entryLddate()
+        // the rows (valid while the tables stay, or while held: holdRows())
+        std::string_view event_text, origin_text, origerr_text;
         bool operator<(const ListKey& o) const { return time != o.time ? time < o.time : evid < o.evid; }
     };
     // Every event with an event row, in the order of the list: by the time
-    // of the preferred origin, then by evid.
+    // of the preferred origin, then by evid.  What is read of the rows is
+    // read before sorting, in the order of the rows rather than the list's.
     std::vector<ListKey> listKeys();
-    // The list entry of a key of listKeys(), made while the model is
-    // unchanged since, but for its origins: its preferred origin goes to
-    // *origin, and true tells that it has one.
-    bool buildEntry(const ListKey& key, QKEvent* event, QKOrigin* origin) const;
+    // What the entries of keys are made from besides their rows: the
+    // tables' layouts (which live as long as the process).
+    struct EntryFields
+    {
+        const RsTableDef* event = nullptr;
+        const RsTableDef* origin = nullptr;
+        const RsTableDef* origerr = nullptr;
+        int event_lddate = -1;
+        int origin_orid = -1, origin_time = -1, origin_lddate = -1, origin_ml = -1, origin_mb = -1, origin_ms = -1;
+        int origerr_lddate = -1;
+    };
+    EntryFields entryFields() const;
+    // Keeps the rows that the keys of listKeys() name valid and unchanged
+    // for the holder, however the model changes later; null when the store
+    // cannot.
+    std::shared_ptr<const void> holdRows() const;
+    // The list entry of a key of listKeys(), from the key alone (any
+    // thread, while its rows are valid), but for its origins: its preferred
+    // origin goes to *origin, and true tells that it has one.
+    static bool buildEntry(const EntryFields& f, const ListKey& key, QKEvent* event, QKOrigin* origin);
+    // The load dates of a key's entry as buildEntry() gives them: of its
+    // event, and the latest over the event and its preferred origin.
+    static double entryLddate(const EntryFields& f, const ListKey& key);
     // Start reading the rows of a key of listKeys() that buildEntry() will
     // read, a few keys ahead: the rows lie in the list's order, not the
     // files'.
-    void prefetch(const ListKey& key) const;
+    static void prefetch(const ListKey& key);
     // The place in the published list that the server gave evid; -1 for
     // none or an unknown evid.  An event table read again forgets them all.
     long placeOf(long evid) const;
@@ -151,24 +174,26 @@ private:
 
     FileState stat(int table) const;
     void indexRows(int table, long first, long last, QKChanges* changes);
+    // Whether the indexes of table still hold after rows were rewritten in
+    // place (their texts may have changed): false when the table must be
+    // indexed again.
+    bool indexRewritten(int table, const std::vector<long>& rows);
     void clearIndex(int table);
-    void fillEvent(long evid, const EventRow& row, QKEvent* event, std::string_view rec) const;
+    static void fillEvent(const EntryFields& f, long evid, const EventRow& row, QKEvent* event,
+                          std::string_view rec);
     void fillEvent(long evid, const EventRow& row, QKEvent* event) const;
-    void fillOrigin(long recno, bool expand, QKOrigin* origin, std::string_view rec) const;
+    // The origin row's own fields, and those of its origerr row (recno -1:
+    // none).
+    static void fillOriginRow(const EntryFields& f, long recno, QKOrigin* origin, std::string_view rec,
+                              long origerr_recno, std::string_view origerr);
     void fillOrigin(long recno, bool expand, QKOrigin* origin) const;
     // Note in event what its origin about to be added at the end tells.
-    void noteOrigin(QKEvent* event, const QKOrigin& origin) const;
+    static void noteOrigin(QKEvent* event, const QKOrigin& origin);
     void fillAssociation(long assoc_recno, QKAssociation* a) const;
     long siteRow(std::string_view sta, double time) const;
 
     // field indices of the rows read for every list entry
-    struct Fields
-    {
-        int event_lddate = -1;
-        int origin_orid = -1, origin_time = -1, origin_lddate = -1, origin_ml = -1, origin_mb = -1,
-            origin_ms = -1;
-        int origerr_lddate = -1;
-    } f_;
+    EntryFields f_;
 
     Rsptr db_ = {RS_INVALID, RS_INVALID, RS_INVALID, RS_INVALID};
     std::shared_ptr<RsDatabase> database_;  // of db_, held while it is open

@@ -25,8 +25,11 @@
 #include "vxplot_export.h"
 
 #include <algorithm>
+#include <atomic>
+#include <functional>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <utility>
@@ -228,18 +231,27 @@ private:
 // changing element i copies only its block when another table holds it.
 // Calls that move elements (ins, del, shift, unshift, sort) make the blocks
 // from the first one moved again.
+//
+// A block may also be added unmade (pushLazy()): a function makes its
+// elements when one of them is first wanted, once, whichever thread and
+// whichever of the tables sharing the block asks first.
 template <class T>
 class QKBlocks
 {
 public:
     static constexpr long kBlock = 512;
+    // Makes the elements of a block.  It runs once, from a const call of
+    // any thread, and must only read what it holds itself.
+    using Maker = std::function<void(std::vector<T>*)>;
 
     long max() const { return n_; }
     const T& get(long i) const
     {
         if (i < 0 || i >= n_)
             return null();
-        return (*blocks_[static_cast<size_t>(i / kBlock)])[static_cast<size_t>(i % kBlock)];
+        const std::vector<T>* items = made(i / kBlock);
+        const size_t k = static_cast<size_t>(i % kBlock);
+        return items && k < items->size() ? (*items)[k] : null();
     }
     // Element i to change, or null when out of range.
     T* at(long i)
@@ -271,15 +283,33 @@ public:
         return guarded([&] {
             if (n_ % kBlock == 0) {
                 // a new block, added once it holds the element
-                auto b = std::make_shared<std::vector<T>>();
-                b->reserve(static_cast<size_t>(kBlock));
-                b->push_back(std::move(v));
+                auto b = std::make_shared<Block>();
+                b->items.reserve(static_cast<size_t>(kBlock));
+                b->items.push_back(std::move(v));
                 blocks_.push_back(std::move(b));
             } else {
                 std::vector<T>* b = ownOrThrow(static_cast<long>(blocks_.size()) - 1);
                 b->push_back(std::move(v));
             }
             n_++;
+        });
+    }
+    // Append a block of n elements (1 to kBlock) that make makes when one is
+    // wanted.  The table must end with a full block.  Negative without memory
+    // or when it does not.
+    int pushLazy(long n, Maker make)
+    {
+        if (n_ % kBlock != 0 || n < 1 || n > kBlock || !make) {
+            hl_register_error(0, "Table::pushLazy: A block of %ld after %ld elements.\n", n, n_);
+            return -1;
+        }
+        return guarded([&] {
+            auto b = std::make_shared<Block>();
+            b->make = std::move(make);
+            b->n = static_cast<size_t>(n);
+            b->ready.store(false, std::memory_order_relaxed);
+            blocks_.push_back(std::move(b));
+            n_ += n;
         });
     }
     int unshift(T v) { return ins(0, std::move(v)); }
@@ -323,11 +353,15 @@ public:
     }
     int cat(const QKBlocks& other)
     {
-        const std::vector<std::shared_ptr<std::vector<T>>> keep = other.blocks_;  // other may be this
-        for (const auto& b : keep)
-            for (const T& v : *b)
+        const std::vector<std::shared_ptr<Block>> keep = other.blocks_;  // other may be this
+        for (const auto& b : keep) {
+            const std::vector<T>* items = b->made();
+            if (!items)
+                return -1;
+            for (const T& v : *items)
                 if (push(v) < 0)
                     return -1;
+        }
         return 0;
     }
     template <class Less>
@@ -370,19 +404,64 @@ public:
     }
     // Whether the two tables hold the very same elements (nothing copied).
     bool shares(const QKBlocks& other) const { return n_ > 0 && n_ == other.n_ && blocks_ == other.blocks_; }
+    // Blocks whose elements are made (all but those of pushLazy() not yet
+    // wanted), and blocks in all.
+    long blocksMade() const
+    {
+        long n = 0;
+        for (const auto& b : blocks_)
+            n += b->ready.load(std::memory_order_acquire) ? 1 : 0;
+        return n;
+    }
+    long blocks() const { return static_cast<long>(blocks_.size()); }
 
 private:
+    struct Block
+    {
+        std::vector<T> items;
+        std::atomic<bool> ready{true};  // items are made
+        std::mutex making;
+        Maker make;     // until made
+        size_t n = 0;   // elements it makes
+        // The items, made first when they are not; null without memory.
+        std::vector<T>* made()
+        {
+            if (ready.load(std::memory_order_acquire))
+                return &items;
+            std::lock_guard<std::mutex> lock(making);
+            if (!ready.load(std::memory_order_relaxed)) {
+                try {
+                    std::vector<T> fresh;
+                    fresh.reserve(static_cast<size_t>(kBlock));
+                    make(&fresh);
+                    fresh.resize(n);
+                    items = std::move(fresh);
+                } catch (const std::bad_alloc&) {
+                    hl_register_error(1, "Table: Out of memory.\n");
+                    return nullptr;
+                }
+                make = nullptr;
+                ready.store(true, std::memory_order_release);
+            }
+            return &items;
+        }
+    };
+    const std::vector<T>* made(long b) const { return blocks_[static_cast<size_t>(b)]->made(); }
     // Block b, copied first when another table holds it; throws without memory.
     std::vector<T>* ownOrThrow(long b)
     {
-        std::shared_ptr<std::vector<T>>& p = blocks_[static_cast<size_t>(b)];
+        std::shared_ptr<Block>& p = blocks_[static_cast<size_t>(b)];
+        std::vector<T>* items = p->made();
+        if (!items)
+            throw std::bad_alloc();
         if (p.use_count() > 1) {
-            auto copy = std::make_shared<std::vector<T>>();
-            copy->reserve(static_cast<size_t>(kBlock));
-            copy->assign(p->begin(), p->end());
+            auto copy = std::make_shared<Block>();
+            copy->items.reserve(static_cast<size_t>(kBlock));
+            copy->items.assign(items->begin(), items->end());
             p = std::move(copy);
+            return &p->items;
         }
-        return p.get();
+        return items;
     }
     std::vector<T>* own(long b)
     {
@@ -401,16 +480,20 @@ private:
         return guarded([&] {
             std::vector<T> tail;
             tail.reserve(static_cast<size_t>(n_ - first * kBlock + 1));
-            for (size_t b = static_cast<size_t>(first); b < blocks_.size(); b++)
-                tail.insert(tail.end(), blocks_[b]->begin(), blocks_[b]->end());
+            for (size_t b = static_cast<size_t>(first); b < blocks_.size(); b++) {
+                const std::vector<T>* items = blocks_[b]->made();
+                if (!items)
+                    throw std::bad_alloc();
+                tail.insert(tail.end(), items->begin(), items->end());
+            }
             op(tail, i - first * kBlock);
-            std::vector<std::shared_ptr<std::vector<T>>> blocks(blocks_.begin(), blocks_.begin() + first);
+            std::vector<std::shared_ptr<Block>> blocks(blocks_.begin(), blocks_.begin() + first);
             for (size_t at = 0; at < tail.size(); at += static_cast<size_t>(kBlock)) {
-                auto b = std::make_shared<std::vector<T>>();
-                b->reserve(static_cast<size_t>(kBlock));
+                auto b = std::make_shared<Block>();
+                b->items.reserve(static_cast<size_t>(kBlock));
                 const size_t end = std::min(tail.size(), at + static_cast<size_t>(kBlock));
-                b->insert(b->end(), std::make_move_iterator(tail.begin() + static_cast<long>(at)),
-                          std::make_move_iterator(tail.begin() + static_cast<long>(end)));
+                b->items.insert(b->items.end(), std::make_move_iterator(tail.begin() + static_cast<long>(at)),
+                                std::make_move_iterator(tail.begin() + static_cast<long>(end)));
                 blocks.push_back(std::move(b));
             }
             blocks_.swap(blocks);
@@ -429,7 +512,7 @@ private:
         return 0;
     }
 
-    std::vector<std::shared_ptr<std::vector<T>>> blocks_;  // all full but the last
+    std::vector<std::shared_ptr<Block>> blocks_;  // all full but the last
     long n_ = 0;
 };
 

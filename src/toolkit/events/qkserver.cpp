@@ -183,12 +183,13 @@ void QKServer::publish(const QKChanges& changes, bool reset)
     long most_recent = most_recent_evid, last_modified = last_modified_evid;
     std::vector<long> touched;  // places in fresh of entries built again
     bool reorder = false;
+    Best built;  // of a list built whole
     {
         std::lock_guard<std::mutex> lock(db_mutex_);
         if (list_changed) {
             if (changes.all_events) {
                 // built in list order: nothing to sort afterwards
-                fresh = buildList();
+                fresh = buildList(&built);
                 if (!fresh) {
                     hl_register_error(1, "QKServer::publish: No memory for the events of %s; the last list stays.\n",
                                       dbname_.c_str());
@@ -251,8 +252,15 @@ void QKServer::publish(const QKChanges& changes, bool reset)
                 best_order_ = e.order;
             }
         };
-        if (fresh) {
-            const bool full = changes.all_events || reorder || changes.dirty_evids.count(most_recent_evid) ||
+        if (fresh && changes.all_events) {
+            // from the rows, leaving the entries unmade
+            most_recent = built.most_recent;
+            best_time_ = built.time;
+            last_modified = built.last_modified;
+            best_lddate_ = built.lddate;
+            best_order_ = built.order;
+        } else if (fresh) {
+            const bool full = reorder || changes.dirty_evids.count(most_recent_evid) ||
                               changes.dirty_evids.count(last_modified_evid) || most_recent < 0 ||
                               last_modified < 0;
             if (full) {
@@ -328,32 +336,83 @@ void QKServer::publish(const QKChanges& changes, bool reset)
     }
 }
 
-std::shared_ptr<Table<QKEvent>> QKServer::buildList()
+namespace {
+
+// What the unmade blocks of a list are made from: the keys in list order,
+// with the rows they name kept unchanged by `rows`.
+struct ListRows
 {
-    // The origins of a block of entries are one array that the entries
-    // borrow: a single allocation per block instead of one per event.
+    std::vector<QKModel::ListKey> keys;
+    QKModel::EntryFields fields;
+    std::shared_ptr<const void> rows;
+};
+
+// The entries [first, first + n) of a list.  The origins of the block are
+// one array that the entries borrow: a single allocation per block instead
+// of one per event.
+void makeEntries(const ListRows& list, size_t first, size_t n, std::vector<QKEvent>* out)
+{
+    const std::shared_ptr<QKOrigin[]> origins = std::make_shared<QKOrigin[]>(n);
+    out->reserve(n);
+    for (size_t k = 0; k < n; k++) {
+        constexpr size_t kAhead = 8;
+        if (first + k + kAhead < list.keys.size())
+            QKModel::prefetch(list.keys[first + k + kAhead]);
+        QKEvent e;
+        if (QKModel::buildEntry(list.fields, list.keys[first + k], &e, &origins[k]))
+            e.origins.borrow(std::shared_ptr<QKOrigin>(origins, &origins[k]), 1);
+        e.order = static_cast<long>(first + k);
+        out->push_back(std::move(e));
+    }
+}
+
+}  // namespace
+
+std::shared_ptr<Table<QKEvent>> QKServer::buildList(Best* best)
+{
+    // The entries are made block by block when first wanted, from rows the
+    // list holds; only the order, the places and the best events are
+    // worked out now.  A store that cannot hold its rows gets them made now.
     constexpr size_t kBlock = static_cast<size_t>(QKBlocks<QKEvent>::kBlock);
     try {
         auto fresh = std::make_shared<Table<QKEvent>>();
-        const std::vector<QKModel::ListKey> keys = model_->listKeys();
+        auto list = std::make_shared<ListRows>();
+        list->keys = model_->listKeys();
+        list->fields = model_->entryFields();
+        list->rows = model_->holdRows();
+        const std::vector<QKModel::ListKey>& keys = list->keys;
         if (fresh->reserve(static_cast<long>(keys.size())) < 0)
             return nullptr;
+        *best = Best();
+        for (size_t i = 0; i < keys.size(); i++) {
+            const QKModel::ListKey& key = keys[i];
+            model_->setPlace(key, static_cast<long>(i));
+            // as publish() finds them over the entries
+            if (key.origin_recno >= 0 && (best->most_recent < 0 || key.time > best->time ||
+                                          (key.time == best->time && key.evid > best->most_recent))) {
+                best->most_recent = key.evid;
+                best->time = key.time;
+            }
+            if (best->last_modified < 0 || key.lddate_view >= best->lddate) {
+                best->last_modified = key.evid;
+                best->lddate = key.lddate_view;
+                best->order = static_cast<long>(i);
+            }
+        }
         for (size_t first = 0; first < keys.size(); first += kBlock) {
             const size_t n = std::min(kBlock, keys.size() - first);
-            const std::shared_ptr<QKOrigin[]> origins = std::make_shared<QKOrigin[]>(n);
-            for (size_t k = 0; k < n; k++) {
-                constexpr size_t kAhead = 8;
-                if (first + k + kAhead < keys.size())
-                    model_->prefetch(keys[first + k + kAhead]);
-                const QKModel::ListKey& key = keys[first + k];
-                QKEvent e;
-                if (model_->buildEntry(key, &e, &origins[k]))
-                    e.origins.borrow(std::shared_ptr<QKOrigin>(origins, &origins[k]), 1);
-                e.order = fresh->max();
-                model_->setPlace(key, e.order);
+            if (list->rows) {
+                if (fresh->pushLazy(static_cast<long>(n), [list, first, n](std::vector<QKEvent>* out) {
+                        makeEntries(*list, first, n, out);
+                    }) < 0)
+                    return nullptr;
+                continue;
+            }
+            std::vector<QKEvent> entries;
+            makeEntries(*list, first, n, &entries);
+            for (QKEvent& e : entries)
                 if (fresh->push(std::move(e)) < 0)
                     return nullptr;
-            }
         }
         return fresh;
     } catch (const std::bad_alloc&) {

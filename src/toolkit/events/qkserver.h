@@ -116,7 +116,17 @@ private:
     void run();
     void check(bool reset);
     void publish(const QKChanges& changes, bool reset);
-    std::shared_ptr<Table<QKEvent>> buildList();
+    // The most recent and last modified events of a list, and what made
+    // them so (see publish()).
+    struct Best
+    {
+        long most_recent = -1;
+        double time = 0.0;
+        long last_modified = -1;
+        double lddate = 0.0;
+        long order = -1;
+    };
+    std::shared_ptr<Table<QKEvent>> buildList(Best* best);
     void deliverResponse(const QKResponse& response);
     void deliverChanged(const std::vector<std::string>& tables);
     int request(bool reset, int wait);

@@ -23,14 +23,34 @@
 // and the offset of every good record in it.  For a flat file the buffer is
 // a copy of the file, bad lines included, so that an offset is also the
 // record's place in the file.
+//
+// share() lends the buffer out: the bytes of the records taken in so far
+// then stay as they are for the borrower, however the rows change.  New
+// bytes go past them (or into a new buffer), patch() copies the buffer
+// before changing one of them, and clear() leaves a lent buffer to its
+// borrowers.
 class RsRows
 {
 public:
+    RsRows() = default;
+    // one owner writes the buffer: copies would write into each other's
+    RsRows(const RsRows&) = delete;
+    RsRows& operator=(const RsRows&) = delete;
+    RsRows(RsRows&&) = default;
+    RsRows& operator=(RsRows&&) = default;
+
     long count() const { return static_cast<long>(offsets_.size()); }
     size_t offset(long r) const { return offsets_[static_cast<size_t>(r)]; }
     const char* at(size_t offset) const { return buf_.get() + offset; }
+    // Bytes at offset and after, to fill past the records taken in (a read
+    // after resize()); patch() changes those before.
     char* at(size_t offset) { return buf_.get() + offset; }
+    // Bytes at offset to change in place, the buffer copied first when it
+    // is lent; null without memory for the copy.
+    char* patch(size_t offset);
     size_t size() const { return size_; }
+    // The buffer, kept alive and unchanged for the holder (see above).
+    std::shared_ptr<const char> share() const { return buf_; }
 
     // Append bytes to the buffer.  0, or -1 when memory runs out.
     int append(const char* p, size_t n);
@@ -43,7 +63,7 @@ public:
     void clear();
 
 private:
-    std::unique_ptr<char[]> buf_;
+    std::shared_ptr<char> buf_;  // an array of capacity_ characters
     size_t size_ = 0;
     size_t capacity_ = 0;
     std::vector<size_t> offsets_;
@@ -69,6 +89,10 @@ public:
     virtual bool loaded(int table) const;
     // Records of a loaded table.
     virtual long count(int table) const = 0;
+    // Keeps the texts that record() gives now for the holder, unchanged
+    // and valid however the table changes later; null when the back end
+    // cannot (the texts are then only valid until the table changes).
+    virtual std::shared_ptr<const void> holdRecords(int table) const;
     // Record r (0 <= r < count) of a loaded table.  The view stays valid
     // until the table changes.
     virtual std::string_view record(int table, long r) const = 0;
@@ -91,6 +115,11 @@ public:
     // Take in what other processes changed: 1 when the table changed, 0
     // when not, negative on failure.
     virtual int refresh(int table) = 0;
+    // The records that the last refresh() of the table took in again because
+    // they were rewritten in place, in record order, when that is all that
+    // changed (no record added, removed or moved).  False when the last
+    // refresh did anything else or the back end does not tell.
+    virtual bool rewrittenRecords(int table, std::vector<long>* records) const;
 
     // Samples and bundles, held by memory tables only.  A record without
     // samples gives a null pointer and 0; without a bundle, itself alone.
@@ -101,6 +130,9 @@ public:
 
     // The record of table whose key fields equal those of text, or -1.
     long findKey(int table, std::string_view text) const;
+    // Whether a table is keyed by field name alone (arrival for "arid"),
+    // so that largestKey() can find the ids already given out.
+    bool hasKeyTable(const char* name) const;
     // The largest value of field name in the tables keyed by that field
     // alone (arrival for "arid"), refreshed first; 0 when there is none.
     // Only records added since the last call are read, while the table's

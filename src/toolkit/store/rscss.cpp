@@ -12,9 +12,17 @@
 //
 // A reader brings its copy up to the file under a shared lock: what was
 // appended is read and checked; a file changed in place (same size, newer
-// time) is compared with the copy and only the changed lines are checked
-// again, unless lines moved, when it is read whole.
+// time) by writers of this process is patched from their notes
+// (rsrewrites_p.h), reading only the rewritten records; otherwise it is
+// compared with the copy and only the changed lines are checked again,
+// unless lines moved, when it is read whole.
+//
+// The counter of rsnextid() is not flushed on its own when a table keyed by
+// the id exists: the ids given out are in that table, whose rows are
+// flushed, and the next id is one more than the largest there, so a counter
+// that a crash of the system set back still gives unique ids.
 #include "toolkit/store/rsbackend_p.h"
+#include "toolkit/store/rsrewrites_p.h"
 
 #include "toolkit/base/errors.h"
 
@@ -124,6 +132,8 @@ struct CssTable
     ino_t ino = 0;
     struct timespec mtime = {0, 0};
     long generation = 0;   // see RsBackend::rowsGeneration()
+    bool rewritten_known = false;  // see RsBackend::rewrittenRecords()
+    std::vector<long> rewritten;
 };
 
 class CssBackend : public RsBackend
@@ -146,6 +156,10 @@ public:
     int load(int table) override;
     bool loaded(int table) const override { return tables_[static_cast<size_t>(table)].loaded; }
     long count(int table) const override { return tables_[static_cast<size_t>(table)].rows.count(); }
+    std::shared_ptr<const void> holdRecords(int table) const override
+    {
+        return tables_[static_cast<size_t>(table)].rows.share();
+    }
     std::string_view record(int table, long r) const override
     {
         const RsRows& rows = tables_[static_cast<size_t>(table)].rows;
@@ -160,6 +174,13 @@ public:
     long nextId(const char* name) override;
     int refresh(int table) override;
     long rowsGeneration(int table) const override { return tables_[static_cast<size_t>(table)].generation; }
+    bool rewrittenRecords(int table, std::vector<long>* records) const override
+    {
+        const CssTable& t = tables_[static_cast<size_t>(table)];
+        if (t.rewritten_known)
+            *records = t.rewritten;
+        return t.rewritten_known;
+    }
 
 private:
     int openFile(int table, bool write);
@@ -167,11 +188,13 @@ private:
     void ingest(int table, size_t from);
     int takeIn(int table, int* change);
     bool patchInPlace(int table, size_t size);
+    bool patchNoted(int table, const struct stat& st);
+    bool recheckLines(int table, size_t size, const std::vector<size_t>& lines);
     bool lineOk(int table, const char* line, size_t length, long number, int* messages);
     int beginWrite(int table, const char* caller);
-    long appendLocked(int table, std::string_view text);
-    int updateLocked(int table, long r, std::string_view text, const std::vector<int>& fields);
-    int flush(int table);
+    long appendLocked(int table, std::string_view text, bool sync = true);
+    int updateLocked(int table, long r, std::string_view text, const std::vector<int>& fields, bool sync = true);
+    int flush(int table, bool sync = true);
 
     std::string base_;
     int mode_;
@@ -346,11 +369,14 @@ int CssBackend::takeIn(int table, int* change)
     const bool replaced = !same_file || size < t.known;
     const bool in_place = !replaced && size == t.known && !sameTime(st.st_mtim, t.mtime);
     *change = kUnchanged;
-    if (in_place && t.known > 0 && patchInPlace(table, size)) {
+    t.rewritten_known = false;
+    t.rewritten.clear();
+    if (in_place && t.known > 0 && (patchNoted(table, st) || patchInPlace(table, size))) {
         // records rewritten in place by another handle: only they were taken in again
         *change = kReread;
         t.generation++;
         t.mtime = st.st_mtim;
+        t.rewritten_known = true;
         return 0;
     }
     if (replaced || in_place) {
@@ -397,12 +423,15 @@ bool CssBackend::patchInPlace(int table, size_t size)
             if (memcmp(chunk.get() + i, t.rows.at(at + i), block) == 0)
                 continue;
             for (size_t k = i; k < i + block; k++) {
-                char* old_byte = t.rows.at(at + k);
-                if (chunk[k] == *old_byte)
+                const char old_byte = *t.rows.at(at + k);
+                if (chunk[k] == old_byte)
                     continue;
-                if (chunk[k] == '\n' || *old_byte == '\n')
+                if (chunk[k] == '\n' || old_byte == '\n')
                     return false;
-                *old_byte = chunk[k];
+                char* byte = t.rows.patch(at + k);
+                if (!byte)
+                    return false;
+                *byte = chunk[k];
                 size_t line = at + k;
                 while (line > 0 && *t.rows.at(line - 1) != '\n')
                     line--;
@@ -411,7 +440,16 @@ bool CssBackend::patchInPlace(int table, size_t size)
             }
         }
     }
-    // a changed line must stay what it was, a record or a skipped line
+    return recheckLines(table, size, lines);
+}
+
+// The changed lines of the copy (starts, in file order) must stay what they
+// were, a record or a skipped line; the records among them are noted as
+// rewritten.  False when one did not.
+bool CssBackend::recheckLines(int table, size_t size, const std::vector<size_t>& lines)
+{
+    CssTable& t = tables_[static_cast<size_t>(table)];
+    std::vector<long> records;
     int messages = kMessagesPerRead;  // nothing registered: a full read reports bad lines
     for (size_t line : lines) {
         const char* start = t.rows.at(line);
@@ -429,8 +467,46 @@ bool CssBackend::patchInPlace(int table, size_t size)
         const bool was_record = lo < t.rows.count() && t.rows.offset(lo) == line;
         if (lineOk(table, start, static_cast<size_t>(nl - start), 0, &messages) != was_record)
             return false;
+        if (was_record && (records.empty() || records.back() != lo))
+            records.push_back(lo);
     }
+    std::sort(records.begin(), records.end());
+    records.erase(std::unique(records.begin(), records.end()), records.end());
+    t.rewritten = std::move(records);
     return true;
+}
+
+// The file changed in place by writers of this process alone: read the
+// records their notes name into the copy.  False when the notes do not
+// account for the change, or a record is not where the copy has it; the
+// caller then compares the whole file (records read here are the file's).
+bool CssBackend::patchNoted(int table, const struct stat& st)
+{
+    CssTable& t = tables_[static_cast<size_t>(table)];
+    std::vector<size_t> offsets;
+    if (!rs_noted_rewrites(st.st_dev, st.st_ino, st.st_size, t.mtime, st.st_mtim, &offsets))
+        return false;
+    const size_t size = static_cast<size_t>(st.st_size);
+    const size_t width = static_cast<size_t>(def(table).width);
+    std::vector<char> line(width + 1);
+    std::vector<size_t> lines;
+    for (size_t offset : offsets) {
+        // a line of the copy of the record's width, and so of the file's
+        if (offset + width >= size || (offset > 0 && *t.rows.at(offset - 1) != '\n') ||
+            *t.rows.at(offset + width) != '\n')
+            return false;
+        if (!preadAll(t.fd, line.data(), width + 1, static_cast<off_t>(offset)) || line[width] != '\n' ||
+            memchr(line.data(), '\n', width))
+            return false;
+        char* record = t.rows.patch(offset);
+        if (!record)
+            return false;
+        memcpy(record, line.data(), width);
+        lines.push_back(offset);
+    }
+    std::sort(lines.begin(), lines.end());
+    lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
+    return recheckLines(table, size, lines);
 }
 
 int CssBackend::refresh(int table)
@@ -465,9 +541,9 @@ int CssBackend::beginWrite(int table, const char* caller)
     return 0;
 }
 
-int CssBackend::flush(int table)
+int CssBackend::flush(int table, bool sync)
 {
-    if (mode_ & RS_NOSYNC)
+    if (!sync || (mode_ & RS_NOSYNC))
         return 0;
     CssTable& t = tables_[static_cast<size_t>(table)];
     if (fdatasync(t.fd) < 0) {
@@ -477,7 +553,7 @@ int CssBackend::flush(int table)
     return 0;
 }
 
-long CssBackend::appendLocked(int table, std::string_view text)
+long CssBackend::appendLocked(int table, std::string_view text, bool sync)
 {
     CssTable& t = tables_[static_cast<size_t>(table)];
     std::string line;
@@ -491,7 +567,7 @@ long CssBackend::appendLocked(int table, std::string_view text)
     do {
         wrote = pwrite(t.fd, line.data(), line.size(), at);
     } while (wrote < 0 && errno == EINTR);
-    if (wrote != static_cast<ssize_t>(line.size()) || flush(table) < 0) {
+    if (wrote != static_cast<ssize_t>(line.size()) || flush(table, sync) < 0) {
         const int err = wrote < 0 ? errno : ENOSPC;
         if (ftruncate(t.fd, at) < 0) {
             hl_register_error(0, "CssBackend::append: Cannot take back a partial line of %s: %s.\n",
@@ -508,6 +584,10 @@ long CssBackend::appendLocked(int table, std::string_view text)
         return -1;
     }
     ingest(table, from);
+    // a time of its own, so that a program writing the file in place later
+    // within the same clock tick still changes the time (rsrewrites_p.h)
+    struct timespec stamped;
+    rs_stamp_rewrite(t.fd, t.mtime, &stamped);
     struct stat st;
     if (fstat(t.fd, &st) == 0)
         t.mtime = st.st_mtim;
@@ -518,7 +598,7 @@ long CssBackend::appendLocked(int table, std::string_view text)
     return before;
 }
 
-int CssBackend::updateLocked(int table, long r, std::string_view text, const std::vector<int>& fields)
+int CssBackend::updateLocked(int table, long r, std::string_view text, const std::vector<int>& fields, bool sync)
 {
     CssTable& t = tables_[static_cast<size_t>(table)];
     const RsTableDef& d = def(table);
@@ -542,7 +622,7 @@ int CssBackend::updateLocked(int table, long r, std::string_view text, const std
     do {
         wrote = pwrite(t.fd, line.data(), width, static_cast<off_t>(offset));
     } while (wrote < 0 && errno == EINTR);
-    if (wrote != static_cast<ssize_t>(width) || flush(table) < 0) {
+    if (wrote != static_cast<ssize_t>(width) || flush(table, sync) < 0) {
         const int err = wrote < 0 ? errno : ENOSPC;
         if (wrote > 0 && pwrite(t.fd, now.data(), width, static_cast<off_t>(offset)) != static_cast<ssize_t>(width))
             hl_register_error(0, "CssBackend::update: Cannot restore record %ld of %s.\n", r, t.path.c_str());
@@ -551,10 +631,29 @@ int CssBackend::updateLocked(int table, long r, std::string_view text, const std
     }
     if (!rs_same_key(d, std::string_view(now.data(), width), line))
         t.generation++;  // a key changed under a record already read
-    memcpy(t.rows.at(offset), line.data(), width);
+    if (char* record = t.rows.patch(offset)) {
+        memcpy(record, line.data(), width);
+    } else {
+        t.loaded = false;  // read it all again next time
+        hl_register_error(1, "CssBackend::update: Record written to %s, but out of memory.\n", t.path.c_str());
+        return -1;
+    }
+    // the write's own time, and a note of it for the other handles of this
+    // process; t.mtime is the file's time from before the write (the lock
+    // is held since takeIn())
+    RsRewriteNote note;
+    note.before = t.mtime;
+    note.offset = offset;
+    note.own_time = rs_stamp_rewrite(t.fd, t.mtime, &note.after);
     struct stat st;
-    if (fstat(t.fd, &st) == 0)
+    if (fstat(t.fd, &st) == 0) {
         t.mtime = st.st_mtim;
+        note.dev = st.st_dev;
+        note.ino = st.st_ino;
+        note.size = st.st_size;
+        note.after = st.st_mtim;
+        rs_note_rewrite(note);
+    }
     return 0;
 }
 
@@ -636,13 +735,15 @@ long CssBackend::nextId(const char* name)
     const long id = rs_lastid_record(this, table, name, &row, &text);
     if (id < 0)
         return -1;
+    // see the head of the file
+    const bool sync = !hasKeyTable(name);
     if (row >= 0) {
         std::vector<int> all;
         for (size_t i = 0; i < def(table).fields.size(); i++)
             all.push_back(static_cast<int>(i));
-        if (updateLocked(table, row, text, all) < 0)
+        if (updateLocked(table, row, text, all, sync) < 0)
             return -1;
-    } else if (appendLocked(table, text) < 0) {
+    } else if (appendLocked(table, text, sync) < 0) {
         return -1;
     }
     return id;

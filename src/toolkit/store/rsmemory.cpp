@@ -365,6 +365,16 @@ int rs_parse_long(std::string_view text, long* value)
     if (i >= t.size())
         return -1;
     unsigned long v = 0;
+    if (t.size() - i <= 18) {
+        // too few digits to overflow: no check of the range on each
+        for (; i < t.size(); i++) {
+            if (!isDigit(t[i]))
+                return -1;
+            v = v * 10 + static_cast<unsigned long>(t[i] - '0');
+        }
+        *value = negative ? -static_cast<long>(v) : static_cast<long>(v);
+        return 0;
+    }
     const unsigned long limit = negative ? static_cast<unsigned long>(LONG_MAX) + 1 : LONG_MAX;
     for (; i < t.size(); i++) {
         if (!isDigit(t[i]))
@@ -402,11 +412,38 @@ int rs_parse_double(std::string_view text, double* value)
 
 // ---- RsRows
 
+namespace {
+
+// A buffer of n characters, null without memory.
+std::shared_ptr<char> newBuffer(size_t n)
+{
+    try {
+        return std::shared_ptr<char>(new char[n], std::default_delete<char[]>());
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+}  // namespace
+
+char* RsRows::patch(size_t offset)
+{
+    if (buf_.use_count() > 1) {
+        // lent out: the borrowers keep the old bytes
+        std::shared_ptr<char> copy = newBuffer(capacity_);
+        if (!copy)
+            return nullptr;
+        memcpy(copy.get(), buf_.get(), size_);
+        buf_ = std::move(copy);
+    }
+    return buf_.get() + offset;
+}
+
 int RsRows::append(const char* p, size_t n)
 {
     if (size_ + n > capacity_) {
         size_t cap = std::max(size_ + n, capacity_ < 4096 ? size_t(4096) : capacity_ * 2);
-        std::unique_ptr<char[]> grown(new (std::nothrow) char[cap]);
+        std::shared_ptr<char> grown = newBuffer(cap);
         if (!grown)
             return -1;
         if (size_)
@@ -426,7 +463,7 @@ int RsRows::resize(size_t n)
         // a table read whole takes its size; one that grows after that
         // takes half again, so that appended rows don't copy it each time
         const size_t cap = size_ == 0 ? n : std::max(n, capacity_ + capacity_ / 2);
-        std::unique_ptr<char[]> grown(new (std::nothrow) char[cap]);
+        std::shared_ptr<char> grown = newBuffer(cap);
         if (!grown)
             return -1;
         if (size_)
@@ -451,6 +488,10 @@ bool RsRows::reserveRecords(size_t n)
 
 void RsRows::clear()
 {
+    if (buf_.use_count() > 1) {
+        buf_.reset();  // the borrowers' now
+        capacity_ = 0;
+    }
     size_ = 0;
     offsets_.clear();
 }
@@ -548,6 +589,25 @@ long RsBackend::findKey(int table, std::string_view text) const
 long RsBackend::rowsGeneration(int) const
 {
     return -1;
+}
+
+std::shared_ptr<const void> RsBackend::holdRecords(int) const
+{
+    return nullptr;
+}
+
+bool RsBackend::rewrittenRecords(int, std::vector<long>*) const
+{
+    return false;
+}
+
+bool RsBackend::hasKeyTable(const char* name) const
+{
+    for (const RsTableDef& d : schema_->tables)
+        if (d.key.size() == 1 && d.fields[static_cast<size_t>(d.key[0])].name == name &&
+            d.fields[static_cast<size_t>(d.key[0])].isInteger())
+            return true;
+    return false;
 }
 
 long RsBackend::largestKey(const char* name)
@@ -690,7 +750,7 @@ long MemoryBackend::append(int table, std::string_view text)
 int MemoryBackend::update(int table, long r, std::string_view text, const std::vector<int>& fields)
 {
     RsRows& rows = tables_[static_cast<size_t>(table)].rows;
-    char* rec = rows.at(rows.offset(r));
+    char* rec = rows.patch(rows.offset(r));
     for (int i : fields) {
         const RsFieldDef& f = def(table).fields[static_cast<size_t>(i)];
         if (f.inText())
@@ -705,7 +765,7 @@ long MemoryBackend::put(int table, std::string_view text)
     if (r < 0)
         return append(table, text);
     RsRows& rows = tables_[static_cast<size_t>(table)].rows;
-    memcpy(rows.at(rows.offset(r)), text.data(), text.size());
+    memcpy(rows.patch(rows.offset(r)), text.data(), text.size());
     return r;
 }
 
@@ -723,7 +783,7 @@ long MemoryBackend::nextId(const char* name)
         return -1;
     if (row >= 0) {
         RsRows& rows = tables_[static_cast<size_t>(table)].rows;
-        memcpy(rows.at(rows.offset(row)), text.data(), text.size());
+        memcpy(rows.patch(rows.offset(row)), text.data(), text.size());
     } else if (append(table, text) < 0) {
         return -1;
     }

@@ -179,6 +179,20 @@ TEST_F(ClientTest, RowsAreWrittenInPlaceByRecordNumberAndSeenAtOnce)
     EXPECT_NE(std::string(expanded.origins.get(expanded.pref_origin).associations.get(0).record_arrival).find(" Pn "),
               std::string::npos);
 
+    // another arid written in place: the association no longer finds the row
+    {
+        Rsptr other = rsopen(base.c_str(), "css3.0", RS_WRITE | RS_NOSYNC);
+        ASSERT_EQ(rsput(rslookup(other, nullptr, "arrival", "arid", std::to_string(a.recno_arrival).c_str()),
+                        "88888888"),
+                  0);
+        rsclose(other);
+        ASSERT_EQ(client->checkDatabase(), 0);
+        client->grabEventsLock();
+        ASSERT_EQ(client->getExpandedEvent(events->get(0).evid, expanded), 1);
+        client->releaseEventsLock();
+        EXPECT_EQ(expanded.origins.get(expanded.pref_origin).associations.get(0).recno_arrival, -1);
+    }
+
     // a row holding another arrival now, a row past the end, a bad record
     ASSERT_EQ(rsputv(row, nullptr, "arid", 99999999L, nullptr), 0);
     EXPECT_LT(client->rsputrecord("arrival", a.recno_arrival), 0);

@@ -6,8 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <map>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -46,6 +48,46 @@ TEST(EventList, ACopyChangedInOnePlaceLeavesTheOriginalAndSharesTheRest)
     EXPECT_NE(&copy.get(0), &list.get(0));
     EXPECT_EQ(copy.get(n).evid, -1);  // the null element
     EXPECT_EQ(copy.at(n), nullptr);
+}
+
+TEST(EventList, UnmadeBlocksAreMadeOnceWhenFirstWantedFromAnyThread)
+{
+    const long b = QKBlocks<QKEvent>::kBlock;
+    std::atomic<int> made{0};
+    auto block = [&made](long first, long n) {
+        return [&made, first, n](std::vector<QKEvent>* out) {
+            made++;
+            for (long i = first; i < first + n; i++)
+                out->push_back(event(i));
+        };
+    };
+    Table<QKEvent> list;
+    ASSERT_EQ(list.pushLazy(b, block(0, b)), 0);
+    ASSERT_EQ(list.pushLazy(b, block(b, b)), 0);
+    ASSERT_EQ(list.pushLazy(3, block(2 * b, 3)), 0);
+    EXPECT_LT(list.pushLazy(3, block(0, 3)), 0);  // only after a full block
+    hl_clear_register(0);
+    EXPECT_EQ(list.max(), 2 * b + 3);
+    EXPECT_EQ(made.load(), 0);
+    const Table<QKEvent> copy(list);
+    std::vector<std::thread> readers;
+    for (int t = 0; t < 4; t++)
+        readers.emplace_back([&copy, b] {
+            for (long i = b; i < 2 * b; i++)
+                EXPECT_EQ(copy.get(i).evid, i);
+        });
+    for (std::thread& t : readers)
+        t.join();
+    EXPECT_EQ(made.load(), 1);  // the middle block, once, for both copies
+    EXPECT_EQ(list.blocksMade(), 1);
+    EXPECT_EQ(&copy.get(b), &list.get(b));
+    // a push after an unmade last block, and a change of it, make it first
+    ASSERT_EQ(list.push(event(-1)), 0);
+    EXPECT_EQ(evids(list).back(), -1);
+    EXPECT_EQ(list.get(2 * b + 2).evid, 2 * b + 2);
+    EXPECT_EQ(made.load(), 3);
+    EXPECT_EQ(copy.max(), 2 * b + 3);
+    EXPECT_EQ(copy.get(2 * b + 2).evid, 2 * b + 2);
 }
 
 TEST(EventList, MovingCallsKeepOrderAcrossBlocks)

@@ -4,6 +4,7 @@
 #include "support/testsupport.h"
 
 #include "toolkit/store/recordstore.h"
+#include "toolkit/store/rsbackend_p.h"
 #include "toolkit/store/rsschema_p.h"
 #include "toolkit/store/recordstore_fixture.h"
 
@@ -301,6 +302,66 @@ TEST_F(RecordStoreWrite, AnotherHandleTakesInARecordRewrittenInPlace)
     EXPECT_NE(takeErrors().find("line 1"), std::string::npos);
     rsclose(a);
     rsclose(b);
+}
+
+// The records another handle of the file took in again at its last check.
+std::vector<long> rewrittenAtLastCheck(Rsptr db, const char* table)
+{
+    std::vector<long> records;
+    Rsptr t = rslookup(db, nullptr, table, nullptr, nullptr);
+    auto d = rs_database(t, "test");
+    if (!d || !d->backend->rewrittenRecords(static_cast<int>(t.table), &records))
+        records.assign(1, -1);
+    return records;
+}
+
+TEST_F(RecordStoreWrite, RewritesOfThisProcessAreTakenInAloneAndOthersStillSeen)
+{
+    // a rewrite of this process alone, or with another program's write to
+    // another record before or after it (another program writes no note)
+    struct Case
+    {
+        const char* name;
+        int other;  // 0 none, 1 before, 2 after
+        std::vector<long> taken_in;
+    };
+    const Case cases[] = {{"noted rewrite alone", 0, {2}},
+                          {"other program before", 1, {0, 2}},
+                          {"other program after", 2, {0, 2}}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        dir_.table("db", "arrival", {kArrival1});
+        Rsptr a = rsopen(dir_.base().c_str(), "css3.0", RS_WRITE | RS_NOSYNC);
+        Rsptr b = rsopen(dir_.base().c_str(), "css3.0", RS_READ);
+        Rsptr scratch = rslookup(a, nullptr, "arrival", nullptr, "rsSCRATCH");
+        ASSERT_EQ(rsload_scratch(rslookup(a, nullptr, "arrival", nullptr, "0")), 0);
+        for (long arid : {18L, 19L}) {
+            ASSERT_EQ(rsputv(scratch, nullptr, "arid", arid, nullptr), 0);
+            ASSERT_GE(rsaddrecord(scratch), 0);
+        }
+        EXPECT_EQ(recordCount(b, "arrival"), 3);
+        auto other = [&] {
+            // the phase of the first record, "P" at character 70
+            int fd = open((dir_.base() + ".arrival").c_str(), O_WRONLY);
+            ASSERT_GE(fd, 0);
+            ASSERT_EQ(pwrite(fd, "S", 1, 70), 1);
+            close(fd);
+        };
+        if (c.other == 1)
+            other();
+        ASSERT_EQ(rsput(rslookup(a, nullptr, "arrival", "iphase", "2"), "Pn"), 0) << takeErrors();
+        if (c.other == 2)
+            other();
+        EXPECT_EQ(rscheck(b), 1);
+        EXPECT_EQ(rewrittenAtLastCheck(b, "arrival"), c.taken_in);
+        char phase[RS_STRSZ];
+        ASSERT_EQ(rsgetv(rslookup(b, nullptr, "arrival", nullptr, "2"), nullptr, "iphase", phase, nullptr), 0);
+        EXPECT_STREQ(phase, "Pn");
+        ASSERT_EQ(rsgetv(rslookup(b, nullptr, "arrival", nullptr, "0"), nullptr, "iphase", phase, nullptr), 0);
+        EXPECT_STREQ(phase, c.other ? "S" : "P");
+        rsclose(a);
+        rsclose(b);
+    }
 }
 
 TEST_F(RecordStoreWrite, UnfinishedLastLineIsEndedBeforeTheNextRecord)
