@@ -31,8 +31,12 @@ void pixelator_find_good_seg(const float* data, long nsamp, long start, float ba
     if (i >= nsamp)
         return;
     *is = i;
-    while (i < nsamp && data[i] != bad_value)
-        i++;
+    if (bad_value == WF_GAP_VALUE) {
+        i = vx_next_gap(data, i, nsamp);  // the usual marker: a chunk at a time
+    } else {
+        while (i < nsamp && data[i] != bad_value)
+            i++;
+    }
     *ie = i - 1;
 }
 

@@ -1,9 +1,40 @@
 // The pixelator's cache of decoded samples and its min/max index.
 #include "waveform/samplecache_p.h"
 
+#include "toolkit/waveio/wfgap.h"
+
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <new>
+
+long vx_next_gap(const float* data, long i, long n)
+{
+    // the marker is a normal number, so float equality with it is equality
+    // of the bits, which vectorises without caring for NaN
+    uint32_t gap = 0;
+    const float marker = WF_GAP_VALUE;
+    memcpy(&gap, &marker, sizeof gap);
+    constexpr long chunk = 32;
+    for (; i + chunk <= n; i += chunk) {
+        uint32_t hit = 0;
+        for (long j = 0; j < chunk; j++) {
+            uint32_t u;
+            memcpy(&u, data + i + j, sizeof u);
+            hit |= static_cast<uint32_t>(u == gap);
+        }
+        if (hit)
+            break;  // the marker is in this chunk: find it below
+    }
+    for (; i < n; i++) {
+        uint32_t u;
+        memcpy(&u, data + i, sizeof u);
+        if (u == gap)
+            return i;
+    }
+    return n;
+}
 
 void vx_fold_samples(const float* data, long a, long b, VxPixelatorPixel& px)
 {

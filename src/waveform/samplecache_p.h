@@ -24,6 +24,11 @@
 #include <mutex>
 #include <vector>
 
+// The first sample at or after i in data[0, n) that is the gap marker
+// (WF_GAP_VALUE), n when there is none.  Whole chunks are tested without a
+// branch per sample, so a run without gaps costs a fraction of a plain loop.
+long vx_next_gap(const float* data, long i, long n);
+
 // Fold the samples [a, b) of data, in order, into px.  An empty px (npoints
 // 0 or -1) starts from them.
 void vx_fold_samples(const float* data, long a, long b, VxPixelatorPixel& px);

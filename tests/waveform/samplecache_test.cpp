@@ -7,10 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -59,6 +61,58 @@ TEST(SampleIndex, RangesEqualPlainScan)
         vx_fold_samples(v.data(), a, b, plain);
         index.reduce(a, b, fast);
         ASSERT_TRUE(same_bits(plain, fast)) << a << " " << b;
+    }
+}
+
+// The runs between gap markers, by the plainest scan there is.
+QList<std::pair<int, int>> plain_runs(const std::vector<float>& v)
+{
+    QList<std::pair<int, int>> runs;
+    int start = -1;
+    for (int i = 0; i <= static_cast<int>(v.size()); i++) {
+        const bool good = i < static_cast<int>(v.size()) && v[static_cast<size_t>(i)] != WF_GAP_VALUE;
+        if (good && start < 0)
+            start = i;
+        if (!good && start >= 0) {
+            runs.append({start, i});
+            start = -1;
+        }
+    }
+    return runs;
+}
+
+TEST(SampleRuns, GapMarkersWhereverTheyFall)
+{
+    // markers on either side of the chunk edges the scan works by, alone and
+    // in runs, and NaN, which is a sample
+    struct Case
+    {
+        const char* name;
+        int n;
+        std::vector<int> gaps;
+    } cases[] = {
+        {"no gap", 200, {}},
+        {"first sample", 200, {0}},
+        {"last sample", 200, {199}},
+        {"chunk edges", 200, {31, 32, 63, 64, 65}},
+        {"a run across an edge", 200, {60, 61, 62, 63, 64, 65, 66, 67}},
+        {"all gap", 40, {}},
+        {"short array", 5, {2}},
+        {"every other", 70, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<float> v(static_cast<size_t>(c.n), 1.0f);
+        v[static_cast<size_t>(c.n / 2)] = std::numeric_limits<float>::quiet_NaN();
+        for (int g : c.gaps)
+            v[static_cast<size_t>(g)] = WF_GAP_VALUE;
+        if (std::string(c.name) == "all gap")
+            std::fill(v.begin(), v.end(), WF_GAP_VALUE);
+        if (std::string(c.name) == "every other")
+            for (size_t i = 0; i < v.size(); i += 2)
+                v[i] = WF_GAP_VALUE;
+        VXPixelator px;
+        EXPECT_EQ(px.ungapTraceDataArray(c.n, v.data()), plain_runs(v));
     }
 }
 
