@@ -3,11 +3,18 @@
 
 #include "toolkit/waveio/wfgap.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#include <xmmintrin.h>
+#endif
 
 long vx_next_gap(const float* data, long i, long n)
 {
@@ -36,6 +43,44 @@ long vx_next_gap(const float* data, long i, long n)
     return n;
 }
 
+namespace {
+
+#if defined(__SSE2__)
+// The smallest and largest of data[a, b) that are not NaN, in any order:
+// +inf and -inf when every sample is NaN.  _mm_min_ps(v, m) is v < m ? v : m,
+// so a NaN sample gives way to what is there.
+void extremes_unordered(const float* data, long a, long b, float* mn, float* mx)
+{
+    __m128 m0 = _mm_set1_ps(std::numeric_limits<float>::infinity()), m1 = m0;
+    __m128 x0 = _mm_set1_ps(-std::numeric_limits<float>::infinity()), x1 = x0;
+    long i = a;
+    for (; i + 8 <= b; i += 8) {
+        const __m128 v0 = _mm_loadu_ps(data + i);
+        const __m128 v1 = _mm_loadu_ps(data + i + 4);
+        m0 = _mm_min_ps(v0, m0);
+        m1 = _mm_min_ps(v1, m1);
+        x0 = _mm_max_ps(v0, x0);
+        x1 = _mm_max_ps(v1, x1);
+    }
+    alignas(16) float lo[4], hi[4];
+    _mm_store_ps(lo, _mm_min_ps(m0, m1));
+    _mm_store_ps(hi, _mm_max_ps(x0, x1));
+    float l = std::min(std::min(lo[0], lo[1]), std::min(lo[2], lo[3]));
+    float h = std::max(std::max(hi[0], hi[1]), std::max(hi[2], hi[3]));
+    for (; i < b; i++) {
+        const float v = data[i];
+        if (v < l)
+            l = v;
+        if (v > h)
+            h = v;
+    }
+    *mn = l;
+    *mx = h;
+}
+#endif
+
+} // namespace
+
 void vx_fold_samples(const float* data, long a, long b, VxPixelatorPixel& px)
 {
     if (a >= b)
@@ -51,6 +96,22 @@ void vx_fold_samples(const float* data, long a, long b, VxPixelatorPixel& px)
         px.min = px.max = data[i];
         i++;
     }
+#if defined(__SSE2__)
+    // A long range by vectors: the scan below keeps the first of equal
+    // extremes, which is the same number unless it is a zero (whose sign
+    // the order chooses); a zero, or no sample but NaN, takes the scan.
+    if (b - i >= 32) {
+        float mn = 0.0f, mx = 0.0f;
+        extremes_unordered(data, i, b, &mn, &mx);
+        if (mn <= mx && mn != 0.0f && mx != 0.0f) {
+            if (mn < px.min)
+                px.min = mn;
+            if (mx > px.max)
+                px.max = mx;
+            return;
+        }
+    }
+#endif
     float mn = px.min, mx = px.max;
     // NaN compares false both ways, so it never enters the extremes here
     for (; i < b; i++) {
@@ -91,29 +152,85 @@ inline void fold_block(VxPixelatorPixel& px, int count, float bmin, float bmax)
 
 } // namespace
 
+namespace {
+
+// The extremes of block k of 8 pairs (lo[i], hi[i]) folded in order by
+// fold_block(): a sample is the pair (v, v), a block of the level below
+// its (min, max).
+inline void fold_block8(const float* lo, const float* hi, long first, long last, float* bmin, float* bmax)
+{
+    VxPixelatorPixel px;
+    for (long i = first; i < last; i++)
+        fold_block(px, 1, lo[i], hi[i]);
+    *bmin = px.min;
+    *bmax = px.max;
+}
+
+// The extremes of nblocks whole blocks of 8 pairs.  In order, strict < and
+// > keep the first of equal extremes, and NaN enters only a block of NaN;
+// the vector pass takes the smallest and largest value that is not NaN,
+// which is the same number unless it is a zero (whose sign the order
+// chooses) or there is none.  Those blocks are folded again in order.
+void fold_blocks8(const float* lo, const float* hi, long nblocks, float* mins, float* maxs)
+{
+    long k = 0;
+#if defined(__SSE2__)
+    const __m128 pinf = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    const __m128 ninf = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+    const __m128 zero = _mm_setzero_ps();
+    for (; k + 4 <= nblocks; k += 4) {
+        const float* l = lo + 8 * k;
+        const float* h = hi + 8 * k;
+        // _mm_min_ps(a, b) is a < b ? a : b: a NaN in a gives way to b
+        __m128 m0 = _mm_min_ps(_mm_loadu_ps(l + 4), _mm_min_ps(_mm_loadu_ps(l), pinf));
+        __m128 m1 = _mm_min_ps(_mm_loadu_ps(l + 12), _mm_min_ps(_mm_loadu_ps(l + 8), pinf));
+        __m128 m2 = _mm_min_ps(_mm_loadu_ps(l + 20), _mm_min_ps(_mm_loadu_ps(l + 16), pinf));
+        __m128 m3 = _mm_min_ps(_mm_loadu_ps(l + 28), _mm_min_ps(_mm_loadu_ps(l + 24), pinf));
+        __m128 x0 = _mm_max_ps(_mm_loadu_ps(h + 4), _mm_max_ps(_mm_loadu_ps(h), ninf));
+        __m128 x1 = _mm_max_ps(_mm_loadu_ps(h + 12), _mm_max_ps(_mm_loadu_ps(h + 8), ninf));
+        __m128 x2 = _mm_max_ps(_mm_loadu_ps(h + 20), _mm_max_ps(_mm_loadu_ps(h + 16), ninf));
+        __m128 x3 = _mm_max_ps(_mm_loadu_ps(h + 28), _mm_max_ps(_mm_loadu_ps(h + 24), ninf));
+        // a row per block: after the transpose, lane b of each vector is block b's
+        _MM_TRANSPOSE4_PS(m0, m1, m2, m3);
+        _MM_TRANSPOSE4_PS(x0, x1, x2, x3);
+        const __m128 mn = _mm_min_ps(_mm_min_ps(m0, m1), _mm_min_ps(m2, m3));
+        const __m128 mx = _mm_max_ps(_mm_max_ps(x0, x1), _mm_max_ps(x2, x3));
+        _mm_storeu_ps(mins + k, mn);
+        _mm_storeu_ps(maxs + k, mx);
+        const __m128 redo =
+            _mm_or_ps(_mm_or_ps(_mm_cmpeq_ps(mn, zero), _mm_cmpeq_ps(mx, zero)), _mm_cmpgt_ps(mn, mx));
+        if (int mask = _mm_movemask_ps(redo)) {
+            for (int b = 0; b < 4; b++)
+                if (mask & (1 << b))
+                    fold_block8(lo, hi, 8 * (k + b), 8 * (k + b + 1), mins + k + b, maxs + k + b);
+        }
+    }
+#endif
+    for (; k < nblocks; k++)
+        fold_block8(lo, hi, 8 * k, 8 * (k + 1), mins + k, maxs + k);
+}
+
+} // namespace
+
 int VxSampleIndex::build(const float* d, long n)
 {
     data = d;
     nsamp = n;
     try {
+        const float* lo = d;
+        const float* hi = d;
+        long count = n;  // pairs at the level below
         for (int level = 0; level < levels; level++) {
-            const long blocks = (n + (1L << (shift0 * (level + 1))) - 1) >> (shift0 * (level + 1));
+            const long blocks = (count + 7) >> shift0;
             mins[level].assign(static_cast<size_t>(blocks), 0.0f);
             maxs[level].assign(static_cast<size_t>(blocks), 0.0f);
-            const long child = level == 0 ? 1 : 1L << (shift0 * level);
-            for (long k = 0; k < blocks; k++) {
-                VxPixelatorPixel px;
-                if (level == 0) {
-                    vx_fold_samples(d, k << shift0, std::min(n, (k + 1) << shift0), px);
-                } else {
-                    const long first = k << shift0;
-                    const long last = std::min(static_cast<long>(mins[level - 1].size()), first + (1L << shift0));
-                    for (long c = first; c < last; c++)
-                        fold_block(px, static_cast<int>(child), mins[level - 1][c], maxs[level - 1][c]);
-                }
-                mins[level][k] = px.min;
-                maxs[level][k] = px.max;
-            }
+            const long whole = count >> shift0;
+            fold_blocks8(lo, hi, whole, mins[level].data(), maxs[level].data());
+            if (whole < blocks)
+                fold_block8(lo, hi, 8 * whole, count, &mins[level][whole], &maxs[level][whole]);
+            lo = mins[level].data();
+            hi = maxs[level].data();
+            count = blocks;
         }
     } catch (const std::bad_alloc&) {
         for (int level = 0; level < levels; level++) {
@@ -127,29 +244,28 @@ int VxSampleIndex::build(const float* d, long n)
 
 void VxSampleIndex::reduce(long a, long b, VxPixelatorPixel& px) const
 {
-    if (mins[0].empty()) {
+    if (mins[0].empty() || b - a < 8) {
         vx_fold_samples(data, a, b, px);
         return;
     }
-    long i = a;
-    while (i < b) {
-        // the largest whole block that begins here and ends inside [a, b)
-        int level = levels - 1;
-        for (; level >= 0; level--) {
-            const long size = 1L << (shift0 * (level + 1));
-            if ((i & (size - 1)) == 0 && i + size <= b)
+    // in sample order: the samples up to the first block edge, then the
+    // largest whole block that begins at each place and ends inside [a, b),
+    // then the samples after the last block
+    long i = std::min(b, (a + 7) & ~7L);
+    vx_fold_samples(data, a, i, px);
+    while (i + 8 <= b) {
+        int level = 0;
+        while (level + 1 < levels) {
+            const long size = 1L << (shift0 * (level + 2));
+            if ((i & (size - 1)) != 0 || i + size > b)
                 break;
-        }
-        if (level < 0) {
-            const long j = std::min(b, ((i >> shift0) + 1) << shift0);
-            vx_fold_samples(data, i, j, px);
-            i = j;
-            continue;
+            level++;
         }
         const int s = shift0 * (level + 1);
         fold_block(px, 1 << s, mins[level][i >> s], maxs[level][i >> s]);
         i += 1L << s;
     }
+    vx_fold_samples(data, i, b, px);
 }
 
 size_t VxSampleIndex::bytes() const
@@ -158,6 +274,49 @@ size_t VxSampleIndex::bytes() const
     for (int level = 0; level < levels; level++)
         n += (mins[level].capacity() + maxs[level].capacity()) * sizeof(float);
     return n;
+}
+
+VxSampleArray::~VxSampleArray()
+{
+    free(data_);
+}
+
+void VxSampleArray::clear()
+{
+    free(data_);
+    data_ = nullptr;
+    size_ = 0;
+}
+
+bool VxSampleArray::take(float* data, size_t n)
+{
+    if (!data || n == 0) {
+        free(data);
+        return true;
+    }
+    if (!data_) {
+        data_ = data;
+        size_ = n;
+        return true;
+    }
+    const bool ok = append(data, n);
+    free(data);
+    return ok;
+}
+
+bool VxSampleArray::append(const float* data, size_t n)
+{
+    if (!data || n == 0)
+        return true;
+    if (n > (SIZE_MAX / sizeof(float)) - size_)
+        return false;
+    auto* grown = static_cast<float*>(realloc(data_, (size_ + n) * sizeof(float)));
+    if (!grown)
+        return false;
+    memcpy(grown + size_, data, n * sizeof(float));
+    data_ = grown;
+    size_ += n;
+    return true;
 }
 
 VxSampleCache::VxSampleCache()

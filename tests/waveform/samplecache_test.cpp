@@ -23,6 +23,25 @@ bool same_bits(const VxPixelatorPixel& a, const VxPixelatorPixel& b)
            std::memcmp(&a.max, &b.max, sizeof(float)) == 0;
 }
 
+// The rule itself, sample by sample: a column starts from its first
+// sample, NaN extremes give way to the next sample, and strict < and >
+// keep the first of equal extremes.
+void reference_fold(const std::vector<float>& v, long a, long b, VxPixelatorPixel& px)
+{
+    for (long i = a; i < b; i++) {
+        const float x = v[static_cast<size_t>(i)];
+        if (px.npoints <= 0 || std::isnan(px.min)) {
+            px.min = px.max = x;
+        } else {
+            if (x < px.min)
+                px.min = x;
+            if (x > px.max)
+                px.max = x;
+        }
+        px.npoints = std::max(px.npoints, 0) + 1;
+    }
+}
+
 // Samples with the awkward cases in them: signed zeros, NaN, gaps, spikes.
 std::vector<float> awkward(int n, unsigned seed)
 {
@@ -57,10 +76,52 @@ TEST(SampleIndex, RangesEqualPlainScan)
         long a = static_cast<long>(rng() % v.size());
         long b = a + static_cast<long>(rng() % (k % 2 ? 70000 : 300));
         b = std::min<long>(b, static_cast<long>(v.size()));
-        VxPixelatorPixel plain, fast;
-        vx_fold_samples(v.data(), a, b, plain);
+        VxPixelatorPixel plain, fast, folded;
+        reference_fold(v, a, b, plain);
         index.reduce(a, b, fast);
+        vx_fold_samples(v.data(), a, b, folded);
         ASSERT_TRUE(same_bits(plain, fast)) << a << " " << b;
+        ASSERT_TRUE(same_bits(plain, folded)) << a << " " << b;
+    }
+}
+
+TEST(SampleIndex, WholeBlocksOfNanZerosAndInfinities)
+{
+    // blocks where the extremes are a zero of either sign, an infinity, or
+    // missing altogether, at every level of the index
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    struct Case
+    {
+        const char* name;
+        std::vector<float> pattern;  // repeated to fill the samples
+    } cases[] = {
+        {"zeros, plus first", {0.0f, -0.0f, 0.0f, -0.0f}},
+        {"zeros, minus first", {-0.0f, 0.0f}},
+        {"NaN runs", {nan, nan, nan, nan, nan, nan, nan, nan, nan, 3.0f, nan, nan, nan, nan, nan, nan, nan}},
+        {"only NaN", {nan}},
+        {"infinities", {inf, nan, -inf, 2.0f, inf, inf}},
+        {"zero then positive", {0.0f, 1.0f, -0.0f, 2.0f, 0.0f}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<float> v(40000);
+        for (size_t i = 0; i < v.size(); i++)
+            v[i] = c.pattern[(i * 7 / 5) % c.pattern.size()];
+        VxSampleIndex index;
+        ASSERT_EQ(index.build(v.data(), static_cast<long>(v.size())), 0);
+        for (long a : {0L, 1L, 7L, 8L, 63L, 512L, 4095L}) {
+            for (long b : {9L, 64L, 4096L, 33000L, 40000L}) {
+                if (b <= a)
+                    continue;
+                VxPixelatorPixel plain, fast, folded;
+                reference_fold(v, a, b, plain);
+                index.reduce(a, b, fast);
+                vx_fold_samples(v.data(), a, b, folded);
+                ASSERT_TRUE(same_bits(plain, fast)) << a << " " << b;
+                ASSERT_TRUE(same_bits(plain, folded)) << a << " " << b;
+            }
+        }
     }
 }
 
