@@ -46,13 +46,22 @@ long vx_next_gap(const float* data, long i, long n)
 namespace {
 
 #if defined(__SSE2__)
+// Lanes of a or b that hold -0 (the bits of the sign alone), all ones.
+inline __m128 is_minus_zero(__m128 a, __m128 b)
+{
+    const __m128i sign = _mm_set1_epi32(INT32_MIN);
+    return _mm_castsi128_ps(_mm_or_si128(_mm_cmpeq_epi32(_mm_castps_si128(a), sign),
+                                         _mm_cmpeq_epi32(_mm_castps_si128(b), sign)));
+}
+
 // The smallest and largest of data[a, b) that are not NaN, in any order:
-// +inf and -inf when every sample is NaN.  _mm_min_ps(v, m) is v < m ? v : m,
+// +inf and -inf when every sample is NaN; *minus_zero when a -0 is there.  _mm_min_ps(v, m) is v < m ? v : m,
 // so a NaN sample gives way to what is there.
-void extremes_unordered(const float* data, long a, long b, float* mn, float* mx)
+void extremes_unordered(const float* data, long a, long b, float* mn, float* mx, bool* minus_zero)
 {
     __m128 m0 = _mm_set1_ps(std::numeric_limits<float>::infinity()), m1 = m0;
     __m128 x0 = _mm_set1_ps(-std::numeric_limits<float>::infinity()), x1 = x0;
+    __m128 neg = _mm_setzero_ps();
     long i = a;
     for (; i + 8 <= b; i += 8) {
         const __m128 v0 = _mm_loadu_ps(data + i);
@@ -61,21 +70,25 @@ void extremes_unordered(const float* data, long a, long b, float* mn, float* mx)
         m1 = _mm_min_ps(v1, m1);
         x0 = _mm_max_ps(v0, x0);
         x1 = _mm_max_ps(v1, x1);
+        neg = _mm_or_ps(neg, is_minus_zero(v0, v1));
     }
     alignas(16) float lo[4], hi[4];
     _mm_store_ps(lo, _mm_min_ps(m0, m1));
     _mm_store_ps(hi, _mm_max_ps(x0, x1));
     float l = std::min(std::min(lo[0], lo[1]), std::min(lo[2], lo[3]));
     float h = std::max(std::max(hi[0], hi[1]), std::max(hi[2], hi[3]));
+    bool nz = _mm_movemask_ps(neg) != 0;
     for (; i < b; i++) {
         const float v = data[i];
         if (v < l)
             l = v;
         if (v > h)
             h = v;
+        nz = nz || (v == 0.0f && std::signbit(v));
     }
     *mn = l;
     *mx = h;
+    *minus_zero = nz;
 }
 #endif
 
@@ -98,12 +111,14 @@ void vx_fold_samples(const float* data, long a, long b, VxPixelatorPixel& px)
     }
 #if defined(__SSE2__)
     // A long range by vectors: the scan below keeps the first of equal
-    // extremes, which is the same number unless it is a zero (whose sign
-    // the order chooses); a zero, or no sample but NaN, takes the scan.
+    // extremes, which is the same number unless it is a zero while a -0 is
+    // there (the order chooses the sign); that, or no sample but NaN,
+    // takes the scan.
     if (b - i >= 32) {
         float mn = 0.0f, mx = 0.0f;
-        extremes_unordered(data, i, b, &mn, &mx);
-        if (mn <= mx && mn != 0.0f && mx != 0.0f) {
+        bool minus_zero = false;
+        extremes_unordered(data, i, b, &mn, &mx, &minus_zero);
+        if (mn <= mx && !(minus_zero && (mn == 0.0f || mx == 0.0f))) {
             if (mn < px.min)
                 px.min = mn;
             if (mx > px.max)
@@ -169,8 +184,9 @@ inline void fold_block8(const float* lo, const float* hi, long first, long last,
 // The extremes of nblocks whole blocks of 8 pairs.  In order, strict < and
 // > keep the first of equal extremes, and NaN enters only a block of NaN;
 // the vector pass takes the smallest and largest value that is not NaN,
-// which is the same number unless it is a zero (whose sign the order
-// chooses) or there is none.  Those blocks are folded again in order.
+// which is the same number unless there is none, or it is a zero while a
+// -0 is among the values (the order then chooses the sign).  Those blocks
+// are folded again in order.
 void fold_blocks8(const float* lo, const float* hi, long nblocks, float* mins, float* maxs)
 {
     long k = 0;
@@ -182,14 +198,27 @@ void fold_blocks8(const float* lo, const float* hi, long nblocks, float* mins, f
         const float* l = lo + 8 * k;
         const float* h = hi + 8 * k;
         // _mm_min_ps(a, b) is a < b ? a : b: a NaN in a gives way to b
-        __m128 m0 = _mm_min_ps(_mm_loadu_ps(l + 4), _mm_min_ps(_mm_loadu_ps(l), pinf));
-        __m128 m1 = _mm_min_ps(_mm_loadu_ps(l + 12), _mm_min_ps(_mm_loadu_ps(l + 8), pinf));
-        __m128 m2 = _mm_min_ps(_mm_loadu_ps(l + 20), _mm_min_ps(_mm_loadu_ps(l + 16), pinf));
-        __m128 m3 = _mm_min_ps(_mm_loadu_ps(l + 28), _mm_min_ps(_mm_loadu_ps(l + 24), pinf));
-        __m128 x0 = _mm_max_ps(_mm_loadu_ps(h + 4), _mm_max_ps(_mm_loadu_ps(h), ninf));
-        __m128 x1 = _mm_max_ps(_mm_loadu_ps(h + 12), _mm_max_ps(_mm_loadu_ps(h + 8), ninf));
-        __m128 x2 = _mm_max_ps(_mm_loadu_ps(h + 20), _mm_max_ps(_mm_loadu_ps(h + 16), ninf));
-        __m128 x3 = _mm_max_ps(_mm_loadu_ps(h + 28), _mm_max_ps(_mm_loadu_ps(h + 24), ninf));
+        __m128 l0 = _mm_loadu_ps(l), l1 = _mm_loadu_ps(l + 4), l2 = _mm_loadu_ps(l + 8), l3 = _mm_loadu_ps(l + 12);
+        __m128 l4 = _mm_loadu_ps(l + 16), l5 = _mm_loadu_ps(l + 20), l6 = _mm_loadu_ps(l + 24);
+        __m128 l7 = _mm_loadu_ps(l + 28);
+        __m128 h0 = _mm_loadu_ps(h), h1 = _mm_loadu_ps(h + 4), h2 = _mm_loadu_ps(h + 8), h3 = _mm_loadu_ps(h + 12);
+        __m128 h4 = _mm_loadu_ps(h + 16), h5 = _mm_loadu_ps(h + 20), h6 = _mm_loadu_ps(h + 24);
+        __m128 h7 = _mm_loadu_ps(h + 28);
+        __m128 m0 = _mm_min_ps(l1, _mm_min_ps(l0, pinf));
+        __m128 m1 = _mm_min_ps(l3, _mm_min_ps(l2, pinf));
+        __m128 m2 = _mm_min_ps(l5, _mm_min_ps(l4, pinf));
+        __m128 m3 = _mm_min_ps(l7, _mm_min_ps(l6, pinf));
+        __m128 x0 = _mm_max_ps(h1, _mm_max_ps(h0, ninf));
+        __m128 x1 = _mm_max_ps(h3, _mm_max_ps(h2, ninf));
+        __m128 x2 = _mm_max_ps(h5, _mm_max_ps(h4, ninf));
+        __m128 x3 = _mm_max_ps(h7, _mm_max_ps(h6, ninf));
+        // a zero extreme is +0 as the order would choose unless a -0 is there
+        const __m128 neg = _mm_or_ps(
+            _mm_or_ps(_mm_or_ps(is_minus_zero(l0, l1), is_minus_zero(l2, l3)),
+                      _mm_or_ps(is_minus_zero(l4, l5), is_minus_zero(l6, l7))),
+            _mm_or_ps(_mm_or_ps(is_minus_zero(h0, h1), is_minus_zero(h2, h3)),
+                      _mm_or_ps(is_minus_zero(h4, h5), is_minus_zero(h6, h7))));
+        const bool any_minus_zero = _mm_movemask_ps(neg) != 0;
         // a row per block: after the transpose, lane b of each vector is block b's
         _MM_TRANSPOSE4_PS(m0, m1, m2, m3);
         _MM_TRANSPOSE4_PS(x0, x1, x2, x3);
@@ -197,8 +226,9 @@ void fold_blocks8(const float* lo, const float* hi, long nblocks, float* mins, f
         const __m128 mx = _mm_max_ps(_mm_max_ps(x0, x1), _mm_max_ps(x2, x3));
         _mm_storeu_ps(mins + k, mn);
         _mm_storeu_ps(maxs + k, mx);
-        const __m128 redo =
-            _mm_or_ps(_mm_or_ps(_mm_cmpeq_ps(mn, zero), _mm_cmpeq_ps(mx, zero)), _mm_cmpgt_ps(mn, mx));
+        __m128 redo = _mm_cmpgt_ps(mn, mx);
+        if (any_minus_zero)
+            redo = _mm_or_ps(redo, _mm_or_ps(_mm_cmpeq_ps(mn, zero), _mm_cmpeq_ps(mx, zero)));
         if (int mask = _mm_movemask_ps(redo)) {
             for (int b = 0; b < 4; b++)
                 if (mask & (1 << b))

@@ -102,6 +102,7 @@ TEST(SampleIndex, WholeBlocksOfNanZerosAndInfinities)
         {"only NaN", {nan}},
         {"infinities", {inf, nan, -inf, 2.0f, inf, inf}},
         {"zero then positive", {0.0f, 1.0f, -0.0f, 2.0f, 0.0f}},
+        {"plus zeros only", {0.0f, 3.0f, 1.0f, -2.0f, 0.0f, 0.0f, 5.0f, 0.0f, 0.0f, 0.0f}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
