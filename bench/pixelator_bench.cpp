@@ -3,7 +3,9 @@
 //
 // Baselines in this binary:
 // - Reduce/minmax_element: std::minmax_element over the same floats, column
-//   by column, against Reduce/pixelator (samples per second into columns);
+//   by column, against Reduce/pixelator (samples per second into columns),
+//   Index/build (the sample cache's min/max index of the day) and
+//   Index/runs (the runs between gap markers);
 // - Read/cold (and Read/cold_uncached, the sample cache off) against
 //   Read/pan_warm and Read/zoom_warm: a one-hour window moved by 10% or
 //   zoomed by 2 with the cache warm;
@@ -205,6 +207,39 @@ void Reduce_minmax_element(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * n);
 }
 
+// What the sample cache does to a row once, before any column: the min/max
+// index and the runs between gap markers, over the same floats.
+void Index_build(benchmark::State& state)
+{
+    Day& d = day();
+    if (!d.ok) {
+        state.SkipWithError("no sample data");
+        return;
+    }
+    const long n = static_cast<long>(d.samples.size());
+    for (auto _ : state) {
+        VxSampleIndex index;
+        index.build(d.samples.data(), n);
+        benchmark::DoNotOptimize(index.mins[0].data());
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+void Index_runs(benchmark::State& state)
+{
+    Day& d = day();
+    if (!d.ok) {
+        state.SkipWithError("no sample data");
+        return;
+    }
+    VXPixelator px;
+    for (auto _ : state) {
+        const auto runs = px.ungapTraceDataArray(static_cast<int>(d.samples.size()), d.samples.data());
+        benchmark::DoNotOptimize(runs.constData());
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<long>(d.samples.size()));
+}
+
 // A one-hour window at noon, kColumns wide.
 constexpr double kHour = 3600.0;
 
@@ -273,6 +308,8 @@ void Memory(benchmark::State& state, double window)
 
 BENCHMARK(Reduce_pixelator)->Unit(benchmark::kMillisecond);
 BENCHMARK(Reduce_minmax_element)->Unit(benchmark::kMillisecond);
+BENCHMARK(Index_build)->Unit(benchmark::kMillisecond);
+BENCHMARK(Index_runs)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Read_cold, cached, VxSampleCache::default_budget)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Read_cold, uncached, size_t(0))->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(Read_warm, pan_10pc, false)->Unit(benchmark::kMillisecond);

@@ -14,6 +14,9 @@
 //       sample cache empty; against
 //   Traceview300/loader_alone  reading and decoding every wfdisc row once
 //       with wfload_scratch(), nothing else.
+//   TraceviewDay/first_paint, TraceviewDay/loader_alone  the same for 100
+//       channels of a day at 100 Hz (3.5 GB of s4 files, written at the
+//       first use), one iteration each.
 //   Traceview300/memory  what the view keeps per trace (the trace and its
 //       pixel columns, sample cache excluded) at the whole hour and at a
 //       tenth of it, against the bytes of a trace's samples as floats.
@@ -135,7 +138,6 @@ void Traceview_zoom2(benchmark::State& state)
 // --- 300 channels of a database
 
 constexpr int db_stations = 100;
-constexpr int db_channels = 3 * db_stations;
 constexpr double db_samprate = 20.0;
 constexpr long db_nsamp = 3600L * 20L;
 constexpr double db_start = 1.7e9;
@@ -145,10 +147,13 @@ struct Database
     QTemporaryDir dir;
     QString base;
     bool ok = false;
+    long channels = 0;
+    long nsamp = 0;
 
-    Database()
+    // stations of ncomp components each (BHZ, BHN, BHE), n samples at rate
+    Database(int stations, int ncomp, long n, double rate) : channels(long(stations) * ncomp), nsamp(n)
     {
-        base = dir.path() + "/db300";
+        base = dir.path() + "/db";
         Rsptr db = rsopen(base.toUtf8().constData(), "css3.0", RS_WRITE | RS_NOSYNC);
         if (rsisinvalid(db))
             return;
@@ -157,8 +162,8 @@ struct Database
         const char* chans[] = {"BHZ", "BHN", "BHE"};
         long wfid = 1;
         unsigned seed = 11;
-        std::vector<uchar> bytes(static_cast<size_t>(db_nsamp) * 4);
-        for (int st = 0; st < db_stations; st++) {
+        std::vector<uchar> bytes(static_cast<size_t>(n) * 4);
+        for (int st = 0; st < stations; st++) {
             const QString sta = QStringLiteral("S%1").arg(st, 3, 10, QLatin1Char('0'));
             const QString dfile = sta + ".w";
             QFile file(dir.path() + "/" + dfile);
@@ -169,16 +174,28 @@ struct Database
                    "lon", 0.1 * st, "elev", 0.0, nullptr);
             if (rsaddrecord(site) < 0)
                 return;
-            for (int c = 0; c < 3; c++) {
-                for (long i = 0; i < db_nsamp; i++) {
+            for (int c = 0; c < ncomp; c++) {
+                // a sine by rotation, two multiplications a sample, so that a
+                // day of 100 channels is written in seconds
+                const double w = 0.02 + 0.0001 * st + 0.003 * c;
+                const double cw = std::cos(w), sw = std::sin(w);
+                double re = 1.0, im = 0.0;
+                for (long i = 0; i < n; i++) {
+                    if ((i & 4095) == 0) {
+                        re = std::cos(i * w);
+                        im = std::sin(i * w);
+                    }
                     seed = seed * 1103515245u + 12345u;
-                    const double v = 800.0 * std::sin(i * (0.02 + 0.0001 * st + 0.003 * c)) + ((seed >> 16) % 300);
+                    const double v = 800.0 * im + ((seed >> 16) % 300);
                     qToBigEndian<qint32>(static_cast<qint32>(v), bytes.data() + 4 * i);
+                    const double next = re * cw - im * sw;
+                    im = re * sw + im * cw;
+                    re = next;
                 }
                 const long foff = static_cast<long>(file.pos());
                 file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<qint64>(bytes.size()));
                 rsputv(wf, nullptr, "sta", sta.toLatin1().constData(), "chan", chans[c], "time", db_start, "endtime",
-                       db_start + (db_nsamp - 1) / db_samprate, "nsamp", db_nsamp, "samprate", db_samprate, "calib",
+                       db_start + (n - 1) / rate, "nsamp", n, "samprate", rate, "calib",
                        1.0, "calper", 1.0, "segtype", "V", "datatype", "s4", "dir", ".", "dfile",
                        dfile.toLatin1().constData(), "foff", foff, "wfid", wfid++, "jdate", 2023318L, nullptr);
                 if (rsaddrecord(wf) < 0)
@@ -192,7 +209,14 @@ struct Database
 
 Database& database()
 {
-    static Database d;
+    static Database d(db_stations, 3, db_nsamp, db_samprate);
+    return d;
+}
+
+// 100 channels of a day at 100 Hz: 3.5 GB of s4 files
+Database& day_database()
+{
+    static Database d(100, 1, 86400L * 100L, 100.0);
     return d;
 }
 
@@ -232,9 +256,8 @@ struct DatabaseView
     }
 };
 
-void Traceview300_first_paint(benchmark::State& state)
+void first_paint(benchmark::State& state, Database& d)
 {
-    Database& d = database();
     if (!d.ok) {
         state.SkipWithError("no database");
         return;
@@ -251,15 +274,14 @@ void Traceview300_first_paint(benchmark::State& state)
         view.reset();
         state.ResumeTiming();
     }
-    if (traces != db_channels)
+    if (traces != d.channels)
         state.SkipWithError("the view did not make every trace");
     state.counters["traces"] = traces;
-    state.SetBytesProcessed(state.iterations() * db_channels * db_nsamp * 4);
+    state.SetBytesProcessed(state.iterations() * d.channels * d.nsamp * 4);
 }
 
-void Traceview300_loader_alone(benchmark::State& state)
+void loader_alone(benchmark::State& state, Database& d)
 {
-    Database& d = database();
     if (!d.ok) {
         state.SkipWithError("no database");
         return;
@@ -285,9 +307,30 @@ void Traceview300_loader_alone(benchmark::State& state)
         }
         rsclose(db);
     }
-    if (total != db_channels * db_nsamp)
+    if (total != d.channels * d.nsamp)
         state.SkipWithError("not every sample was read");
-    state.SetBytesProcessed(state.iterations() * db_channels * db_nsamp * 4);
+    state.SetBytesProcessed(state.iterations() * d.channels * d.nsamp * 4);
+}
+
+void Traceview300_first_paint(benchmark::State& state)
+{
+    first_paint(state, database());
+}
+
+void Traceview300_loader_alone(benchmark::State& state)
+{
+    loader_alone(state, database());
+}
+
+// The same at 100 channels of a day at 100 Hz (the view's whole-day window).
+void TraceviewDay_first_paint(benchmark::State& state)
+{
+    first_paint(state, day_database());
+}
+
+void TraceviewDay_loader_alone(benchmark::State& state)
+{
+    loader_alone(state, day_database());
 }
 
 void Traceview300_memory(benchmark::State& state)
@@ -322,6 +365,8 @@ BENCHMARK(Traceview_zoom2)->Unit(benchmark::kMillisecond);
 BENCHMARK(Traceview300_first_paint)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(Traceview300_loader_alone)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(Traceview300_memory)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(TraceviewDay_first_paint)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(TraceviewDay_loader_alone)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 } // namespace
 

@@ -31,8 +31,12 @@ void pixelator_find_good_seg(const float* data, long nsamp, long start, float ba
     if (i >= nsamp)
         return;
     *is = i;
-    while (i < nsamp && data[i] != bad_value)
-        i++;
+    if (bad_value == WF_GAP_VALUE) {
+        i = vx_next_gap(data, i, nsamp);  // the usual marker: a chunk at a time
+    } else {
+        while (i < nsamp && data[i] != bad_value)
+            i++;
+    }
     *ie = i - 1;
 }
 
@@ -117,8 +121,8 @@ namespace {
 
 // Load the row's samples [lo, hi) through the reader; the count it gave in
 // *got.  Negative on failure.
-int load_range(VXPixelatorReader* reader, const VxPixelatorRecord& row, long lo, long hi,
-               std::vector<float>& out, long* got)
+int load_range(VXPixelatorReader* reader, const VxPixelatorRecord& row, long lo, long hi, VxSampleArray& out,
+               long* got)
 {
     float* data = nullptr;
     double ts = 0.0, te = 0.0;
@@ -129,15 +133,11 @@ int load_range(VXPixelatorReader* reader, const VxPixelatorRecord& row, long lo,
         free(data);
         return -1;
     }
-    try {
-        if (n > 0 && data)
-            out.insert(out.end(), data, data + n);
-    } catch (const std::bad_alloc&) {
-        free(data);
+    // the reader's array is kept as it is when the entry starts with it
+    const bool had = data != nullptr;
+    if (!out.take(data, static_cast<size_t>(n)))
         return -1;
-    }
-    free(data);
-    *got = data ? n : 0;
+    *got = had ? n : 0;
     return 0;
 }
 
@@ -188,12 +188,13 @@ void VXPixelator::addCached(VxPixelatorSource* source, double t0, double t1)
                     join = ret == 0 && got == rec->base - made->base;
                 }
                 if (join) {
-                    made->samples.insert(made->samples.end(), rec->samples.begin(), rec->samples.end());
+                    if (!made->samples.append(rec->samples.data(), rec->samples.size()))
+                        ret = -1;
                     // an entry that the reader gave fewer samples than asked
                     // ends where the row's samples end: nothing follows it
                     const bool ended = rec->base + static_cast<long>(rec->samples.size()) < rec->covered;
                     made->covered = ended ? rec->covered : std::max(hi, rec->covered);
-                    if (!ended && hi > rec->covered)
+                    if (ret == 0 && !ended && hi > rec->covered)
                         ret = load_range(reader, row, rec->covered, hi, made->samples, &got);
                 }
             }

@@ -48,18 +48,19 @@ QList<std::pair<int, int>> VXPixelator::ungapTraceDataArray(int nsamp, const flo
         return pairs;
     float gap = 0.0f;
     wffill_gap(&gap, 1);
-    int is = -1;
-    for (int i = 0; i < nsamp; i++) {
-        const bool good = data[i] != gap;  // NaN differs from the marker: it is a sample
-        if (good && is < 0) {
-            is = i;
-        } else if (!good && is >= 0) {
-            pairs.append({is, i});
-            is = -1;
-        }
+    // runs of good samples are found a chunk at a time; only the markers
+    // themselves are stepped over one by one (NaN differs from the marker:
+    // it is a sample)
+    long i = 0;
+    while (i < nsamp) {
+        while (i < nsamp && data[i] == gap)
+            i++;
+        if (i >= nsamp)
+            break;
+        const long end = vx_next_gap(data, i, nsamp);
+        pairs.append({static_cast<int>(i), static_cast<int>(end)});
+        i = end;
     }
-    if (is >= 0)
-        pairs.append({is, nsamp});
     return pairs;
 }
 

@@ -1,9 +1,98 @@
 // The pixelator's cache of decoded samples and its min/max index.
 #include "waveform/samplecache_p.h"
 
+#include "toolkit/waveio/wfgap.h"
+
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <limits>
 #include <new>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#include <xmmintrin.h>
+#endif
+
+long vx_next_gap(const float* data, long i, long n)
+{
+    // the marker is a normal number, so float equality with it is equality
+    // of the bits, which vectorises without caring for NaN
+    uint32_t gap = 0;
+    const float marker = WF_GAP_VALUE;
+    memcpy(&gap, &marker, sizeof gap);
+    constexpr long chunk = 32;
+    for (; i + chunk <= n; i += chunk) {
+        uint32_t hit = 0;
+        for (long j = 0; j < chunk; j++) {
+            uint32_t u;
+            memcpy(&u, data + i + j, sizeof u);
+            hit |= static_cast<uint32_t>(u == gap);
+        }
+        if (hit)
+            break;  // the marker is in this chunk: find it below
+    }
+    for (; i < n; i++) {
+        uint32_t u;
+        memcpy(&u, data + i, sizeof u);
+        if (u == gap)
+            return i;
+    }
+    return n;
+}
+
+namespace {
+
+#if defined(__SSE2__)
+// Lanes of a or b that hold -0 (the bits of the sign alone), all ones.
+inline __m128 is_minus_zero(__m128 a, __m128 b)
+{
+    const __m128i sign = _mm_set1_epi32(INT32_MIN);
+    return _mm_castsi128_ps(_mm_or_si128(_mm_cmpeq_epi32(_mm_castps_si128(a), sign),
+                                         _mm_cmpeq_epi32(_mm_castps_si128(b), sign)));
+}
+
+// The smallest and largest of data[a, b) that are not NaN, in any order:
+// +inf and -inf when every sample is NaN; *minus_zero when a -0 is there.  _mm_min_ps(v, m) is v < m ? v : m,
+// so a NaN sample gives way to what is there.
+void extremes_unordered(const float* data, long a, long b, float* mn, float* mx, bool* minus_zero)
+{
+    __m128 m0 = _mm_set1_ps(std::numeric_limits<float>::infinity()), m1 = m0;
+    __m128 x0 = _mm_set1_ps(-std::numeric_limits<float>::infinity()), x1 = x0;
+    __m128 neg = _mm_setzero_ps();
+    long i = a;
+    for (; i + 8 <= b; i += 8) {
+        const __m128 v0 = _mm_loadu_ps(data + i);
+        const __m128 v1 = _mm_loadu_ps(data + i + 4);
+        m0 = _mm_min_ps(v0, m0);
+        m1 = _mm_min_ps(v1, m1);
+        x0 = _mm_max_ps(v0, x0);
+        x1 = _mm_max_ps(v1, x1);
+        neg = _mm_or_ps(neg, is_minus_zero(v0, v1));
+    }
+    alignas(16) float lo[4], hi[4];
+    _mm_store_ps(lo, _mm_min_ps(m0, m1));
+    _mm_store_ps(hi, _mm_max_ps(x0, x1));
+    float l = std::min(std::min(lo[0], lo[1]), std::min(lo[2], lo[3]));
+    float h = std::max(std::max(hi[0], hi[1]), std::max(hi[2], hi[3]));
+    bool nz = _mm_movemask_ps(neg) != 0;
+    for (; i < b; i++) {
+        const float v = data[i];
+        if (v < l)
+            l = v;
+        if (v > h)
+            h = v;
+        nz = nz || (v == 0.0f && std::signbit(v));
+    }
+    *mn = l;
+    *mx = h;
+    *minus_zero = nz;
+}
+#endif
+
+} // namespace
 
 void vx_fold_samples(const float* data, long a, long b, VxPixelatorPixel& px)
 {
@@ -20,6 +109,24 @@ void vx_fold_samples(const float* data, long a, long b, VxPixelatorPixel& px)
         px.min = px.max = data[i];
         i++;
     }
+#if defined(__SSE2__)
+    // A long range by vectors: the scan below keeps the first of equal
+    // extremes, which is the same number unless it is a zero while a -0 is
+    // there (the order chooses the sign); that, or no sample but NaN,
+    // takes the scan.
+    if (b - i >= 32) {
+        float mn = 0.0f, mx = 0.0f;
+        bool minus_zero = false;
+        extremes_unordered(data, i, b, &mn, &mx, &minus_zero);
+        if (mn <= mx && !(minus_zero && (mn == 0.0f || mx == 0.0f))) {
+            if (mn < px.min)
+                px.min = mn;
+            if (mx > px.max)
+                px.max = mx;
+            return;
+        }
+    }
+#endif
     float mn = px.min, mx = px.max;
     // NaN compares false both ways, so it never enters the extremes here
     for (; i < b; i++) {
@@ -60,29 +167,100 @@ inline void fold_block(VxPixelatorPixel& px, int count, float bmin, float bmax)
 
 } // namespace
 
+namespace {
+
+// The extremes of block k of 8 pairs (lo[i], hi[i]) folded in order by
+// fold_block(): a sample is the pair (v, v), a block of the level below
+// its (min, max).
+inline void fold_block8(const float* lo, const float* hi, long first, long last, float* bmin, float* bmax)
+{
+    VxPixelatorPixel px;
+    for (long i = first; i < last; i++)
+        fold_block(px, 1, lo[i], hi[i]);
+    *bmin = px.min;
+    *bmax = px.max;
+}
+
+// The extremes of nblocks whole blocks of 8 pairs.  In order, strict < and
+// > keep the first of equal extremes, and NaN enters only a block of NaN;
+// the vector pass takes the smallest and largest value that is not NaN,
+// which is the same number unless there is none, or it is a zero while a
+// -0 is among the values (the order then chooses the sign).  Those blocks
+// are folded again in order.
+void fold_blocks8(const float* lo, const float* hi, long nblocks, float* mins, float* maxs)
+{
+    long k = 0;
+#if defined(__SSE2__)
+    const __m128 pinf = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    const __m128 ninf = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+    const __m128 zero = _mm_setzero_ps();
+    for (; k + 4 <= nblocks; k += 4) {
+        const float* l = lo + 8 * k;
+        const float* h = hi + 8 * k;
+        // _mm_min_ps(a, b) is a < b ? a : b: a NaN in a gives way to b
+        __m128 l0 = _mm_loadu_ps(l), l1 = _mm_loadu_ps(l + 4), l2 = _mm_loadu_ps(l + 8), l3 = _mm_loadu_ps(l + 12);
+        __m128 l4 = _mm_loadu_ps(l + 16), l5 = _mm_loadu_ps(l + 20), l6 = _mm_loadu_ps(l + 24);
+        __m128 l7 = _mm_loadu_ps(l + 28);
+        __m128 h0 = _mm_loadu_ps(h), h1 = _mm_loadu_ps(h + 4), h2 = _mm_loadu_ps(h + 8), h3 = _mm_loadu_ps(h + 12);
+        __m128 h4 = _mm_loadu_ps(h + 16), h5 = _mm_loadu_ps(h + 20), h6 = _mm_loadu_ps(h + 24);
+        __m128 h7 = _mm_loadu_ps(h + 28);
+        __m128 m0 = _mm_min_ps(l1, _mm_min_ps(l0, pinf));
+        __m128 m1 = _mm_min_ps(l3, _mm_min_ps(l2, pinf));
+        __m128 m2 = _mm_min_ps(l5, _mm_min_ps(l4, pinf));
+        __m128 m3 = _mm_min_ps(l7, _mm_min_ps(l6, pinf));
+        __m128 x0 = _mm_max_ps(h1, _mm_max_ps(h0, ninf));
+        __m128 x1 = _mm_max_ps(h3, _mm_max_ps(h2, ninf));
+        __m128 x2 = _mm_max_ps(h5, _mm_max_ps(h4, ninf));
+        __m128 x3 = _mm_max_ps(h7, _mm_max_ps(h6, ninf));
+        // a zero extreme is +0 as the order would choose unless a -0 is there
+        const __m128 neg = _mm_or_ps(
+            _mm_or_ps(_mm_or_ps(is_minus_zero(l0, l1), is_minus_zero(l2, l3)),
+                      _mm_or_ps(is_minus_zero(l4, l5), is_minus_zero(l6, l7))),
+            _mm_or_ps(_mm_or_ps(is_minus_zero(h0, h1), is_minus_zero(h2, h3)),
+                      _mm_or_ps(is_minus_zero(h4, h5), is_minus_zero(h6, h7))));
+        const bool any_minus_zero = _mm_movemask_ps(neg) != 0;
+        // a row per block: after the transpose, lane b of each vector is block b's
+        _MM_TRANSPOSE4_PS(m0, m1, m2, m3);
+        _MM_TRANSPOSE4_PS(x0, x1, x2, x3);
+        const __m128 mn = _mm_min_ps(_mm_min_ps(m0, m1), _mm_min_ps(m2, m3));
+        const __m128 mx = _mm_max_ps(_mm_max_ps(x0, x1), _mm_max_ps(x2, x3));
+        _mm_storeu_ps(mins + k, mn);
+        _mm_storeu_ps(maxs + k, mx);
+        __m128 redo = _mm_cmpgt_ps(mn, mx);
+        if (any_minus_zero)
+            redo = _mm_or_ps(redo, _mm_or_ps(_mm_cmpeq_ps(mn, zero), _mm_cmpeq_ps(mx, zero)));
+        if (int mask = _mm_movemask_ps(redo)) {
+            for (int b = 0; b < 4; b++)
+                if (mask & (1 << b))
+                    fold_block8(lo, hi, 8 * (k + b), 8 * (k + b + 1), mins + k + b, maxs + k + b);
+        }
+    }
+#endif
+    for (; k < nblocks; k++)
+        fold_block8(lo, hi, 8 * k, 8 * (k + 1), mins + k, maxs + k);
+}
+
+} // namespace
+
 int VxSampleIndex::build(const float* d, long n)
 {
     data = d;
     nsamp = n;
     try {
+        const float* lo = d;
+        const float* hi = d;
+        long count = n;  // pairs at the level below
         for (int level = 0; level < levels; level++) {
-            const long blocks = (n + (1L << (shift0 * (level + 1))) - 1) >> (shift0 * (level + 1));
+            const long blocks = (count + 7) >> shift0;
             mins[level].assign(static_cast<size_t>(blocks), 0.0f);
             maxs[level].assign(static_cast<size_t>(blocks), 0.0f);
-            const long child = level == 0 ? 1 : 1L << (shift0 * level);
-            for (long k = 0; k < blocks; k++) {
-                VxPixelatorPixel px;
-                if (level == 0) {
-                    vx_fold_samples(d, k << shift0, std::min(n, (k + 1) << shift0), px);
-                } else {
-                    const long first = k << shift0;
-                    const long last = std::min(static_cast<long>(mins[level - 1].size()), first + (1L << shift0));
-                    for (long c = first; c < last; c++)
-                        fold_block(px, static_cast<int>(child), mins[level - 1][c], maxs[level - 1][c]);
-                }
-                mins[level][k] = px.min;
-                maxs[level][k] = px.max;
-            }
+            const long whole = count >> shift0;
+            fold_blocks8(lo, hi, whole, mins[level].data(), maxs[level].data());
+            if (whole < blocks)
+                fold_block8(lo, hi, 8 * whole, count, &mins[level][whole], &maxs[level][whole]);
+            lo = mins[level].data();
+            hi = maxs[level].data();
+            count = blocks;
         }
     } catch (const std::bad_alloc&) {
         for (int level = 0; level < levels; level++) {
@@ -96,29 +274,28 @@ int VxSampleIndex::build(const float* d, long n)
 
 void VxSampleIndex::reduce(long a, long b, VxPixelatorPixel& px) const
 {
-    if (mins[0].empty()) {
+    if (mins[0].empty() || b - a < 8) {
         vx_fold_samples(data, a, b, px);
         return;
     }
-    long i = a;
-    while (i < b) {
-        // the largest whole block that begins here and ends inside [a, b)
-        int level = levels - 1;
-        for (; level >= 0; level--) {
-            const long size = 1L << (shift0 * (level + 1));
-            if ((i & (size - 1)) == 0 && i + size <= b)
+    // in sample order: the samples up to the first block edge, then the
+    // largest whole block that begins at each place and ends inside [a, b),
+    // then the samples after the last block
+    long i = std::min(b, (a + 7) & ~7L);
+    vx_fold_samples(data, a, i, px);
+    while (i + 8 <= b) {
+        int level = 0;
+        while (level + 1 < levels) {
+            const long size = 1L << (shift0 * (level + 2));
+            if ((i & (size - 1)) != 0 || i + size > b)
                 break;
-        }
-        if (level < 0) {
-            const long j = std::min(b, ((i >> shift0) + 1) << shift0);
-            vx_fold_samples(data, i, j, px);
-            i = j;
-            continue;
+            level++;
         }
         const int s = shift0 * (level + 1);
         fold_block(px, 1 << s, mins[level][i >> s], maxs[level][i >> s]);
         i += 1L << s;
     }
+    vx_fold_samples(data, i, b, px);
 }
 
 size_t VxSampleIndex::bytes() const
@@ -127,6 +304,49 @@ size_t VxSampleIndex::bytes() const
     for (int level = 0; level < levels; level++)
         n += (mins[level].capacity() + maxs[level].capacity()) * sizeof(float);
     return n;
+}
+
+VxSampleArray::~VxSampleArray()
+{
+    free(data_);
+}
+
+void VxSampleArray::clear()
+{
+    free(data_);
+    data_ = nullptr;
+    size_ = 0;
+}
+
+bool VxSampleArray::take(float* data, size_t n)
+{
+    if (!data || n == 0) {
+        free(data);
+        return true;
+    }
+    if (!data_) {
+        data_ = data;
+        size_ = n;
+        return true;
+    }
+    const bool ok = append(data, n);
+    free(data);
+    return ok;
+}
+
+bool VxSampleArray::append(const float* data, size_t n)
+{
+    if (!data || n == 0)
+        return true;
+    if (n > (SIZE_MAX / sizeof(float)) - size_)
+        return false;
+    auto* grown = static_cast<float*>(realloc(data_, (size_ + n) * sizeof(float)));
+    if (!grown)
+        return false;
+    memcpy(grown + size_, data, n * sizeof(float));
+    data_ = grown;
+    size_ += n;
+    return true;
 }
 
 VxSampleCache::VxSampleCache()

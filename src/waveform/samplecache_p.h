@@ -24,6 +24,11 @@
 #include <mutex>
 #include <vector>
 
+// The first sample at or after i in data[0, n) that is the gap marker
+// (WF_GAP_VALUE), n when there is none.  Whole chunks are tested without a
+// branch per sample, so a run without gaps costs a fraction of a plain loop.
+long vx_next_gap(const float* data, long i, long n);
+
 // Fold the samples [a, b) of data, in order, into px.  An empty px (npoints
 // 0 or -1) starts from them.
 void vx_fold_samples(const float* data, long a, long b, VxPixelatorPixel& px);
@@ -48,6 +53,32 @@ struct VxSampleIndex
     size_t bytes() const;
 };
 
+// Samples in one malloc'ed array.  The array a reader hands out is kept as
+// it is, without a copy; only a range joined from pieces is copied.
+class VxSampleArray
+{
+public:
+    VxSampleArray() = default;
+    ~VxSampleArray();
+    VxSampleArray(const VxSampleArray&) = delete;
+    VxSampleArray& operator=(const VxSampleArray&) = delete;
+
+    const float* data() const { return data_; }
+    size_t size() const { return size_; }
+    bool empty() const { return size_ == 0; }
+    void clear();
+    // Keep n floats of data (malloc'ed; owned from now on, freed here on
+    // failure): taken as they are when the array is empty, appended else.
+    // false when memory runs out (the array is then unchanged).
+    bool take(float* data, size_t n);
+    // Append a copy of n floats; false when memory runs out.
+    bool append(const float* data, size_t n);
+
+private:
+    float* data_ = nullptr;
+    size_t size_ = 0;
+};
+
 // A range of the samples of one waveform row, and their index.  Sample i of
 // the row lies at the row's time + i intervals.
 struct VxCachedRecord
@@ -55,7 +86,7 @@ struct VxCachedRecord
     QString key;
     long base = 0;     // row index of samples[0]
     long covered = 0;  // row index past the range asked for (the reader may have given fewer)
-    std::vector<float> samples;
+    VxSampleArray samples;
     VxSampleIndex index;
     QList<std::pair<int, int>> runs;  // ranges of samples that are not the gap marker
     size_t bytes() const { return samples.size() * sizeof(float) + index.bytes() + sizeof(*this); }

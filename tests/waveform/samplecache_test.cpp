@@ -7,10 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -19,6 +21,25 @@ bool same_bits(const VxPixelatorPixel& a, const VxPixelatorPixel& b)
 {
     return a.npoints == b.npoints && std::memcmp(&a.min, &b.min, sizeof(float)) == 0 &&
            std::memcmp(&a.max, &b.max, sizeof(float)) == 0;
+}
+
+// The rule itself, sample by sample: a column starts from its first
+// sample, NaN extremes give way to the next sample, and strict < and >
+// keep the first of equal extremes.
+void reference_fold(const std::vector<float>& v, long a, long b, VxPixelatorPixel& px)
+{
+    for (long i = a; i < b; i++) {
+        const float x = v[static_cast<size_t>(i)];
+        if (px.npoints <= 0 || std::isnan(px.min)) {
+            px.min = px.max = x;
+        } else {
+            if (x < px.min)
+                px.min = x;
+            if (x > px.max)
+                px.max = x;
+        }
+        px.npoints = std::max(px.npoints, 0) + 1;
+    }
 }
 
 // Samples with the awkward cases in them: signed zeros, NaN, gaps, spikes.
@@ -55,10 +76,105 @@ TEST(SampleIndex, RangesEqualPlainScan)
         long a = static_cast<long>(rng() % v.size());
         long b = a + static_cast<long>(rng() % (k % 2 ? 70000 : 300));
         b = std::min<long>(b, static_cast<long>(v.size()));
-        VxPixelatorPixel plain, fast;
-        vx_fold_samples(v.data(), a, b, plain);
+        VxPixelatorPixel plain, fast, folded;
+        reference_fold(v, a, b, plain);
         index.reduce(a, b, fast);
+        vx_fold_samples(v.data(), a, b, folded);
         ASSERT_TRUE(same_bits(plain, fast)) << a << " " << b;
+        ASSERT_TRUE(same_bits(plain, folded)) << a << " " << b;
+    }
+}
+
+TEST(SampleIndex, WholeBlocksOfNanZerosAndInfinities)
+{
+    // blocks where the extremes are a zero of either sign, an infinity, or
+    // missing altogether, at every level of the index
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    struct Case
+    {
+        const char* name;
+        std::vector<float> pattern;  // repeated to fill the samples
+    } cases[] = {
+        {"zeros, plus first", {0.0f, -0.0f, 0.0f, -0.0f}},
+        {"zeros, minus first", {-0.0f, 0.0f}},
+        {"NaN runs", {nan, nan, nan, nan, nan, nan, nan, nan, nan, 3.0f, nan, nan, nan, nan, nan, nan, nan}},
+        {"only NaN", {nan}},
+        {"infinities", {inf, nan, -inf, 2.0f, inf, inf}},
+        {"zero then positive", {0.0f, 1.0f, -0.0f, 2.0f, 0.0f}},
+        {"plus zeros only", {0.0f, 3.0f, 1.0f, -2.0f, 0.0f, 0.0f, 5.0f, 0.0f, 0.0f, 0.0f}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<float> v(40000);
+        for (size_t i = 0; i < v.size(); i++)
+            v[i] = c.pattern[(i * 7 / 5) % c.pattern.size()];
+        VxSampleIndex index;
+        ASSERT_EQ(index.build(v.data(), static_cast<long>(v.size())), 0);
+        for (long a : {0L, 1L, 7L, 8L, 63L, 512L, 4095L}) {
+            for (long b : {9L, 64L, 4096L, 33000L, 40000L}) {
+                if (b <= a)
+                    continue;
+                VxPixelatorPixel plain, fast, folded;
+                reference_fold(v, a, b, plain);
+                index.reduce(a, b, fast);
+                vx_fold_samples(v.data(), a, b, folded);
+                ASSERT_TRUE(same_bits(plain, fast)) << a << " " << b;
+                ASSERT_TRUE(same_bits(plain, folded)) << a << " " << b;
+            }
+        }
+    }
+}
+
+// The runs between gap markers, by the plainest scan there is.
+QList<std::pair<int, int>> plain_runs(const std::vector<float>& v)
+{
+    QList<std::pair<int, int>> runs;
+    int start = -1;
+    for (int i = 0; i <= static_cast<int>(v.size()); i++) {
+        const bool good = i < static_cast<int>(v.size()) && v[static_cast<size_t>(i)] != WF_GAP_VALUE;
+        if (good && start < 0)
+            start = i;
+        if (!good && start >= 0) {
+            runs.append({start, i});
+            start = -1;
+        }
+    }
+    return runs;
+}
+
+TEST(SampleRuns, GapMarkersWhereverTheyFall)
+{
+    // markers on either side of the chunk edges the scan works by, alone and
+    // in runs, and NaN, which is a sample
+    struct Case
+    {
+        const char* name;
+        int n;
+        std::vector<int> gaps;
+    } cases[] = {
+        {"no gap", 200, {}},
+        {"first sample", 200, {0}},
+        {"last sample", 200, {199}},
+        {"chunk edges", 200, {31, 32, 63, 64, 65}},
+        {"a run across an edge", 200, {60, 61, 62, 63, 64, 65, 66, 67}},
+        {"all gap", 40, {}},
+        {"short array", 5, {2}},
+        {"every other", 70, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<float> v(static_cast<size_t>(c.n), 1.0f);
+        v[static_cast<size_t>(c.n / 2)] = std::numeric_limits<float>::quiet_NaN();
+        for (int g : c.gaps)
+            v[static_cast<size_t>(g)] = WF_GAP_VALUE;
+        if (std::string(c.name) == "all gap")
+            std::fill(v.begin(), v.end(), WF_GAP_VALUE);
+        if (std::string(c.name) == "every other")
+            for (size_t i = 0; i < v.size(); i += 2)
+                v[i] = WF_GAP_VALUE;
+        VXPixelator px;
+        EXPECT_EQ(px.ungapTraceDataArray(c.n, v.data()), plain_runs(v));
     }
 }
 
