@@ -329,7 +329,13 @@ void VXTraceview::moveGesture(QPointF pt)
         const int dx = static_cast<int>(std::lround(pt.x() - rubberband_pt.x()));
         const double seconds_per_pixel = (tright - tleft) / plot.width();
         image_xshift = dx;
-        vp->setWcoordsX(tleft - dx * seconds_per_pixel, tright - dx * seconds_per_pixel);
+        // The world moves under the pointer (the crosshairs and the status
+        // line read it) while the layers keep their pictures: setWcoordsX()
+        // would invalidate every layer, and the slid ones show the new
+        // window as they are.
+        vp->vars.spc_xleft = tleft - dx * seconds_per_pixel;
+        vp->vars.spc_xright = tright - dx * seconds_per_pixel;
+        vp->translateAndGain();
     }
     if (mode == 4 || mode == 7) {
         const double height = ytop_view_hold - ybottom_view_hold;
