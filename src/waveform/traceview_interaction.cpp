@@ -19,11 +19,11 @@
 // The zoom-out bands widen the window by w * w / d about the band's start,
 // where w is the window and d the band.  A drag (modes 3, 4, 7) slides the
 // cached image of the traces (skip_render) and, on a layer of their own
-// while it lasts, the axes; it draws the labels again only for a move in y,
-// and pans at the release.  Mode 10 selects the arrivals under a band while a button is
-// held.  Modifiers other than shift, control and alt are not looked at; a
-// press with more than one of those, or with more than one button, does
-// nothing.
+// while it lasts, the axes; it draws the labels again only for a move in
+// y, and pans at the release.  Mode 10 selects the arrivals under a band
+// while a button is held.  Modifiers other than shift, control and alt
+// are not looked at; a press with more than one of those, or with more
+// than one button, does nothing.
 #include "waveform/traceview.h"
 
 #include "glyphs/glyph.h"
