@@ -2,8 +2,12 @@
 // 1600 by 1000 pixels, at a ten-minute window.  Against a repaint with
 // nothing changed (Traceview/steady: layout and paths only, every trace's
 // grid unchanged), in the same run:
-//   Traceview/overlay  a repaint that blits the cached image and draws the labels
-//   Traceview/overlay_layer_clean  a repaint with the view's layer clean
+//   Traceview/overlay  the pointer moved over the plot: the crosshairs and
+//                      the status line drawn again, the traces' image and the
+//                      view's layer taken from their caches
+//   Traceview/overlay_labels  a repaint from the cached image with the
+//                      labels and axes drawn again (skip_render)
+//   Traceview/overlay_layer_clean  a repaint with every layer clean
 //   Traceview/pan10    a pan by a tenth of the window, the sample cache warm
 //   Traceview/zoom2    a zoom by 2 in, then out, the sample cache warm
 //
@@ -27,6 +31,8 @@
 #include "toolkit/base/errors.h"
 #include "toolkit/store/recordstore.h"
 #include "toolkit/waveio/wfload.h"
+#include "items/polypoint.h"
+#include "items/text.h"
 #include "viewport/viewport.h"
 #include "waveform/samplecache_p.h"
 #include "waveform/trace.h"
@@ -37,6 +43,7 @@
 #include <QApplication>
 #include <QFile>
 #include <QImage>
+#include <QMouseEvent>
 #include <QTemporaryDir>
 #include <QtEndian>
 
@@ -92,6 +99,26 @@ void Traceview_steady(benchmark::State& state)
 }
 
 void Traceview_overlay(benchmark::State& state)
+{
+    Setup& s = setup();
+    s.paint();
+    int i = 0;
+    for (auto _ : state) {
+        const QPointF pos(400 + i++ % 200, 500);
+        QMouseEvent move(QEvent::MouseMove, pos, pos, Qt::NoButton, Qt::NoButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(s.vp.get(), &move);
+        s.paint();
+    }
+    // the overlays gone again, for the cases after this one
+    for (VXViewportItem* item : {static_cast<VXViewportItem*>(s.tv->crosshairs1),
+                                 static_cast<VXViewportItem*>(s.tv->crosshairs2),
+                                 static_cast<VXViewportItem*>(s.tv->coordinates_text)}) {
+        item->hideItem();
+        item->setItemStale();
+    }
+}
+
+void Traceview_overlay_labels(benchmark::State& state)
 {
     Setup& s = setup();
     s.paint();
@@ -359,6 +386,7 @@ void Traceview300_memory(benchmark::State& state)
 
 BENCHMARK(Traceview_steady)->Unit(benchmark::kMillisecond);
 BENCHMARK(Traceview_overlay)->Unit(benchmark::kMillisecond);
+BENCHMARK(Traceview_overlay_labels)->Unit(benchmark::kMillisecond);
 BENCHMARK(Traceview_overlay_layer_clean)->Unit(benchmark::kMillisecond);
 BENCHMARK(Traceview_pan10)->Unit(benchmark::kMillisecond);
 BENCHMARK(Traceview_zoom2)->Unit(benchmark::kMillisecond);

@@ -116,9 +116,25 @@ void VXLayer::setShift(int xshift_, int yshift_)
     yshift = yshift_;
 }
 
+void VXLayer::setShiftClip(const QRegion& clip)
+{
+    shift_clip = clip;
+}
+
 QPixmap* VXLayer::getPixmap()
 {
     return pixmap;
+}
+
+bool VXLayer::membersDrawn(int width, int height)
+{
+    VXViewport* vp = getViewportParent();
+    if (vp && vp->vars.disable_layers && !mask_color)
+        return true;
+    const int r = ratio > 0 ? ratio : 1;
+    if (width < 1 || height < 1 || width > 32767 / r || height > 32767 / r)
+        return true;  // drawn straight onto the widget
+    return stale != 0 || !pixmap || pixmap->isNull() || w != width || h != height;
 }
 
 void VXLayer::setVisibility()
@@ -145,7 +161,9 @@ int VXLayer::drawViewportItem(QPainter* painter)
     if (xshift == 0 && yshift == 0) {
         painter->drawPixmap(0, 0, *pixmap);
     } else {
-        if (vp) {
+        if (!shift_clip.isEmpty()) {
+            painter->setClipRegion(shift_clip, Qt::ReplaceClip);
+        } else if (vp) {
             const VxViewport& v = vp->vars;
             painter->setClipRect(v.mleft, v.mtop, v.w - v.mleft - v.mright, v.h - v.mbottom - v.mtop,
                                  Qt::ReplaceClip);

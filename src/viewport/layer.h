@@ -20,6 +20,7 @@
 
 #include <QHash>
 #include <QList>
+#include <QRegion>
 #include <QString>
 
 class QColor;
@@ -58,7 +59,15 @@ public:
     // Shift in pixels at which the pixmap is composited.  Nothing is
     // invalidated: the caller asks for the repaint.
     void setShift(int xshift, int yshift);
+    // Widget pixels that a shifted pixmap may cover; an empty region (the
+    // default) means the plot area.  Nothing is invalidated.
+    void setShiftClip(const QRegion& clip);
     QPixmap* getPixmap();
+    // Whether the members draw at the next paint of a viewport of width by
+    // height logical pixels, rather than being skipped for a clean pixmap:
+    // the layer is stale, bypassed (disable_layers), or its pixmap is still
+    // to be made at that size.  The test getPainter() makes.
+    bool membersDrawn(int width, int height);
 
     // A layer is shown (processed) when at least one member is.
     void setVisibility() override;
@@ -69,6 +78,7 @@ public:
     static QHash<QString, VXLayer*> layers;
     static int ratio;
     int xshift = 0, yshift = 0;
+    QRegion shift_clip;  // empty: the plot area
     int w = -1, h = -1;
     QPixmap* pixmap = nullptr;
     QColor* mask_color = nullptr;

@@ -13,6 +13,7 @@
 #include "toolkit/params/kv.h"
 #include "viewport/viewport.h"
 #include "waveform/trace.h"
+#include "waveform/traceview_image_p.h"
 
 #include <QScrollBar>
 
@@ -405,6 +406,7 @@ VXTraceview::~VXTraceview()
     delete crosshairs2;
     delete crosshairs1;
     delete axes;
+    delete image_item;
     delete scrollbar;
     strregfree(&regex_hook);
     pthread_mutex_destroy(&mutex_traces);
@@ -434,6 +436,10 @@ void VXTraceview::init()
                 (*guard)->resizeCallback(event);
         },
         this, nullptr);
+    // the image item first: it goes right under the view, and the view's
+    // layer, which it shares, then right above the view
+    image_item = new VXTraceviewImage(this);
+    image_item->setLayer(QStringLiteral("traceview_base"));
     setLayer(QStringLiteral("traceview_base"));
     // the pointer and the keys (traceview_interaction.cpp); moves without a
     // button draw the crosshairs and the rubber bands

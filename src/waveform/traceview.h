@@ -13,10 +13,14 @@
 // order of selecting; consumes the selection) or "selected+" (the same,
 // keeping it).
 //
-// Painting goes through the viewport's paint cycle: drawViewportItem()
-// takes the grid from the plot width, lays the traces out and paints their
-// paths into an off-screen image, which is then blitted to the plot.  With
-// skip_render set, only the cached image is blitted and the overlays drawn.
+// Painting goes through the viewport's paint cycle.  The view's image item
+// (VXTraceviewImage, listed right under the view) takes the grid from the
+// plot width, lays the traces out and paints their paths into an
+// off-screen image, which it copies to the plot; the view, in its layer
+// "traceview_base", then draws the labels.  With skip_render set, only the
+// cached image is copied and the labels drawn.  While a drag lasts the
+// image item leaves that layer and the axes have a layer of their own,
+// "traceview_axes": both are slid by the drag, and nothing is drawn anew.
 //
 // Errors: a failing function registers one line "VXTraceview::method: ..."
 // and returns -1; the view is unchanged.
@@ -62,6 +66,7 @@ class VXAxes;
 class VXPolypoint;
 class VXTaskbar;
 class VXText;
+class VXTraceviewImage;
 class VXCommandConsole;
 class VXEvent;
 class QRectF;
@@ -671,6 +676,27 @@ public:
     QImage image;
     int image_w = 0, image_h = 0;
     int image_xshift = 0, image_yshift = 0;
+    // The image has an item of its own, listed under the view: at rest it
+    // draws into the view's layer, while a drag lasts straight onto the
+    // widget at every paint, so that a drag move copies it slid and draws
+    // nothing else.  It is painted afresh when the view's layer is drawn
+    // without skip_render.
+    VXTraceviewImage* image_item = nullptr;  // owned; made by init()
+    int image_shown = 0;        // the image holds the traces of the last layout
+    int axes_xshift_drawn = 0;  // image_xshift when the axes' layer was last drawn
+    // Lay the traces out and paint them into the image, at the device pixel
+    // ratio of p's device; 1 when something is shown, 0 when nothing is.
+    int renderImage(QPainter* p);
+    // Paint the laid out traces into the image (and their overlays), at
+    // the device pixel ratio of painter's device.
+    void paintImage();
+    // Copy the image to the plot of p at the drag's shifts, clipped to the plot.
+    void blitImage(QPainter* p);
+    // While a drag lasts (on) the image item draws straight onto the
+    // widget and the axes have a layer of their own, "traceview_axes", both
+    // slid by the drag; at rest both draw into the view's layer.  The
+    // layers are invalidated.
+    void setSliding(bool on);
     QPointer<QScrollBar> scrollbar;  // a child of the viewport widget, gone with it
     VXAxes* axes = nullptr;           // owned, as are the items below
     VXPolypoint* crosshairs1 = nullptr;  // hidden until the pointer shows them

@@ -18,17 +18,20 @@
 // middle button without modifiers to cancel it; other presses are ignored.
 // The zoom-out bands widen the window by w * w / d about the band's start,
 // where w is the window and d the band.  A drag (modes 3, 4, 7) slides the
-// cached image of the traces (skip_render) with the axes, and pans at the
-// release.  Mode 10 selects the arrivals under a band while a button is
-// held.  Modifiers other than shift, control and alt are not looked at; a
-// press with more than one of those, or with more than one button, does
-// nothing.
+// cached image of the traces (skip_render) and, on a layer of their own
+// while it lasts, the axes; it draws the labels again only for a move in
+// y, and pans at the release.  Mode 10 selects the arrivals under a band
+// while a button is held.  Modifiers other than shift, control and alt
+// are not looked at; a press with more than one of those, or with more
+// than one button, does nothing.
 #include "waveform/traceview.h"
 
 #include "glyphs/glyph.h"
+#include "items/axes.h"
 #include "items/polypoint.h"
 #include "items/text.h"
 #include "toolkit/base/errors.h"
+#include "waveform/traceview_image_p.h"
 #include "waveform/traceview_interaction_p.h"
 #include "toolkit/base/hltime.h"
 #include "viewport/viewport.h"
@@ -267,6 +270,9 @@ void VXTraceview::startGesture(int mode, VXEvent* event, QPointF pt, double xw, 
         ybottom_view_hold = vp->vars.ybottom;
         ytop_view_hold = vp->vars.ytop;
         vp->setCursor(Qt::ClosedHandCursor);
+        skip_render = 1;  // the image stands; the layers change hands
+        setSliding(true);
+        vp->update();
         return;
     }
     if (!rubberband)
@@ -323,7 +329,13 @@ void VXTraceview::moveGesture(QPointF pt)
         const int dx = static_cast<int>(std::lround(pt.x() - rubberband_pt.x()));
         const double seconds_per_pixel = (tright - tleft) / plot.width();
         image_xshift = dx;
-        vp->setWcoordsX(tleft - dx * seconds_per_pixel, tright - dx * seconds_per_pixel);
+        // The world moves under the pointer (the crosshairs and the status
+        // line read it) while the layers keep their pictures: setWcoordsX()
+        // would invalidate every layer, and the slid ones show the new
+        // window as they are.
+        vp->vars.spc_xleft = tleft - dx * seconds_per_pixel;
+        vp->vars.spc_xright = tright - dx * seconds_per_pixel;
+        vp->translateAndGain();
     }
     if (mode == 4 || mode == 7) {
         const double height = ytop_view_hold - ybottom_view_hold;
@@ -336,8 +348,11 @@ void VXTraceview::moveGesture(QPointF pt)
         setScroll(ytop, ytop - height, 1);
         image_yshift = static_cast<int>(std::lround((vp->vars.ytop - ytop_view_hold) / y_per_pixel));
     }
+    // The image item copies the image at its new shift and slides the axes'
+    // layer with it; the labels follow only a move in y.
     skip_render = 1;
-    setItemStale();
+    if (mode == 4 || mode == 7)
+        setItemStale();
     vp->update();
 }
 
@@ -435,10 +450,25 @@ void VXTraceview::selectArrivalsInBand(QPointF pt)
     }
 }
 
+void VXTraceview::setSliding(bool on)
+{
+    if (!image_item || !axes)
+        return;
+    // Joining moves a layer's entry behind the item: the image item rejoins
+    // first, so that the layer again follows the axes, the last of the three.
+    const QString layer = getLayerName();
+    image_item->setLayer(on ? QString() : layer);
+    axes->setLayer(on ? QStringLiteral("traceview_axes") : layer);
+    axes->setItemStale();  // a layer just joined holds nothing of them yet
+    setItemStale();        // the view's layer gains or loses them
+}
+
 void VXTraceview::backToIdle()
 {
     VXViewport* vp = getViewportParent();
     const bool dragged = skip_render || image_xshift || image_yshift;
+    if (isDrag(interaction_mode))
+        setSliding(false);
     if (interaction_mode != 11 && interaction_mode != 12)
         interaction_mode = 0;
     skip_render = 0;

@@ -9,6 +9,7 @@
 #include "viewport/layer.h"
 #include "viewport/viewport.h"
 #include "waveform/trace.h"
+#include "waveform/traceview_image_p.h"
 
 #include <QPainter>
 #include <QResizeEvent>
@@ -343,17 +344,43 @@ int VXTraceview::drawViewportItem(QPainter* p)
     VXViewport* vp = getViewportParent();
     if (!vp || tright == tleft || vp->vars.ytop == vp->vars.ybottom || !p)
         return 0;
-    painter = p;
-    if (skip_render && !image.isNull()) {
-        const int r = draw();
+    if (!image_item) {
+        // a view without its image item (no init()) paints everything itself
+        painter = p;
+        int r = 0;
+        if (skip_render && !image.isNull())
+            r = draw();
+        else if (renderImage(p))
+            r = draw();
         painter = nullptr;
         return r;
     }
-    int w, h;
-    if (!plotSize(vp, w, h) || w < 10) {
-        painter = nullptr;
+    // the image item, right under the view, has laid the traces out and
+    // shown their image in this paint
+    if (!image_shown && !(skip_render && !image.isNull()))
         return 0;
-    }
+    int w, h;
+    if (!plotSize(vp, w, h))
+        return 0;
+    painter = p;
+    pthread_mutex_lock(&mutex_traces);
+    for (VXTrace* t : std::as_const(traces_display_list))
+        t->drawLabel(painter);
+    pthread_mutex_unlock(&mutex_traces);
+    drawTimeNow(h);
+    if (skip_render < 0)
+        skip_render = 0;
+    painter = nullptr;
+    return 1;
+}
+
+int VXTraceview::renderImage(QPainter* p)
+{
+    VXViewport* vp = getViewportParent();
+    image_shown = 0;
+    int w, h;
+    if (!vp || !p || !plotSize(vp, w, h) || w < 10)
+        return 0;
     if (vars.xpixel_factor > 1.0)
         w = static_cast<int>(std::trunc(vars.xpixel_factor)) * w;
     npixels = w;
@@ -365,13 +392,72 @@ int VXTraceview::drawViewportItem(QPainter* p)
     defaults.npixels = npixels;
     defaults.tbuffer = tbuffer;
     realtimePainted();  // real-time channels wait for the first grid
-    int r = 0;
+    QPainter* const held = painter;
+    painter = p;
     pthread_mutex_lock(&mutex_traces);
-    if (layoutTraces())
-        r = draw();
+    if (layoutTraces()) {
+        paintImage();
+        image_shown = 1;
+    }
     pthread_mutex_unlock(&mutex_traces);
-    painter = nullptr;
-    return r;
+    painter = held;
+    return image_shown;
+}
+
+void VXTraceview::paintImage()
+{
+    VXViewport* vp = getViewportParent();
+    int w, h;
+    if (!vp || !painter || !plotSize(vp, w, h))
+        return;
+    int ratio = VXLayer::getRatio();
+    if (ratio <= 0)
+        ratio = std::max(1, static_cast<int>(painter->device() ? painter->device()->devicePixelRatio() : 1));
+    const VxTraceviewDisplayMode mode = displayMode();
+    const QColor background = mode.color_background.color.isValid() ? mode.color_background.color : QColor(Qt::white);
+    // On an opaque background the image needs no alpha: an opaque image
+    // is copied to the plot rather than blended, which is most of what
+    // a repaint from the cached image costs.
+    const QImage::Format format =
+        background.alpha() == 255 ? QImage::Format_RGB32 : QImage::Format_ARGB32_Premultiplied;
+    if (image.isNull() || image_w != w || image_h != h || image.devicePixelRatio() != ratio
+        || image.format() != format) {
+        image = QImage(w * ratio, h * ratio, format);
+        image.setDevicePixelRatio(ratio);
+        image_w = w;
+        image_h = h;
+    }
+    image.fill(background);
+    QPainter ip(&image);
+    ip.setRenderHint(QPainter::Antialiasing, vars.antialias != 0);
+    // the traces draw in widget pixels of the plot; the image starts at its corner
+    ip.translate(-vp->vars.mleft, -vp->vars.mtop);
+    for (VXTrace* t : std::as_const(traces_display_list)) {
+        QList<double> end_points;
+        pthread_mutex_lock(&t->tide_mutex);
+        t->takeFilter();
+        const QPainterPath path = t->makePath(end_points, t->force);
+        t->force = 0;
+        pthread_mutex_unlock(&t->tide_mutex);
+        if (path.isEmpty())
+            continue;
+        t->drawTraceBackground(&ip, end_points);
+        t->drawPath(&ip, path);
+    }
+    ip.end();
+    drawOverlays();
+}
+
+void VXTraceview::blitImage(QPainter* p)
+{
+    VXViewport* vp = getViewportParent();
+    int w, h;
+    if (!vp || !p || image.isNull() || !plotSize(vp, w, h))
+        return;
+    p->save();
+    p->setClipRect(QRect(vp->vars.mleft, vp->vars.mtop, w, h));
+    p->drawImage(QPointF(vp->vars.mleft + image_xshift, vp->vars.mtop + image_yshift), image);
+    p->restore();
 }
 
 int VXTraceview::draw()
@@ -380,54 +466,74 @@ int VXTraceview::draw()
     int w, h;
     if (!vp || !painter || !plotSize(vp, w, h))
         return 0;
-    if (!(skip_render && !image.isNull())) {
-        int ratio = VXLayer::getRatio();
-        if (ratio <= 0)
-            ratio = std::max(1, static_cast<int>(painter->device() ? painter->device()->devicePixelRatio() : 1));
-        const VxTraceviewDisplayMode mode = displayMode();
-        const QColor background =
-            mode.color_background.color.isValid() ? mode.color_background.color : QColor(Qt::white);
-        // On an opaque background the image needs no alpha: an opaque image
-        // is copied to the plot rather than blended, which is most of what
-        // a repaint from the cached image costs.
-        const QImage::Format format =
-            background.alpha() == 255 ? QImage::Format_RGB32 : QImage::Format_ARGB32_Premultiplied;
-        if (image.isNull() || image_w != w || image_h != h || image.devicePixelRatio() != ratio
-            || image.format() != format) {
-            image = QImage(w * ratio, h * ratio, format);
-            image.setDevicePixelRatio(ratio);
-            image_w = w;
-            image_h = h;
-        }
-        image.fill(background);
-        QPainter ip(&image);
-        ip.setRenderHint(QPainter::Antialiasing, vars.antialias != 0);
-        // the traces draw in widget pixels of the plot; the image starts at its corner
-        ip.translate(-vp->vars.mleft, -vp->vars.mtop);
-        for (VXTrace* t : std::as_const(traces_display_list)) {
-            QList<double> end_points;
-            pthread_mutex_lock(&t->tide_mutex);
-            t->takeFilter();
-            const QPainterPath path = t->makePath(end_points, t->force);
-            t->force = 0;
-            pthread_mutex_unlock(&t->tide_mutex);
-            if (path.isEmpty())
-                continue;
-            t->drawTraceBackground(&ip, end_points);
-            t->drawPath(&ip, path);
-        }
-        ip.end();
-        drawOverlays();
-    }
-    painter->save();
-    painter->setClipRect(QRect(vp->vars.mleft, vp->vars.mtop, w, h));
-    painter->drawImage(QPointF(vp->vars.mleft + image_xshift, vp->vars.mtop + image_yshift), image);
-    painter->restore();
+    if (!(skip_render && !image.isNull()))
+        paintImage();
+    blitImage(painter);
     for (VXTrace* t : std::as_const(traces_display_list))
         t->drawLabel(painter);
     drawTimeNow(h);
     if (skip_render < 0)
         skip_render = 0;
+    return 1;
+}
+
+// --- the image item
+
+VXTraceviewImage::VXTraceviewImage(VXTraceview* view_)
+    : VXViewportItem(view_->getViewportParent(), nullptr, QStringLiteral("VXTraceviewImage"), 1), view(view_)
+{
+    item_name = view->item_name;
+    antialias = false;
+    if (VXViewport* vp = getViewportParent())
+        vp->moveItemAfter(view, this);
+}
+
+void VXTraceviewImage::setVisibility()
+{
+    item_display_pvt = view->item_display_pvt;
+    item_process_pvt = view->item_process_pvt;
+    VXLayer* layer = view->getLayer();
+    if (layer && layer->visibility == 0)
+        item_display_pvt = 0;
+    slideAxes();
+}
+
+bool VXTraceviewImage::viewDrawn()
+{
+    VXLayer* layer = view->getLayer();
+    VXViewport* vp = getViewportParent();
+    return !layer || !vp || layer->membersDrawn(vp->width(), vp->height());
+}
+
+void VXTraceviewImage::slideAxes()
+{
+    VXViewport* vp = getViewportParent();
+    VXLayer* layer = view->axes ? view->axes->getLayer() : nullptr;
+    if (!vp || !layer || layer == view->getLayer())
+        return;  // at rest the axes are drawn in the view's layer
+    // axes drawn in this paint show the window as it is now
+    if (layer->membersDrawn(vp->width(), vp->height()))
+        view->axes_xshift_drawn = view->image_xshift;
+    // the time lines slide within the plot, the times below it
+    const VxViewport& v = vp->vars;
+    const QRegion clip = QRegion(v.mleft, v.mtop, std::max(0, v.w - v.mleft - v.mright),
+                                 std::max(0, v.h - v.mtop - v.mbottom))
+                         + QRegion(0, v.h - v.mbottom, v.w, std::max(0, v.mbottom));
+    layer->setShiftClip(clip);
+    layer->setShift(view->image_xshift - view->axes_xshift_drawn, 0);
+}
+
+int VXTraceviewImage::drawViewportItem(QPainter* painter)
+{
+    VXViewport* vp = getViewportParent();
+    if (!painter || !vp || view->tright == view->tleft || vp->vars.ytop == vp->vars.ybottom)
+        return 0;
+    const bool cached = view->skip_render && !view->image.isNull();
+    if (!cached && viewDrawn())
+        view->renderImage(painter);
+    if (!cached && !view->image_shown)
+        return 0;
+    view->blitImage(painter);
     return 1;
 }
 

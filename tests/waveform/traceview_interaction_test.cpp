@@ -207,6 +207,40 @@ TEST(TraceviewInteraction, DragSlidesTheImageAndPansAtTheRelease)
     EXPECT_EQ(v.tv->image_yshift, 0);
 }
 
+// A drag move shows the picture slid: the traces and the time lines in the
+// plot, the times below it, with nothing drawn anew.  After the release the
+// picture is the one a view made at the new window shows.
+TEST(TraceviewInteraction, ADragSlidesThePictureAndTheReleaseRedrawsIt)
+{
+    View v;
+    ASSERT_EQ(v.tv->configure("show_crosshairs", "no", "show_coordinates_status", "no", nullptr), 0);
+    const QImage before = vptest::render(v.vp.get());
+    v.press(at(50), Qt::MiddleButton);
+    vptest::render(v.vp.get());  // the paint the press asks for
+    v.move(at(40), Qt::MiddleButton);
+    const QImage during = vptest::render(v.vp.get());
+    vptest::keep(during, "traceview_drag_slid");
+    const int dx = -64, mbottom = 500 - 460;
+    // (the amplitude brackets of the labels reach a few pixels into the plot
+    // and below it, and stay)
+    const QRect plot(static_cast<int>(plot_left) + 8, static_cast<int>(plot_top), 640 - 8, 420);
+    const QRect below(0, 500 - mbottom + 2, 800, mbottom - 2);
+    int compared = 0, differing = 0;
+    for (const QRect& r : {plot, below})
+        for (int y = r.top(); y <= r.bottom(); y++)
+            for (int x = r.left(); x <= r.right() + dx; x++, compared++)
+                differing += during.pixel(x, y) != before.pixel(x - dx, y);
+    EXPECT_GT(compared, 100000);
+    EXPECT_EQ(differing, 0);
+    EXPECT_NE(during.copy(plot), before.copy(plot));
+
+    v.release(at(40), Qt::MiddleButton);
+    View fresh;
+    ASSERT_EQ(fresh.tv->setTimeWindow(10.0, 100.0), 0);
+    const QImage after = vptest::render(v.vp.get());
+    EXPECT_TRUE(after == vptest::render(fresh.vp.get()));
+}
+
 TEST(TraceviewInteraction, PlainClicksBringTheirTimeToAnEdge)
 {
     View v;
