@@ -58,8 +58,9 @@ HLEdpPlane::HLEdpPlane(double latr, double lonr)
 
 // On x86-64, one build of project() for the processors of the last
 // decade's instruction set (four lanes, fused multiply-adds), chosen at
-// load time, and one for any other (GCC's form of the attribute).
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+// load time, and one for any other (GCC's form of the attribute).  Not in
+// sanitized builds: the resolver would run before the sanitizer's runtime.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(VX_SANITIZED)
 #define VX_EDP_CLONES __attribute__((target_clones("arch=x86-64-v3", "default")))
 #else
 #define VX_EDP_CLONES
