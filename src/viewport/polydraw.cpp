@@ -282,6 +282,8 @@ void VXPolyDraw::addRuns(std::vector<QPointF>* points, std::vector<VXPolyDrawRun
 {
     if (!points || !runs || npts <= 0 || !xpts || !ypts)
         return;
+    if (start && linearPump() && addRunInside(points, runs, npts, xpts, ypts, xoffset, yoffset))
+        return;
     RunsOut out{points, runs, xoffset, yoffset};
     try {
         addRun(out, npts, xpts, ypts, start);
@@ -290,6 +292,44 @@ void VXPolyDraw::addRuns(std::vector<QPointF>* points, std::vector<VXPolyDrawRun
         throw;
     }
     out.close();
+}
+
+bool VXPolyDraw::addRunInside(std::vector<QPointF>* points, std::vector<VXPolyDrawRun>* runs, int npts,
+                               const double* xpts, const double* ypts, double xoffset, double yoffset)
+{
+    // Every point of a line inside the view (zone 4 after zone 4) is
+    // emitted as it comes, the first as a move: place them all in one
+    // branch-free pass and keep them when none fell outside.  A point that
+    // is null, not finite or outside leaves the line to the zone rule.
+    VXScaledata& s = *scale;
+    const double xstart = s.xstart, xscale = s.xscale, ystart = s.ystart, yscale = s.yscale;
+    const size_t base = points->size();
+    points->resize(base + static_cast<size_t>(npts));
+    QPointF* out = points->data() + base;
+    bool inside = true;
+    double x = 0.0, y = 0.0;
+    for (int i = 0; i < npts; i++) {
+        const double xin = xpts[i] * xgain, yin = ypts[i] * ygain;
+        x = (xin - xstart) * xscale;
+        y = (yin - ystart) * yscale;
+        inside &= xin != VX_NULL_VALUE && yin != VX_NULL_VALUE && x >= 0.0 && x <= 1.0 && y >= 0.0 && y <= 1.0;
+        out[i] = QPointF(w * x + xoffset, h * y + yoffset);
+    }
+    if (!inside) {
+        points->resize(base);
+        return false;
+    }
+    runs->push_back({static_cast<uint32_t>(base), static_cast<uint32_t>(npts)});
+    s.start = 0;
+    ZoneState z = loadZone();
+    z.x_last = x;
+    z.y_last = y;
+    z.zone_last = 4;
+    z.ret_last = npts == 1 ? VXScaledata::disposition_moveTo : VXScaledata::disposition_lineTo;
+    z.first = 0;
+    z.move_pending = false;
+    storeZone(z);
+    return true;
 }
 
 QPainterPath* VXPolyDraw::addPoints(QPainterPath* path, QPainterPath* from, int start, int subtract)

@@ -106,6 +106,10 @@ private:
     bool linearPump() const;
     template <class Out>
     void addRunLinear(Out& out, int npts, const double* xpts, const double* ypts, int start);
+    // addRuns() of a line that starts anew and lies inside the view: one
+    // run without the zone rule; false, with nothing added, otherwise
+    bool addRunInside(std::vector<QPointF>* points, std::vector<VXPolyDrawRun>* runs, int npts, const double* xpts,
+                      const double* ypts, double xoffset, double yoffset);
 
     // A point that begins a line was skipped: the next point emitted has to
     // begin the line in its place.

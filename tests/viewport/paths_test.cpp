@@ -161,6 +161,43 @@ TEST(PathContinuation, ViewportUnitsAndPixelsMakeTheSamePath)
     expectElements(world.path, elementsOf(pixels.path));
 }
 
+// addRuns() places a line that lies inside the view in one pass; the runs,
+// and the state a continuing call starts from, are those of the point-by-
+// point pump (which world units take and pixel units never do).
+TEST(PathContinuation, RunsInsideTheViewMatchThePointPump)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    auto vp = linearView();
+    struct Call { std::vector<double> x, y; int start; };
+    const std::vector<Call> calls = {
+        {{10, 20, 30}, {10, 20, 30}, 1},            // inside
+        {{40, 150, 160, 50}, {40, 50, 60, 50}, 0},  // continues, leaves and comes back
+        {{20, nan, 30, 40}, {20, 30, 40, 50}, 1},   // a gap
+        {{60}, {60}, 1},                            // one point
+        {{70, 80}, {70, 80}, 0},                    // continues from it
+        {{-5, 50, 60}, {50, 50, 60}, 1},            // starts outside
+    };
+    VXPolyDraw world(&vp->vars, 0, 1.0, 1.0, 0, 0), pixels(&vp->vars, 0, 1.0, 1.0, 1, 1);
+    std::vector<QPointF> wpoints, ppoints;
+    std::vector<VXPolyDrawRun> wruns, pruns;
+    for (Call c : calls) {
+        const int n = static_cast<int>(c.x.size());
+        world.addRuns(&wpoints, &wruns, n, c.x.data(), c.y.data(), c.start, 0.0, 0.0);
+        for (double& v : c.y)
+            v = 100.0 - v;
+        pixels.addRuns(&ppoints, &pruns, n, c.x.data(), c.y.data(), c.start, 0.0, 0.0);
+    }
+    ASSERT_EQ(wruns.size(), pruns.size());
+    ASSERT_GT(wpoints.size(), 10u);
+    for (size_t r = 0; r < wruns.size(); r++) {
+        ASSERT_EQ(wruns[r].count, pruns[r].count) << "run " << r;
+        for (uint32_t i = 0; i < wruns[r].count; i++) {
+            EXPECT_NEAR(wpoints[wruns[r].first + i].x(), ppoints[pruns[r].first + i].x(), 1e-9) << "run " << r;
+            EXPECT_NEAR(wpoints[wruns[r].first + i].y(), ppoints[pruns[r].first + i].y(), 1e-9) << "run " << r;
+        }
+    }
+}
+
 TEST(PathGaps, LogAxisBreaksAtNonPositiveValues)
 {
     auto vp = vptest::makeViewport(100, 100, {"xleft", "0", "xright", "100", "ymode", "log", "ybottom", "1",
