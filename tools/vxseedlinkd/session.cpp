@@ -47,12 +47,13 @@ std::vector<std::string> words(const std::string& line)
     return w;
 }
 
-// "YYYY,MM,DD,hh,mm,ss" to epoch seconds, or negative.
-double parse_time_word(const std::string& s)
+// A UTC time read by a format of six integer fields (year to second), of
+// which at least min_fields must be there, to epoch seconds, or negative.
+double parse_utc_fields(const std::string& s, const char* format, int min_fields)
 {
     int v[6] = {0, 1, 1, 0, 0, 0};
-    int n = sscanf(s.c_str(), "%d,%d,%d,%d,%d,%d", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5]);
-    if (n < 1 || v[0] < 1900 || v[0] > 2500)
+    if (sscanf(s.c_str(), format, &v[0], &v[1], &v[2], &v[3], &v[4], &v[5]) < min_fields || v[0] < 1900 ||
+        v[0] > 2500)
         return -1.0;
     struct tm tm {};
     tm.tm_year = v[0] - 1900;
@@ -219,21 +220,16 @@ int send_json(int fd, const std::string& json)
     return send_text(fd, v4_header('J', 'I', static_cast<uint32_t>(json.size()), 0, "") + json);
 }
 
+// "YYYY,MM,DD,hh,mm,ss" to epoch seconds, or negative.
+double parse_time_word(const std::string& s)
+{
+    return parse_utc_fields(s, "%d,%d,%d,%d,%d,%d", 1);
+}
+
 // "YYYY-MM-DDThh:mm:ss[.f][Z]" to epoch seconds, or negative.
 double parse_iso_time(const std::string& s)
 {
-    int v[6] = {0, 1, 1, 0, 0, 0};
-    if (sscanf(s.c_str(), "%d-%d-%dT%d:%d:%d", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5]) < 3 || v[0] < 1900 ||
-        v[0] > 2500)
-        return -1.0;
-    struct tm tm {};
-    tm.tm_year = v[0] - 1900;
-    tm.tm_mon = v[1] - 1;
-    tm.tm_mday = v[2];
-    tm.tm_hour = v[3];
-    tm.tm_min = v[4];
-    tm.tm_sec = v[5];
-    return static_cast<double>(timegm(&tm));
+    return parse_utc_fields(s, "%d-%d-%dT%d:%d:%d", 3);
 }
 
 struct Subscription

@@ -190,15 +190,26 @@ std::vector<SlStationId> sl_info_stations(std::string_view xml, size_t max_stati
     return out;
 }
 
-std::string sl_time_word(double epoch)
+namespace {
+
+// The whole second of epoch in UTC, through a format of six integer fields
+// (year, month, day, hour, minute, second).
+std::string utcWord(double epoch, const char* format)
 {
     const time_t t = static_cast<time_t>(std::floor(epoch));
     struct tm tm {};
     gmtime_r(&t, &tm);
     char buf[64];
-    snprintf(buf, sizeof buf, "%04d,%02d,%02d,%02d,%02d,%02d", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday,
-             tm.tm_hour, tm.tm_min, tm.tm_sec);
+    snprintf(buf, sizeof buf, format, tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min,
+             tm.tm_sec);
     return buf;
+}
+
+} // namespace
+
+std::string sl_time_word(double epoch)
+{
+    return utcWord(epoch, "%04d,%02d,%02d,%02d,%02d,%02d");
 }
 
 int sl_record_codes(const char* record, char net[3], char sta[6], char loc[3], char chan[4])
@@ -326,11 +337,5 @@ bool sl_greeting_offers_v4(std::string_view line)
 
 std::string sl4_time_word(double epoch)
 {
-    const time_t t = static_cast<time_t>(std::floor(epoch));
-    struct tm tm {};
-    gmtime_r(&t, &tm);
-    char buf[64];
-    snprintf(buf, sizeof buf, "%04d-%02d-%02dT%02d:%02d:%02dZ", tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday,
-             tm.tm_hour, tm.tm_min, tm.tm_sec);
-    return buf;
+    return utcWord(epoch, "%04d-%02d-%02dT%02d:%02d:%02dZ");
 }
