@@ -9,6 +9,7 @@
 #include "toolkit/geo/geo.h"
 #include "toolkit/geo/traveltime.h"
 #include "toolkit/store/rsbackend_p.h"
+#include "toolkit/store/rsorder_p.h"
 #include "toolkit/store/rsschema_p.h"
 
 #include <sys/stat.h>
@@ -475,20 +476,34 @@ bool QKModel::indexRewritten(int table, const std::vector<long>& rows)
 
 std::vector<QKModel::ListKey> QKModel::listKeys()
 {
-    std::vector<ListKey> keys;
-    keys.reserve(events_.size());
+    std::vector<ListKey> rows;  // in the order of the id index
+    rows.reserve(events_.size());
+    bool by_evid = true;  // whether that order is the evids' (ids far apart or negative may break it)
     events_.each([&](long evid, EventRow& e) {
         const OriginRow* o = origins_.find(e.prefor);
         const bool found = o && o->evid == evid;
         // the origerr row of the origin row's own orid, as fillOrigin() finds it
         const long* oe = found ? origerr_.find(e.prefor) : nullptr;
-        keys.push_back({found ? o->time : -9999999999.999, evid, e.recno, found ? o->recno : -1, oe ? *oe : -1,
+        by_evid = by_evid && (rows.empty() || rows.back().evid < evid);
+        rows.push_back({found ? o->time : -9999999999.999, evid, e.recno, found ? o->recno : -1, oe ? *oe : -1,
                         e.prefor, &e.place, 0.0, record(QK_EVENT, e.recno),
                         found ? record(QK_ORIGIN, o->recno) : std::string_view(),
                         oe ? record(QK_ORIGERR, *oe) : std::string_view()});
-        keys.back().lddate_view = entryLddate(f_, keys.back());
+        rows.back().lddate_view = entryLddate(f_, rows.back());
     });
-    std::sort(keys.begin(), keys.end());
+    if (!by_evid)
+        std::sort(rows.begin(), rows.end(), [](const ListKey& a, const ListKey& b) { return a.evid < b.evid; });
+    // by time, ties kept in evid order: the keys' own order, without moving
+    // the large keys about while sorting (a time that is not a number goes
+    // last)
+    std::vector<uint64_t> times(rows.size());
+    for (size_t k = 0; k < rows.size(); k++)
+        times[k] = rs_double_order_key(rows[k].time);
+    const std::vector<size_t> order = rs_radix_order(times);
+    std::vector<ListKey> keys;
+    keys.reserve(rows.size());
+    for (size_t k : order)
+        keys.push_back(rows[k]);
     return keys;
 }
 

@@ -7,6 +7,7 @@
 #include "toolkit/base/errors.h"
 #include "toolkit/store/rsbackend_p.h"
 #include "toolkit/store/rsexpr_p.h"
+#include "toolkit/store/rsorder_p.h"
 
 #include <algorithm>
 #include <cmath>
@@ -98,13 +99,28 @@ int exprColumn(const RsTableRef& ref, const RsExpr& expr, const std::vector<long
     return 0;
 }
 
-// A number as a key whose unsigned order is the order of compare():
-// negative numbers below positive ones, -0 equal to 0, NaN after all.
+// A number as a key whose unsigned order is the order of compare().
 uint64_t orderKey(const KeyColumn& col, size_t k)
 {
     if (col.kind == RSEX_INTEGER || col.kind == RSEX_BOOLEAN)
         return static_cast<uint64_t>(col.i[k]) ^ (uint64_t(1) << 63);
-    double d = col.d[k];
+    return rs_double_order_key(col.d[k]);
+}
+
+// The order of one numeric key.
+std::vector<size_t> orderOneNumber(const KeyColumn& col, bool reverse, size_t n)
+{
+    std::vector<uint64_t> keys(n);
+    const bool down = col.descending != reverse;
+    for (size_t k = 0; k < n; k++)
+        keys[k] = down ? ~orderKey(col, k) : orderKey(col, k);
+    return rs_radix_order(keys);
+}
+
+}  // namespace
+
+uint64_t rs_double_order_key(double d)
+{
     if (std::isnan(d))
         return UINT64_MAX;
     if (d == 0)
@@ -114,23 +130,20 @@ uint64_t orderKey(const KeyColumn& col, size_t k)
     return bits & (uint64_t(1) << 63) ? ~bits : bits | (uint64_t(1) << 63);
 }
 
-// The order of one numeric key by a radix sort of the keys, 16 bits at a
-// time from the lowest; each pass is stable, so ties keep their order.
-std::vector<size_t> orderOneNumber(const KeyColumn& col, bool reverse, size_t n)
+std::vector<size_t> rs_radix_order(const std::vector<uint64_t>& keys)
 {
     struct Keyed
     {
         uint64_t key;
         size_t position;
     };
+    const size_t n = keys.size();
     std::vector<Keyed> a(n), b(n);
-    const bool down = col.descending != reverse;
     uint64_t all_or = 0, all_and = ~uint64_t(0);
     for (size_t k = 0; k < n; k++) {
-        const uint64_t key = down ? ~orderKey(col, k) : orderKey(col, k);
-        a[k] = {key, k};
-        all_or |= key;
-        all_and &= key;
+        a[k] = {keys[k], k};
+        all_or |= keys[k];
+        all_and &= keys[k];
     }
     std::vector<size_t> count(65536);
     for (int shift = 0; shift < 64; shift += 16) {
@@ -154,8 +167,6 @@ std::vector<size_t> orderOneNumber(const KeyColumn& col, bool reverse, size_t n)
         order[k] = a[k].position;
     return order;
 }
-
-}  // namespace
 
 // ---- the records of tables and views
 
