@@ -7,6 +7,7 @@
 #include "toolkit/base/strings.h"
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <climits>
 #include <cmath>
@@ -353,8 +354,54 @@ std::string_view rs_trim(std::string_view t)
     return t;
 }
 
+namespace {
+
+// The blanks before a right-justified number, counted a word at a time.
+inline size_t leadingSpaces(const char* p, size_t n)
+{
+    constexpr uint64_t kBlanks = 0x2020202020202020ULL;
+    size_t i = 0;
+    while (i + 8 <= n) {
+        uint64_t word;
+        memcpy(&word, p + i, 8);
+        const uint64_t other = word ^ kBlanks;
+        if (other != 0) {
+            if constexpr (std::endian::native == std::endian::little)
+                return i + static_cast<size_t>(std::countr_zero(other)) / 8;
+            break;
+        }
+        i += 8;
+    }
+    while (i < n && p[i] == ' ')
+        i++;
+    return i;
+}
+
+}  // namespace
+
 int rs_parse_long(std::string_view text, long* value)
 {
+    // the common field: blanks, an optional minus, at most 18 digits, blanks
+    {
+        const char* p = text.data();
+        const size_t n = text.size();
+        size_t i = leadingSpaces(p, n);
+        const bool negative = i < n && p[i] == '-';
+        i += negative ? 1 : 0;
+        const size_t first = i;
+        unsigned long v = 0;
+        while (i < n && isDigit(p[i]) && i - first < 18)
+            v = v * 10 + static_cast<unsigned long>(p[i++] - '0');
+        if (i > first && (i == n || p[i] == ' ')) {
+            const size_t digits_end = i;
+            i = digits_end + leadingSpaces(p + digits_end, n - digits_end);
+            if (i == n) {
+                *value = negative ? -static_cast<long>(v) : static_cast<long>(v);
+                return 0;
+            }
+        }
+    }
+    // the rest: tabs, a plus, a carriage return, long numbers, faults
     std::string_view t = rs_trim(text);
     size_t i = 0;
     bool negative = false;
