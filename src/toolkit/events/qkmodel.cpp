@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <ctime>
 
@@ -359,11 +360,25 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
     const int tindex = static_cast<int>(tables_[table]);
     const RsTableDef* def = defs_[table];
     Complaints complain;
-    auto rec = [&](long r) { return d->backend->record(tindex, r); };
+    // The rows were read a while ago and are far apart: each is fetched a
+    // few rows ahead of its use, as the store's sorted views do.
+    // Its first and last lines: ids lead, the load date ends it.
+    constexpr long kAhead = 12;
+    auto rec = [&](long r) {
+        if (r + kAhead < last) {
+            const std::string_view ahead = d->backend->record(tindex, r + kAhead);
+            __builtin_prefetch(ahead.data());
+            __builtin_prefetch(ahead.data() + ahead.size() - 1);
+        }
+        return d->backend->record(tindex, r);
+    };
+    auto loadDate = [&](std::string_view text, int field) {
+        return qk_parse_lddate(rs_trim(qk_field_text(def, text, field)));
+    };
     auto push = [](QKIdMap<QKRowList>& m, long key, long r) { m[key].push(r); };
     switch (table) {
     case QK_EVENT: {
-        const int fevid = fi(def, "evid"), fprefor = fi(def, "prefor");
+        const int fevid = fi(def, "evid"), fprefor = fi(def, "prefor"), flddate = fi(def, "lddate");
         for (long r = first; r < last; r++) {
             const std::string_view text = rec(r);
             const long evid = lval(def, text, fevid);
@@ -373,13 +388,15 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
                          evid, row->recno, r);
             row->recno = r;
             row->prefor = lval(def, text, fprefor);
+            row->lddate = loadDate(text, flddate);
             if (!changes->all_events)
                 changes->dirty_evids.insert(evid);
         }
         break;
     }
     case QK_ORIGIN: {
-        const int forid = fi(def, "orid"), fevid = fi(def, "evid"), ftime = fi(def, "time");
+        const int forid = fi(def, "orid"), fevid = fi(def, "evid"), ftime = fi(def, "time"),
+                  flddate = fi(def, "lddate");
         for (long r = first; r < last; r++) {
             const std::string_view text = rec(r);
             const long orid = lval(def, text, forid);
@@ -394,6 +411,7 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
             row->recno = r;
             row->evid = evid;
             row->time = qk_double(def, text, ftime, -9999999999.999);
+            row->lddate = loadDate(text, flddate);
             evid_origins_[evid].push(orid);
             if (!changes->all_events)
                 changes->dirty_evids.insert(evid);
@@ -489,7 +507,12 @@ std::vector<QKModel::ListKey> QKModel::listKeys()
                         e.prefor, &e.place, 0.0, record(QK_EVENT, e.recno),
                         found ? record(QK_ORIGIN, o->recno) : std::string_view(),
                         oe ? record(QK_ORIGERR, *oe) : std::string_view()});
-        rows.back().lddate_view = entryLddate(f_, rows.back());
+        // the load dates of the entry's rows, as buildEntry() combines them
+        double view = found ? std::max(e.lddate, o->lddate) : e.lddate;
+        if (oe)
+            view = std::max(view, qk_parse_lddate(rs_trim(
+                                      qk_field_text(f_.origerr, rows.back().origerr_text, f_.origerr_lddate))));
+        rows.back().lddate_view = view;
     });
     if (!by_evid)
         std::sort(rows.begin(), rows.end(), [](const ListKey& a, const ListKey& b) { return a.evid < b.evid; });
@@ -499,12 +522,25 @@ std::vector<QKModel::ListKey> QKModel::listKeys()
     std::vector<uint64_t> times(rows.size());
     for (size_t k = 0; k < rows.size(); k++)
         times[k] = rs_double_order_key(rows[k].time);
-    const std::vector<size_t> order = rs_radix_order(times);
-    std::vector<ListKey> keys;
-    keys.reserve(rows.size());
-    for (size_t k : order)
-        keys.push_back(rows[k]);
-    return keys;
+    std::vector<size_t> order = rs_radix_order(times);
+    // put the keys in that order in place, one cycle of the permutation at
+    // a time (a second array of keys would cost as much again in memory)
+    constexpr size_t kDone = SIZE_MAX;
+    for (size_t start = 0; start < order.size(); start++) {
+        if (order[start] == kDone)
+            continue;
+        ListKey first = rows[start];
+        size_t at = start;
+        while (order[at] != start) {
+            rows[at] = rows[order[at]];
+            const size_t next = order[at];
+            order[at] = kDone;
+            at = next;
+        }
+        rows[at] = first;
+        order[at] = kDone;
+    }
+    return rows;
 }
 
 long QKModel::placeOf(long evid) const
@@ -737,18 +773,6 @@ bool QKModel::buildEntry(const EntryFields& f, const ListKey& key, QKEvent* ev, 
     origin->preferred = 1;
     noteOrigin(ev, *origin);
     return true;
-}
-
-double QKModel::entryLddate(const EntryFields& f, const ListKey& key)
-{
-    double view = qk_parse_lddate(rs_trim(qk_field_text(f.event, key.event_text, f.event_lddate)));
-    if (key.origin_recno < 0)
-        return view;
-    view = std::max(view, qk_parse_lddate(rs_trim(qk_field_text(f.origin, key.origin_text, f.origin_lddate))));
-    if (key.origerr_recno >= 0)
-        view = std::max(view,
-                        qk_parse_lddate(rs_trim(qk_field_text(f.origerr, key.origerr_text, f.origerr_lddate))));
-    return view;
 }
 
 int QKModel::buildEvent(long evid, bool expand, QKEvent* ev) const

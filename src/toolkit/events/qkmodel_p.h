@@ -96,7 +96,7 @@ public:
         long origerr_recno;  // of its origerr row; -1 when it has none
         long prefor;
         long* place;        // where the event's place is noted (valid while no event is added)
-        double lddate_view;  // entryLddate()
+        double lddate_view;  // the latest load date of the rows, as the entry's lddate_view
         // the rows (valid while the tables stay, or while held: holdRows())
         std::string_view event_text, origin_text, origerr_text;
         bool operator<(const ListKey& o) const { return time != o.time ? time < o.time : evid < o.evid; }
@@ -125,9 +125,6 @@ public:
     // thread, while its rows are valid), but for its origins: its preferred
     // origin goes to *origin, and true tells that it has one.
     static bool buildEntry(const EntryFields& f, const ListKey& key, QKEvent* event, QKOrigin* origin);
-    // The load dates of a key's entry as buildEntry() gives them: of its
-    // event, and the latest over the event and its preferred origin.
-    static double entryLddate(const EntryFields& f, const ListKey& key);
     // Start reading the rows of a key of listKeys() that buildEntry() will
     // read, a few keys ahead: the rows lie in the list's order, not the
     // files'.
@@ -164,12 +161,14 @@ private:
         long recno = -1;
         long prefor = -1;
         long place = -1;  // in the server's list
+        double lddate = -1.0;  // of the row
     };
     struct OriginRow
     {
         long recno = -1;
         long evid = -1;
         double time = -9999999999.999;
+        double lddate = -1.0;  // of the row
     };
 
     FileState stat(int table) const;
