@@ -239,6 +239,7 @@ void QKModel::clearIndex(int table)
     case QK_ORIGIN:
         origins_.clear();
         evid_origins_.clear();
+        evid_origins_made_ = false;
         break;
     case QK_ORIGERR: origerr_.clear(); break;
     case QK_EMODEL: emodel_.clear(); break;
@@ -323,7 +324,6 @@ int QKModel::take(QKChanges* changes)
                 events_.reserve(static_cast<size_t>(n));
             if (t == QK_ORIGIN) {
                 origins_.reserve(static_cast<size_t>(n));
-                evid_origins_.reserve(static_cast<size_t>(n));
             }
             indexRows(t, 0, n, changes);
         }
@@ -332,14 +332,14 @@ int QKModel::take(QKChanges* changes)
     // events whose rows reference nothing
     Complaints complain;
     auto check = [&](long evid, const EventRow& e) {
-        const QKRowList* os = evid_origins_.find(evid);
-        if (!os || os->empty()) {
-            complain("QKModel::take: Event %ld has no origin.\n", evid);
-            return;
-        }
         // the preferred origin is one of the event's when it names the event
         const OriginRow* o = origins_.find(e.prefor);
-        if (!o || o->evid != evid)
+        if (o && o->evid == evid)
+            return;
+        const QKRowList* os = originsOf(evid);
+        if (!os || os->empty())
+            complain("QKModel::take: Event %ld has no origin.\n", evid);
+        else
             complain("QKModel::take: Event %ld names preferred origin %ld, which is not one of its origins.\n", evid,
                      e.prefor);
     };
@@ -405,14 +405,16 @@ void QKModel::indexRows(int table, long first, long last, QKChanges* changes)
             if (!fresh) {
                 complain("QKModel::take: Origin %ld is in rows %ld and %ld of table origin; the later row is used.\n",
                          orid, row->recno, r);
-                evid_origins_[row->evid].remove(orid);
+                if (evid_origins_made_)
+                    evid_origins_[row->evid].remove(orid);
                 changes->dirty_evids.insert(row->evid);
             }
             row->recno = r;
             row->evid = evid;
             row->time = qk_double(def, text, ftime, -9999999999.999);
             row->lddate = loadDate(text, flddate);
-            evid_origins_[evid].push(orid);
+            if (evid_origins_made_)
+                evid_origins_[evid].push(orid);
             if (!changes->all_events)
                 changes->dirty_evids.insert(evid);
         }
@@ -541,6 +543,22 @@ std::vector<QKModel::ListKey> QKModel::listKeys()
         order[at] = kDone;
     }
     return rows;
+}
+
+const QKRowList* QKModel::originsOf(long evid) const
+{
+    if (!evid_origins_made_) {
+        // the orids of each event in the order of their rows
+        std::vector<std::pair<long, long>> rows;  // (recno, orid)
+        rows.reserve(origins_.size());
+        origins_.each([&](long orid, const OriginRow& o) { rows.emplace_back(o.recno, orid); });
+        std::sort(rows.begin(), rows.end());
+        evid_origins_.reserve(rows.size());
+        for (const auto& [recno, orid] : rows)
+            evid_origins_[origins_.find(orid)->evid].push(orid);
+        evid_origins_made_ = true;
+    }
+    return evid_origins_.find(evid);
 }
 
 long QKModel::placeOf(long evid) const
@@ -785,7 +803,7 @@ int QKModel::buildEvent(long evid, bool expand, QKEvent* ev) const
     if (expand) {
         ev->access_time = timenow();
         // every origin of the event, in row order
-        const QKRowList* os = evid_origins_.find(evid);
+        const QKRowList* os = originsOf(evid);
         if (!os)
             return 1;
         os->each([&](long orid) {

@@ -190,6 +190,8 @@ private:
     static void noteOrigin(QKEvent* event, const QKOrigin& origin);
     void fillAssociation(long assoc_recno, QKAssociation* a) const;
     long siteRow(std::string_view sta, double time) const;
+    // The orids of evid in row order, or null.
+    const QKRowList* originsOf(long evid) const;
 
     // field indices of the rows read for every list entry
     EntryFields f_;
@@ -204,7 +206,10 @@ private:
 
     QKIdMap<EventRow> events_;            // evid
     QKIdMap<OriginRow> origins_;          // orid
-    QKIdMap<QKRowList> evid_origins_;     // evid -> orids, in row order
+    // evid -> orids, in row order: made when first wanted (the list needs
+    // only the preferred origins), then kept up to date
+    mutable QKIdMap<QKRowList> evid_origins_;
+    mutable bool evid_origins_made_ = false;
     // child rows by the id they hang on: row numbers, in row order
     QKIdMap<long> origerr_;               // orid
     QKIdMap<long> emodel_;                // orid
