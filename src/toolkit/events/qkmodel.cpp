@@ -533,7 +533,15 @@ std::vector<QKModel::ListKey> QKModel::listKeys()
             continue;
         ListKey first = rows[start];
         size_t at = start;
+        // the keys a few steps on along the cycle are fetched ahead: they
+        // lie anywhere in the array
+        auto next = [&](size_t p) { return order[p] == kDone ? p : order[p]; };
+        size_t ahead = next(next(next(start)));
         while (order[at] != start) {
+            ahead = next(ahead);
+            const char* bytes = reinterpret_cast<const char*>(&rows[ahead]);
+            __builtin_prefetch(bytes);
+            __builtin_prefetch(bytes + sizeof(ListKey) - 1);
             rows[at] = rows[order[at]];
             const size_t next = order[at];
             order[at] = kDone;
