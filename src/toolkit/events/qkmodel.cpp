@@ -88,21 +88,25 @@ const char* qk_table_name(int table)
 
 double qk_parse_lddate(std::string_view text)
 {
-    // "YYYY-MM-DDTHHMMSS", as the store writes it
+    // "YYYY-MM-DDTHHMMSS", as the store writes it: the digits at fixed
+    // places, checked all at once
     if (text.size() != 17 || text[4] != '-' || text[7] != '-' || text[10] != 'T')
         return -1.0;
-    int v[6];
-    const size_t at[6] = {0, 5, 8, 11, 13, 15};
-    const size_t len[6] = {4, 2, 2, 2, 2, 2};
-    for (int i = 0; i < 6; i++) {
-        v[i] = 0;
-        for (size_t k = 0; k < len[i]; k++) {
-            const char c = text[at[i] + k];
-            if (c < '0' || c > '9')
-                return -1.0;
-            v[i] = v[i] * 10 + (c - '0');
-        }
+    constexpr size_t kAt[14] = {0, 1, 2, 3, 5, 6, 8, 9, 11, 12, 13, 14, 15, 16};
+    unsigned d[14];
+    unsigned bad = 0;
+    for (size_t k = 0; k < 14; k++) {
+        d[k] = static_cast<unsigned>(static_cast<unsigned char>(text[kAt[k]])) - '0';
+        bad |= d[k] > 9 ? 1u : 0u;
     }
+    if (bad)
+        return -1.0;
+    const int v[6] = {static_cast<int>(d[0] * 1000 + d[1] * 100 + d[2] * 10 + d[3]),
+                      static_cast<int>(d[4] * 10 + d[5]),
+                      static_cast<int>(d[6] * 10 + d[7]),
+                      static_cast<int>(d[8] * 10 + d[9]),
+                      static_cast<int>(d[10] * 10 + d[11]),
+                      static_cast<int>(d[12] * 10 + d[13])};
     if (v[1] < 1 || v[1] > 12 || v[2] < 1 || v[2] > 31 || v[3] > 23 || v[4] > 59 || v[5] > 60)
         return -1.0;
     // days since 1970-01-01 of the civil date (proleptic Gregorian)
