@@ -525,10 +525,8 @@ std::vector<QKModel::ListKey> QKModel::listKeys()
     // by time, ties kept in evid order: the keys' own order, without moving
     // the large keys about while sorting (a time that is not a number goes
     // last)
-    std::vector<uint64_t> times(rows.size());
-    for (size_t k = 0; k < rows.size(); k++)
-        times[k] = rs_double_order_key(rows[k].time);
-    std::vector<size_t> order = rs_radix_order(times);
+    std::vector<size_t> order =
+        rs_radix_order(rows.size(), [&rows](size_t k) { return rs_double_order_key(rows[k].time); });
     // put the keys in that order in place, one cycle of the permutation at
     // a time (a second array of keys would cost as much again in memory)
     constexpr size_t kDone = SIZE_MAX;

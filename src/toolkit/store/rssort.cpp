@@ -110,63 +110,11 @@ uint64_t orderKey(const KeyColumn& col, size_t k)
 // The order of one numeric key.
 std::vector<size_t> orderOneNumber(const KeyColumn& col, bool reverse, size_t n)
 {
-    std::vector<uint64_t> keys(n);
     const bool down = col.descending != reverse;
-    for (size_t k = 0; k < n; k++)
-        keys[k] = down ? ~orderKey(col, k) : orderKey(col, k);
-    return rs_radix_order(keys);
+    return rs_radix_order(n, [&](size_t k) { return down ? ~orderKey(col, k) : orderKey(col, k); });
 }
 
 }  // namespace
-
-uint64_t rs_double_order_key(double d)
-{
-    if (std::isnan(d))
-        return UINT64_MAX;
-    if (d == 0)
-        d = 0;
-    uint64_t bits;
-    memcpy(&bits, &d, sizeof bits);
-    return bits & (uint64_t(1) << 63) ? ~bits : bits | (uint64_t(1) << 63);
-}
-
-std::vector<size_t> rs_radix_order(const std::vector<uint64_t>& keys)
-{
-    struct Keyed
-    {
-        uint64_t key;
-        size_t position;
-    };
-    const size_t n = keys.size();
-    std::vector<Keyed> a(n), b(n);
-    uint64_t all_or = 0, all_and = ~uint64_t(0);
-    for (size_t k = 0; k < n; k++) {
-        a[k] = {keys[k], k};
-        all_or |= keys[k];
-        all_and &= keys[k];
-    }
-    std::vector<size_t> count(65536);
-    for (int shift = 0; shift < 64; shift += 16) {
-        if ((((all_or ^ all_and) >> shift) & 0xffff) == 0)
-            continue;  // every key has the same digit here
-        std::fill(count.begin(), count.end(), 0);
-        for (const Keyed& x : a)
-            count[(x.key >> shift) & 0xffff]++;
-        size_t sum = 0;
-        for (size_t& c : count) {
-            const size_t here = c;
-            c = sum;
-            sum += here;
-        }
-        for (const Keyed& x : a)
-            b[count[(x.key >> shift) & 0xffff]++] = x;
-        a.swap(b);
-    }
-    std::vector<size_t> order(n);
-    for (size_t k = 0; k < n; k++)
-        order[k] = a[k].position;
-    return order;
-}
 
 // ---- the records of tables and views
 
