@@ -244,22 +244,25 @@ void fold_blocks8(const float* lo, const float* hi, long nblocks, float* mins, f
 
 int VxSampleIndex::build(const float* d, long n)
 {
-    data = d;
+    if (begin(n) < 0) {
+        data = d;
+        return -1;
+    }
+    addPiece(d, 0, n);
+    finish(d);
+    return 0;
+}
+
+int VxSampleIndex::begin(long n)
+{
+    data = nullptr;
     nsamp = n;
     try {
-        const float* lo = d;
-        const float* hi = d;
         long count = n;  // pairs at the level below
         for (int level = 0; level < levels; level++) {
             const long blocks = (count + 7) >> shift0;
             mins[level].assign(static_cast<size_t>(blocks), 0.0f);
             maxs[level].assign(static_cast<size_t>(blocks), 0.0f);
-            const long whole = count >> shift0;
-            fold_blocks8(lo, hi, whole, mins[level].data(), maxs[level].data());
-            if (whole < blocks)
-                fold_block8(lo, hi, 8 * whole, count, &mins[level][whole], &maxs[level][whole]);
-            lo = mins[level].data();
-            hi = maxs[level].data();
             count = blocks;
         }
     } catch (const std::bad_alloc&) {
@@ -270,6 +273,66 @@ int VxSampleIndex::build(const float* d, long n)
         return -1;
     }
     return 0;
+}
+
+void VxSampleIndex::addPiece(const float* samples, long first, long count)
+{
+    if (mins[0].empty() || count < 1 || first < 0 || (first & (piece_samples - 1)) != 0 || first + count > nsamp)
+        return;
+    // a piece begins on a block edge at every level, so its blocks are
+    // folded from its own pairs alone, as a build of the whole would
+    const float* lo = samples;
+    const float* hi = samples;
+    long at = first;  // the piece's first pair at the level below
+    long pairs = count;
+    for (int level = 0; level < levels; level++) {
+        const long out = at >> shift0;
+        const long blocks = (pairs + 7) >> shift0;
+        const long whole = pairs >> shift0;
+        float* mn = mins[level].data() + out;
+        float* mx = maxs[level].data() + out;
+        fold_blocks8(lo, hi, whole, mn, mx);
+        if (whole < blocks)
+            fold_block8(lo, hi, 8 * whole, pairs, mn + whole, mx + whole);
+        lo = mn;
+        hi = mx;
+        at = out;
+        pairs = blocks;
+    }
+}
+
+void VxSampleIndex::finish(const float* d)
+{
+    data = d;
+}
+
+void VxGapRuns::addPiece(const float* samples, long first, long count)
+{
+    float gap = 0.0f;
+    wffill_gap(&gap, 1);
+    long i = 0;
+    while (i < count) {
+        if (open < 0) {
+            while (i < count && samples[i] == gap)
+                i++;
+            if (i >= count)
+                return;
+            open = first + i;
+        }
+        const long end = vx_next_gap(samples, i, count);
+        if (end >= count)
+            return;  // the run goes on into the next piece
+        runs.append({static_cast<int>(open), static_cast<int>(first + end)});
+        open = -1;
+        i = end;
+    }
+}
+
+void VxGapRuns::finish(long total)
+{
+    if (open >= 0 && open < total)
+        runs.append({static_cast<int>(open), static_cast<int>(total)});
+    open = -1;
 }
 
 void VxSampleIndex::reduce(long a, long b, VxPixelatorPixel& px) const
