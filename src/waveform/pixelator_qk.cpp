@@ -143,8 +143,8 @@ struct PieceIndexer
             self->total = -1;
             return;
         }
-        self->record->index.addPiece(samples, first, count);
-        self->runs.addPiece(samples, first, count);
+        const bool has_gap = self->record->index.addPiece(samples, first, count);
+        self->runs.addPiece(samples, first, count, has_gap);
         self->next = first + count;
     }
 

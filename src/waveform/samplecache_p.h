@@ -56,7 +56,9 @@ struct VxSampleIndex
     // that holds the n samples.  The index is build()'s, bit for bit.
     static constexpr long piece_samples = 32768;  // the top level's block
     int begin(long n);
-    void addPiece(const float* samples, long first, long count);
+    // addPiece() returns false only when no sample of the piece is the gap
+    // marker (WF_GAP_VALUE), which it notes on the way.
+    bool addPiece(const float* samples, long first, long count);
     void finish(const float* data);
     // Fold samples [a, b) into px, as vx_fold_samples() would.
     void reduce(long a, long b, VxPixelatorPixel& px) const;
@@ -71,8 +73,9 @@ struct VxGapRuns
     QList<std::pair<int, int>> runs;  // [first, end) of each run, in order
     long open = -1;                   // first sample of the run not yet ended
 
-    // Samples [first, first + count) at samples, pieces in order.
-    void addPiece(const float* samples, long first, long count);
+    // Samples [first, first + count) at samples, pieces in order;
+    // has_gap false says that no sample of the piece is the marker.
+    void addPiece(const float* samples, long first, long count, bool has_gap = true);
     // End the run open at the end of total samples.
     void finish(long total);
 };
