@@ -4,6 +4,7 @@
 #include "toolkit/base/errors.h"
 #include "waveform/pixelator_services_p.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -53,6 +54,18 @@ long vx_pixel_index(double t, double t0, double dtperpixel)
 }
 
 VXPixelatorReader::~VXPixelatorReader() = default;
+
+int VXPixelatorReader::loadPieces(const VxPixelatorRecord& row, double t0, double t1, float** data, double* ts,
+                                  double* te, long* nsamp, Sink sink, void* context)
+{
+    const int ret = load(row, t0, t1, data, ts, te, nsamp);
+    if (ret < 0 || !sink || !*data)
+        return ret;
+    constexpr long piece = 32768;
+    for (long first = 0; first < *nsamp; first += piece)
+        sink(*data + first, first, std::min(piece, *nsamp - first), *nsamp, context);
+    return ret;
+}
 
 double VXPixelatorReader::sampleTime(const VxPixelatorRecord& row, long i)
 {

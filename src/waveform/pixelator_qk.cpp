@@ -119,16 +119,51 @@ void VXPixelator::addQk(VxPixelatorSource* source)
 
 namespace {
 
+// An entry's index and runs made from the pieces of its load, while each
+// piece is still in the processor's cache, instead of in two more passes
+// over the samples once they are all in memory.
+struct PieceIndexer
+{
+    VxCachedRecord* record = nullptr;
+    VxGapRuns runs;
+    long total = -1;  // the count the pieces were indexed for; -1 when the index is not usable
+    long next = 0;    // the first sample of the piece to come
+
+    static void sink(const float* samples, long first, long count, long total, void* context)
+    {
+        auto* self = static_cast<PieceIndexer*>(context);
+        if (first == 0) {
+            self->total = self->record->index.begin(total) < 0 ? -1 : total;
+            self->runs = VxGapRuns();
+            self->next = 0;
+        }
+        // pieces out of order or of another count leave the index to be
+        // built again from the whole
+        if (self->total != total || first != self->next) {
+            self->total = -1;
+            return;
+        }
+        const bool has_gap = self->record->index.addPiece(samples, first, count);
+        self->runs.addPiece(samples, first, count, has_gap);
+        self->next = first + count;
+    }
+
+    // true when the pieces indexed are the n samples of the entry
+    bool complete(long n) const { return total == n && next == n && n > 0; }
+};
+
 // Load the row's samples [lo, hi) through the reader; the count it gave in
-// *got.  Negative on failure.
+// *got.  With indexer, the pieces go through it as they are read.  Negative
+// on failure.
 int load_range(VXPixelatorReader* reader, const VxPixelatorRecord& row, long lo, long hi, VxSampleArray& out,
-               long* got)
+               long* got, PieceIndexer* indexer = nullptr)
 {
     float* data = nullptr;
     double ts = 0.0, te = 0.0;
     long n = 0;
-    const int ret = reader->load(row, VXPixelatorReader::sampleTime(row, lo), VXPixelatorReader::sampleTime(row, hi),
-                                 &data, &ts, &te, &n);
+    const double t0 = VXPixelatorReader::sampleTime(row, lo), t1 = VXPixelatorReader::sampleTime(row, hi);
+    const int ret = indexer ? reader->loadPieces(row, t0, t1, &data, &ts, &te, &n, &PieceIndexer::sink, indexer)
+                            : reader->load(row, t0, t1, &data, &ts, &te, &n);
     if (ret < 0 || (ts == 0.0 && te == 0.0) || n < 0 || n > hi - lo) {
         free(data);
         return -1;
@@ -198,19 +233,28 @@ void VXPixelator::addCached(VxPixelatorSource* source, double t0, double t1)
                         ret = load_range(reader, row, rec->covered, hi, made->samples, &got);
                 }
             }
+            PieceIndexer indexer;
             if (!join && ret == 0) {
                 made->samples.clear();
                 made->base = lo;
                 made->covered = hi;
-                ret = load_range(reader, row, lo, hi, made->samples, &got);
+                indexer.record = made.get();
+                ret = load_range(reader, row, lo, hi, made->samples, &got, &indexer);
             }
             if (ret < 0) {
                 // as the plain road: a failed read ends the reading
                 hl_clear_register(0);
                 return;
             }
-            made->index.build(made->samples.data(), static_cast<long>(made->samples.size()));
-            made->runs = ungapTraceDataArray(static_cast<int>(made->samples.size()), made->samples.data());
+            const long size = static_cast<long>(made->samples.size());
+            if (indexer.record && indexer.complete(size)) {
+                made->index.finish(made->samples.data());
+                indexer.runs.finish(size);
+                made->runs = std::move(indexer.runs.runs);
+            } else {
+                made->index.build(made->samples.data(), size);
+                made->runs = ungapTraceDataArray(static_cast<int>(size), made->samples.data());
+            }
             rec = cache.insert(std::move(made));
         }
         // the window's samples that the entry holds, in entry indices

@@ -84,6 +84,24 @@ public:
         return ret;
     }
 
+    // the loader decodes the plain formats a piece at a time and hands
+    // each piece on as it goes
+    int loadPieces(const VxPixelatorRecord& row, double t0, double t1, float** data, double* ts, double* te,
+                   long* nsamp, Sink sink, void* context) override
+    {
+        static_assert(WFLOAD_PIECE_SAMPLES == 32768, "the pieces of loadPieces() are 32768 samples");
+        Rsptr db{};
+        if (client_->getRsptr("wfdisc", row.text.constData(), &db) < 0) {
+            hl_register_error(0, "VXPixelator::getTraceQk: rsgetv() error.\n");
+            return -1;
+        }
+        *data = nullptr;
+        const int ret = wfload_scratch_pieces(db, 0, data, nullptr, ts, te, t0, t1, nsamp, sink, context);
+        if (ret < 0)
+            wfload_error(ret, 0);
+        return ret;
+    }
+
 private:
     QKClient* client_;
 };

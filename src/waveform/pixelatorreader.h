@@ -47,6 +47,19 @@ public:
     virtual int load(const VxPixelatorRecord& row, double t0, double t1, float** data, double* ts, double* te,
                      long* nsamp) = 0;
 
+    // Called by loadPieces() with each piece of the samples, in order:
+    // samples [first, first + count) of the *nsamp to come (total), at
+    // samples; first is a multiple of 32768 and count 32768 but for the
+    // last piece.
+    using Sink = void (*)(const float* samples, long first, long count, long total, void* context);
+
+    // As load(), and hand each piece of the samples to sink.  A reader that
+    // decodes a piece at a time hands it on while it is still in the
+    // processor's cache; this one hands on the pieces of what load() gave.
+    // On failure some pieces may have been handed on already.
+    virtual int loadPieces(const VxPixelatorRecord& row, double t0, double t1, float** data, double* ts, double* te,
+                           long* nsamp, Sink sink, void* context);
+
     // Where sample i of a row lies, and the first sample at or after t
     // (within a thousandth of an interval before it, so that rounding of
     // times loses no sample at an edge), clamped to [0, nsamp].  The sample

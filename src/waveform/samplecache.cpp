@@ -240,26 +240,99 @@ void fold_blocks8(const float* lo, const float* hi, long nblocks, float* mins, f
         fold_block8(lo, hi, 8 * k, 8 * (k + 1), mins + k, maxs + k);
 }
 
+// The first level of the index: fold_blocks8() over samples (each sample
+// its own pair), each vector loaded once, and the samples tested for the
+// gap marker on the way.  true when one of them is the marker.
+bool fold_samples8(const float* v, long nblocks, float* mins, float* maxs)
+{
+    uint32_t gap_bits = 0;
+    const float marker = WF_GAP_VALUE;
+    memcpy(&gap_bits, &marker, sizeof gap_bits);
+    bool gap = false;
+    long k = 0;
+#if defined(__SSE2__)
+    const __m128 pinf = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    const __m128 ninf = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+    const __m128 zero = _mm_setzero_ps();
+    const __m128i gapv = _mm_set1_epi32(static_cast<int>(gap_bits));
+    __m128i hits = _mm_setzero_si128();
+    for (; k + 4 <= nblocks; k += 4) {
+        const float* p = v + 8 * k;
+        __m128 l0 = _mm_loadu_ps(p), l1 = _mm_loadu_ps(p + 4), l2 = _mm_loadu_ps(p + 8), l3 = _mm_loadu_ps(p + 12);
+        __m128 l4 = _mm_loadu_ps(p + 16), l5 = _mm_loadu_ps(p + 20), l6 = _mm_loadu_ps(p + 24);
+        __m128 l7 = _mm_loadu_ps(p + 28);
+        hits = _mm_or_si128(
+            hits, _mm_or_si128(_mm_or_si128(_mm_or_si128(_mm_cmpeq_epi32(_mm_castps_si128(l0), gapv),
+                                                         _mm_cmpeq_epi32(_mm_castps_si128(l1), gapv)),
+                                            _mm_or_si128(_mm_cmpeq_epi32(_mm_castps_si128(l2), gapv),
+                                                         _mm_cmpeq_epi32(_mm_castps_si128(l3), gapv))),
+                               _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi32(_mm_castps_si128(l4), gapv),
+                                                         _mm_cmpeq_epi32(_mm_castps_si128(l5), gapv)),
+                                            _mm_or_si128(_mm_cmpeq_epi32(_mm_castps_si128(l6), gapv),
+                                                         _mm_cmpeq_epi32(_mm_castps_si128(l7), gapv)))));
+        // the same operations in the same order as fold_blocks8()
+        __m128 m0 = _mm_min_ps(l1, _mm_min_ps(l0, pinf));
+        __m128 m1 = _mm_min_ps(l3, _mm_min_ps(l2, pinf));
+        __m128 m2 = _mm_min_ps(l5, _mm_min_ps(l4, pinf));
+        __m128 m3 = _mm_min_ps(l7, _mm_min_ps(l6, pinf));
+        __m128 x0 = _mm_max_ps(l1, _mm_max_ps(l0, ninf));
+        __m128 x1 = _mm_max_ps(l3, _mm_max_ps(l2, ninf));
+        __m128 x2 = _mm_max_ps(l5, _mm_max_ps(l4, ninf));
+        __m128 x3 = _mm_max_ps(l7, _mm_max_ps(l6, ninf));
+        const __m128 neg = _mm_or_ps(_mm_or_ps(is_minus_zero(l0, l1), is_minus_zero(l2, l3)),
+                                     _mm_or_ps(is_minus_zero(l4, l5), is_minus_zero(l6, l7)));
+        const bool any_minus_zero = _mm_movemask_ps(neg) != 0;
+        _MM_TRANSPOSE4_PS(m0, m1, m2, m3);
+        _MM_TRANSPOSE4_PS(x0, x1, x2, x3);
+        const __m128 mn = _mm_min_ps(_mm_min_ps(m0, m1), _mm_min_ps(m2, m3));
+        const __m128 mx = _mm_max_ps(_mm_max_ps(x0, x1), _mm_max_ps(x2, x3));
+        _mm_storeu_ps(mins + k, mn);
+        _mm_storeu_ps(maxs + k, mx);
+        __m128 redo = _mm_cmpgt_ps(mn, mx);
+        if (any_minus_zero)
+            redo = _mm_or_ps(redo, _mm_or_ps(_mm_cmpeq_ps(mn, zero), _mm_cmpeq_ps(mx, zero)));
+        if (int mask = _mm_movemask_ps(redo)) {
+            for (int b = 0; b < 4; b++)
+                if (mask & (1 << b))
+                    fold_block8(v, v, 8 * (k + b), 8 * (k + b + 1), mins + k + b, maxs + k + b);
+        }
+    }
+    gap = _mm_movemask_epi8(hits) != 0;
+#endif
+    for (; k < nblocks; k++) {
+        fold_block8(v, v, 8 * k, 8 * (k + 1), mins + k, maxs + k);
+        for (long i = 8 * k; i < 8 * (k + 1); i++) {
+            uint32_t u;
+            memcpy(&u, v + i, sizeof u);
+            gap = gap || u == gap_bits;
+        }
+    }
+    return gap;
+}
+
 } // namespace
 
 int VxSampleIndex::build(const float* d, long n)
 {
-    data = d;
+    if (begin(n) < 0) {
+        data = d;
+        return -1;
+    }
+    addPiece(d, 0, n);
+    finish(d);
+    return 0;
+}
+
+int VxSampleIndex::begin(long n)
+{
+    data = nullptr;
     nsamp = n;
     try {
-        const float* lo = d;
-        const float* hi = d;
         long count = n;  // pairs at the level below
         for (int level = 0; level < levels; level++) {
             const long blocks = (count + 7) >> shift0;
             mins[level].assign(static_cast<size_t>(blocks), 0.0f);
             maxs[level].assign(static_cast<size_t>(blocks), 0.0f);
-            const long whole = count >> shift0;
-            fold_blocks8(lo, hi, whole, mins[level].data(), maxs[level].data());
-            if (whole < blocks)
-                fold_block8(lo, hi, 8 * whole, count, &mins[level][whole], &maxs[level][whole]);
-            lo = mins[level].data();
-            hi = maxs[level].data();
             count = blocks;
         }
     } catch (const std::bad_alloc&) {
@@ -270,6 +343,80 @@ int VxSampleIndex::build(const float* d, long n)
         return -1;
     }
     return 0;
+}
+
+bool VxSampleIndex::addPiece(const float* samples, long first, long count)
+{
+    if (mins[0].empty() || count < 1 || first < 0 || (first & (piece_samples - 1)) != 0 || first + count > nsamp)
+        return true;
+    // a piece begins on a block edge at every level, so its blocks are
+    // folded from its own pairs alone, as a build of the whole would
+    const float* lo = samples;
+    const float* hi = samples;
+    long at = first;  // the piece's first pair at the level below
+    long pairs = count;
+    bool gap = false;
+    for (int level = 0; level < levels; level++) {
+        const long out = at >> shift0;
+        const long blocks = (pairs + 7) >> shift0;
+        const long whole = pairs >> shift0;
+        float* mn = mins[level].data() + out;
+        float* mx = maxs[level].data() + out;
+        if (level == 0) {
+            gap = fold_samples8(samples, whole, mn, mx);
+            for (long i = 8 * whole; i < pairs; i++)
+                gap = gap || samples[i] == WF_GAP_VALUE;
+        } else {
+            fold_blocks8(lo, hi, whole, mn, mx);
+        }
+        if (whole < blocks)
+            fold_block8(lo, hi, 8 * whole, pairs, mn + whole, mx + whole);
+        lo = mn;
+        hi = mx;
+        at = out;
+        pairs = blocks;
+    }
+    return gap;
+}
+
+void VxSampleIndex::finish(const float* d)
+{
+    data = d;
+}
+
+void VxGapRuns::addPiece(const float* samples, long first, long count, bool has_gap)
+{
+    if (!has_gap) {
+        // the run open goes on through the piece, or one begins with it
+        if (open < 0 && count > 0)
+            open = first;
+        return;
+    }
+    float gap = 0.0f;
+    wffill_gap(&gap, 1);
+    long i = 0;
+    while (i < count) {
+        if (open < 0) {
+            while (i < count && samples[i] == gap)
+                i++;
+            if (i >= count)
+                return;
+            open = first + i;
+        }
+        const long end = vx_next_gap(samples, i, count);
+        if (end >= count)
+            return;  // the run goes on into the next piece
+        runs.append({static_cast<int>(open), static_cast<int>(first + end)});
+        open = -1;
+        i = end;
+    }
+}
+
+void VxGapRuns::finish(long total)
+{
+    if (open >= 0 && open < total)
+        runs.append({static_cast<int>(open), static_cast<int>(total)});
+    open = -1;
 }
 
 void VxSampleIndex::reduce(long a, long b, VxPixelatorPixel& px) const

@@ -48,9 +48,36 @@ struct VxSampleIndex
     // Index n samples at data; negative when memory runs out (the index is
     // then empty and reduce() scans).
     int build(const float* data, long n);
+    // The same by pieces, as a load hands them on: begin() makes room for n
+    // samples (negative, and the index empty, when memory runs out);
+    // addPiece() indexes samples [first, first + count) found at samples,
+    // pieces in order, first a multiple of piece_samples and count that
+    // many but for the last piece; finish() points the index at the array
+    // that holds the n samples.  The index is build()'s, bit for bit.
+    static constexpr long piece_samples = 32768;  // the top level's block
+    int begin(long n);
+    // addPiece() returns false only when no sample of the piece is the gap
+    // marker (WF_GAP_VALUE), which it notes on the way.
+    bool addPiece(const float* samples, long first, long count);
+    void finish(const float* data);
     // Fold samples [a, b) into px, as vx_fold_samples() would.
     void reduce(long a, long b, VxPixelatorPixel& px) const;
     size_t bytes() const;
+};
+
+// The runs of samples that are not the gap marker, found piece by piece as
+// a load hands the pieces on: the runs VXPixelator::ungapTraceDataArray()
+// gives for the whole.
+struct VxGapRuns
+{
+    QList<std::pair<int, int>> runs;  // [first, end) of each run, in order
+    long open = -1;                   // first sample of the run not yet ended
+
+    // Samples [first, first + count) at samples, pieces in order;
+    // has_gap false says that no sample of the piece is the marker.
+    void addPiece(const float* samples, long first, long count, bool has_gap = true);
+    // End the run open at the end of total samples.
+    void finish(long total);
 };
 
 // Samples in one malloc'ed array.  The array a reader hands out is kept as

@@ -5,6 +5,8 @@
 
 #include <QPainter>
 
+#include <algorithm>
+#include <climits>
 #include <cmath>
 
 namespace {
@@ -183,6 +185,12 @@ QPainterPath VXTrace::makePath(QList<double>& end_points, int force_build)
         return path;
 
     const QList<VxPixelatorSegment> segments = copySegments();
+    // a column adds at most four elements: room for them all at once
+    // rather than growing the path as it goes
+    qsizetype columns = 0;
+    for (const VxPixelatorSegment& seg : segments)
+        columns += seg.pixels.size();
+    path.reserve(static_cast<int>(std::min<qsizetype>(4 * columns + 1, INT_MAX / 2)));
     for (const VxPixelatorSegment& seg : segments) {
         qreal xfirst = 0.0, xlast = 0.0;
         const int before = path.elementCount();

@@ -9,6 +9,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdarg>
@@ -158,8 +159,14 @@ int wfload_error(int code, int /*flags*/)
     return 0;
 }
 
-int wfload_scratch(Rsptr db, int /*flags*/, float** data, const char* filename, double* ts, double* te, double t0,
+int wfload_scratch(Rsptr db, int flags, float** data, const char* filename, double* ts, double* te, double t0,
                    double t1, long* nsamp_out)
+{
+    return wfload_scratch_pieces(db, flags, data, filename, ts, te, t0, t1, nsamp_out, nullptr, nullptr);
+}
+
+int wfload_scratch_pieces(Rsptr db, int /*flags*/, float** data, const char* filename, double* ts, double* te,
+                          double t0, double t1, long* nsamp_out, WfSampleSink sink, void* context)
 {
     Row row;
     snprintf(row.label, sizeof row.label, "(unread)");
@@ -248,6 +255,7 @@ int wfload_scratch(Rsptr db, int /*flags*/, float** data, const char* filename, 
         return fail(WFLOAD_ERR_MEMORY, row, path, "cannot allocate %ld samples", n);
 
     std::vector<unsigned char> inflated;
+    bool by_pieces = false;  // the sink has had the pieces as they were decoded
     if (format->kind == WF_FORMAT_MSEED) {
         const char* bytes = reinterpret_cast<const char*>(m.bytes) + foff;
         size_t size = m.size - foff;
@@ -299,12 +307,28 @@ int wfload_scratch(Rsptr db, int /*flags*/, float** data, const char* filename, 
             }
             bytes = inflated.data();
         }
-        size_t bad = 0;
-        if (wfformat_decode(format, bytes, static_cast<size_t>(n), out, &bad) < 0) {
-            free(out);
-            return fail(WFLOAD_ERR_CORRUPT, row, path, "sample %ld of datatype %s is not a number",
-                        i0 + static_cast<long>(bad), format->code);
+        // a piece at a time, so that the sink reads each piece from the
+        // cache right after it is written; the pieces are decoded as the
+        // whole would be
+        by_pieces = sink && format->kind == WF_FORMAT_BINARY;
+        const long piece = by_pieces ? WFLOAD_PIECE_SAMPLES : n;
+        for (long first = 0; first < n; first += piece) {
+            const long count = std::min(piece, n - first);
+            size_t bad = 0;
+            if (wfformat_decode(format, bytes + static_cast<size_t>(first) * width, static_cast<size_t>(count),
+                                out + first, &bad) < 0) {
+                free(out);
+                return fail(WFLOAD_ERR_CORRUPT, row, path, "sample %ld of datatype %s is not a number",
+                            i0 + first + static_cast<long>(bad), format->code);
+            }
+            if (by_pieces)
+                sink(out + first, first, count, n, context);
         }
+    }
+    // formats decoded whole are handed on after
+    if (sink && !by_pieces) {
+        for (long first = 0; first < n; first += WFLOAD_PIECE_SAMPLES)
+            sink(out + first, first, std::min(WFLOAD_PIECE_SAMPLES, n - first), n, context);
     }
     *data = out;
     *ts = row.time + static_cast<double>(i0) / row.samprate;

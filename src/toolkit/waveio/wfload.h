@@ -63,6 +63,24 @@ constexpr long WFLOAD_SAMPLES_MAX = 86400L * 1000L;
 VXPLOT_EXPORT int wfload_scratch(Rsptr db, int flags, float** data, const char* filename, double* ts, double* te,
                                  double t0, double t1, long* nsamp);
 
+// Pieces handed to a sample sink: samples [first, first + count) of the
+// result, with first a multiple of WFLOAD_PIECE_SAMPLES and count that many
+// but for the last piece.
+constexpr long WFLOAD_PIECE_SAMPLES = 32768;
+
+// Called with each piece of the samples a load returns, in order, while it
+// is still in the processor's cache: samples points at sample first of the
+// result, total is the result's count.
+using WfSampleSink = void (*)(const float* samples, long first, long count, long total, void* context);
+
+// As wfload_scratch(), and hand every piece of the samples to sink (when
+// not null) as soon as it is decoded: the plain binary formats are decoded
+// a piece at a time, the others whole and then handed on.  A load that
+// fails may have handed some pieces already; its samples are not returned.
+VXPLOT_EXPORT int wfload_scratch_pieces(Rsptr db, int flags, float** data, const char* filename, double* ts,
+                                        double* te, double t0, double t1, long* nsamp, WfSampleSink sink,
+                                        void* context);
+
 // Write the reason for code, a result of wfload_scratch(), to the log,
 // with the message of the calling thread's last failed load when it failed
 // with that code (the register may have been cleared since).  flags is
