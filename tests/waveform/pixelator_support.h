@@ -19,6 +19,14 @@ public:
     using VXPixelator::removeSegment;
     using VXPixelator::setStats;
     using VXPixelator::trimSegments;
+
+    // A source to feed by hand (type 2), owned by the pixelator.
+    VxPixelatorSource* feed()
+    {
+        VxTraceviewTIDE tide;
+        int index = -1;
+        return setTIDE(tide, index, 0)->source;
+    }
 };
 
 // Rows of samples held in memory, loaded by the reader's rules.
