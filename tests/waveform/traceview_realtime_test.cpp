@@ -40,13 +40,7 @@ constexpr double kT0 = 1700000000.0;  // first sample of the test data
 constexpr double kRate = 20.0;
 
 // One channel of the test file.
-struct Channel
-{
-    const char* sta;
-    const char* chan;
-    double start;
-    size_t nsamp;
-};
+struct Channel { const char* sta; const char* chan; double start; size_t nsamp; };
 
 // A view of 600 pixels on a window, with a ring or a database behind it.
 class RealtimeTest : public ::testing::Test
@@ -83,7 +77,8 @@ protected:
             // keyed by the trace's label: a ring's station names carry the network
             values_["XX_" + std::string(ch.sta) + " " + ch.chan] = v;
             starts_["XX_" + std::string(ch.sta) + " " + ch.chan] = ch.start;
-            for (const MseedRecord& r : mseed_pack("XX", ch.sta, "", ch.chan, ch.start, kRate, v, 'i', DE_STEIM2, 512, 1))
+            for (const MseedRecord& r :
+                 mseed_pack("XX", ch.sta, "", ch.chan, ch.start, kRate, v, 'i', DE_STEIM2, 512, 1))
                 fwrite(r.data(), 1, r.size(), fp);
         }
         fclose(fp);
@@ -185,13 +180,9 @@ protected:
         pthread_mutex_unlock(&t->tide_mutex);
         const std::vector<double>& v = values_.at(label);
         std::vector<float> f(v.begin() + static_cast<long>(first_sample), v.end());
-        auto* source = new VxPixelatorSource(nullptr, VxTraceviewTIDE(), 0);
-        ref.sources.append(source);
-        ref.addSegment(source, starts_.at(label) + first_sample / kRate, static_cast<int>(f.size()), 1.0 / kRate,
+        ref.addSegment(ref.feed(), starts_.at(label) + first_sample / kRate, static_cast<int>(f.size()), 1.0 / kRate,
                        1.0, "V", f.data(), 0);
         const Columns want = columnsOf(ref);
-        ref.sources.clear();
-        delete source;
         ASSERT_FALSE(want.empty());
         EXPECT_EQ(got.size(), want.size()) << label;
         EXPECT_TRUE(got == want) << label << ": columns differ from the file's";
@@ -282,11 +273,7 @@ TEST_F(RealtimeTest, TideAfterRereadsFromTheGivenTime)
     follow();
     ASSERT_TRUE(runUntil([&] { return samples("XX_STA2 BHZ") == 4000; }));
     // bad forms leave everything as it was
-    struct Bad
-    {
-        const char* arg;
-        const char* message;
-    };
+    struct Bad { const char* arg; const char* message; };
     for (const Bad& b : {Bad{"nowish", "VXTraceview::tideAfter: Unrecognized argument 'nowish'.\n"},
                          Bad{"+xyz", "VXTraceview::tideAfter: Unable to parse time '+xyz'\n"},
                          Bad{"yesterday", "VXTraceview::tideAfter: Unable to parse time 'yesterday'\n"}}) {
