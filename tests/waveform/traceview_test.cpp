@@ -79,7 +79,7 @@ TEST(Traceview, NoVisibleTraceLaysOutNothing)
     EXPECT_TRUE(v.tv->traces_display_list.isEmpty());
 }
 
-TEST(Traceview, ExpressionsSelectTheirTracesInTheirOrder)
+TEST(Traceview, ExpressionsSelectTheirTracesInTheirOrderAndSelectedConsumesTheSelection)
 {
     View v;
     for (const char* l : {"BBB BHZ", "AAK BHN", "AAK BHZ", "CCC LHZ", "AAK BHZ"})
@@ -110,19 +110,12 @@ TEST(Traceview, ExpressionsSelectTheirTracesInTheirOrder)
         else
             EXPECT_EQ(got, c.expected);
     }
-}
-
-TEST(Traceview, SelectedConsumesTheSelectionAndSelectedPlusKeepsIt)
-{
-    View v;
-    VXTrace* a = v.add("AAK BHZ");
-    v.add("BBB BHZ");
-    VXTrace* c = v.add("CCC BHZ");
-    c->selectTrace("yes");
-    a->selectTrace("yes");
-    EXPECT_EQ(v.resolve("selected+"), "CCC BHZ,AAK BHZ");
-    EXPECT_EQ(v.resolve("selected+"), "CCC BHZ,AAK BHZ");
-    EXPECT_EQ(v.resolve("selected"), "CCC BHZ,AAK BHZ");
+    // "selected+" keeps the selection and "selected" consumes it, both in
+    // the order of selecting
+    v.trace("CCC LHZ")->selectTrace("yes");
+    v.trace("AAK BHN")->selectTrace("yes");
+    for (const char* expr : {"selected+", "selected+", "selected"})
+        EXPECT_EQ(v.resolve(expr), "CCC LHZ,AAK BHN") << expr;
     EXPECT_EQ(v.resolve("selected"), "");
 }
 
