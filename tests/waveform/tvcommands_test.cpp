@@ -107,7 +107,7 @@ TEST(TvCommands, ReferencePageMatchesTheTable)
         EXPECT_TRUE(page.contains(s.usage) && page.contains(s.help)) << s.usage.toStdString();
 }
 
-TEST(TvCommands, AliasesNestAppendTheirWordsAndRefuseCycles)
+TEST(TvCommands, AliasesNestAppendTheirWordsRefuseCyclesAndExpandTimeWordsWhenRun)
 {
     View v;
     EXPECT_EQ(v.run(QStringLiteral("alias g traces:AAK:BHZ gain")), "");
@@ -137,11 +137,7 @@ TEST(TvCommands, AliasesNestAppendTheirWordsAndRefuseCycles)
     EXPECT_NE(v.run(QStringLiteral("alias nothere")).find("Unknown alias 'nothere'"), std::string::npos);
     EXPECT_EQ(v.run(QStringLiteral("unalias g")), "");
     EXPECT_NE(v.run(QStringLiteral("unalias g")).find("processUnaliasObject: Unknown alias 'g'."), std::string::npos);
-}
-
-TEST(TvCommands, TimeWordsAreExpandedWhenUsedWithSixDecimals)
-{
-    View v;
+    // time words are expanded when a line is run, with six decimals
     EXPECT_EQ(v.run(QStringLiteral("echo %time_window")), "600.000000\n");
     EXPECT_EQ(v.run(QStringLiteral("echo %time_left %time_end %time_middle x%time_startx")),
               "1000.000000 1600.000000 1300.000000 x1000.000000x\n");
