@@ -220,7 +220,7 @@ TEST(TraceviewInteraction, ADragSlidesThePictureAndTheReleaseRedrawsIt)
     EXPECT_TRUE(after == vptest::render(fresh.vp.get()));
 }
 
-TEST(TraceviewInteraction, PlainClicksBringTheirTimeToAnEdge)
+TEST(TraceviewInteraction, PlainClicksBringTheirTimeToAnEdgeAndTheWheelMovesAtMostOneWindowAStep)
 {
     View v;
     v.click(at(25));
@@ -228,11 +228,8 @@ TEST(TraceviewInteraction, PlainClicksBringTheirTimeToAnEdge)
     v.click(at(50), Qt::RightButton);  // 75 s, halfway through the window 25 to 125
     EXPECT_NEAR(v.tv->tright, 75.0, 1e-6);
     EXPECT_NEAR(v.tv->tleft, -25.0, 1e-6);
-}
 
-TEST(TraceviewInteraction, TheWheelMovesAtMostOneWindowAStep)
-{
-    View v;
+    ASSERT_EQ(v.tv->setTimeWindow(0.0, 100.0), 0);
     v.wheel(QPoint(0, 120));
     EXPECT_DOUBLE_EQ(v.tv->tleft, 0.0);  // use_wheel is off
     ASSERT_EQ(v.tv->configure("use_wheel", "yes", nullptr), 0);
