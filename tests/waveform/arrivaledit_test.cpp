@@ -30,15 +30,8 @@ namespace {
 
 constexpr double kNo = -2e30;
 
-// What the arrival table holds for one arid.
-struct Row
-{
-    std::string phase;
-    std::string chan;
-    double time = 0.0;
-    double deltime = 0.0;
-    int copies = 0;  // rows of that arid
-};
+// What the arrival table holds for one arid; copies: its number of rows.
+struct Row { std::string phase, chan; double time = 0.0, deltime = 0.0; int copies = 0; };
 
 // Every row of the arrival table of base, read by a handle of its own.
 std::map<long, Row> readArrivals(const QString& base)
