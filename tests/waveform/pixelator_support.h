@@ -33,11 +33,7 @@ public:
 class MemoryReader : public VXPixelatorReader
 {
 public:
-    struct Row
-    {
-        VxPixelatorRecord rec;
-        std::vector<float> samples;
-    };
+    struct Row { VxPixelatorRecord rec; std::vector<float> samples; };
     QList<Row> rows;
     int loads = 0;
     long samples_loaded = 0;
