@@ -411,33 +411,15 @@ TEST(TraceArrivals, GeneratedEventShowsPicksPredictionsAndDetections)
     const std::string command =
         std::string(VXGEN_PATH) + " --seed 3 --stations 5 --events 1 --hours 0.1 " + base + " >/dev/null 2>&1";
     ASSERT_EQ(system(command.c_str()), 0);
-    // the preferred origin and its associations
+    // a detection 35 s after the preferred origin, which is written last
     Rsptr db = rsopen(base.c_str(), "css3.0", RS_WRITE);
     Rsptr origins = rslookup(db, nullptr, "origin", nullptr, nullptr);
     long first = 0, last = 0;
     ASSERT_EQ(rsget_range(origins, &first, &last), 0);
     ASSERT_GT(last, first);
-    origins.record = last - 1;  // the preferred origin is written last
-    double olat = 0, olon = 0, odepth = 0, otime = 0;
-    long orid = -1;
-    ASSERT_EQ(rsgetv(origins, nullptr, "lat", &olat, "lon", &olon, "depth", &odepth, "time", &otime, "orid", &orid,
-                     nullptr),
-              0);
-    Table<QKAssociation> associations;
-    Rsptr assoc = rslookup(db, nullptr, "assoc", nullptr, nullptr);
-    ASSERT_EQ(rsget_range(assoc, &first, &last), 0);
-    for (long r = first; r < last; r++) {
-        assoc.record = r;
-        long arid = -1, o = -1;
-        char timedef[8] = "";
-        rsgetv(assoc, nullptr, "arid", &arid, "orid", &o, "timedef", timedef, nullptr);
-        if (o != orid)
-            continue;
-        QKAssociation a;
-        a.arid = arid;
-        a.defining = timedef[0] == 'd';
-        associations.push(a);
-    }
+    origins.record = last - 1;
+    double otime = 0;
+    ASSERT_EQ(rsgetv(origins, nullptr, "time", &otime, nullptr), 0);
     addRow(db, "detection", [&](Rsptr t) {
         return rsputv(t, nullptr, "arid", 99L, "sta", "PAS", "chan", "BHZ", "time", otime + 35.0, "bmtyp", "sta",
                       nullptr);
@@ -449,12 +431,13 @@ TEST(TraceArrivals, GeneratedEventShowsPicksPredictionsAndDetections)
     tv.init();
     ASSERT_EQ(tv.createTraces(tv.openDatabase(QString::fromStdString(base)), QStringLiteral(".*:BHZ"), QString()), 0)
         << takeErrors();
+    // the event selected: its preferred origin and associations, from the event service
+    tv.selected_ev.qkclient->refreshEvents(1);
+    QString out;
+    ASSERT_EQ(tv.getEvent(QStringLiteral("0"), out), 0) << takeErrors();
+    EXPECT_DOUBLE_EQ(tv.defaults.otime, otime);
+    EXPECT_GE(tv.current_associations.max(), 5);
     tv.setTimeWindow(otime - 5.0, 60.0);
-    tv.defaults.otime = otime;
-    tv.defaults.olat = olat;
-    tv.defaults.olon = olon;
-    tv.defaults.odepth = odepth;
-    tv.current_associations = associations;
     tv.vars.show_associations = 1;
     tv.refresh(1);
     const QImage image = vptest::render(vp.get());
