@@ -14,8 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QKeyEvent>
-#include <QMouseEvent>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -455,12 +453,8 @@ TEST_F(ArrivalEdit, APickByKeyWritesTheTimeUnderThePointer)
     vptest::render(p.vp.get());
     p.tv->vars.disable_edits = 0;
     ASSERT_EQ(p.tv->setEditMode("on"), 0) << takeErrors();
-    const QPointF pos = pointerAt(p.vp.get(), p.trace, VX_EVENT_MOVE, 1030.0, 0, 0).pt;
-    QMouseEvent move(QEvent::MouseMove, pos, QPointF(p.vp->mapToGlobal(pos.toPoint())), Qt::NoButton, Qt::NoButton,
-                     Qt::NoModifier);
-    QCoreApplication::sendEvent(p.vp.get(), &move);
-    QKeyEvent key(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, QStringLiteral("a"));
-    QCoreApplication::sendEvent(p.vp.get(), &key);
+    p.move(pointerAt(p.vp.get(), p.trace, VX_EVENT_MOVE, 1030.0, 0, 0).pt);
+    p.key(Qt::Key_A, QStringLiteral("a"));
 
     const auto rows = readArrivals(p.base);
     ASSERT_EQ(rows.size(), 1u) << takeErrors();

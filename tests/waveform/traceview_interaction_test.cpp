@@ -16,8 +16,6 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QKeyEvent>
-#include <QMouseEvent>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QWheelEvent>
@@ -52,30 +50,6 @@ struct View : tvtest::View
         messages.clear();
     }
 
-    void mouse(QEvent::Type type, QPointF pos, Qt::MouseButton b, Qt::MouseButtons held, Qt::KeyboardModifiers m)
-    {
-        QMouseEvent e(type, pos, QPointF(vp->mapToGlobal(pos.toPoint())), b, held, m);
-        QCoreApplication::sendEvent(vp.get(), &e);
-    }
-    void press(QPointF p, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = {})
-    {
-        mouse(QEvent::MouseButtonPress, p, b, b, m);
-    }
-    void release(QPointF p, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = {})
-    {
-        mouse(QEvent::MouseButtonRelease, p, b, Qt::NoButton, m);
-    }
-    void move(QPointF p, Qt::MouseButtons held = Qt::NoButton) { mouse(QEvent::MouseMove, p, Qt::NoButton, held, {}); }
-    void click(QPointF p, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = {})
-    {
-        press(p, b, m);
-        release(p, b, m);
-    }
-    void key(int qt_key, const QString& text, Qt::KeyboardModifiers m = {})
-    {
-        QKeyEvent e(QEvent::KeyPress, qt_key, m, text);
-        QCoreApplication::sendEvent(vp.get(), &e);
-    }
     void wheel(QPoint pixels)
     {
         const QPointF pos(400, 200);
