@@ -1,18 +1,15 @@
 // Arrivals, detections and predicted phases on the traces, read from a
 // database written here: the phase filter, the colour classes, the status
 // line, glyph sizes, predictions at their pixel columns, selection and tags.
+#include "waveform/tvsupport.h"
+
 #include "support/configsupport.h"
-#include "support/vptest.h"
 
 #include "items/polypoint.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hltime.h"
 #include "toolkit/events/qkserver.h"
 #include "toolkit/geo/traveltime.h"
-#include "toolkit/store/recordstore.h"
-#include "viewport/viewport.h"
-#include "waveform/trace.h"
-#include "waveform/traceview.h"
 #include "waveform/traceviewqkclient.h"
 
 #include <gtest/gtest.h>
@@ -79,18 +76,13 @@ std::string writeDatabase(const QTemporaryDir& dir)
 }
 
 // A trace view over the database, showing STA1 BHZ from kT0 for 60 s.
-struct View
+struct View : tvtest::View
 {
     QTemporaryDir dir;
-    std::unique_ptr<VXViewport> vp;
-    std::unique_ptr<VXTraceview> tv;
     VXTrace* trace = nullptr;
 
-    explicit View(int plot_height = 200, bool database = true)
+    explicit View(int plot_height = 200, bool database = true) : tvtest::View(800, 100)
     {
-        vp = vptest::makeViewport(800, 100);
-        tv = std::make_unique<VXTraceview>(vp.get(), nullptr, 0, nullptr);
-        tv->init();
         vp->resize(800, plot_height + vp->vars.mtop + vp->vars.mbottom);
         vp->setScales();
         if (!database)
@@ -103,8 +95,6 @@ struct View
         hl_clear_register(HL_CLEAR_QUIET);
         tv->setTimeWindow(kT0, 60.0);
     }
-    ~View() { tv.reset(); }
-
     QImage render() { return vptest::render(vp.get()); }
 
     QList<long> shownArids()
@@ -426,9 +416,8 @@ TEST(TraceArrivals, GeneratedEventShowsPicksPredictionsAndDetections)
     });
     rsclose(db);
 
-    auto vp = vptest::makeViewport(900, 500);
-    VXTraceview tv(vp.get(), nullptr, 0, nullptr);
-    tv.init();
+    tvtest::View v(900, 500);
+    VXTraceview& tv = *v.tv;
     ASSERT_EQ(tv.createTraces(tv.openDatabase(QString::fromStdString(base)), QStringLiteral(".*:BHZ"), QString()), 0)
         << takeErrors();
     // the event selected: its preferred origin and associations, from the event service
@@ -440,7 +429,7 @@ TEST(TraceArrivals, GeneratedEventShowsPicksPredictionsAndDetections)
     tv.setTimeWindow(otime - 5.0, 60.0);
     tv.vars.show_associations = 1;
     tv.refresh(1);
-    const QImage image = vptest::render(vp.get());
+    const QImage image = vptest::render(v.vp.get());
     vptest::keep(image, "tracearrivals_event");
     int picks = 0, predictions = 0, detections = 0;
     for (VXTrace* t : std::as_const(tv.traces)) {
