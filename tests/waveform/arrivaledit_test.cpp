@@ -4,12 +4,8 @@
 #include "waveform/tvsupport.h"
 
 #include "toolkit/base/errors.h"
-#include "toolkit/store/recordstore.h"
 #include "items/polypoint.h"
-#include "viewport/viewport.h"
 #include "viewport/vxevent.h"
-#include "waveform/trace.h"
-#include "waveform/traceview.h"
 
 #include <gtest/gtest.h>
 
