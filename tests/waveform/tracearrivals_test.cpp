@@ -185,9 +185,16 @@ TEST(TraceArrivals, ColourClassAndOrderFollowAssociationMagnitudeModeSelectionAn
     }
 }
 
-TEST(TraceArrivals, DeletedArrivalsAreHiddenInBothModes)
+TEST(TraceArrivals, DeletedArrivalsAreHiddenInBothModesDetectionsShownAndNoOriginPredictsNothing)
 {
     View v;
+    v.render();
+    EXPECT_EQ(v.trace->predicted_arrivals->count(), 0);
+    EXPECT_FALSE(v.trace->predicted_arrivals->isShown());
+    EXPECT_EQ(v.trace->ndetections, 1);
+    ASSERT_EQ(v.trace->detections->count(), 1);
+    EXPECT_TRUE(v.trace->detections->isShown());
+    EXPECT_EQ(v.trace->detections->glyph(0)->vars.label, QStringLiteral("coh"));
     for (int mode : {0, 1}) {
         SCOPED_TRACE(mode);
         v.tv->edit_mode = mode;
@@ -199,6 +206,9 @@ TEST(TraceArrivals, DeletedArrivalsAreHiddenInBothModes)
     }
     EXPECT_EQ(v.trace->arrivals->count(), 2);
     EXPECT_TRUE(v.trace->arrivals->isShown());
+    ASSERT_EQ(v.trace->showDetections(QStringLiteral("no")), 1);
+    v.render();
+    EXPECT_FALSE(v.trace->detections->isShown());
 }
 
 TEST(TraceArrivals, SelectAndRejectExpressionsFilterPhases)
@@ -343,21 +353,6 @@ TEST(TraceArrivals, SelectionTogglesSurvivesARedrawAndTagsAreListed)
     v.tv->clearTags(2);
     v.tv->outputTaggedArrivals(out);
     EXPECT_EQ(out.toStdString(), "1 1\n");
-}
-
-TEST(TraceArrivals, DetectionsAreDrawnWithTheirColoursAndNoOriginPredictsNothing)
-{
-    View v;
-    v.render();
-    EXPECT_EQ(v.trace->predicted_arrivals->count(), 0);
-    EXPECT_FALSE(v.trace->predicted_arrivals->isShown());
-    EXPECT_EQ(v.trace->ndetections, 1);
-    ASSERT_EQ(v.trace->detections->count(), 1);
-    EXPECT_TRUE(v.trace->detections->isShown());
-    EXPECT_EQ(v.trace->detections->glyph(0)->vars.label, QStringLiteral("coh"));
-    ASSERT_EQ(v.trace->showDetections(QStringLiteral("no")), 1);
-    v.render();
-    EXPECT_FALSE(v.trace->detections->isShown());
 }
 
 TEST(TraceArrivals, MenusAreParsedPerButton)
