@@ -70,15 +70,6 @@ TEST(Traceview, MaxTracesFiveOfTwentyGivesAQuarterWindowAndPageStep)
     EXPECT_TRUE(v.tv->scrollbar->isHidden());
 }
 
-TEST(Traceview, NoVisibleTraceLaysOutNothing)
-{
-    View v;
-    EXPECT_EQ(v.tv->layoutTraces(), 0);
-    v.add("AAK BHZ")->showTrace("no");
-    EXPECT_EQ(v.tv->layoutTraces(), 0);
-    EXPECT_TRUE(v.tv->traces_display_list.isEmpty());
-}
-
 TEST(Traceview, ExpressionsSelectTheirTracesInTheirOrderAndSelectedConsumesTheSelection)
 {
     View v;
@@ -437,9 +428,13 @@ TEST(Traceview, CommandsAliasesAndHotkeys)
     EXPECT_NE(takeErrors().find("VXTraceview::parseHotkeys: kvparam(hotkeys) error.\n"), std::string::npos);
 }
 
-TEST(Traceview, OutlivesItsViewport)
+TEST(Traceview, NoVisibleTraceLaysOutNothingAndTheViewOutlivesItsViewport)
 {
     View v;
+    EXPECT_EQ(v.tv->layoutTraces(), 0);
+    v.add("AAK BHZ")->showTrace("no");
+    EXPECT_EQ(v.tv->layoutTraces(), 0);
+    EXPECT_TRUE(v.tv->traces_display_list.isEmpty());
     v.add("AAA BHZ");
     v.add("AAA BHZ");
     v.tv->setTimeWindow(0.0, 10.0);
