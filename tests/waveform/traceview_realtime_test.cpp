@@ -4,15 +4,11 @@
 #include "mseedmake.h"
 #include "server.h"
 #include "waveform/pixelator_support.h"
-
-#include "support/vptest.h"
+#include "waveform/tvsupport.h"
 
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hltime.h"
 #include "toolkit/events/qkserver.h"
-#include "viewport/viewport.h"
-#include "waveform/trace.h"
-#include "waveform/traceview.h"
 
 #include <gtest/gtest.h>
 
@@ -32,8 +28,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-using vptest::makeViewport;
-
 namespace {
 
 constexpr double kT0 = 1700000000.0;  // first sample of the test data
@@ -52,7 +46,7 @@ protected:
                ("vx_tvrt_" + std::to_string(getpid()) + "_" +
                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
         std::filesystem::create_directories(dir_);
-        vp_ = makeViewport(750, 400);
+        vp_ = vptest::makeViewport(750, 400);
         tv_ = std::make_unique<VXTraceview>(vp_.get(), nullptr, 0, nullptr);
         tv_->init();
         vp_->setScales();
