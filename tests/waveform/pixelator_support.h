@@ -7,6 +7,7 @@
 #include <QList>
 #include <QString>
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -29,6 +30,15 @@ public:
     }
 };
 
+// n samples at samprate of a sine of period seconds and amplitude, 0 at the first.
+inline std::vector<float> sine(int n, double samprate, double period, double amplitude)
+{
+    std::vector<float> v(static_cast<size_t>(n));
+    for (int i = 0; i < n; i++)
+        v[static_cast<size_t>(i)] = static_cast<float>(amplitude * std::sin(2.0 * M_PI * i / samprate / period));
+    return v;
+}
+
 // Rows of samples held in memory, loaded by the reader's rules.
 class MemoryReader : public VXPixelatorReader
 {
@@ -39,10 +49,12 @@ public:
     long samples_loaded = 0;
     bool hide_counts = false;  // rows without a sample count: read plain, never cached
 
-    void addRow(double time, double samprate, std::vector<float> samples, double calib = 1.0)
+    // A row of samples from time; key: the key the process's sample cache
+    // knows it by, "row" and its number when empty.
+    void addRow(double time, double samprate, std::vector<float> samples, double calib = 1.0, const QString& key = {})
     {
         Row row;
-        row.rec.key = QStringLiteral("row%1").arg(rows.size());
+        row.rec.key = key.isEmpty() ? QStringLiteral("row%1").arg(rows.size()) : key;
         row.rec.time = time;
         row.rec.samprate = samprate;
         row.rec.nsamp = static_cast<long>(samples.size());

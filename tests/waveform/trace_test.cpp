@@ -59,8 +59,7 @@ struct View
     void add(MemoryReader& r, std::vector<float> samples, double calib = 1.0)
     {
         static int serial = 0;
-        r.addRow(0.0, 100.0, std::move(samples), calib);
-        r.rows.last().rec.key = QStringLiteral("trace_test_row%1").arg(serial++);
+        r.addRow(0.0, 100.0, std::move(samples), calib, QStringLiteral("trace_test_row%1").arg(serial++));
     }
     void add(std::vector<float> samples, double calib = 1.0) { add(reader, std::move(samples), calib); }
 
@@ -74,14 +73,6 @@ struct View
         return t;
     }
 };
-
-std::vector<float> sine(int n, double samprate, double period, double amplitude)
-{
-    std::vector<float> v(static_cast<size_t>(n));
-    for (int i = 0; i < n; i++)
-        v[i] = static_cast<float>(amplitude * std::sin(2.0 * M_PI * i / samprate / period));
-    return v;
-}
 
 // Noise, then a P and an S wave train; deterministic.
 std::vector<float> seismogram(int n, double samprate)

@@ -38,11 +38,9 @@ struct View : tvtest::View
 
     explicit View(int ntraces = 4)
     {
-        std::vector<float> s(10000);
-        for (size_t i = 0; i < s.size(); i++)
-            s[i] = static_cast<float>(100.0 * std::sin(0.05 * static_cast<double>(i)));
-        reader.addRow(0.0, 100.0, s);
-        reader.rows.last().rec.key = QStringLiteral("traceview_interaction_test");
+        // 0.05 radians a sample
+        reader.addRow(0.0, 100.0, sine(10000, 100.0, 0.4 * M_PI, 100.0), 1.0,
+                      QStringLiteral("traceview_interaction_test"));
         for (int i = 0; i < ntraces; i++)
             add(QStringLiteral("S%1 BHZ").arg(i, 2, 10, QLatin1Char('0')))->setReader(&reader, 0, -1);
         tv->setTimeWindow(0.0, 100.0);

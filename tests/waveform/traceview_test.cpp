@@ -296,11 +296,7 @@ TEST(Traceview, WindowMovesAndResizes)
 TEST(Traceview, AnOverlayRepaintReusesTheImage)
 {
     View v(600, 300);
-    std::vector<float> s(3000);
-    for (int k = 0; k < 3000; k++)
-        s[k] = static_cast<float>(std::sin(2.0 * M_PI * k / 50.0));
-    v.reader.addRow(0.0, 100.0, s);
-    v.reader.rows.last().rec.key = QStringLiteral("traceview_test_overlay");
+    v.reader.addRow(0.0, 100.0, sine(3000, 100.0, 0.5, 1.0), 1.0, QStringLiteral("traceview_test_overlay"));
     VXTrace* t = v.add("AAA BHZ");
     t->setReader(&v.reader, 0, -1);
     ASSERT_EQ(v.tv->setTimeWindow(0.0, 30.0), 0);

@@ -240,11 +240,8 @@ TEST(TraceviewWords, EditModePaintsWithTheEditDisplay)
 {
     View v(0, 500, 240);
     MemoryReader reader;
-    std::vector<float> s(1000);
-    for (int k = 0; k < 1000; k++)
-        s[k] = static_cast<float>(std::sin(2.0 * M_PI * k / 40.0));
-    reader.addRow(0.0, 100.0, s);  // ten seconds in a window of twenty
-    reader.rows.last().rec.key = QStringLiteral("traceview_words_edit");
+    // ten seconds in a window of twenty
+    reader.addRow(0.0, 100.0, sine(1000, 100.0, 0.4, 1.0), 1.0, QStringLiteral("traceview_words_edit"));
     v.add("AAA BHZ")->setReader(&reader, 0, -1);
     ASSERT_EQ(v.tv->setTimeWindow(0.0, 20.0), 0);
     ASSERT_EQ(v.tv->configure("antialias", "no", nullptr), 0);  // colours exact to the pixel
