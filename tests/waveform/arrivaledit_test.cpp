@@ -1,22 +1,15 @@
 // Arrival editing, seen in the arrival table on the disk: adds, edits, undo
 // and redo, the queue's names and ends, failed writes, and pickers in other
 // processes (this program run again as a child, see PickerChild).
-#include "support/testsupport.h"
-#include "support/vptest.h"
+#include "waveform/tvsupport.h"
 
 #include "toolkit/base/errors.h"
-#include "toolkit/store/recordstore.h"
 #include "items/polypoint.h"
-#include "viewport/viewport.h"
 #include "viewport/vxevent.h"
-#include "waveform/trace.h"
-#include "waveform/traceview.h"
 
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QKeyEvent>
-#include <QMouseEvent>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -31,15 +24,8 @@ namespace {
 
 constexpr double kNo = -2e30;
 
-// What the arrival table holds for one arid.
-struct Row
-{
-    std::string phase;
-    std::string chan;
-    double time = 0.0;
-    double deltime = 0.0;
-    int copies = 0;  // rows of that arid
-};
+// What the arrival table holds for one arid; copies: its number of rows.
+struct Row { std::string phase, chan; double time = 0.0, deltime = 0.0; int copies = 0; };
 
 // Every row of the arrival table of base, read by a handle of its own.
 std::map<long, Row> readArrivals(const QString& base)
@@ -55,72 +41,68 @@ std::map<long, Row> readArrivals(const QString& base)
         char phase[RS_STRSZ], chan[RS_STRSZ];
         rsgetv(t, nullptr, "arid", &arid, "time", &time, "deltim", &deltim, "iphase", phase, "chan", chan, nullptr);
         Row& r = out[arid];
-        r.phase = phase;
-        r.chan = chan;
-        r.time = time;
-        r.deltime = deltim;
-        r.copies++;
+        r = {phase, chan, time, deltim, r.copies + 1};
     }
     rsclose(db);
     hl_clear_register(HL_CLEAR_QUIET);  // an unfinished last line is skipped, with a message
     return out;
 }
 
-// A database of two channels with waveform rows, and a view of it.
-struct Picking
+// A database of two channels with waveform rows (100 s from 1000), and a
+// view of it.
+struct Picking : tvtest::View
 {
     QTemporaryDir dir;
     QString base;
-    std::unique_ptr<VXViewport> vp;
-    std::unique_ptr<VXTraceview> tv;
     VXTrace* trace = nullptr;
 
-    explicit Picking(const QString& existing = QString())
+    explicit Picking(const QString& existing = QString()) : View(600, 300)
     {
-        base = existing.isEmpty() ? dir.path() + "/db" : existing;
-        if (existing.isEmpty())
-            makeDatabase(base);
-        vp = vptest::makeViewport(600, 300);
-        tv = std::make_unique<VXTraceview>(vp.get(), nullptr, 0, nullptr);
-        tv->init();
-        vp->setScales();
+        base = existing.isEmpty() ? makeDatabase(dir.path() + "/db") : existing;
         tv->vars.default_phase = "P";
         if (tv->createTraces(tv->openDatabase(base), "", "") == 0)
             trace = tv->getTrace(QStringLiteral("ABC BHZ"));
     }
-    ~Picking() { tv.reset(); }
 
-    static void makeDatabase(const QString& base)
+    static QString makeDatabase(const QString& base)
     {
-        Rsptr db = rsopen(base.toUtf8().constData(), "css3.0", RS_WRITE | RS_NOSYNC);
-        Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, "rsSCRATCH");
-        long wfid = 1;
-        for (const char* chan : {"BHZ", "BHN"}) {
-            rsputv(wf, nullptr, "sta", "ABC", "chan", chan, "time", 1000.0, "endtime", 1099.99, "nsamp", 10000L,
-                   "samprate", 100.0, "calib", 1.0, "segtype", "V", "datatype", "s4", "dir", ".", "dfile", "none.w",
-                   "wfid", wfid++, "jdate", 1970001L, nullptr);
-            rsaddrecord(wf);
-        }
-        rsclose(db);
+        return tvtest::writeWfdiscs(base, {"ABC BHZ", "ABC BHN"}, 10000, ".", "none.w");
     }
 
-    // Make the view show arid as selected (the drawing does this for real).
-    void select(long arid)
+    // A pick at time by the trace, its arid.
+    long add(double time)
+    {
+        int counter = 0;
+        const long arid = trace->addArrival(time, counter);
+        EXPECT_GE(arid, 1) << takeErrors();
+        return arid;
+    }
+
+    // Make the view show arid on the trace, selected when selected is set (the
+    // drawing does this for real); the view's record of it.
+    VxTraceArrival& show(long arid, int selected = 1)
     {
         VxTraceArrival a;
         a.trace = trace;
         a.arid = arid;
-        a.selected = 1;
+        a.selected = selected;
         tv->arrivals_hash[arid] = {a};
+        return tv->arrivals_hash[arid].first();
     }
+};
+
+// A fresh database with its view for each test.
+class ArrivalEdit : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_NE(p.trace, nullptr) << takeErrors(); }
+    Picking p;
 };
 
 }  // namespace
 
-TEST(ArrivalEdit, AddUndoRedoWritesDelAndBack)
+TEST_F(ArrivalEdit, AddUndoRedoWritesDelAndBack)
 {
-    Picking p;
-    ASSERT_NE(p.trace, nullptr) << takeErrors();
     int counter = 0;
     const long arid = p.trace->addArrival(1010.5, counter);
     ASSERT_GE(arid, 1) << takeErrors();
@@ -130,13 +112,7 @@ TEST(ArrivalEdit, AddUndoRedoWritesDelAndBack)
     EXPECT_EQ(rows[arid].phase, "P");
     EXPECT_DOUBLE_EQ(rows[arid].time, 1010.5);
 
-    const struct
-    {
-        const char* name;
-        int (VXTraceview::*step)();
-        const char* phase;
-        int index;
-    } steps[] = {
+    const struct { const char* name; int (VXTraceview::*step)(); const char* phase; int index; } steps[] = {
         {"undo writes del", &VXTraceview::arrivalEditQueueUndo, "del", -1},
         {"undo at the base changes nothing", &VXTraceview::arrivalEditQueueUndo, "del", -1},
         {"redo writes the pick again", &VXTraceview::arrivalEditQueueRedo, "P", 0},
@@ -152,17 +128,11 @@ TEST(ArrivalEdit, AddUndoRedoWritesDelAndBack)
     }
 }
 
-TEST(ArrivalEdit, MovingThreeArrivalsIsOneEntryAndANewEditDropsRedo)
+TEST_F(ArrivalEdit, MovingThreeArrivalsIsOneEntryAndANewEditDropsRedo)
 {
-    Picking p;
-    ASSERT_NE(p.trace, nullptr) << takeErrors();
     long arids[3];
-    for (int i = 0; i < 3; i++) {
-        int counter = 0;
-        arids[i] = p.trace->addArrival(1010.0 + i, counter);
-        ASSERT_GE(arids[i], 0) << takeErrors();
-        p.select(arids[i]);
-    }
+    for (int i = 0; i < 3; i++)
+        p.show(arids[i] = p.add(1010.0 + i));
     ASSERT_EQ(p.tv->editSelectedArrivals(2.5, 0.25, "Pn"), 3) << takeErrors();
     ASSERT_EQ(p.tv->arrival_edit_queue.entries.size(), 4);
     EXPECT_EQ(p.tv->arrival_edit_queue.entries.last().edits.size(), 3);
@@ -188,14 +158,10 @@ TEST(ArrivalEdit, MovingThreeArrivalsIsOneEntryAndANewEditDropsRedo)
     EXPECT_DOUBLE_EQ(rows[arids[1]].time, 1011.0);
 }
 
-TEST(ArrivalEdit, OneArrivalEditedTwiceInAnEntryUndoesToItsFirstRecord)
+TEST_F(ArrivalEdit, OneArrivalEditedTwiceInAnEntryUndoesToItsFirstRecord)
 {
-    Picking p;
-    ASSERT_NE(p.trace, nullptr) << takeErrors();
+    const long arid = p.add(1020.0);
     int counter = 0;
-    const long arid = p.trace->addArrival(1020.0, counter);
-    ASSERT_GE(arid, 0) << takeErrors();
-    counter = 0;
     ASSERT_GE(p.trace->editArrival(arid, 1021.0, kNo, "", counter), 0) << takeErrors();
     ASSERT_GE(p.trace->editArrival(arid, 1022.0, kNo, "S", counter), 0) << takeErrors();
     ASSERT_EQ(p.tv->arrivalEditQueueUndo(), 0) << takeErrors();
@@ -204,26 +170,16 @@ TEST(ArrivalEdit, OneArrivalEditedTwiceInAnEntryUndoesToItsFirstRecord)
     EXPECT_EQ(rows[arid].phase, "P");
 }
 
-TEST(ArrivalEdit, PastingTheClipboardAddsCopiesAsOneEntry)
+TEST_F(ArrivalEdit, PastingTheClipboardAddsCopiesAsOneEntry)
 {
-    Picking p;
-    ASSERT_NE(p.trace, nullptr) << takeErrors();
-    long arids[2];
-    for (int i = 0; i < 2; i++) {
-        int counter = 0;
-        arids[i] = p.trace->addArrival(1010.0 + 3.0 * i, counter);
-        ASSERT_GE(arids[i], 0) << takeErrors();
-    }
+    const long arids[2] = {p.add(1010.0), p.add(1013.0)};
     int counter = 0;
     ASSERT_GE(p.trace->editArrival(arids[1], kNo, 0.5, "S", counter), 0) << takeErrors();
     // the clipboard, as the arrival display keeps it
     for (int i = 0; i < 2; i++) {
-        VxTraceArrival a;
-        a.trace = p.trace;
-        a.arid = arids[i];
+        VxTraceArrival& a = p.show(arids[i], 0);
         a.time = 1010.0 + 3.0 * i;
         a.in_clipboard = 1;
-        p.tv->arrivals_hash[arids[i]] = {a};
     }
     EXPECT_EQ(p.tv->pasteCopyClipboard("soon", 1), -1);
     EXPECT_EQ(takeErrors(), "VXTraceview::pasteCopyClipboard: Unable to parse time 'soon'\n");
@@ -244,15 +200,11 @@ TEST(ArrivalEdit, PastingTheClipboardAddsCopiesAsOneEntry)
     EXPECT_DOUBLE_EQ(pasted.rbegin()->second.deltime, 0.5);
 }
 
-TEST(ArrivalEdit, BadEditsAreRefusedWithTheDatabaseUnchanged)
+TEST_F(ArrivalEdit, BadEditsAreRefusedWithTheDatabaseUnchanged)
 {
-    Picking p;
-    ASSERT_NE(p.trace, nullptr) << takeErrors();
-    int counter = 0;
-    const long arid = p.trace->addArrival(1030.0, counter);
-    ASSERT_GE(arid, 0) << takeErrors();
+    const long arid = p.add(1030.0);
     const auto before = readArrivals(p.base);
-    counter = 0;
+    int counter = 0;
     EXPECT_EQ(p.trace->editArrival(arid, kNo, kNo, "PKiKPPKiKP", counter), -1);
     EXPECT_EQ(takeErrors(), "VXTrace::editArrival: Phase 'PKiKPPKiKP' is longer than the 8 characters of iphase.\n");
     EXPECT_EQ(p.trace->editArrival(arid, kNo, -0.5, "", counter), -1);
@@ -268,13 +220,9 @@ TEST(ArrivalEdit, BadEditsAreRefusedWithTheDatabaseUnchanged)
     EXPECT_EQ(p.tv->arrival_edit_queue.entries.size(), 1);
 }
 
-TEST(ArrivalEdit, AFailedWriteClearsTheQueueAndSaysSo)
+TEST_F(ArrivalEdit, AFailedWriteClearsTheQueueAndSaysSo)
 {
-    Picking p;
-    ASSERT_NE(p.trace, nullptr) << takeErrors();
-    int counter = 0;
-    const long arid = p.trace->addArrival(1040.0, counter);
-    ASSERT_GE(arid, 0) << takeErrors();
+    const long arid = p.add(1040.0);
     ASSERT_EQ(p.tv->arrival_edit_queue.entries.size(), 1);
     // a full disk: no write may grow or change any file
     struct rlimit old;
@@ -283,7 +231,7 @@ TEST(ArrivalEdit, AFailedWriteClearsTheQueueAndSaysSo)
     none.rlim_cur = 0;
     auto old_handler = signal(SIGXFSZ, SIG_IGN);
     setrlimit(RLIMIT_FSIZE, &none);
-    counter = 0;
+    int counter = 0;
     const long r = p.trace->editArrival(arid, 1041.0, kNo, "", counter);
     setrlimit(RLIMIT_FSIZE, &old);
     signal(SIGXFSZ, old_handler);
@@ -297,17 +245,13 @@ TEST(ArrivalEdit, AFailedWriteClearsTheQueueAndSaysSo)
     EXPECT_DOUBLE_EQ(readArrivals(p.base)[arid].time, 1040.0);
 }
 
-TEST(ArrivalEdit, StateNamesAndGoto)
+TEST_F(ArrivalEdit, StateNamesAndGoto)
 {
-    Picking p;
-    ASSERT_NE(p.trace, nullptr) << takeErrors();
     VxArrivalEditQueue& q = p.tv->arrival_edit_queue;
     p.tv->arrivalEditQueueSetState("start");
-    int counter = 0;
-    const long arid = p.trace->addArrival(1050.0, counter);
-    ASSERT_GE(arid, 0) << takeErrors();
+    const long arid = p.add(1050.0);
     p.tv->arrivalEditQueueSetState("a");
-    counter = 0;
+    int counter = 0;
     ASSERT_GE(p.trace->editArrival(arid, 1051.0, kNo, "", counter), 0) << takeErrors();
     p.tv->arrivalEditQueueSetState("a");  // the name moves
     EXPECT_EQ(q.findState("a"), 1);
@@ -325,19 +269,11 @@ TEST(ArrivalEdit, StateNamesAndGoto)
     EXPECT_EQ(q.current_index, 1);
 }
 
-TEST(ArrivalEdit, EditAndAddModes)
+TEST_F(ArrivalEdit, EditAndAddModes)
 {
-    Picking p;
-    const struct
-    {
-        const char* name;
-        int disable_edits;
-        int (VXTraceview::*set)(QString);
-        const char* word;
-        int result;
-        const char* error;
-        int edit_mode;
-        int interaction_mode;
+    const struct {
+        const char* name; int disable_edits; int (VXTraceview::*set)(QString); const char* word; int result;
+        const char* error; int edit_mode; int interaction_mode;
     } cases[] = {
         {"add needs edit mode", 0, &VXTraceview::setAddArrivalsMode, "yes", -1,
          "VXTraceview::setAddArrivalsMode: Unable to enable add_arrivals mode.\n", 0, 0},
@@ -365,16 +301,15 @@ TEST(ArrivalEdit, EditAndAddModes)
 // Run by the tests below as a process of its own: picks VX_ARREDIT_PICKS
 // arrivals on the database VX_ARREDIT_DB, printing each arid once its write
 // has returned.
-TEST(ArrivalEdit, DISABLED_PickerChild)
+TEST_F(ArrivalEdit, DISABLED_PickerChild)
 {
     const QString base = qEnvironmentVariable("VX_ARREDIT_DB");
     const int picks = qEnvironmentVariableIntValue("VX_ARREDIT_PICKS");
-    Picking p(base);
-    ASSERT_NE(p.trace, nullptr) << takeErrors();
+    Picking child(base);
+    ASSERT_NE(child.trace, nullptr) << takeErrors();
     for (int i = 0; i < picks; i++) {
-        int counter = 0;
-        const long arid = p.trace->addArrival(1000.0 + 0.01 * i, counter);
-        ASSERT_GE(arid, 0) << takeErrors();
+        const long arid = child.add(1000.0 + 0.01 * i);
+        ASSERT_GE(arid, 0);
         printf("picked %ld\n", arid);
         fflush(stdout);
     }
@@ -407,11 +342,10 @@ QList<long> pickedArids(const QByteArray& output)
 
 }  // namespace
 
-TEST(ArrivalEdit, TwoPickersOnOneDatabaseKeepAllTheirPicks)
+TEST_F(ArrivalEdit, TwoPickersOnOneDatabaseKeepAllTheirPicks)
 {
     QTemporaryDir dir;
-    const QString base = dir.path() + "/db";
-    Picking::makeDatabase(base);
+    const QString base = Picking::makeDatabase(dir.path() + "/db");
     QObject owner;
     QProcess* a = startPicker(base, 40, &owner);
     QProcess* b = startPicker(base, 40, &owner);
@@ -428,11 +362,10 @@ TEST(ArrivalEdit, TwoPickersOnOneDatabaseKeepAllTheirPicks)
     }
 }
 
-TEST(ArrivalEdit, APickerKilledAfterItsWriteLosesNothing)
+TEST_F(ArrivalEdit, APickerKilledAfterItsWriteLosesNothing)
 {
     QTemporaryDir dir;
-    const QString base = dir.path() + "/db";
-    Picking::makeDatabase(base);
+    const QString base = Picking::makeDatabase(dir.path() + "/db");
     QObject owner;
     QProcess* child = startPicker(base, 100000, &owner);
     QByteArray output;
@@ -464,39 +397,25 @@ VXEvent pointerAt(VXViewport* vp, VXTrace* trace, int type, double x, int button
 
 }  // namespace
 
-TEST(ArrivalEdit, DraggingASelectedArrivalMovesTheGroupAndShiftAbandonsIt)
+TEST_F(ArrivalEdit, DraggingASelectedArrivalMovesTheGroupAndShiftAbandonsIt)
 {
-    Picking p;
-    ASSERT_NE(p.trace, nullptr) << takeErrors();
     vptest::render(p.vp.get());  // lays the traces out
     long arids[2];
     QList<VX_XYL> points;
     for (int i = 0; i < 2; i++) {
-        int counter = 0;
-        arids[i] = p.trace->addArrival(1020.0 + 10.0 * i, counter);
-        ASSERT_GE(arids[i], 0) << takeErrors();
         // the glyphs, as the arrival display draws them
-        VxTraceArrival a;
-        a.trace = p.trace;
-        a.arid = arids[i];
+        VxTraceArrival& a = p.show(arids[i] = p.add(1020.0 + 10.0 * i));
         a.index = i;
-        a.selected = 1;
         a.point.x = 1020.0 + 10.0 * i;
         a.point.y = 0.5 * (p.trace->vars.ybottom + p.trace->vars.ytop);
-        p.tv->arrivals_hash[arids[i]] = {a};
         points.append(a.point);
     }
     p.trace->arrivals->addPoints(points);
     p.tv->vars.disable_edits = 0;
     ASSERT_EQ(p.tv->setEditMode("on"), 0) << takeErrors();
 
-    const struct
-    {
-        const char* name;
-        int modifiers;
-        double moved;  // seconds the group ends up moved
-        int entries;
-    } drags[] = {
+    // moved: seconds the group ends up moved
+    const struct { const char* name; int modifiers; double moved; int entries; } drags[] = {
         {"shift at the release writes nothing", 0x2000000, 0.0, 2},
         {"a plain release moves both, one entry", 0, 5.0, 3},
     };
@@ -524,22 +443,14 @@ TEST(ArrivalEdit, DraggingASelectedArrivalMovesTheGroupAndShiftAbandonsIt)
 
 // The pick key "a" in edit mode writes an arrival at the time under the
 // pointer on the trace under it.
-TEST(ArrivalEdit, APickByKeyWritesTheTimeUnderThePointer)
+TEST_F(ArrivalEdit, APickByKeyWritesTheTimeUnderThePointer)
 {
-    Picking p;
-    ASSERT_NE(p.trace, nullptr) << takeErrors();
     p.tv->setTimeWindow(1000.0, 100.0);
     vptest::render(p.vp.get());
     p.tv->vars.disable_edits = 0;
     ASSERT_EQ(p.tv->setEditMode("on"), 0) << takeErrors();
-    double px = 0.0, py = 0.0;
-    p.vp->getPcoords(1030.0, 0.5 * (p.trace->vars.ybottom + p.trace->vars.ytop), &px, &py, 0, 0);
-    const QPointF pos(px, py);
-    QMouseEvent move(QEvent::MouseMove, pos, QPointF(p.vp->mapToGlobal(pos.toPoint())), Qt::NoButton, Qt::NoButton,
-                     Qt::NoModifier);
-    QCoreApplication::sendEvent(p.vp.get(), &move);
-    QKeyEvent key(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, QStringLiteral("a"));
-    QCoreApplication::sendEvent(p.vp.get(), &key);
+    p.move(pointerAt(p.vp.get(), p.trace, VX_EVENT_MOVE, 1030.0, 0, 0).pt);
+    p.key(Qt::Key_A, QStringLiteral("a"));
 
     const auto rows = readArrivals(p.base);
     ASSERT_EQ(rows.size(), 1u) << takeErrors();

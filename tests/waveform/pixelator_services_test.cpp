@@ -2,39 +2,30 @@
 // through an event-service client from s4 files.  Skipped where those
 // services are not part of the build.
 #include "waveform/pixelator_support.h"
+#include "waveform/tvsupport.h"
 
 #include "toolkit/base/errors.h"
+#include "toolkit/events/qkclient.h"
+#include "toolkit/events/qkserver.h"
 #include "waveform/pixelator_services_p.h"
 #include "waveform/samplecache_p.h"
+#include "waveform/traceviewqkclient.h"
 
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
-#include <QtEndian>
 
 #include <vector>
 
-#include "toolkit/events/qkclient.h"
-#include "waveform/traceviewqkclient.h"
-#include "toolkit/events/qkserver.h"
-
 namespace {
-
-[[maybe_unused]] VxPixelatorSource* feed(TestPixelator& px)
-{
-    VxTraceviewTIDE tide;
-    int index = -1;
-    return px.setTIDE(tide, index, 0)->source;
-}
 
 TEST(PixelatorFilter, DemeanAndTheHookOfAFeed)
 {
     TestPixelator px;
     px.setPixels(0.0, 0.1, 1000, 1, 0.0);
     px.filter_string = "DEMEAN";
-    VxPixelatorSource* source = feed(px);
+    VxPixelatorSource* source = px.feed();
     const std::vector<float> flat(100, 5.0f);
     px.addSegment(source, 0.0, 100, 0.01, 1.0, "V", flat.data(), 0);
     ASSERT_EQ(source->segments.max(), 1);
@@ -67,45 +58,19 @@ protected:
 };
 
 // A database with one wfdisc row: 1000 samples of a ramp at 100 Hz from
-// time 1000, in an s4 file of file_samples samples.
+// time 1000, in wf/dfile; the file wf/ramp.w holds file_samples samples.
 QString make_database(const QTemporaryDir& dir, long file_samples, const char* dfile)
 {
-    const QString base = dir.path() + "/db";
-    Rsptr db = rsopen(base.toUtf8().constData(), "css3.0", RS_WRITE | RS_NOSYNC);
-    Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, "rsSCRATCH");
-    EXPECT_EQ(rsputv(wf, nullptr, "sta", "ABC", "chan", "BHZ", "time", 1000.0, "endtime", 1009.99, "nsamp", 1000L,
-                     "samprate", 100.0, "calib", 1.0, "calper", 1.0, "segtype", "V", "datatype", "s4", "dir", "wf",
-                     "dfile", dfile, "foff", 0L, "wfid", 1L, "chanid", 1L, "jdate", 1970001L, nullptr),
-              0)
-        << hl_errlog_string(0);
-    EXPECT_GE(rsaddrecord(wf), 0);
-    rsclose(db);
     QDir(dir.path()).mkdir("wf");
-    QFile file(dir.path() + "/wf/ramp.w");
-    EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-    for (long i = 0; i < file_samples; i++) {
-        uchar s4[4];
-        qToBigEndian<qint32>(static_cast<qint32>(i), s4);
-        file.write(reinterpret_cast<const char*>(s4), 4);
-    }
-    return base;
+    tvtest::writeS4(dir.path() + "/wf/ramp.w", file_samples, [](long i) { return static_cast<double>(i); });
+    return tvtest::writeWfdiscs(dir.path() + "/db", {"ABC BHZ"}, 1000, "wf", dfile);
 }
 
 TEST(PixelatorEventClient, RowsFromS4Files)
 {
-
-    struct Case
-    {
-        const char* name;
-        long file_samples;
-        const char* dfile;
-        size_t budget;
-        long segments;
-    } cases[] = {
-        {"cached", 1000, "ramp.w", size_t(64) << 20, 1},
-        {"plain", 1000, "ramp.w", 0, 1},
-        {"missing file", 1000, "none.w", size_t(64) << 20, 0},
-        {"short file, plain", 500, "ramp.w", 0, 0},
+    struct Case { const char* name; long file_samples; const char* dfile; size_t budget; long segments; } cases[] = {
+        {"cached", 1000, "ramp.w", size_t(64) << 20, 1}, {"plain", 1000, "ramp.w", 0, 1},
+        {"missing file", 1000, "none.w", size_t(64) << 20, 0}, {"short file, plain", 500, "ramp.w", 0, 0},
         {"short file, cached", 500, "ramp.w", size_t(64) << 20, 0},
     };
     for (const Case& c : cases) {

@@ -7,6 +7,7 @@
 #include <QList>
 #include <QString>
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -19,26 +20,41 @@ public:
     using VXPixelator::removeSegment;
     using VXPixelator::setStats;
     using VXPixelator::trimSegments;
+
+    // A source to feed by hand (type 2), owned by the pixelator.
+    VxPixelatorSource* feed()
+    {
+        VxTraceviewTIDE tide;
+        int index = -1;
+        return setTIDE(tide, index, 0)->source;
+    }
 };
+
+// n samples at samprate of a sine of period seconds and amplitude, 0 at the first.
+inline std::vector<float> sine(int n, double samprate, double period, double amplitude)
+{
+    std::vector<float> v(static_cast<size_t>(n));
+    for (int i = 0; i < n; i++)
+        v[static_cast<size_t>(i)] = static_cast<float>(amplitude * std::sin(2.0 * M_PI * i / samprate / period));
+    return v;
+}
 
 // Rows of samples held in memory, loaded by the reader's rules.
 class MemoryReader : public VXPixelatorReader
 {
 public:
-    struct Row
-    {
-        VxPixelatorRecord rec;
-        std::vector<float> samples;
-    };
+    struct Row { VxPixelatorRecord rec; std::vector<float> samples; };
     QList<Row> rows;
     int loads = 0;
     long samples_loaded = 0;
     bool hide_counts = false;  // rows without a sample count: read plain, never cached
 
-    void addRow(double time, double samprate, std::vector<float> samples, double calib = 1.0)
+    // A row of samples from time; key: the key the process's sample cache
+    // knows it by, "row" and its number when empty.
+    void addRow(double time, double samprate, std::vector<float> samples, double calib = 1.0, const QString& key = {})
     {
         Row row;
-        row.rec.key = QStringLiteral("row%1").arg(rows.size());
+        row.rec.key = key.isEmpty() ? QStringLiteral("row%1").arg(rows.size()) : key;
         row.rec.time = time;
         row.rec.samprate = samprate;
         row.rec.nsamp = static_cast<long>(samples.size());

@@ -1,6 +1,8 @@
 // The pixelator against hand-computed columns.
 #include "waveform/pixelator_support.h"
 
+#include "support/testsupport.h"
+
 #include "toolkit/base/errors.h"
 #include "toolkit/store/recordstore.h"
 #include "toolkit/waveio/wfgap.h"
@@ -23,26 +25,11 @@ std::vector<float> ramp(int n)
     return v;
 }
 
-// A type 2 source to feed by hand, owned by the pixelator.
-VxPixelatorSource* feed(TestPixelator& px)
-{
-    VxTraceviewTIDE tide;
-    int index = -1;
-    return px.setTIDE(tide, index, 0)->source;
-}
-
 TEST(PixelatorGrid, ColumnIndexRule)
 {
-    struct Case
-    {
-        const char* name;
-        double x;
-        long expected;
-    } cases[] = {
-        {"zero", 0.0, 0},       {"inside first", 0.99, 0}, {"whole", 3.0, 3},
-        {"half below", -0.5, -1}, {"whole negative -1", -1.0, -2}, {"whole negative -2", -2.0, -3},
-        {"fraction negative", -1.5, -2},
-    };
+    struct Case { const char* name; double x; long expected; } cases[] = {
+        {"zero", 0.0, 0}, {"inside first", 0.99, 0}, {"whole", 3.0, 3}, {"half below", -0.5, -1},
+        {"whole negative -1", -1.0, -2}, {"whole negative -2", -2.0, -3}, {"fraction negative", -1.5, -2}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(vx_pixel_index(100.0 + c.x * 0.5, 100.0, 0.5), c.expected);
@@ -54,7 +41,7 @@ TEST(PixelatorGrid, TenThousandSamplesMakeAThousandColumns)
 {
     TestPixelator px;
     ASSERT_EQ(px.setPixels(0.0, 0.1, 1000, 1, 0.0), 1);
-    VxPixelatorSource* source = feed(px);
+    VxPixelatorSource* source = px.feed();
     const std::vector<float> data = ramp(10000);
     ASSERT_EQ(px.addSegment(source, 0.0, 10000, 0.01, 1.0, "V", data.data(), 0), 0);
     ASSERT_EQ(source->segments.max(), 1);
@@ -83,35 +70,13 @@ TEST(PixelatorGrid, TenThousandSamplesMakeAThousandColumns)
     EXPECT_EQ(px.amax, 9999.0);
 }
 
-TEST(PixelatorGrid, OneSampleMakesOneColumnUncounted)
-{
-    TestPixelator px;
-    px.setPixels(0.0, 1.0, 10, 1, 0.0);
-    VxPixelatorSource* source = feed(px);
-    const float v = 5.0f;
-    for (int accumulate : {0, 1}) {
-        source->segments.clear();
-        px.addSegment(source, 2.0, 1, 0.5, 1.0, "V", &v, accumulate);
-        ASSERT_EQ(source->segments.max(), 1);
-        EXPECT_EQ(source->segments.get(0).pixels.size(), 1);
-        EXPECT_EQ(source->segments.get(0).npixels_used, 0);
-    }
-}
-
 TEST(PixelatorSegments, AppendRules)
 {
-    struct Case
-    {
-        const char* name;
-        double offset_dt;  // start of the second packet after next_time, in sample intervals
-        double calib;      // of the second packet; the first has 100
-        const char* segtype;
-        long segments;
-    } cases[] = {
-        {"0.09 interval late appends", 0.09, 100.0, "V", 1},
-        {"0.11 interval late starts anew", 0.11, 100.0, "V", 2},
-        {"calib 1% off appends", 0.0, 101.0, "V", 1},
-        {"calib 1.5% off starts anew", 0.0, 101.5, "V", 2},
+    // offset_dt: start of the second packet after next_time, in sample
+    // intervals; calib: of the second packet, the first has 100
+    struct Case { const char* name; double offset_dt; double calib; const char* segtype; long segments; } cases[] = {
+        {"0.09 interval late appends", 0.09, 100.0, "V", 1}, {"0.11 interval late starts anew", 0.11, 100.0, "V", 2},
+        {"calib 1% off appends", 0.0, 101.0, "V", 1}, {"calib 1.5% off starts anew", 0.0, 101.5, "V", 2},
         {"segtype change starts anew", 0.0, 100.0, "A", 2},
     };
     const std::vector<float> data = ramp(100);
@@ -119,7 +84,7 @@ TEST(PixelatorSegments, AppendRules)
         SCOPED_TRACE(c.name);
         TestPixelator px;
         px.setPixels(0.0, 0.05, 1000, 1, 0.0);
-        VxPixelatorSource* source = feed(px);
+        VxPixelatorSource* source = px.feed();
         px.addSegment(source, 10.0, 100, 0.01, 100.0, "V", data.data(), 1);
         const double t = source->next_time + c.offset_dt * 0.01;
         px.addSegment(source, t, 100, 0.01, c.calib, c.segtype, data.data(), 1);
@@ -130,24 +95,20 @@ TEST(PixelatorSegments, AppendRules)
             EXPECT_EQ(source->segments.get(0).pixels.size(), 40);
         }
     }
-}
-
-TEST(PixelatorSegments, NegativeCalibrationNeverAppends)
-{
+    // a negative calibration never appends
     TestPixelator px;
     px.setPixels(0.0, 0.05, 1000, 1, 0.0);
-    VxPixelatorSource* source = feed(px);
-    const std::vector<float> data = ramp(10);
-    px.addSegment(source, 10.0, 10, 0.01, -1.0, "V", data.data(), 1);
-    px.addSegment(source, source->next_time, 10, 0.01, -1.0, "V", data.data(), 1);
+    VxPixelatorSource* source = px.feed();
+    px.addSegment(source, 10.0, 100, 0.01, -1.0, "V", data.data(), 1);
+    px.addSegment(source, source->next_time, 100, 0.01, -1.0, "V", data.data(), 1);
     EXPECT_EQ(source->segments.max(), 2);
 }
 
-TEST(PixelatorSegments, NanNeverPoisonsExtremes)
+TEST(PixelatorSegments, NanNeverPoisonsExtremesAndOneSampleIsOneColumnUncounted)
 {
     TestPixelator px;
     px.setPixels(0.0, 1.0, 10, 1, 0.0);
-    VxPixelatorSource* source = feed(px);
+    VxPixelatorSource* source = px.feed();
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const float data[] = {nan, 3.0f, -2.0f, nan, nan, nan};  // 3 per column
     for (int accumulate : {0, 1}) {
@@ -164,6 +125,11 @@ TEST(PixelatorSegments, NanNeverPoisonsExtremes)
         px.setStats();
         EXPECT_EQ(px.amin, -2.0);
         EXPECT_EQ(px.amax, 3.0);
+        source->segments.clear();
+        px.addSegment(source, 2.0, 1, 0.5, 1.0, "V", data + 1, accumulate);
+        ASSERT_EQ(source->segments.max(), 1);
+        EXPECT_EQ(source->segments.get(0).pixels.size(), 1);
+        EXPECT_EQ(source->segments.get(0).npixels_used, 0);
     }
 }
 
@@ -171,7 +137,7 @@ TEST(PixelatorSegments, HolesBetweenSparseSamples)
 {
     TestPixelator px;
     px.setPixels(0.0, 0.25, 100, 1, 0.0);
-    VxPixelatorSource* source = feed(px);
+    VxPixelatorSource* source = px.feed();
     const float data[] = {1.0f, 2.0f, 3.0f};
     px.addSegment(source, 0.0, 3, 1.0, 1.0, "V", data, 0);
     const VxPixelatorSegment& seg = source->segments.get(0);
@@ -192,7 +158,7 @@ TEST(PixelatorSegments, ClippedToTheBuffer)
     for (int i = 0; i < n; i++)
         data[static_cast<size_t>(i)] = static_cast<float>(i % 1000);
     ASSERT_EQ(px.setPixels(43200.0, 0.001, 1000, 1, 0.5), 1);
-    VxPixelatorSource* source = feed(px);
+    VxPixelatorSource* source = px.feed();
     px.addSegment(source, day0, n, 0.01, 1.0, "V", data.data(), 0);
     ASSERT_EQ(source->segments.max(), 1);
     const VxPixelatorSegment& seg = source->segments.get(0);
@@ -202,7 +168,7 @@ TEST(PixelatorSegments, ClippedToTheBuffer)
     EXPECT_EQ(seg.pixels[0].npoints, 1);
     EXPECT_EQ(seg.pixels[0].min, data[static_cast<size_t>(std::lround(seg.time_first_pixel / 0.01))]);
     // a real-time feed of sparse samples splits rather than fill holes past the buffer
-    VxPixelatorSource* rt = feed(px);
+    VxPixelatorSource* rt = px.feed();
     const float sparse[] = {1.0f, 2.0f, 3.0f};
     px.addSegment(rt, 43200.0, 3, 2.0, 1.0, "V", sparse, 1);
     long columns = 0;
@@ -213,15 +179,7 @@ TEST(PixelatorSegments, ClippedToTheBuffer)
 
 TEST(PixelatorSegments, BadInput)
 {
-    struct Case
-    {
-        const char* name;
-        double t0;
-        double dt;
-        int nsamp;
-        int ret;
-        const char* message;
-    } cases[] = {
+    struct Case { const char* name; double t0; double dt; int nsamp; int ret; const char* message; } cases[] = {
         {"NaN time", std::nan(""), 0.01, 10, -1, "VXPixelator::addSegment: Bad start time"},
         {"NaN interval", 0.0, std::nan(""), 10, -1, "VXPixelator::addSegment: Bad start time"},
         {"negative interval", 0.0, -0.01, 10, -1, "VXPixelator::addSegment: Bad start time"},
@@ -232,26 +190,23 @@ TEST(PixelatorSegments, BadInput)
         SCOPED_TRACE(c.name);
         TestPixelator px;
         px.setPixels(0.0, 0.1, 100, 1, 0.0);
-        VxPixelatorSource* source = feed(px);
-        hl_clear_register(0);
+        VxPixelatorSource* source = px.feed();
         EXPECT_EQ(px.addSegment(source, c.t0, c.nsamp, c.dt, 1.0, "V", data.data(), 0), c.ret);
         EXPECT_EQ(source->segments.max(), 0);
-        EXPECT_NE(std::string(hl_errlog_string(0)).find(c.message), std::string::npos) << hl_errlog_string(0);
-        hl_clear_register(0);
+        const std::string errors = takeErrors();
+        EXPECT_NE(errors.find(c.message), std::string::npos) << errors;
     }
     TestPixelator px;
     EXPECT_EQ(px.setPixels(0.0, 1e-6, 10000000, 1, 0.0), -1);
-    EXPECT_NE(std::string(hl_errlog_string(0)).find("VXPixelator::setPixels: 10000000 columns asked for"),
-              std::string::npos);
+    EXPECT_NE(takeErrors().find("VXPixelator::setPixels: 10000000 columns asked for"), std::string::npos);
     EXPECT_EQ(px.npixels_total, 0);  // the grid is unchanged
     EXPECT_EQ(px.setPixels(0.0, std::nan(""), 10, 1, 0.0), -1);
-    hl_clear_register(0);
+    takeErrors();
     // zero width and no columns read nothing
     EXPECT_EQ(px.setPixels(0.0, 0.0, 10, 1, 0.0), 1);
     EXPECT_EQ(px.setPixels(0.0, 0.1, 0, 1, 0.0), 1);
-    VxPixelatorSource* source = feed(px);
-    const std::vector<float> data10 = ramp(10);
-    px.addSegment(source, 0.0, 10, 0.01, 1.0, "V", data10.data(), 1);
+    VxPixelatorSource* source = px.feed();
+    px.addSegment(source, 0.0, 10, 0.01, 1.0, "V", data.data(), 1);
     EXPECT_EQ(source->segments.max(), 0);
 }
 
@@ -259,7 +214,7 @@ TEST(PixelatorSegments, TrimAndRemove)
 {
     TestPixelator px;
     px.setPixels(0.0, 1.0, 100, 1, 0.0);
-    VxPixelatorSource* source = feed(px);
+    VxPixelatorSource* source = px.feed();
     const std::vector<float> data = ramp(10);
     px.addSegment(source, 0.0, 10, 1.0, 1.0, "V", data.data(), 0);   // columns 0-9
     px.addSegment(source, 20.0, 10, 1.0, 1.0, "V", data.data(), 0);  // columns 20-29
@@ -278,7 +233,7 @@ TEST(PixelatorStats, SpikeInTheBufferLeavesScaleAlone)
     TestPixelator px;
     px.setPixels(10.0, 0.1, 100, 1, 5.0);  // buffer 5 s to 10 s, visible 10 s to 20 s
     ASSERT_EQ(px.tstart, 5.0);
-    VxPixelatorSource* source = feed(px);
+    VxPixelatorSource* source = px.feed();
     std::vector<float> data(1500, 1.0f);
     data[200] = 1e6f;  // at 7 s, in the buffer
     data[800] = -3.0f;  // at 13 s
@@ -320,12 +275,8 @@ TEST_F(PixelatorDbtrace, GapsSplitAndAllGapIsNothing)
         middle[static_cast<size_t>(i)] = gap;
     const long r0 = addRow(100.0, middle);
     const long r1 = addRow(200.0, std::vector<float>(50, gap));
-    struct Case
-    {
-        const char* name;
-        long record;
-        long segments;
-    } cases[] = {{"gap in the middle", r0, 2}, {"all gap", r1, 0}};
+    struct Case { const char* name; long record; long segments; } cases[] = {
+        {"gap in the middle", r0, 2}, {"all gap", r1, 0}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         VXPixelator px;
@@ -344,16 +295,12 @@ TEST_F(PixelatorDbtrace, RefusedRecords)
     Rsptr row = tr;
     row.record = 7;
     EXPECT_THROW(px.setDbtrace(row, -1, 0), const char*);
-    EXPECT_NE(std::string(hl_errlog_string(0)).find("VXPixelator::setDbtrace: Input database record 7 outside range"),
-              std::string::npos);
-    hl_clear_register(0);
+    EXPECT_NE(takeErrors().find("VXPixelator::setDbtrace: Input database record 7 outside range"), std::string::npos);
     Rsptr css = rsopen("pixcss", "css3.0", RS_MEMORY);
     Rsptr wf = rslookup(css, nullptr, "wfdisc", nullptr, nullptr);
     EXPECT_THROW(px.setDbtrace(wf, -1, 0), const char*);
-    EXPECT_NE(std::string(hl_errlog_string(0))
-                  .find("VXPixelator::setDbtrace: Input database schema 'css3.0' not 'Trace4.0' or 'Trace4.1'"),
+    EXPECT_NE(takeErrors().find("VXPixelator::setDbtrace: Input database schema 'css3.0' not 'Trace4.0' or 'Trace4.1'"),
               std::string::npos);
-    hl_clear_register(0);
     rsclose(css);
     EXPECT_TRUE(px.sources.isEmpty());
 }

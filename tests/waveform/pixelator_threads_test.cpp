@@ -17,9 +17,7 @@ TEST(PixelatorThreads, FeedWhileReadingColumns)
 {
     TestPixelator px;
     px.setPixels(0.0, 0.1, 2000, 1, 0.0);
-    VxTraceviewTIDE tide;
-    int index = -1;
-    VxPixelatorSource* source = px.setTIDE(tide, index, 0)->source;
+    VxPixelatorSource* source = px.feed();
     std::vector<float> packet(50);
     std::iota(packet.begin(), packet.end(), 0.0f);
     constexpr int packets = 300;  // 150 s at 100 Hz

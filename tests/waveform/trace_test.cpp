@@ -3,6 +3,7 @@
 // refused keys.
 #include "waveform/pixelator_support.h"
 
+#include "support/configsupport.h"
 #include "support/vptest.h"
 
 #include "toolkit/base/errors.h"
@@ -36,25 +37,21 @@ struct View
     // with a wider margin and a taller plot for a look at the labels
     explicit View(bool wide = false)
     {
-        vp = wide ? makeViewport(600, 320, {"mleft", "190", "mright", "10", "mtop", "10", "mbottom", "10", "xleft",
-                                            "0", "xright", "1", "ybottom", "0", "ytop", "1"})
-                  : makeViewport(460, 220, {"mleft", "50", "mright", "10", "mtop", "10", "mbottom", "10", "xleft",
-                                            "0", "xright", "1", "ybottom", "0", "ytop", "1"});
+        vp = makeViewport(wide ? 600 : 460, wide ? 320 : 220, {"mleft", wide ? "190" : "50", "mright", "10", "mtop",
+                          "10", "mbottom", "10", "xleft", "0", "xright", "1", "ybottom", "0", "ytop", "1"});
         d.viewport = vp.get();
         d.tleft = 0.0;
         d.dtperpixel = 0.05;
         d.npixels = 400;
-        VX_ParseColor("black", d.color_foreground);
-        VX_ParseColor("#000080", d.color_traces_background);
-        VX_ParseColor("black", d.color_trace_label);
-        VX_ParseColor("#808080", d.color_trace_amp_label);
-        VX_ParseColor("blue", d.color_trace_filter_label);
-        VX_ParseColor("lightblue", d.color_trace_select_background);
-        VX_ParseColor("black", d.color_trace_select_order_label);
+        const std::pair<const char*, VX_Color*> colours[] = {
+            {"black", &d.color_foreground}, {"#000080", &d.color_traces_background}, {"black", &d.color_trace_label},
+            {"#808080", &d.color_trace_amp_label}, {"blue", &d.color_trace_filter_label},
+            {"lightblue", &d.color_trace_select_background}, {"black", &d.color_trace_select_order_label}};
+        for (const auto& [text, colour] : colours)
+            VX_ParseColor(text, *colour);
         VX_ParseFont("courier,14,Normal", d.font_trace_label);
-        VX_ParseFont("courier,12,Normal", d.font_trace_amp_label);
-        VX_ParseFont("courier,12,Normal", d.font_trace_filter_label);
-        VX_ParseFont("courier,12,Normal", d.font_trace_select_order_label);
+        for (VX_Font* font : {&d.font_trace_amp_label, &d.font_trace_filter_label, &d.font_trace_select_order_label})
+            VX_ParseFont("courier,12,Normal", *font);
     }
 
     // A row of samples under a key of its own: the process's sample cache
@@ -62,8 +59,7 @@ struct View
     void add(MemoryReader& r, std::vector<float> samples, double calib = 1.0)
     {
         static int serial = 0;
-        r.addRow(0.0, 100.0, std::move(samples), calib);
-        r.rows.last().rec.key = QStringLiteral("trace_test_row%1").arg(serial++);
+        r.addRow(0.0, 100.0, std::move(samples), calib, QStringLiteral("trace_test_row%1").arg(serial++));
     }
     void add(std::vector<float> samples, double calib = 1.0) { add(reader, std::move(samples), calib); }
 
@@ -77,14 +73,6 @@ struct View
         return t;
     }
 };
-
-std::vector<float> sine(int n, double samprate, double period, double amplitude)
-{
-    std::vector<float> v(static_cast<size_t>(n));
-    for (int i = 0; i < n; i++)
-        v[i] = static_cast<float>(amplitude * std::sin(2.0 * M_PI * i / samprate / period));
-    return v;
-}
 
 // Noise, then a P and an S wave train; deterministic.
 std::vector<float> seismogram(int n, double samprate)
@@ -119,12 +107,7 @@ QImage drawTrace(VXTrace* t, QList<double>* end_points_out = nullptr, bool backg
     return image;
 }
 
-struct Element
-{
-    bool move;
-    double x, y;
-    bool operator==(const Element& o) const { return move == o.move && x == o.x && y == o.y; }
-};
+struct Element { bool move; double x, y; };
 
 } // namespace
 
@@ -170,14 +153,11 @@ TEST(Trace, HandMadeColumnsGiveThePathElements)
     QPainterPath path;
     qreal xfirst = -1, xlast = -1;
     t.makeSegmentPath(path, xfirst, xlast, seg);
+    // a busy column: one vertical; the next, not overlapping it: joined; single
+    // samples: lines from the last point; busy again, joined to the single sample
     const QList<Element> expected = {
-        {true, 0, 80},  {false, 0, 90},  // a busy column: one vertical
-        {true, 2, 80},  {false, 2, 50},  // not overlapping the one before: joined
-        {true, 2, 40},  {false, 2, 50},
-        {true, 2, 50},  {false, 3, 70},  // single samples: lines from the last point
-        {true, 3, 70},  {false, 4, 65},
-        {true, 5, 65},  {false, 5, 64},  // busy again, joined to the single sample
-        {true, 5, 62},  {false, 5, 64},
+        {true, 0, 80}, {false, 0, 90}, {true, 2, 80}, {false, 2, 50}, {true, 2, 40}, {false, 2, 50}, {true, 2, 50},
+        {false, 3, 70}, {true, 3, 70}, {false, 4, 65}, {true, 5, 65}, {false, 5, 64}, {true, 5, 62}, {false, 5, 64},
     };
     QList<Element> got;
     for (int i = 0; i < path.elementCount(); i++) {
@@ -195,26 +175,18 @@ TEST(Trace, HandMadeColumnsGiveThePathElements)
     EXPECT_EQ(xlast, 5.0);
 
     // a segment of holes adds nothing
-    VxPixelatorSegment holes;
-    holes.dtperpixel = 1.0;
-    holes.pixels = {{-1, 0, 0}, {0, 0, 0}, {-1, 0, 0}};
+    seg.pixels = {{-1, 0, 0}, {0, 0, 0}, {-1, 0, 0}};
     QPainterPath empty;
-    t.makeSegmentPath(empty, xfirst, xlast, holes);
+    t.makeSegmentPath(empty, xfirst, xlast, seg);
     EXPECT_EQ(empty.elementCount(), 0);
 }
 
 TEST(Trace, NothingToDrawGivesNoPathAndNoBand)
 {
-    struct Case
-    {
-        const char* name;
-        std::vector<float> samples;
-        const char* mode;
-    } cases[] = {
+    struct Case { const char* name; std::vector<float> samples; const char* mode; } cases[] = {
         {"flat in auto", std::vector<float>(2000, 5.0f), "auto"},
         {"flat in autop at zero", std::vector<float>(2000, 0.0f), "autop"},
-        {"all NaN", std::vector<float>(2000, NAN), "auto"},
-        {"empty", {}, "auto"},
+        {"all NaN", std::vector<float>(2000, NAN), "auto"}, {"empty", {}, "auto"},
         {"fixed window of zero height", sine(2000, 100.0, 4.0, 10.0), "fixed"},
     };
     for (const Case& c : cases) {
@@ -233,13 +205,8 @@ TEST(Trace, NothingToDrawGivesNoPathAndNoBand)
 
 TEST(Trace, AmplitudeModes)
 {
-    struct Case
-    {
-        const char* mode;
-        double abottom, atop;
-    } cases[] = {
-        {"auto", -300, 500}, {"auto0", -500, 500}, {"autop", 0, 500}, {"auton", 0, 500},
-    };
+    struct Case { const char* mode; double abottom, atop; } cases[] = {
+        {"auto", -300, 500}, {"auto0", -500, 500}, {"autop", 0, 500}, {"auton", 0, 500}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.mode);
         View v;
@@ -250,10 +217,8 @@ TEST(Trace, AmplitudeModes)
         EXPECT_FALSE(t->makePath(end_points, 1).isEmpty());
         EXPECT_EQ(t->vars.abottom, c.abottom);
         EXPECT_EQ(t->vars.atop, c.atop);
-        ASSERT_EQ(end_points.size(), 2);
         // the band covers the data's columns only
-        EXPECT_EQ(end_points[0], 0.0);
-        EXPECT_EQ(end_points[1], 0.0);
+        EXPECT_EQ(end_points, (QList<double>{0.0, 0.0}));
     }
     // gain zooms about the middle of the window
     View v;
@@ -278,25 +243,18 @@ TEST(Trace, AmplitudeModes)
 
 TEST(Trace, UnitsBySegmentTypeAndCalibration)
 {
-    struct Case
-    {
-        const char* name;
-        const char* view_units;
-        const char* trace_units;  // null: none of its own
-        const char* segtype;
-        double calib;
-        const char* units;
-        double scale;
+    // trace_units null: none of its own
+    struct Case {
+        const char* name; const char* view_units; const char* trace_units; const char* segtype; double calib;
+        const char* units; double scale;
     } cases[] = {
         {"velocity", "source", nullptr, "V", 2.0, "nm/sec", 2.0},
         {"acceleration", "source", nullptr, "A", 3.0, "nm/sec**2", 3.0},
         {"displacement", "source", nullptr, "D", 0.5, "nm", 0.5},
-        {"unknown type", "source", nullptr, "X", 5.0, "cts", 1.0},
-        {"counts", "counts", nullptr, "V", 2.0, "cts", 1.0},
+        {"unknown type", "source", nullptr, "X", 5.0, "cts", 1.0}, {"counts", "counts", nullptr, "V", 2.0, "cts", 1.0},
         {"trace counts over view source", "source", "counts", "V", 2.0, "cts", 1.0},
         {"strong motion A", "sm", nullptr, "A", 1.0, "mg", 1.01972e-7},
-        {"strong motion V", "sm", nullptr, "V", 2.0, "cm/sec", 2e7},
-        {"calib 0", "source", nullptr, "V", 0.0, "cts", 1.0},
+        {"strong motion V", "sm", nullptr, "V", 2.0, "cm/sec", 2e7}, {"calib 0", "source", nullptr, "V", 0.0, "cts", 1.0},
         {"huge calib", "source", nullptr, "V", 1e30, "nm/sec", 1e30},
         {"tiny calib", "source", nullptr, "V", 1e-30, "nm/sec", 1e-30},
     };
@@ -332,16 +290,9 @@ TEST(Trace, UnitsBySegmentTypeAndCalibration)
 
 TEST(Trace, NiceNumbersAndTheirText)
 {
-    struct Nice
-    {
-        double start, end;
-        int maxvals;
-        int istart, iend;
-        double ninc;
-    } nice[] = {
-        {0, 10, 6, 0, 2, 4.0}, {-5, 5, 3, 0, 0, 10.0}, {-1000, 1000, 5, -1, 1, 1000.0},
-        {0.1, 0.9, 5, 1, 2, 0.4}, {-0.95, 0.35, 4, -1, 0, 0.5},
-    };
+    struct Nice { double start, end; int maxvals; int istart, iend; double ninc; } nice[] = {
+        {0, 10, 6, 0, 2, 4.0}, {-5, 5, 3, 0, 0, 10.0}, {-1000, 1000, 5, -1, 1, 1000.0}, {0.1, 0.9, 5, 1, 2, 0.4},
+        {-0.95, 0.35, 4, -1, 0, 0.5}};
     for (const Nice& c : nice) {
         SCOPED_TRACE(c.start);
         int istart = 99, iend = 99;
@@ -359,14 +310,9 @@ TEST(Trace, NiceNumbersAndTheirText)
     trace_get_nice_fvals(1e20, 1e20 + 1e6, 5, &i0, &i1, &ninc);  // a large offset: no ticks
     EXPECT_EQ(ninc, 0.0);
 
-    struct Text
-    {
-        double v;
-        const char* text;
-    } texts[] = {
-        {1234.5, "1235"}, {-2000.5, "-2001"}, {12.34, "12.3"}, {1.234, "1.23"}, {0.1234, "0.123"},
-        {0.01234, "0.0123"}, {0.001234, "0.00123"}, {0.0001234, "0.000123"}, {0, "0"},
-    };
+    struct Text { double v; const char* text; } texts[] = {
+        {1234.5, "1235"}, {-2000.5, "-2001"}, {12.34, "12.3"}, {1.234, "1.23"}, {0.1234, "0.123"}, {0.01234, "0.0123"},
+        {0.001234, "0.00123"}, {0.0001234, "0.000123"}, {0, "0"}};
     for (const Text& c : texts)
         EXPECT_EQ(trace_amplitude_text(c.v), c.text) << c.v;
 }
@@ -381,23 +327,20 @@ TEST(Trace, DeselectingRenumbersTheTracesAfterIt)
     }
     int repaints = 0;
     v.d.repaint = [&] { repaints++; };
+    // the selection numbers of a, b and c
+    auto orders = [&] { return QList<int>{a->select_order, b->select_order, c->select_order}; };
     EXPECT_EQ(a->selectTrace("yes"), 1);
     EXPECT_EQ(b->selectTrace("toggle"), 1);
     EXPECT_EQ(c->selectTrace("on"), 1);
     EXPECT_EQ(c->selectTrace("yes"), 0);
-    EXPECT_EQ(a->select_order, 1);
-    EXPECT_EQ(b->select_order, 2);
-    EXPECT_EQ(c->select_order, 3);
+    EXPECT_EQ(orders(), (QList<int>{1, 2, 3}));
     EXPECT_EQ(a->selectTrace("no"), 1);
-    EXPECT_EQ(a->select_order, 0);
-    EXPECT_EQ(b->select_order, 1);
-    EXPECT_EQ(c->select_order, 2);
+    EXPECT_EQ(orders(), (QList<int>{0, 1, 2}));
     // a trace above the one deselected keeps its number, even a higher one
     EXPECT_EQ(a->selectTrace("toggle"), 1);
     EXPECT_EQ(a->select_order, 3);
     EXPECT_EQ(b->selectTrace("toggle"), 1);
-    EXPECT_EQ(a->select_order, 3);
-    EXPECT_EQ(c->select_order, 1);
+    EXPECT_EQ(orders(), (QList<int>{3, 0, 1}));
     EXPECT_EQ(v.d.selection.last_trace_selected, b.get());
     EXPECT_EQ(repaints, 6);
     EXPECT_EQ(a->selectTrace("perhaps"), -1);
@@ -415,11 +358,7 @@ TEST(Trace, DeselectingRenumbersTheTracesAfterIt)
 
 TEST(Trace, SegmentsOfAnEarlierGridVanishAndColumnsAreCounted)
 {
-    struct FedTrace : VXTrace
-    {
-        using VXTrace::VXTrace;
-        using VXPixelator::addSegment;
-    };
+    struct FedTrace : VXTrace { using VXTrace::VXTrace; using VXPixelator::addSegment; };
     View v;
     FedTrace t(&v.d);
     ASSERT_EQ(t.setPixels(v.d.tleft, v.d.dtperpixel, v.d.npixels, 1, 0.0), 1);
@@ -447,12 +386,9 @@ TEST(Trace, SegmentsOfAnEarlierGridVanishAndColumnsAreCounted)
 
 TEST(Trace, AlignsOnTheSecondTimeBeyondTheDiffractedP)
 {
-    struct Case
-    {
-        const char* name;
-        double distance_deg;
-        int which;  // arrival taken
-    } cases[] = {{"direct P", 60.0, 0}, {"Pdiff at 110 degrees", 110.0, 1}};
+    // which: the arrival taken
+    struct Case { const char* name; double distance_deg; int which; } cases[] = {
+        {"direct P", 60.0, 0}, {"Pdiff at 110 degrees", 110.0, 1}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         View v;
@@ -482,18 +418,12 @@ TEST(Trace, AlignsOnTheSecondTimeBeyondTheDiffractedP)
 
 TEST(Trace, RefusedKeysSayWhy)
 {
-    struct Case
-    {
-        const char* key;
-        const char* value;
-        const char* message;
-    } cases[] = {
+    struct Case { const char* key; const char* value; const char* message; } cases[] = {
         {"show_arrivals", "sometimes", "trace_parse_booleans: VX_ParseBoolean(sometimes) error.\n"},
         {"ampscale_visible", "x", "trace_parse_ampscale: VX_ParseBoolean(x) error.\n"},
         {"ampscale_mode", "wild", "trace_parse_ampscale: Illegal ampscale_mode 'wild'.\n"},
         {"clip", "halfway", "trace_parse_clip: VX_ParseBoolean(halfway) error.\n"},
-        {"filter_string", "XX 1 2", "trace_parse_filter_string: processFilterString() error.\n"},
-        {"gain", "loud", ""},
+        {"filter_string", "XX 1 2", "trace_parse_filter_string: processFilterString() error.\n"}, {"gain", "loud", ""},
     };
     View v;
     auto t = v.trace();
@@ -504,14 +434,9 @@ TEST(Trace, RefusedKeysSayWhy)
     EXPECT_EQ(t->filter_string, "BW 1 4 0 0");
     for (const Case& c : cases) {
         SCOPED_TRACE(c.key);
-        char* before = t->getConfigureValue(c.key);
-        EXPECT_LT(t->configure(c.key, c.value, nullptr), 0);
-        const std::string errors = takeErrors();
-        EXPECT_NE(errors.find(c.message), std::string::npos) << errors;
-        char* after = t->getConfigureValue(c.key);
-        EXPECT_STREQ(before, after);
-        free(before);
-        free(after);
+        const std::string before = configText(t, c.key);
+        expectConfigureRefused(t, c.key, c.value, c.message);
+        EXPECT_EQ(configText(t, c.key), before);
     }
     EXPECT_LT(t->configure("no_such_key", "1", nullptr), 0);
     EXPECT_FALSE(takeErrors().empty());

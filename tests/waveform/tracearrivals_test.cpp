@@ -1,17 +1,15 @@
 // Arrivals, detections and predicted phases on the traces, read from a
 // database written here: the phase filter, the colour classes, the status
 // line, glyph sizes, predictions at their pixel columns, selection and tags.
-#include "support/vptest.h"
+#include "waveform/tvsupport.h"
+
+#include "support/configsupport.h"
 
 #include "items/polypoint.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hltime.h"
 #include "toolkit/events/qkserver.h"
 #include "toolkit/geo/traveltime.h"
-#include "toolkit/store/recordstore.h"
-#include "viewport/viewport.h"
-#include "waveform/trace.h"
-#include "waveform/traceview.h"
 #include "waveform/traceviewqkclient.h"
 
 #include <gtest/gtest.h>
@@ -56,11 +54,7 @@ std::string writeDatabase(const QTemporaryDir& dir)
     const std::string base = dir.path().toStdString() + "/db";
     Rsptr db = rsopen(base.c_str(), "css3.0", RS_WRITE);
     EXPECT_FALSE(rsisinvalid(db));
-    struct Site
-    {
-        const char* sta;
-        double lat, lon;
-    } sites[] = {{"STA1", 34.0, -117.0}, {"STA2", 35.0, -116.0}};
+    struct Site { const char* sta; double lat, lon; } sites[] = {{"STA1", 34.0, -117.0}, {"STA2", 35.0, -116.0}};
     for (const Site& s : sites)
         addRow(db, "site", [&](Rsptr t) {
             return rsputv(t, nullptr, "sta", s.sta, "ondate", 1990001L, "lat", s.lat, "lon", s.lon, "elev", 0.0,
@@ -82,18 +76,13 @@ std::string writeDatabase(const QTemporaryDir& dir)
 }
 
 // A trace view over the database, showing STA1 BHZ from kT0 for 60 s.
-struct View
+struct View : tvtest::View
 {
     QTemporaryDir dir;
-    std::unique_ptr<VXViewport> vp;
-    std::unique_ptr<VXTraceview> tv;
     VXTrace* trace = nullptr;
 
-    explicit View(int plot_height = 200, bool database = true)
+    explicit View(int plot_height = 200, bool database = true) : tvtest::View(800, 100)
     {
-        vp = vptest::makeViewport(800, 100);
-        tv = std::make_unique<VXTraceview>(vp.get(), nullptr, 0, nullptr);
-        tv->init();
         vp->resize(800, plot_height + vp->vars.mtop + vp->vars.mbottom);
         vp->setScales();
         if (!database)
@@ -106,8 +95,6 @@ struct View
         hl_clear_register(HL_CLEAR_QUIET);
         tv->setTimeWindow(kT0, 60.0);
     }
-    ~View() { tv.reset(); }
-
     QImage render() { return vptest::render(vp.get()); }
 
     QList<long> shownArids()
@@ -120,9 +107,9 @@ struct View
 
 // A display document whose classes all have fills of their own: fill
 // "#0000NN" for class number NN, outline "#NN0000".
-const char* const kClasses[] = {"arrival_normal",      "arrival_defining",     "arrival_nondefining",
-                                "arrival_magnitude",   "arrival_nonassociated", "arrival_selected",
-                                "arrival_defining_tag", "arrival_nondefining_tag"};
+const char* const kClasses[] = {"arrival_normal", "arrival_defining", "arrival_nondefining", "arrival_magnitude",
+                                "arrival_nonassociated", "arrival_selected", "arrival_defining_tag",
+                                "arrival_nondefining_tag"};
 
 QString distinctDocument()
 {
@@ -157,14 +144,8 @@ TEST(TraceArrivals, ColourClassAndOrderFollowAssociationMagnitudeModeSelectionAn
     v.tv->arrivals_hash[13].append(selected);
     v.tv->setTags(14, QStringLiteral("defining"), 1);
     v.tv->setTags(15, QStringLiteral("late"), 1);
-    const struct
-    {
-        const char* name;
-        int edit_mode, with_associations;
-        long arid;
-        int associated;
-        const char* expected;
-        long order;
+    const struct {
+        const char* name; int edit_mode, with_associations; long arid; int associated; const char* expected; long order;
     } cases[] = {
         {"main, defining", 0, 1, 10, 1, "arrival_defining", 2},
         {"main, nondefining", 0, 1, 11, 1, "arrival_nondefining", 0},
@@ -174,8 +155,7 @@ TEST(TraceArrivals, ColourClassAndOrderFollowAssociationMagnitudeModeSelectionAn
         {"main, no association table", 0, 0, 10, 1, "arrival_normal", 0},
         {"main, no table, not associated", 0, 0, 10, 0, "arrival_nonassociated", 0},
         {"main, selection has no class", 0, 1, 13, 0, "arrival_nonassociated", 0},
-        {"edit, selected", 1, 1, 13, 0, "arrival_selected", 1},
-        {"edit, defining", 1, 1, 10, 1, "arrival_defining", 2},
+        {"edit, selected", 1, 1, 13, 0, "arrival_selected", 1}, {"edit, defining", 1, 1, 10, 1, "arrival_defining", 2},
         {"edit, nondefining", 1, 1, 11, 1, "arrival_nondefining", 1},
         {"edit, defining tag", 1, 1, 14, 0, "arrival_defining_tag", 2},
         {"edit, other tag", 1, 1, 15, 1, "arrival_nondefining_tag", 1},
@@ -205,9 +185,16 @@ TEST(TraceArrivals, ColourClassAndOrderFollowAssociationMagnitudeModeSelectionAn
     }
 }
 
-TEST(TraceArrivals, DeletedArrivalsAreHiddenInBothModes)
+TEST(TraceArrivals, DeletedArrivalsAreHiddenInBothModesDetectionsShownAndNoOriginPredictsNothing)
 {
     View v;
+    v.render();
+    EXPECT_EQ(v.trace->predicted_arrivals->count(), 0);
+    EXPECT_FALSE(v.trace->predicted_arrivals->isShown());
+    EXPECT_EQ(v.trace->ndetections, 1);
+    ASSERT_EQ(v.trace->detections->count(), 1);
+    EXPECT_TRUE(v.trace->detections->isShown());
+    EXPECT_EQ(v.trace->detections->glyph(0)->vars.label, QStringLiteral("coh"));
     for (int mode : {0, 1}) {
         SCOPED_TRACE(mode);
         v.tv->edit_mode = mode;
@@ -219,26 +206,20 @@ TEST(TraceArrivals, DeletedArrivalsAreHiddenInBothModes)
     }
     EXPECT_EQ(v.trace->arrivals->count(), 2);
     EXPECT_TRUE(v.trace->arrivals->isShown());
+    ASSERT_EQ(v.trace->showDetections(QStringLiteral("no")), 1);
+    v.render();
+    EXPECT_FALSE(v.trace->detections->isShown());
 }
 
 TEST(TraceArrivals, SelectAndRejectExpressionsFilterPhases)
 {
     View v(200, false);
-    const struct
-    {
-        const char* name;
-        const char* select;
-        const char* reject;
-        const char* phase;
-        int expected;
-        const char* error;
+    const struct {
+        const char* name; const char* select; const char* reject; const char* phase; int expected; const char* error;
     } cases[] = {
-        {"no expressions", "", "", "Pn", 1, ""},
-        {"select matches whole", "P.*", "", "Pn", 1, ""},
-        {"select misses", "P.*", "", "Sn", 0, ""},
-        {"reject matches", "", "S.*", "Sn", 0, ""},
-        {"reject misses", "", "S.*", "Pg", 1, ""},
-        {"del never", "d.*", "", "del", 0, ""},
+        {"no expressions", "", "", "Pn", 1, ""}, {"select matches whole", "P.*", "", "Pn", 1, ""},
+        {"select misses", "P.*", "", "Sn", 0, ""}, {"reject matches", "", "S.*", "Sn", 0, ""},
+        {"reject misses", "", "S.*", "Pg", 1, ""}, {"del never", "d.*", "", "del", 0, ""},
         {"bad select", "P(", "", "P", -1, "VXTraceview::getArrivalShow: strregmatch(P() error.\n"},
     };
     for (const auto& c : cases) {
@@ -247,47 +228,32 @@ TEST(TraceArrivals, SelectAndRejectExpressionsFilterPhases)
         v.tv->display_parameters.arrival_reject_expr = QString::fromLatin1(c.reject);
         EXPECT_EQ(v.tv->getArrivalShow(c.phase), c.expected);
         const std::string errors = takeErrors();
-        if (*c.error) {
-            EXPECT_NE(errors.find(c.error), std::string::npos) << errors;
-        }
+        EXPECT_NE(errors.find(c.error), std::string::npos) << errors;
     }
 }
 
-TEST(TraceArrivals, DefaultStatusLineIsExact)
+TEST(TraceArrivals, StatusLineByDefaultByFormatsAndTheirFaults)
 {
     View v;
     v.render();
     ASSERT_TRUE(v.tv->arrivals_hash.contains(1));
     EXPECT_EQ(v.tv->arrivals_hash.value(1).first().status_msg.toStdString(),
               "2020001:00:00:10 STA1 BHZ arid=1 phase=P deltim=0.05 fm=c. auth=tester");
-}
-
-TEST(TraceArrivals, StatusLineFormatsAndTheirFaults)
-{
-    View v;
-    v.render();
     VXTraceviewQKClient* client = v.tv->selected_ev.qkclient;
     ASSERT_NE(client, nullptr);
     QKArrival record = v.tv->arrivals_hash.value(2).first().arrival;
     Rsptr row;
     ASSERT_EQ(client->getRsptr(&record, &row), 0);
     using Args = QList<QPair<QString, QString>>;
-    const struct
-    {
-        const char* name;
-        const char* format;
-        Args arguments;
-        const char* expected;  // or the register's text
-        int ret;
-    } cases[] = {
+    // expected: the message, or the register's text
+    const struct { const char* name; const char* format; Args arguments; const char* expected; int ret; } cases[] = {
         {"width and number formats", "[%-4s] %s%%", Args{{"iphase", "%s"}, {"deltim*100", "%d"}}, "[S   ] 5%", 0},
         {"integer printed as real", "%s", Args{{"arid", "%.1f"}}, "2.0", 0},
-        {"not text", "%d", Args{{"arid", "%ld"}},
-         "VXTraceview::parseArrivalStatusMsg: Illegal format '%d'.\n", -1},
+        {"not text", "%d", Args{{"arid", "%ld"}}, "VXTraceview::parseArrivalStatusMsg: Illegal format '%d'.\n", -1},
         {"too few", "%s %s", Args{{"arid", "%ld"}},
          "VXTraceview::parseArrivalStatusMsg: Too few arguments to match format '%s %s'\n.", -1},
-        {"argument format", "%s", Args{{"arid", "%n"}},
-         "VXTraceview::parseArrivalStatusMsg: Illegal format '%n'.\n", -1},
+        {"argument format", "%s", Args{{"arid", "%n"}}, "VXTraceview::parseArrivalStatusMsg: Illegal format '%n'.\n",
+         -1},
         {"bad expression", "%s", Args{{"nosuchfield", "%s"}},
          "VXTraceview::parseArrivalStatusMsg: QKClient::getValueFromRsptr() error.\n", -1},
     };
@@ -306,29 +272,15 @@ TEST(TraceArrivals, StatusLineFormatsAndTheirFaults)
 
 TEST(TraceArrivals, GlyphsTakeTheTraceHeightAndAFontOfSixToTwelve)
 {
-    const struct
-    {
-        int plot_height;
-        const char* font;
-    } cases[] = {{10, "Helvetica,6"}, {60, "Helvetica,12"}};
+    const struct { int plot_height; const char* font; } cases[] = {{10, "Helvetica,6"}, {60, "Helvetica,12"}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.plot_height);
         View v(c.plot_height);
         v.render();
         ASSERT_EQ(v.trace->arrivals->count(), 2);
-        char* font = v.trace->arrivals->getConfigureValue("font");
-        EXPECT_STREQ(font, c.font);
-        free(font);
+        EXPECT_EQ(configText(v.trace->arrivals, "font"), c.font);
         EXPECT_EQ(v.trace->arrivals->vars.size_default, v.trace->heightPixels());
     }
-}
-
-TEST(TraceArrivals, NoOriginGivesNoPredictions)
-{
-    View v;
-    v.render();
-    EXPECT_EQ(v.trace->predicted_arrivals->count(), 0);
-    EXPECT_FALSE(v.trace->predicted_arrivals->isShown());
 }
 
 TEST(TraceArrivals, PredictedPAndSLandInTheColumnsOfTheirTimes)
@@ -363,12 +315,11 @@ TEST(TraceArrivals, PredictedPAndSLandInTheColumnsOfTheirTimes)
         v.vp->getPcoordX(kT0 + 2.0 + times[i].time_s, &x);
         const int column = static_cast<int>(std::lround(x));
         // the line of the prediction (light blue) at its column, not 4 px away
-        bool here = false, beside = false;
+        bool here = false;
         for (int dx = -1; dx <= 1; dx++)
             here |= vptest::isColor(image.pixel(column + dx, row), QColor(173, 216, 230));
-        beside = vptest::isColor(image.pixel(column + 4, row + 20), QColor(173, 216, 230));
         EXPECT_TRUE(here) << column;
-        EXPECT_FALSE(beside) << column;
+        EXPECT_FALSE(vptest::isColor(image.pixel(column + 4, row + 20), QColor(173, 216, 230))) << column;
     }
 }
 
@@ -404,19 +355,6 @@ TEST(TraceArrivals, SelectionTogglesSurvivesARedrawAndTagsAreListed)
     EXPECT_EQ(out.toStdString(), "1 1\n");
 }
 
-TEST(TraceArrivals, DetectionsAreDrawnWithTheirColours)
-{
-    View v;
-    v.render();
-    EXPECT_EQ(v.trace->ndetections, 1);
-    ASSERT_EQ(v.trace->detections->count(), 1);
-    EXPECT_TRUE(v.trace->detections->isShown());
-    EXPECT_EQ(v.trace->detections->glyph(0)->vars.label, QStringLiteral("coh"));
-    ASSERT_EQ(v.trace->showDetections(QStringLiteral("no")), 1);
-    v.render();
-    EXPECT_FALSE(v.trace->detections->isShown());
-}
-
 TEST(TraceArrivals, MenusAreParsedPerButton)
 {
     View v(200, false);
@@ -429,11 +367,7 @@ TEST(TraceArrivals, MenusAreParsedPerButton)
     EXPECT_EQ(menus.value(QStringLiteral("left")).size(), 1);
     EXPECT_EQ(menus.value(QStringLiteral("right")).at(1).command, QStringLiteral("arrivals edit phase S"));
     EXPECT_TRUE(menus.value(QStringLiteral("middle")).isEmpty());
-    const struct
-    {
-        const char* text;
-        const char* error;
-    } bad[] = {
+    const struct { const char* text; const char* error; } bad[] = {
         {"other 1\n", "VXTrace::parseArrivalsMenus: kvparam(arrivals_menus) error.\n"},
         {"arrivals_menus &Arr{\nleft x\n}\n", "VXTrace::parseArrivalsMenus: kvparam(arrivals_menu{left}) error.\n"},
         {"arrivals_menus &Arr{\nleft &Tbl{\nrow\n}\n}\n",
@@ -462,53 +396,35 @@ TEST(TraceArrivals, GeneratedEventShowsPicksPredictionsAndDetections)
     const std::string command =
         std::string(VXGEN_PATH) + " --seed 3 --stations 5 --events 1 --hours 0.1 " + base + " >/dev/null 2>&1";
     ASSERT_EQ(system(command.c_str()), 0);
-    // the preferred origin and its associations
+    // a detection 35 s after the preferred origin, which is written last
     Rsptr db = rsopen(base.c_str(), "css3.0", RS_WRITE);
     Rsptr origins = rslookup(db, nullptr, "origin", nullptr, nullptr);
     long first = 0, last = 0;
     ASSERT_EQ(rsget_range(origins, &first, &last), 0);
     ASSERT_GT(last, first);
-    origins.record = last - 1;  // the preferred origin is written last
-    double olat = 0, olon = 0, odepth = 0, otime = 0;
-    long orid = -1;
-    ASSERT_EQ(rsgetv(origins, nullptr, "lat", &olat, "lon", &olon, "depth", &odepth, "time", &otime, "orid", &orid,
-                     nullptr),
-              0);
-    Table<QKAssociation> associations;
-    Rsptr assoc = rslookup(db, nullptr, "assoc", nullptr, nullptr);
-    ASSERT_EQ(rsget_range(assoc, &first, &last), 0);
-    for (long r = first; r < last; r++) {
-        assoc.record = r;
-        long arid = -1, o = -1;
-        char timedef[8] = "";
-        rsgetv(assoc, nullptr, "arid", &arid, "orid", &o, "timedef", timedef, nullptr);
-        if (o != orid)
-            continue;
-        QKAssociation a;
-        a.arid = arid;
-        a.defining = timedef[0] == 'd';
-        associations.push(a);
-    }
+    origins.record = last - 1;
+    double otime = 0;
+    ASSERT_EQ(rsgetv(origins, nullptr, "time", &otime, nullptr), 0);
     addRow(db, "detection", [&](Rsptr t) {
         return rsputv(t, nullptr, "arid", 99L, "sta", "PAS", "chan", "BHZ", "time", otime + 35.0, "bmtyp", "sta",
                       nullptr);
     });
     rsclose(db);
 
-    auto vp = vptest::makeViewport(900, 500);
-    VXTraceview tv(vp.get(), nullptr, 0, nullptr);
-    tv.init();
+    tvtest::View v(900, 500);
+    VXTraceview& tv = *v.tv;
     ASSERT_EQ(tv.createTraces(tv.openDatabase(QString::fromStdString(base)), QStringLiteral(".*:BHZ"), QString()), 0)
         << takeErrors();
+    // the event selected: its preferred origin and associations, from the event service
+    tv.selected_ev.qkclient->refreshEvents(1);
+    QString out;
+    ASSERT_EQ(tv.getEvent(QStringLiteral("0"), out), 0) << takeErrors();
+    EXPECT_DOUBLE_EQ(tv.defaults.otime, otime);
+    EXPECT_GE(tv.current_associations.max(), 5);
     tv.setTimeWindow(otime - 5.0, 60.0);
-    tv.defaults.otime = otime;
-    tv.defaults.olat = olat;
-    tv.defaults.olon = olon;
-    tv.defaults.odepth = odepth;
-    tv.current_associations = associations;
     tv.vars.show_associations = 1;
     tv.refresh(1);
-    const QImage image = vptest::render(vp.get());
+    const QImage image = vptest::render(v.vp.get());
     vptest::keep(image, "tracearrivals_event");
     int picks = 0, predictions = 0, detections = 0;
     for (VXTrace* t : std::as_const(tv.traces)) {

@@ -4,25 +4,18 @@
 // viewport of 800 by 500 pixels whose plot spans x 150 to 790 (100 s, so
 // 6.4 pixels a second) and y 40 to 460 (four traces of 105 pixels).
 #include "waveform/pixelator_support.h"
-
-#include "support/vptest.h"
+#include "waveform/tvsupport.h"
 
 #include "items/text.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hltime.h"
 #include "toolkit/events/qkclient.h"
-#include "toolkit/store/recordstore.h"
-#include "viewport/viewport.h"
 #include "viewport/vxevent.h"
-#include "waveform/trace.h"
-#include "waveform/traceview.h"
 #include "waveform/traceviewqkclient.h"
 
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QKeyEvent>
-#include <QMouseEvent>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QWheelEvent>
@@ -37,58 +30,24 @@ namespace {
 
 constexpr double plot_left = 150.0, plot_top = 40.0, px_per_s = 6.4, px_per_trace = 105.0;
 
-struct View
+// A view of ntraces traces of a sine, 100 s shown and painted; messages
+// are kept from then on.
+struct View : tvtest::View
 {
-    std::unique_ptr<VXViewport> vp;
-    std::unique_ptr<VXTraceview> tv;
     MemoryReader reader;
-    QStringList messages;
 
     explicit View(int ntraces = 4)
     {
-        vp = vptest::makeViewport(800, 500);
-        tv = std::make_unique<VXTraceview>(vp.get(), nullptr, 0, nullptr);
-        tv->init();
-        vp->setScales();
-        std::vector<float> s(10000);
-        for (size_t i = 0; i < s.size(); i++)
-            s[i] = static_cast<float>(100.0 * std::sin(0.05 * static_cast<double>(i)));
-        reader.addRow(0.0, 100.0, s);
-        reader.rows.last().rec.key = QStringLiteral("traceview_interaction_test");
-        for (int i = 0; i < ntraces; i++) {
-            VXTrace* t = tv->getTrace(tv->appendNewTrace(QStringLiteral("S%1 BHZ").arg(i, 2, 10, QLatin1Char('0'))));
-            t->setReader(&reader, 0, -1);
-        }
+        // 0.05 radians a sample
+        reader.addRow(0.0, 100.0, sine(10000, 100.0, 0.4 * M_PI, 100.0), 1.0,
+                      QStringLiteral("traceview_interaction_test"));
+        for (int i = 0; i < ntraces; i++)
+            add(QStringLiteral("S%1 BHZ").arg(i, 2, 10, QLatin1Char('0')))->setReader(&reader, 0, -1);
         tv->setTimeWindow(0.0, 100.0);
         vptest::render(vp.get());
-        tv->client_callback = [this](const QString& m) { messages.append(m); };
+        messages.clear();
     }
-    ~View() { tv.reset(); }
 
-    void mouse(QEvent::Type type, QPointF pos, Qt::MouseButton b, Qt::MouseButtons held, Qt::KeyboardModifiers m)
-    {
-        QMouseEvent e(type, pos, QPointF(vp->mapToGlobal(pos.toPoint())), b, held, m);
-        QCoreApplication::sendEvent(vp.get(), &e);
-    }
-    void press(QPointF p, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = {})
-    {
-        mouse(QEvent::MouseButtonPress, p, b, b, m);
-    }
-    void release(QPointF p, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = {})
-    {
-        mouse(QEvent::MouseButtonRelease, p, b, Qt::NoButton, m);
-    }
-    void move(QPointF p, Qt::MouseButtons held = Qt::NoButton) { mouse(QEvent::MouseMove, p, Qt::NoButton, held, {}); }
-    void click(QPointF p, Qt::MouseButton b = Qt::LeftButton, Qt::KeyboardModifiers m = {})
-    {
-        press(p, b, m);
-        release(p, b, m);
-    }
-    void key(int qt_key, const QString& text, Qt::KeyboardModifiers m = {})
-    {
-        QKeyEvent e(QEvent::KeyPress, qt_key, m, text);
-        QCoreApplication::sendEvent(vp.get(), &e);
-    }
     void wheel(QPoint pixels)
     {
         const QPointF pos(400, 200);
@@ -111,30 +70,22 @@ QPointF at(double t, double y = 0.5)
 // a middle press cancels it and other presses are ignored.
 TEST(TraceviewInteraction, BandsZoomToTheirEnds)
 {
-    const struct
-    {
-        const char* name;
-        Qt::MouseButton button;
-        Qt::KeyboardModifiers mods;
-        QPointF from, to;
-        Qt::MouseButton end;
+    const struct {
+        const char* name; Qt::MouseButton button; Qt::KeyboardModifiers mods; QPointF from, to; Qt::MouseButton end;
         double tleft, tright, ybottom, ytop;
     } cases[] = {
         {"time band", Qt::LeftButton, Qt::ShiftModifier, at(10), at(50), Qt::LeftButton, 10, 50, 0, 1},
-        {"time band drawn backwards", Qt::LeftButton, Qt::ShiftModifier, at(50), at(10), Qt::LeftButton, 10, 50, 0,
-         1},
+        {"time band drawn backwards", Qt::LeftButton, Qt::ShiftModifier, at(50), at(10), Qt::LeftButton, 10, 50, 0, 1},
         // w = 100, d = 20, start 10 at a tenth: w' = 500 from 10 - 50
         {"time band zooming out", Qt::RightButton, Qt::ShiftModifier, at(10), at(30), Qt::RightButton, -40, 460, 0, 1},
         {"middle cancels", Qt::LeftButton, Qt::ShiftModifier, at(10), at(50), Qt::MiddleButton, 0, 100, 0, 1},
         {"zero width does nothing", Qt::LeftButton, Qt::ShiftModifier, at(10), at(10), Qt::LeftButton, 0, 100, 0, 1},
-        {"y band", Qt::LeftButton, Qt::ControlModifier, at(20, 0.75), at(60, 0.25), Qt::LeftButton, 0, 100, 0.25,
-         0.75},
+        {"y band", Qt::LeftButton, Qt::ControlModifier, at(20, 0.75), at(60, 0.25), Qt::LeftButton, 0, 100, 0.25, 0.75},
         // h = 1, d = 0.25 from 0.5: h' = 4, clamped to the traces
         {"y band zooming out", Qt::RightButton, Qt::ControlModifier, at(20, 0.5), at(20, 0.75), Qt::RightButton, 0,
          100, 0, 1},
         {"box", Qt::LeftButton, Qt::AltModifier, at(20, 0.5), at(40, 1.0), Qt::LeftButton, 20, 40, 0.5, 1.0},
-        {"box zooming out", Qt::RightButton, Qt::AltModifier, at(0, 0.5), at(50, 1.0), Qt::RightButton, 0, 200, 0,
-         1},
+        {"box zooming out", Qt::RightButton, Qt::AltModifier, at(0, 0.5), at(50, 1.0), Qt::RightButton, 0, 200, 0, 1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -241,7 +192,7 @@ TEST(TraceviewInteraction, ADragSlidesThePictureAndTheReleaseRedrawsIt)
     EXPECT_TRUE(after == vptest::render(fresh.vp.get()));
 }
 
-TEST(TraceviewInteraction, PlainClicksBringTheirTimeToAnEdge)
+TEST(TraceviewInteraction, PlainClicksBringTheirTimeToAnEdgeAndTheWheelMovesAtMostOneWindowAStep)
 {
     View v;
     v.click(at(25));
@@ -249,11 +200,8 @@ TEST(TraceviewInteraction, PlainClicksBringTheirTimeToAnEdge)
     v.click(at(50), Qt::RightButton);  // 75 s, halfway through the window 25 to 125
     EXPECT_NEAR(v.tv->tright, 75.0, 1e-6);
     EXPECT_NEAR(v.tv->tleft, -25.0, 1e-6);
-}
 
-TEST(TraceviewInteraction, TheWheelMovesAtMostOneWindowAStep)
-{
-    View v;
+    ASSERT_EQ(v.tv->setTimeWindow(0.0, 100.0), 0);
     v.wheel(QPoint(0, 120));
     EXPECT_DOUBLE_EQ(v.tv->tleft, 0.0);  // use_wheel is off
     ASSERT_EQ(v.tv->configure("use_wheel", "yes", nullptr), 0);
@@ -416,14 +364,8 @@ std::string writeEvents(const QString& dir)
     Rsptr db = rsopen(base.c_str(), "css3.0", RS_WRITE | RS_NOSYNC);
     Rsptr ev = rslookup(db, nullptr, "event", nullptr, "rsSCRATCH");
     Rsptr orig = rslookup(db, nullptr, "origin", nullptr, "rsSCRATCH");
-    const struct
-    {
-        long evid, orid;
-        double time, lat, lon, depth, ml;
-        long nass, ndef;
-    } origins[] = {
-        {1, 10, 1.0e9, 10.5, 20.25, 5.0, 3.1, 4, 3},
-        {2, 20, 1.0e9 + 3600.0, -30.0, 140.0, 33.0, 4.2, 12, 10},
+    const struct { long evid, orid; double time, lat, lon, depth, ml; long nass, ndef; } origins[] = {
+        {1, 10, 1.0e9, 10.5, 20.25, 5.0, 3.1, 4, 3}, {2, 20, 1.0e9 + 3600.0, -30.0, 140.0, 33.0, 4.2, 12, 10},
         {2, 21, 1.0e9 + 3601.0, -30.5, 140.5, 10.0, -999.0, 6, 5},
     };
     for (const auto& o : origins) {
@@ -461,17 +403,10 @@ TEST(TraceviewInteraction, EventsAndOriginsByEveryWordForm)
     v.tv->selected_ev.qkclient->refreshEvents(1);
     hl_clear_register(HL_CLEAR_QUIET);
 
-    const struct
-    {
-        const char* word;
-        int result;
-        long evid, orid;  // selected afterwards
-        const char* message;  // the last client message, or the register's text
-    } cases[] = {
-        {"0", 0, 1, 10, "type select_origin\norid 10\n"},
-        {"+1", 0, 2, 20, "type select_origin\norid 20\n"},
-        {"+5", 0, 2, 20, "type select_origin\norid 20\n"},
-        {"-9", 0, 1, 10, "type select_origin\norid 10\n"},
+    // evid, orid: selected afterwards; message: the last client message, or the register's text
+    const struct { const char* word; int result; long evid, orid; const char* message; } cases[] = {
+        {"0", 0, 1, 10, "type select_origin\norid 10\n"}, {"+1", 0, 2, 20, "type select_origin\norid 20\n"},
+        {"+5", 0, 2, 20, "type select_origin\norid 20\n"}, {"-9", 0, 1, 10, "type select_origin\norid 10\n"},
         {"e2", 0, 2, 20, "type select_origin\norid 20\n"},
         {"e99", -1, 2, 20, "VXTraceview::getEvent: Cannot find evid 99\n"},
         {"mostrecent", 0, 2, 20, "type select_origin\norid 20\n"},

@@ -4,15 +4,11 @@
 #include "mseedmake.h"
 #include "server.h"
 #include "waveform/pixelator_support.h"
-
-#include "support/vptest.h"
+#include "waveform/tvsupport.h"
 
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hltime.h"
 #include "toolkit/events/qkserver.h"
-#include "viewport/viewport.h"
-#include "waveform/trace.h"
-#include "waveform/traceview.h"
 
 #include <gtest/gtest.h>
 
@@ -32,21 +28,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-using vptest::makeViewport;
-
 namespace {
 
 constexpr double kT0 = 1700000000.0;  // first sample of the test data
 constexpr double kRate = 20.0;
 
 // One channel of the test file.
-struct Channel
-{
-    const char* sta;
-    const char* chan;
-    double start;
-    size_t nsamp;
-};
+struct Channel { const char* sta; const char* chan; double start; size_t nsamp; };
 
 // A view of 600 pixels on a window, with a ring or a database behind it.
 class RealtimeTest : public ::testing::Test
@@ -58,7 +46,7 @@ protected:
                ("vx_tvrt_" + std::to_string(getpid()) + "_" +
                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
         std::filesystem::create_directories(dir_);
-        vp_ = makeViewport(750, 400);
+        vp_ = vptest::makeViewport(750, 400);
         tv_ = std::make_unique<VXTraceview>(vp_.get(), nullptr, 0, nullptr);
         tv_->init();
         vp_->setScales();
@@ -83,7 +71,8 @@ protected:
             // keyed by the trace's label: a ring's station names carry the network
             values_["XX_" + std::string(ch.sta) + " " + ch.chan] = v;
             starts_["XX_" + std::string(ch.sta) + " " + ch.chan] = ch.start;
-            for (const MseedRecord& r : mseed_pack("XX", ch.sta, "", ch.chan, ch.start, kRate, v, 'i', DE_STEIM2, 512, 1))
+            for (const MseedRecord& r :
+                 mseed_pack("XX", ch.sta, "", ch.chan, ch.start, kRate, v, 'i', DE_STEIM2, 512, 1))
                 fwrite(r.data(), 1, r.size(), fp);
         }
         fclose(fp);
@@ -185,13 +174,9 @@ protected:
         pthread_mutex_unlock(&t->tide_mutex);
         const std::vector<double>& v = values_.at(label);
         std::vector<float> f(v.begin() + static_cast<long>(first_sample), v.end());
-        auto* source = new VxPixelatorSource(nullptr, VxTraceviewTIDE(), 0);
-        ref.sources.append(source);
-        ref.addSegment(source, starts_.at(label) + first_sample / kRate, static_cast<int>(f.size()), 1.0 / kRate,
+        ref.addSegment(ref.feed(), starts_.at(label) + first_sample / kRate, static_cast<int>(f.size()), 1.0 / kRate,
                        1.0, "V", f.data(), 0);
         const Columns want = columnsOf(ref);
-        ref.sources.clear();
-        delete source;
         ASSERT_FALSE(want.empty());
         EXPECT_EQ(got.size(), want.size()) << label;
         EXPECT_TRUE(got == want) << label << ": columns differ from the file's";
@@ -282,11 +267,7 @@ TEST_F(RealtimeTest, TideAfterRereadsFromTheGivenTime)
     follow();
     ASSERT_TRUE(runUntil([&] { return samples("XX_STA2 BHZ") == 4000; }));
     // bad forms leave everything as it was
-    struct Bad
-    {
-        const char* arg;
-        const char* message;
-    };
+    struct Bad { const char* arg; const char* message; };
     for (const Bad& b : {Bad{"nowish", "VXTraceview::tideAfter: Unrecognized argument 'nowish'.\n"},
                          Bad{"+xyz", "VXTraceview::tideAfter: Unable to parse time '+xyz'\n"},
                          Bad{"yesterday", "VXTraceview::tideAfter: Unable to parse time 'yesterday'\n"}}) {

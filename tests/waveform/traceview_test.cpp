@@ -1,30 +1,20 @@
 // The trace view: limits and the scroll bar, trace expressions, copy
 // numbering, the time window message, and where the traces are painted.
 #include "waveform/pixelator_support.h"
-
-#include "support/vptest.h"
+#include "waveform/tvsupport.h"
 
 #include "toolkit/base/errors.h"
 #include "toolkit/base/hltime.h"
-#include "toolkit/store/recordstore.h"
-#include "viewport/viewport.h"
-#include "waveform/trace.h"
-#include "waveform/traceview.h"
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QScrollBar>
 #include <QTemporaryDir>
-#include <QtEndian>
 
 #include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
-
-using vptest::makeViewport;
-
 
 namespace {
 
@@ -34,32 +24,10 @@ bool isTraceInk(QRgb p)
     return qRed(p) > 90 && qGreen(p) > 90 && qBlue(p) < qRed(p) - 30;
 }
 
-struct View
+struct View : tvtest::View
 {
-    std::unique_ptr<VXViewport> vp;
-    std::unique_ptr<VXTraceview> tv;
+    using tvtest::View::View;
     MemoryReader reader;
-    QStringList messages;
-
-    explicit View(int w = 800, int h = 500)
-    {
-        vp = makeViewport(w, h);
-        tv = std::make_unique<VXTraceview>(vp.get(), nullptr, 0, nullptr);
-        tv->init();
-        vp->setScales();
-        tv->client_callback = [this](const QString& m) { messages.append(m); };
-    }
-    ~View() { tv.reset(); }
-
-    VXTrace* add(const char* label) { return tv->getTrace(tv->appendNewTrace(QString::fromLatin1(label))); }
-
-    QStringList labels(const QList<VXTrace*>& list)
-    {
-        QStringList out;
-        for (VXTrace* t : list)
-            out.append(t->channel_label);
-        return out;
-    }
 
     // resolve, giving the labels or the register's text
     std::string resolve(const char* expr, int copyok = 1)
@@ -77,7 +45,7 @@ TEST(Traceview, MaxTracesFiveOfTwentyGivesAQuarterWindowAndPageStep)
 {
     View v;
     for (int i = 0; i < 20; i++)
-        v.add(QStringLiteral("S%1 BHZ").arg(i, 2, 10, QLatin1Char('0')).toLatin1().constData());
+        v.add(QStringLiteral("S%1 BHZ").arg(i, 2, 10, QLatin1Char('0')));
     ASSERT_EQ(v.tv->configure("max_traces", "5", nullptr), 0);
     EXPECT_EQ(v.tv->layoutTraces(), 1);
     EXPECT_DOUBLE_EQ(v.vp->vars.ytop, 1.0);
@@ -102,36 +70,18 @@ TEST(Traceview, MaxTracesFiveOfTwentyGivesAQuarterWindowAndPageStep)
     EXPECT_TRUE(v.tv->scrollbar->isHidden());
 }
 
-TEST(Traceview, NoVisibleTraceLaysOutNothing)
-{
-    View v;
-    EXPECT_EQ(v.tv->layoutTraces(), 0);
-    v.add("AAK BHZ")->showTrace("no");
-    EXPECT_EQ(v.tv->layoutTraces(), 0);
-    EXPECT_TRUE(v.tv->traces_display_list.isEmpty());
-}
-
-TEST(Traceview, ExpressionsSelectTheirTracesInTheirOrder)
+TEST(Traceview, ExpressionsSelectTheirTracesInTheirOrderAndSelectedConsumesTheSelection)
 {
     View v;
     for (const char* l : {"BBB BHZ", "AAK BHN", "AAK BHZ", "CCC LHZ", "AAK BHZ"})
         v.add(l);
-    const struct
-    {
-        const char* name;
-        const char* expr;
-        int copyok;
-        const char* expected;
-    } cases[] = {
+    const struct { const char* name; const char* expr; int copyok; const char* expected; } cases[] = {
         {"all, copies included", "*", 1, "AAK BHN,AAK BHZ,AAK BHZ;1,BBB BHZ,CCC LHZ"},
         {"all, copies left out", "", 0, "AAK BHN,AAK BHZ,BBB BHZ,CCC LHZ"},
-        {"station", "AAK", 1, "AAK BHN,AAK BHZ,AAK BHZ;1"},
-        {"station and copy", "AAK;1", 1, "AAK BHZ;1"},
+        {"station", "AAK", 1, "AAK BHN,AAK BHZ,AAK BHZ;1"}, {"station and copy", "AAK;1", 1, "AAK BHZ;1"},
         {"station and channel", "AAK:BHZ", 1, "AAK BHZ,AAK BHZ;1"},
-        {"channel only", ":BHZ", 1, "AAK BHZ,AAK BHZ;1,BBB BHZ"},
-        {"all three", "AAK:BHZ;1", 1, "AAK BHZ;1"},
-        {"station, any channel, copy", "AAK:;1", 1, "AAK BHZ;1"},
-        {"copies refused", "AAK:BHZ", 0, "AAK BHZ"},
+        {"channel only", ":BHZ", 1, "AAK BHZ,AAK BHZ;1,BBB BHZ"}, {"all three", "AAK:BHZ;1", 1, "AAK BHZ;1"},
+        {"station, any channel, copy", "AAK:;1", 1, "AAK BHZ;1"}, {"copies refused", "AAK:BHZ", 0, "AAK BHZ"},
         {"regular expressions matched whole", "A.*:BH.,C", 1, "AAK BHN,AAK BHZ,AAK BHZ;1"},
         {"element order is result order", "CCC,AAK:BHN,.*", 0, "CCC LHZ,AAK BHN,AAK BHZ,BBB BHZ"},
         {"no match", "ZZZ", 1, ""},
@@ -151,19 +101,12 @@ TEST(Traceview, ExpressionsSelectTheirTracesInTheirOrder)
         else
             EXPECT_EQ(got, c.expected);
     }
-}
-
-TEST(Traceview, SelectedConsumesTheSelectionAndSelectedPlusKeepsIt)
-{
-    View v;
-    VXTrace* a = v.add("AAK BHZ");
-    v.add("BBB BHZ");
-    VXTrace* c = v.add("CCC BHZ");
-    c->selectTrace("yes");
-    a->selectTrace("yes");
-    EXPECT_EQ(v.resolve("selected+"), "CCC BHZ,AAK BHZ");
-    EXPECT_EQ(v.resolve("selected+"), "CCC BHZ,AAK BHZ");
-    EXPECT_EQ(v.resolve("selected"), "CCC BHZ,AAK BHZ");
+    // "selected+" keeps the selection and "selected" consumes it, both in
+    // the order of selecting
+    v.trace("CCC LHZ")->selectTrace("yes");
+    v.trace("AAK BHN")->selectTrace("yes");
+    for (const char* expr : {"selected+", "selected+", "selected"})
+        EXPECT_EQ(v.resolve(expr), "CCC LHZ,AAK BHN") << expr;
     EXPECT_EQ(v.resolve("selected"), "");
 }
 
@@ -173,7 +116,7 @@ TEST(Traceview, CopiesAreNumberedAfterTheirOriginal)
     for (int i = 0; i < 3; i++)
         v.add("AAK BHZ");
     ASSERT_EQ(v.tv->numTraces(), 3);
-    EXPECT_EQ(v.labels(v.tv->traces), QStringList({"AAK BHZ", "AAK BHZ;1", "AAK BHZ;2"}));
+    EXPECT_EQ(v.labels(), QStringList({"AAK BHZ", "AAK BHZ;1", "AAK BHZ;2"}));
     VXTrace* original = v.tv->getTrace(QStringLiteral("AAK BHZ"));
     EXPECT_EQ(original->copies.size(), 2);
     EXPECT_EQ(v.tv->getTrace(QStringLiteral("AAK BHZ;2"))->original, original);
@@ -195,7 +138,7 @@ TEST(Traceview, CopiesAreNumberedAfterTheirOriginal)
 
     // the original takes its copies with it
     EXPECT_EQ(v.tv->deleteTrace(QStringLiteral("AAK BHZ")), 0);
-    EXPECT_EQ(v.labels(v.tv->traces), QStringList({"XYZ BH"}));
+    EXPECT_EQ(v.labels(), QStringList({"XYZ BH"}));
 }
 
 TEST(Traceview, TimeWindowKeepsValuesAndTellsTheClient)
@@ -353,11 +296,7 @@ TEST(Traceview, WindowMovesAndResizes)
 TEST(Traceview, AnOverlayRepaintReusesTheImage)
 {
     View v(600, 300);
-    std::vector<float> s(3000);
-    for (int k = 0; k < 3000; k++)
-        s[k] = static_cast<float>(std::sin(2.0 * M_PI * k / 50.0));
-    v.reader.addRow(0.0, 100.0, s);
-    v.reader.rows.last().rec.key = QStringLiteral("traceview_test_overlay");
+    v.reader.addRow(0.0, 100.0, sine(3000, 100.0, 0.5, 1.0), 1.0, QStringLiteral("traceview_test_overlay"));
     VXTrace* t = v.add("AAA BHZ");
     t->setReader(&v.reader, 0, -1);
     ASSERT_EQ(v.tv->setTimeWindow(0.0, 30.0), 0);
@@ -389,12 +328,10 @@ TEST(Traceview, AnOverlayRepaintReusesTheImage)
 TEST(Traceview, NaturalAndDistanceOrders)
 {
     View v;
-    const struct
-    {
-        const char* label;
-        double lat, lon;  // the station
-    } stations[] = {{"AAA BHZ", 0.0, 30.0}, {"BBB BHZ", 0.0, 10.0}, {"CCC BHZ", -999.0, -999.0},
-                    {"DDD BHZ", 0.0, 10.0}, {"EEE BHZ", 0.0, 20.0}};
+    // lat, lon: the station's
+    const struct { const char* label; double lat, lon; } stations[] = {
+        {"AAA BHZ", 0.0, 30.0}, {"BBB BHZ", 0.0, 10.0}, {"CCC BHZ", -999.0, -999.0}, {"DDD BHZ", 0.0, 10.0},
+        {"EEE BHZ", 0.0, 20.0}};
     for (const auto& s : stations) {
         VXTrace* t = v.add(s.label);
         t->lat = s.lat;
@@ -487,9 +424,13 @@ TEST(Traceview, CommandsAliasesAndHotkeys)
     EXPECT_NE(takeErrors().find("VXTraceview::parseHotkeys: kvparam(hotkeys) error.\n"), std::string::npos);
 }
 
-TEST(Traceview, OutlivesItsViewport)
+TEST(Traceview, NoVisibleTraceLaysOutNothingAndTheViewOutlivesItsViewport)
 {
     View v;
+    EXPECT_EQ(v.tv->layoutTraces(), 0);
+    v.add("AAK BHZ")->showTrace("no");
+    EXPECT_EQ(v.tv->layoutTraces(), 0);
+    EXPECT_TRUE(v.tv->traces_display_list.isEmpty());
     v.add("AAA BHZ");
     v.add("AAA BHZ");
     v.tv->setTimeWindow(0.0, 10.0);
@@ -505,33 +446,11 @@ TEST(Traceview, OutlivesItsViewport)
 TEST(Traceview, TracesOfADatabaseReadThroughItsEventServer)
 {
     QTemporaryDir dir;
-    const QString base = dir.path() + "/db";
-    {
-        Rsptr db = rsopen(base.toUtf8().constData(), "css3.0", RS_WRITE | RS_NOSYNC);
-        Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, "rsSCRATCH");
-        const char* channels[][2] = {{"ABC", "BHZ"}, {"ABC", "BHN"}, {"DEF", "BHZ"}};
-        long wfid = 1;
-        for (const auto& c : channels) {
-            ASSERT_EQ(rsputv(wf, nullptr, "sta", c[0], "chan", c[1], "time", 1000.0, "endtime", 1009.99, "nsamp",
-                             1000L, "samprate", 100.0, "calib", 1.0, "calper", 1.0, "segtype", "V", "datatype", "s4",
-                             "dir", ".", "dfile", "sine.w", "foff", 0L, "wfid", wfid++, "jdate", 1970001L, nullptr),
-                      0)
-                << takeErrors();
-            ASSERT_GE(rsaddrecord(wf), 0);
-        }
-        rsclose(db);
-        QFile file(dir.path() + "/sine.w");
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        for (int i = 0; i < 1000; i++) {
-            uchar s4[4];
-            qToBigEndian<qint32>(static_cast<qint32>(1000.0 * std::sin(2.0 * M_PI * i / 50.0)), s4);
-            file.write(reinterpret_cast<const char*>(s4), 4);
-        }
-    }
+    const QString base = tvtest::writeSineDatabase(dir.path());
     View v(600, 300);
     ASSERT_EQ(v.tv->createTraces(v.tv->openDatabase(base), "", "DEF:.*"), 0) << takeErrors();
     ASSERT_EQ(v.tv->createTraces(v.tv->openDatabase(base), "", ""), 0) << takeErrors();  // adds DEF only
-    QStringList labels = v.labels(v.tv->traces);
+    QStringList labels = v.labels();
     labels.sort();
     EXPECT_EQ(labels, QStringList({"ABC BHN", "ABC BHZ", "DEF BHZ"}));
     double tleft = 0.0, twin = 0.0;

@@ -2,26 +2,20 @@
 // traceview_createtraces_qkserver), its task bar and traces menu, the
 // limit on the number of traces, and the colours of the edit display.
 #include "waveform/pixelator_support.h"
+#include "waveform/tvsupport.h"
 
 #include "support/serversupport.h"
-#include "support/vptest.h"
 
 #include "items/taskbar.h"
 #include "toolkit/events/qkserver.h"
-#include "toolkit/store/recordstore.h"
-#include "viewport/viewport.h"
-#include "waveform/trace.h"
-#include "waveform/traceview.h"
 
 #include <gtest/gtest.h>
 
 #include <QAction>
 #include <QApplication>
 #include <QContextMenuEvent>
-#include <QFile>
 #include <QMenu>
 #include <QTemporaryDir>
-#include <QtEndian>
 
 #include <cmath>
 #include <memory>
@@ -29,51 +23,19 @@
 namespace {
 
 // A trace view of its own viewport whose command lines are recorded.
-struct View
+struct View : tvtest::View
 {
-    std::unique_ptr<VXViewport> vp;
-    std::unique_ptr<VXTraceview> tv;
     QStringList lines;
 
-    explicit View(int make_taskbar = 0, int w = 600, int h = 300)
+    explicit View(int make_taskbar = 0, int w = 600, int h = 300) : tvtest::View(w, h, make_taskbar)
     {
-        vp = vptest::makeViewport(w, h);
-        tv = std::make_unique<VXTraceview>(vp.get(), nullptr, make_taskbar, nullptr);
-        tv->init();
-        vp->setScales();
         tv->command_processor = [this](const QString& line, QString& output) {
             lines.append(line);
             output.clear();
             return 0;
         };
     }
-    ~View() { tv.reset(); }
 };
-
-// A CSS 3.0 database of three channels of ten seconds of a sine at 100 Hz.
-QString writeDatabase(const QTemporaryDir& dir)
-{
-    const QString base = dir.path() + "/db";
-    Rsptr db = rsopen(base.toUtf8().constData(), "css3.0", RS_WRITE | RS_NOSYNC);
-    Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, "rsSCRATCH");
-    const char* channels[][2] = {{"ABC", "BHZ"}, {"ABC", "BHN"}, {"DEF", "BHZ"}};
-    long wfid = 1;
-    for (const auto& c : channels) {
-        rsputv(wf, nullptr, "sta", c[0], "chan", c[1], "time", 1000.0, "endtime", 1009.99, "nsamp", 1000L,
-               "samprate", 100.0, "calib", 1.0, "calper", 1.0, "segtype", "V", "datatype", "s4", "dir", ".", "dfile",
-               "sine.w", "foff", 0L, "wfid", wfid++, "jdate", 1970001L, nullptr);
-        rsaddrecord(wf);
-    }
-    rsclose(db);
-    QFile file(dir.path() + "/sine.w");
-    if (file.open(QIODevice::WriteOnly))
-        for (int i = 0; i < 1000; i++) {
-            uchar s4[4];
-            qToBigEndian<qint32>(static_cast<qint32>(1000.0 * std::sin(2.0 * M_PI * i / 50.0)), s4);
-            file.write(reinterpret_cast<const char*>(s4), 4);
-        }
-    return base;
-}
 
 VXTraceview* traceviewOf(const QString& handle)
 {
@@ -112,9 +74,8 @@ const char* button_placement = "traceview_buttons &Tbl{\n zoom\tneb\t1.0v-2\t1.0
 // transcript tests/server/scripts/traceview.vxs.)
 TEST(TraceviewWords, GettaskbarRegistersTheViewsTaskbar)
 {
-    const QString window = vx_send("mainwindow", "none", {"0"}).handle;
-    const QString viewport = vx_send("viewport", window).handle;
-    const QString handle = vx_send("traceview", viewport, {"", "1", ""}).handle;
+    PlotSession session;
+    const QString handle = vx_send("traceview", session.viewport, {"", "1", ""}).handle;
     VXTraceview* tv = traceviewOf(handle);
     ASSERT_TRUE(tv);
     const Reply bar = vx_send("traceview_gettaskbar", handle);
@@ -127,18 +88,15 @@ TEST(TraceviewWords, GettaskbarRegistersTheViewsTaskbar)
     vx_send("delete", bar.handle);
     vx_send("delete", handle);
     delete tv;
-    vx_send("delete", viewport);
-    vx_send("delete", window);
 }
 
 TEST(TraceviewWords, CreatetracesQkserverMakesTheAcceptedChannels)
 {
     QTemporaryDir dir;
-    const QString base = writeDatabase(dir);
-    QKServer qkserver(base.toStdString(), 0, 0, 1000, 0);
+    QKServer qkserver(tvtest::writeSineDatabase(dir.path()).toStdString(), 0, 0, 1000, 0);
+    PlotSession session;
     Handles h;
-    h["w"] = vx_send("mainwindow", "none", {"0"}).handle;
-    h["v"] = vx_send("viewport", h["w"]).handle;
+    h["v"] = session.viewport;
     h["t"] = vx_send("traceview", h["v"], {"", "0", ""}).handle;
     VXTraceview* tv = traceviewOf(h["t"]);
     ASSERT_TRUE(tv);
@@ -146,13 +104,7 @@ TEST(TraceviewWords, CreatetracesQkserverMakesTheAcceptedChannels)
     const char* no_pointers = "VX_GraphicsServer_traceview_createtraces_qkserver: traceview needs qkserver and "
                               "stachan_accept pointers.\n";
     const char* accept = "ABC:.*";
-    const struct
-    {
-        const char* name;
-        QString handle;
-        QList<void*> extra;
-        QString expected;
-    } refused[] = {
+    const struct { const char* name; QString handle; QList<void*> extra; QString expected; } refused[] = {
         {"one pointer", h["t"], {&qkserver}, no_pointers},
         {"three pointers", h["t"], {&qkserver, const_cast<char*>(accept), nullptr}, no_pointers},
         {"null server", h["t"], {nullptr, const_cast<char*>(accept)}, no_pointers},
@@ -171,17 +123,13 @@ TEST(TraceviewWords, CreatetracesQkserverMakesTheAcceptedChannels)
     const Reply r = sendExtra("traceview_createtraces_qkserver", h["t"], {&qkserver, const_cast<char*>(accept)});
     ASSERT_EQ(r.code, 0) << r.handle.toStdString();
     EXPECT_EQ(r.handle, h["t"]);
-    QStringList labels;
-    for (VXTrace* t : std::as_const(tv->traces))
-        labels.append(t->channel_label);
+    QStringList labels = tvtest::View::labels(tv->traces);
     labels.sort();
     EXPECT_EQ(labels, QStringList({"ABC BHN", "ABC BHZ"}));
     EXPECT_EQ(tv->stachan_accept, QString(accept));
     // the view and its client go before the server
     vx_send("delete", h["t"]);
     delete tv;
-    vx_send("delete", h["v"]);
-    vx_send("delete", h["w"]);
 }
 
 TEST(TraceviewWords, TaskbarButtonsRunCommandsAndConfigureTheView)
@@ -242,7 +190,7 @@ TEST(TraceviewWords, TracesMenuSendsItsLines)
 TEST(TraceviewWords, NoMoreThanTheLimitOfTraces)
 {
     View v;
-    VXTrace* first = v.tv->getTrace(v.tv->appendNewTrace(QStringLiteral("AAA BHZ")));
+    VXTrace* first = v.add("AAA BHZ");
     v.tv->traces.resize(VX_TRACEVIEW_MAX_TRACES - 1, first);
     const int last = v.tv->appendNewTrace(QStringLiteral("LAST BHZ"));
     ASSERT_EQ(last, VX_TRACEVIEW_MAX_TRACES - 1);
@@ -274,7 +222,7 @@ TEST(TraceviewWords, NoMoreThanTheLimitOfTraces)
 TEST(TraceviewWords, AmpScaleOfATraceByIndexOrLabel)
 {
     View v;
-    VXTrace* t = v.tv->getTrace(v.tv->appendNewTrace(QStringLiteral("AAK BHZ")));
+    VXTrace* t = v.add("AAK BHZ");
     EXPECT_EQ(v.tv->setAmpScale(0, 0, 0.25, 0.5, -10.0, 10.0), 0);
     EXPECT_DOUBLE_EQ(t->vars.atop, 10.0);
     EXPECT_EQ(v.tv->setAmpScale(QStringLiteral("AAK BHZ"), 0, 0.25, 0.5, -3.0, 3.0), 0);
@@ -292,12 +240,9 @@ TEST(TraceviewWords, EditModePaintsWithTheEditDisplay)
 {
     View v(0, 500, 240);
     MemoryReader reader;
-    std::vector<float> s(1000);
-    for (int k = 0; k < 1000; k++)
-        s[k] = static_cast<float>(std::sin(2.0 * M_PI * k / 40.0));
-    reader.addRow(0.0, 100.0, s);  // ten seconds in a window of twenty
-    reader.rows.last().rec.key = QStringLiteral("traceview_words_edit");
-    v.tv->getTrace(v.tv->appendNewTrace(QStringLiteral("AAA BHZ")))->setReader(&reader, 0, -1);
+    // ten seconds in a window of twenty
+    reader.addRow(0.0, 100.0, sine(1000, 100.0, 0.4, 1.0), 1.0, QStringLiteral("traceview_words_edit"));
+    v.add("AAA BHZ")->setReader(&reader, 0, -1);
     ASSERT_EQ(v.tv->setTimeWindow(0.0, 20.0), 0);
     ASSERT_EQ(v.tv->configure("antialias", "no", nullptr), 0);  // colours exact to the pixel
 
@@ -311,12 +256,9 @@ TEST(TraceviewWords, EditModePaintsWithTheEditDisplay)
             n += image.pixelColor(data.x(), y) == colour;
         return n;
     };
-    const struct
-    {
-        const char* name;
-        int edit_mode;
-        const char* parameters;  // null: as before
-        QColor background, band, waveform;
+    // parameters null: as before
+    const struct {
+        const char* name; int edit_mode; const char* parameters; QColor background, band, waveform;
     } cases[] = {
         {"main", 0, nullptr, QColor("#6060ff"), QColor("#000080"), QColor("yellow")},
         {"edit", 1, nullptr, QColor("#e0e0e0"), QColor("#e0e0e0"), QColor("#d0d0d0")},

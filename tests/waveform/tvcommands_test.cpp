@@ -1,15 +1,11 @@
 // The trace view's command language: help and its reference page, aliases,
 // time words, hot keys, what each display and traces action does to the
 // view, command files through the console, and refused lines.
-#include "support/testsupport.h"
-#include "support/vptest.h"
+#include "waveform/tvsupport.h"
 
 #include "toolkit/base/errors.h"
-#include "viewport/viewport.h"
 #include "viewport/vxevent.h"
 #include "views/commandconsole.h"
-#include "waveform/trace.h"
-#include "waveform/traceview.h"
 #include "waveform/tvcommands.h"
 
 #include <gtest/gtest.h>
@@ -24,8 +20,6 @@
 #include <memory>
 #include <string>
 
-using vptest::makeViewport;
-
 namespace {
 
 QString readFile(const QString& path)
@@ -34,25 +28,16 @@ QString readFile(const QString& path)
     return f.open(QIODevice::ReadOnly | QIODevice::Text) ? QString::fromUtf8(f.readAll()) : QString();
 }
 
-struct View
+// Five traces, 600 s from 1000 shown.
+struct View : tvtest::View
 {
-    std::unique_ptr<VXViewport> vp;
-    std::unique_ptr<VXTraceview> tv;
-
     View()
     {
-        vp = makeViewport(800, 500);
-        tv = std::make_unique<VXTraceview>(vp.get(), nullptr, 0, nullptr);
-        tv->init();
-        vp->setScales();
         for (const char* label : {"AAK BHZ", "AAK BHN", "ANMO BHZ", "ANMO LHZ", "KEV BHZ"})
-            tv->appendNewTrace(QString::fromLatin1(label));
+            add(label);
         tv->setTimeWindow(1000.0, 600.0);
         hl_clear_register(0);
     }
-    ~View() { tv.reset(); }
-
-    VXTrace* trace(const char* label) { return tv->getTrace(QString::fromLatin1(label)); }
 
     // the output, or "ERR " and the register's text
     std::string run(const QString& line)
@@ -67,38 +52,22 @@ struct View
 // What the language can change, as text: two views agree when their dumps do.
 std::string dump(VXTraceview* tv)
 {
-    QString s = QStringLiteral("window %1 %2 gain %3 max %4 minpx %5 fit %6 filter '%7' tpad %8 units %9\n")
-                    .arg(tv->tleft, 0, 'f', 6)
-                    .arg(tv->tright, 0, 'f', 6)
-                    .arg(tv->vars.gain)
-                    .arg(tv->vars.max_traces)
-                    .arg(tv->vars.min_pixels_traces)
-                    .arg(tv->vars.auto_traces_fit)
-                    .arg(tv->vars.filter_string)
-                    .arg(tv->vars.filter_tpad)
-                    .arg(tv->vars.units);
-    s += QStringLiteral("palign %1 pred %2 batch %3 hide %4%5%6 ads %7 lw %8\n")
-             .arg(tv->vars.palign)
-             .arg(tv->vars.show_predicted_arrivals)
-             .arg(tv->batch)
-             .arg(tv->vars.hide_noarrivals)
-             .arg(tv->vars.hide_nodetections)
-             .arg(tv->vars.hide_nowaveforms)
-             .arg(tv->vars.auto_distance_sort)
-             .arg(tv->display_parameters.main_display.linewidth);
-    for (VXTrace* t : std::as_const(tv->traces))
-        s += QStringLiteral("%1 vis %2 sort %3 sel %4 gain %5 stretch %6 fg '%7' bg '%8' lw %9")
-                 .arg(t->channel_label)
-                 .arg(t->vars.visible)
-                 .arg(t->sort_order)
-                 .arg(t->select_order)
-                 .arg(t->vars.gain)
-                 .arg(t->vars.stretch_height)
-                 .arg(t->vars.color_foreground.color_name, t->vars.color_background.color_name)
-                 .arg(t->vars.linewidth) +
-             QStringLiteral(" filter '%1' '%2' units %3 mode %4\n")
-                 .arg(t->vars.filter_string, t->vars.filter_label, t->vars.units)
-                 .arg(t->vars.ampscale_mode);
+    const VxTraceview& w = tv->vars;
+    QString s = QString::asprintf(
+        "window %f %f gain %.17g max %d minpx %d fit %d filter '%s' tpad %.17g units %s\n"
+        "palign %d pred %d batch %d hide %d%d%d ads %d lw %.17g\n",
+        tv->tleft, tv->tright, w.gain, w.max_traces, w.min_pixels_traces, w.auto_traces_fit, qPrintable(w.filter_string),
+        w.filter_tpad, qPrintable(w.units), w.palign, w.show_predicted_arrivals, tv->batch, w.hide_noarrivals,
+        w.hide_nodetections, w.hide_nowaveforms, w.auto_distance_sort, tv->display_parameters.main_display.linewidth);
+    for (VXTrace* t : std::as_const(tv->traces)) {
+        const VxTrace& v = t->vars;
+        s += QString::asprintf("%s vis %d sort %ld sel %d gain %.17g stretch %.17g fg '%s' bg '%s' lw %.17g filter '%s' "
+                               "'%s' units %s mode %d\n",
+                               qPrintable(t->channel_label), v.visible, t->sort_order, t->select_order, v.gain,
+                               v.stretch_height, qPrintable(v.color_foreground.color_name),
+                               qPrintable(v.color_background.color_name), v.linewidth, qPrintable(v.filter_string),
+                               qPrintable(v.filter_label), qPrintable(v.units), v.ampscale_mode);
+    }
     for (const QString& key : {QStringLiteral("zz"), QStringLiteral("yy")})
         s += key + QLatin1Char(' ') + tv->commands->aliases.value(key).join(QLatin1Char('|')) + QLatin1Char('\n');
     return s.toStdString();
@@ -138,7 +107,7 @@ TEST(TvCommands, ReferencePageMatchesTheTable)
         EXPECT_TRUE(page.contains(s.usage) && page.contains(s.help)) << s.usage.toStdString();
 }
 
-TEST(TvCommands, AliasesNestAppendTheirWordsAndRefuseCycles)
+TEST(TvCommands, AliasesNestAppendTheirWordsRefuseCyclesAndExpandTimeWordsWhenRun)
 {
     View v;
     EXPECT_EQ(v.run(QStringLiteral("alias g traces:AAK:BHZ gain")), "");
@@ -168,11 +137,7 @@ TEST(TvCommands, AliasesNestAppendTheirWordsAndRefuseCycles)
     EXPECT_NE(v.run(QStringLiteral("alias nothere")).find("Unknown alias 'nothere'"), std::string::npos);
     EXPECT_EQ(v.run(QStringLiteral("unalias g")), "");
     EXPECT_NE(v.run(QStringLiteral("unalias g")).find("processUnaliasObject: Unknown alias 'g'."), std::string::npos);
-}
-
-TEST(TvCommands, TimeWordsAreExpandedWhenUsedWithSixDecimals)
-{
-    View v;
+    // time words are expanded when a line is run, with six decimals
     EXPECT_EQ(v.run(QStringLiteral("echo %time_window")), "600.000000\n");
     EXPECT_EQ(v.run(QStringLiteral("echo %time_left %time_end %time_middle x%time_startx")),
               "1000.000000 1600.000000 1300.000000 x1000.000000x\n");
@@ -216,11 +181,7 @@ TEST(TvCommands, HotkeysPutInThePointerPosition)
 
 TEST(TvCommands, EachDisplayActionChangesWhatItSays)
 {
-    struct Case
-    {
-        const char* line;
-        std::function<bool(VXTraceview*)> holds;
-    };
+    struct Case { const char* line; std::function<bool(VXTraceview*)> holds; };
     const Case cases[] = {
         {"display time_left 2000-01-01T00:00:00", [](VXTraceview* t) { return t->tleft == 946684800.0 && t->tright - t->tleft == 600.0; }},
         {"display time_start +60", [](VXTraceview* t) { return t->tleft == 1060.0; }},
@@ -250,11 +211,7 @@ TEST(TvCommands, EachDisplayActionChangesWhatItSays)
 
 TEST(TvCommands, EachTracesActionChangesWhatItSays)
 {
-    struct Case
-    {
-        const char* line;
-        std::function<bool(View&)> holds;
-    };
+    struct Case { const char* line; std::function<bool(View&)> holds; };
     const Case cases[] = {
         {"traces maximum 3", [](View& v) { return v.tv->vars.max_traces == 3; }},
         {"traces minimum_pixels 40", [](View& v) { return v.tv->vars.min_pixels_traces == 40; }},
@@ -313,12 +270,7 @@ TEST(TvCommands, AFilterForAllTracesClearsTheTracesOwn)
 
 TEST(TvCommands, RefusedLinesRegisterAMessageAndLeaveTheViewAlone)
 {
-    const struct
-    {
-        const char* name;
-        QString line;
-        const char* message;
-    } cases[] = {
+    const struct { const char* name; QString line; const char* message; } cases[] = {
         {"colon first", QStringLiteral(":x"), "VXTraceviewCommands::parseObject: Syntax error.\n"},
         {"unknown object", QStringLiteral("tracs gain 2"), "parseObject: Unrecognized object 'tracs'."},
         {"unknown action", QStringLiteral("traces wiggle"), "Unrecognized action 'wiggle' for object 'traces'."},
