@@ -206,6 +206,16 @@ void VXMapData::fillRectilinearRows(long row_start, long row_end, TileMemory& ti
                                        : tiles.get(static_cast<int>(ty * res->nlon_tiles + runs[k].tile_column));
                 tiles_ty = ty;
             }
+            // the grid row of the next raster row is read from memory
+            // while this one is coloured
+            if (next_ty == ty && next_py >= 0 && next_py != py)
+                for (size_t k = 0; k < runs.size(); k++)
+                    if (const unsigned char* b = run_tiles[k]) {
+                        const unsigned char* lo = b + next_py * grid_row_bytes + runs[k].pixel_lo * bpp;
+                        const unsigned char* hi = b + next_py * grid_row_bytes + runs[k].pixel_hi * bpp;
+                        for (const unsigned char* p = lo; p <= hi; p += 64)
+                            __builtin_prefetch(p);
+                    }
             const long row_offset = py * grid_row_bytes;
             for (size_t k = 0; k < runs.size(); k++) {
                 const ColumnRun& run = runs[k];
