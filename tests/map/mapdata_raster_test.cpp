@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -161,6 +162,9 @@ TEST(MapDataRaster, KernelMatchesThePixelByPixelReference)
                 QImage* image = md.drawImage(v.w, v.h, v.tran, v.x0, v.x1, v.y0, v.y1, v.lonr, v.latr, v.gamma,
                                              v.lightmin);
                 ASSERT_NE(image, nullptr);
+                // VX_MAPDATA_PNG_DIR=folder keeps every raster for a look
+                if (const char* dir = getenv("VX_MAPDATA_PNG_DIR"))
+                    image->save(QString("%1/%2-%3-%4.png").arg(dir, f.name, v.name).arg(threads));
                 const std::vector<unsigned int> expect = referenceImage(md, v);
                 long differ = 0, first = -1;
                 for (int i = 0; i < v.h; i++)
