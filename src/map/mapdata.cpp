@@ -178,8 +178,11 @@ QImage* VXMapData::drawImage(int w, int h, int projection, double xleft, double 
         width = w;
         height = h;
     }
-    gamma = gamma_in <= 0.0 ? 1.0 : gamma_in;
-    lightmin = std::clamp(lightmin_in, 0.0, 1.0);
+    // a gamma at or below 0 acts as 1; so does one that is not a number,
+    // and a lightmin that is not a number acts as 0 (no shaping), since
+    // either would make the new lightness undefined
+    gamma = !(gamma_in > 0.0) ? 1.0 : gamma_in;
+    lightmin = std::isnan(lightmin_in) ? 0.0 : std::clamp(lightmin_in, 0.0, 1.0);
     xmin = xleft;
     xmax = xright;
     ymin = ybottom;

@@ -176,3 +176,17 @@ TEST(MapDataRaster, KernelMatchesThePixelByPixelReference)
         }
     }
 }
+
+TEST(MapDataRaster, LightnessThatIsNotANumberLeavesColoursUnshaped)
+{
+    const QByteArray bytes = gridFile(1, -180, 90, 2.0, 180, 90, 32, 1);
+    VXMapData md(2);
+    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "n"), 0);
+    md.setResolution(0);
+    const QImage plain = md.drawImage(90, 45, VX_MAP_GEOG, -180, 180, -90, 90, 0, 0, 1.0, 0.0)->copy();
+    const double nan = std::nan("");
+    EXPECT_EQ(*md.drawImage(90, 45, VX_MAP_GEOG, -180, 180, -90, 90, 0, 0, nan, 0.0), plain);
+    EXPECT_EQ(md.gamma, 1.0);
+    EXPECT_EQ(*md.drawImage(90, 45, VX_MAP_GEOG, -180, 180, -90, 90, 0, 0, 1.0, nan), plain);
+    EXPECT_EQ(md.lightmin, 0.0);
+}
