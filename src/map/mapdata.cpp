@@ -1,12 +1,10 @@
 // VXMapData: construction, resolution choice, the colour table and the
-// raster kernel.  The vector kernel is in mapdata_vector.cpp.
+// raster's buffer.  The raster kernel is in mapdata_raster.cpp, the vector
+// kernel in mapdata_vector.cpp.
 #include "map/mapdata.h"
 
-#include "map/projection/maptransform.h"
-#include "map/projection/projections.h"
 #include "toolkit/base/errors.h"
 #include "toolkit/base/mtpool.h"
-#include "viewport/viewport.h"
 
 #include <QImage>
 
@@ -180,9 +178,11 @@ QImage* VXMapData::drawImage(int w, int h, int projection, double xleft, double 
         width = w;
         height = h;
     }
-    memset(image_buf, 0, need);
-    gamma = gamma_in <= 0.0 ? 1.0 : gamma_in;
-    lightmin = std::clamp(lightmin_in, 0.0, 1.0);
+    // a gamma at or below 0 acts as 1; so does one that is not a number,
+    // and a lightmin that is not a number acts as 0 (no shaping), since
+    // either would make the new lightness undefined
+    gamma = !(gamma_in > 0.0) ? 1.0 : gamma_in;
+    lightmin = std::isnan(lightmin_in) ? 0.0 : std::clamp(lightmin_in, 0.0, 1.0);
     xmin = xleft;
     xmax = xright;
     ymin = ybottom;
@@ -193,151 +193,17 @@ QImage* VXMapData::drawImage(int w, int h, int projection, double xleft, double 
     tran = projection;
     latr = lat_ref;
     lonr = lon_ref;
-    // the tile and pixel column of every raster column, for the
-    // rectilinear projections; made here, read by all fill threads
-    column_tile.assign(static_cast<size_t>(w), -1);
-    column_pixel.assign(static_cast<size_t>(w), -1);
-    if (tran != VX_MAP_EDP && tran != VX_MAP_GLOBE && resolution >= 0 &&
-        frame.resolutions[resolution].map_type == HL_MAPDATA_GRID) {
-        const HLMapDataResolution* res = &frame.resolutions[resolution];
-        const HLMapDataGrid* grid = static_cast<const HLMapDataGrid*>(res->data);
-        for (int j = 0; j < w; j++) {
-            const double x = xmin + dx * j;
-            const long tx = tileColumn(res, x);
-            const long px = tx < 0 ? -1 : pixelColumn(res, grid, tx, x);
-            if (px >= 0) {
-                column_tile[j] = tx;
-                column_pixel[j] = px;
-            }
-        }
+    // pixels without data are transparent: the fill threads write zeros
+    // there as they go, in their own rows; a raster nobody fills is
+    // zeroed here
+    if (!fills()) {
+        memset(image_buf, 0, need);
+        return image;
     }
+    prepareRaster();
     if (mtc)
         mtpool_processthreads(mtc, 0, nthreads);
     else
         fill_image(0, height, this);
     return image;
-}
-
-void VXMapData::fill_image(long index, long, void* data)
-{
-    VXMapData* md = static_cast<VXMapData*>(data);
-    if (!md->image || md->resolution == -1 || md->height < 1 || md->nthreads < 1)
-        return;
-    const long n = std::max(1L, static_cast<long>(md->height / md->nthreads));
-    const long start = index * n;
-    long end = std::min(start + n, static_cast<long>(md->height));
-    if (index == md->nthreads - 1)
-        end = md->height;
-    if (start < end)
-        md->fillRows(start, end);
-}
-
-namespace {
-
-// The colour of the pixel at p, shaped in lightness unless fast.
-inline unsigned int pixelColour(const unsigned char* p, bool heights, bool fast, double lightmin, double gamma)
-{
-    unsigned int pixel;
-    if (heights) {
-        int16_t z;
-        memcpy(&z, p, 2);
-        pixel = vxmapdata_cpt[std::clamp(static_cast<int>(z) - vxmapdata_ecpt, 0, vxmapdata_ncpt - 1)];
-    } else {
-        pixel = argb(p[0], p[1], p[2]);
-    }
-    if (fast)
-        return pixel;
-    const int r = (pixel >> 16) & 0xff, g = (pixel >> 8) & 0xff, b = pixel & 0xff;
-    const int mn = std::min({r, g, b}), mx = std::max({r, g, b});
-    const int mid = (mx + mn) / 2;
-    double l = 0.5 * (mx + mn) / 255.0;
-    if (gamma > 0.0)
-        l = std::pow(l, gamma);
-    l = lightmin + (1.0 - lightmin) * l;
-    const int mid2 = static_cast<int>(255.0 * l);
-    return argb(std::clamp(mid2 + r - mid, 0, 255), std::clamp(mid2 + g - mid, 0, 255),
-                std::clamp(mid2 + b - mid, 0, 255));
-}
-
-} // namespace
-
-void VXMapData::fillRows(long row_start, long row_end)
-{
-    HLMapDataResolution* res = &frame.resolutions[resolution];
-    if (res->map_type != HL_MAPDATA_GRID)
-        return;
-    HLMapDataGrid* grid = static_cast<HLMapDataGrid*>(res->data);
-    const bool fast = lightmin == 0.0 && gamma == 1.0;
-    const bool heights = grid->content == 1;
-    const long bpp = hl_mapdata_pixel_bytes(grid);
-    unsigned int* out = reinterpret_cast<unsigned int*>(image_buf);
-    int last_tile = -1;
-    unsigned char* buf = nullptr;
-    // the tile of the pixel, read when it changes; a bad tile complains
-    // once per change, not per pixel, and its pixels stay transparent
-    auto tileBuffer = [&](int itile) {
-        if (itile == last_tile)
-            return buf;
-        last_tile = itile;
-        if (getTileGrid(resolution, itile, &buf) < 0) {
-            hl_complain(0, "fill_image: getTileGrid() error.\n%s", hl_errlog_string(0));
-            hl_clear_register(0);
-            buf = nullptr;
-        }
-        return buf;
-    };
-    if (tran != VX_MAP_EDP && tran != VX_MAP_GLOBE) {
-        // rectilinear: a column has one longitude and a row one latitude,
-        // so their tile and pixel indices come from the tables drawImage()
-        // made and from one lookup per row
-        for (long i = row_start; i < row_end; i++) {
-            double y = ymax - dy * i;
-            if (tran == VX_MAP_MERC)
-                y = VX_mercator_lat(y);
-            const long ty = tileRow(res, y);
-            const long py = ty < 0 ? -1 : pixelRow(grid, ty, y);
-            if (py < 0)
-                continue;
-            unsigned int* row = out + i * width;
-            const long row_offset = py * grid->nlon_per_tile;
-            for (long j = 0; j < width; j++) {
-                const long tx = column_tile[j];
-                if (tx < 0)
-                    continue;
-                const unsigned char* b = tileBuffer(static_cast<int>(ty * res->nlon_tiles + tx));
-                if (!b)
-                    continue;
-                row[j] = pixelColour(b + (row_offset + column_pixel[j]) * bpp, heights, fast, lightmin, gamma);
-            }
-        }
-        return;
-    }
-    HLMapTransform transform(latr, lonr);
-    for (long i = row_start; i < row_end; i++) {
-        const double y = ymax - dy * i;
-        unsigned int* row = out + i * width;
-        for (long j = 0; j < width; j++) {
-            const double x = xmin + dx * j;
-            double lat, lon;
-            if (tran == VX_MAP_EDP) {
-                transform.edpDelxy2geopointat(x, y, &lat, &lon);
-            } else if (transform.globeDelxy2geopointat(x, y, &lat, &lon) == -1) {
-                row[j] = 0xff000000u;
-                continue;
-            }
-            int itile;
-            long ilon, ilat;
-            findTile(res, lat, lon, &itile, &ilon, &ilat);
-            if (itile < 0)
-                continue;
-            const unsigned char* b = tileBuffer(itile);
-            if (!b)
-                continue;
-            long ipx, ipy, offset;
-            findPixelWithinTile(res, grid, ilon, ilat, lat, lon, &ipx, &ipy, &offset);
-            if (offset < 0)
-                continue;
-            row[j] = pixelColour(b + offset, heights, fast, lightmin, gamma);
-        }
-    }
 }

@@ -117,10 +117,41 @@ public:
 
 private:
     void init(int nthreads);
+    // Whether fill_image() fills the raster: a grid resolution selected and
+    // at least one fill thread.  Its rows then write every pixel.
+    bool fills() const;
+    // What the fill threads read and do not change: the grid column of
+    // every raster column and the colour tables of this draw
+    // (mapdata_raster.cpp).
+    void prepareRaster();
+    struct TileMemory;
     void fillRows(long row_start, long row_end);
-    // tile column and pixel column per raster column (-1: no data), for
-    // the rectilinear projections
-    std::vector<long> column_tile, column_pixel;
+    void fillRectilinearRows(long row_start, long row_end, TileMemory& tiles);
+    // raster columns [start, end) in one tile column (-1: no data there),
+    // whose pixel columns lie within [pixel_lo, pixel_hi]
+    struct ColumnRun
+    {
+        int start, end;
+        long tile_column;
+        int pixel_lo, pixel_hi;
+    };
+    struct Raster
+    {
+        // rectilinear projections: the pixel column within its tile of
+        // every raster column, and the columns in runs of one tile column
+        std::vector<int> column_pixel;
+        std::vector<ColumnRun> column_runs;
+        // lightness shaping: a colour's new middle by the sum of its
+        // largest and smallest channel, for mid_gamma and mid_lightmin
+        bool shaded = false;
+        int mid_of_sum[511] = {};
+        double mid_gamma = -1.0, mid_lightmin = -1.0;
+        // the colour of every height of vxmapdata_cpt, shaped
+        std::vector<unsigned int> shaded_cpt;
+        // the table heights are coloured by in this draw
+        const unsigned int* heights_cpt = nullptr;
+    };
+    Raster raster;
     // point buffers of drawVector, grown and kept
     double* xplt = nullptr;
     double* yplt = nullptr;
