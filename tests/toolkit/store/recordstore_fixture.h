@@ -132,14 +132,16 @@ inline Rsptr at(Rsptr p, long record)
     return p;
 }
 
-// The text of a field of p's record, "(error)" when it cannot be read.
-inline std::string fieldText(Rsptr p, const char* field)
+// What rsget gives for p (a whole record or one field), and the text of a
+// field of p's record; "(error)" when it cannot be read.
+inline std::string recordText(Rsptr p)
 {
     char buffer[RS_STRSZ];
-    p = rslookup(p, nullptr, nullptr, field, nullptr);
-    if (rsisinvalid(p) || rsget(p, buffer) < 0)
-        return "(error)";
-    return buffer;
+    return rsisinvalid(p) || rsget(p, buffer) < 0 ? "(error)" : buffer;
+}
+inline std::string fieldText(Rsptr p, const char* field)
+{
+    return recordText(rslookup(p, nullptr, nullptr, field, nullptr));
 }
 
 // The records [first, last) of a bundle or view p, {-99, -99} on failure.

@@ -83,9 +83,7 @@ TEST_F(RecordStoreRead, RsgetGivesFieldTextAndNullValues)
         SCOPED_TRACE(c.name);
         EXPECT_EQ(fieldText(at(origin_, c.record), c.field), c.expected);
     }
-    char buffer[RS_STRSZ];
-    ASSERT_EQ(rsget(at(origin_, 1), buffer), 0);
-    EXPECT_EQ(std::string(buffer), kOrigin2);
+    EXPECT_EQ(recordText(at(origin_, 1)), kOrigin2);
 }
 
 TEST_F(RecordStoreRead, LookupByNames)

@@ -101,11 +101,8 @@ TEST_F(RecordStoreWrite, RecordsReadAndWrittenAgainAreByteIdentical)
             SCOPED_TRACE(r);
             src.record = static_cast<long>(r);
             ASSERT_EQ(copyByValues(src, dst), 0) << hl_errlog_string(0);
-            char text[RS_STRSZ];
-            dst.record = RS_SCRATCH;
-            ASSERT_EQ(rsget(dst, text), 0);
-            EXPECT_EQ(std::string(text), c.rows[r]);
-            ASSERT_EQ(rsaddrecord(dst), static_cast<long>(r));
+            EXPECT_EQ(recordText(at(dst, RS_SCRATCH)), c.rows[r]);
+            ASSERT_EQ(rsaddrecord(at(dst, RS_SCRATCH)), static_cast<long>(r));
         }
         EXPECT_EQ(readFile(out.base() + "." + c.table), content);
     }
@@ -163,9 +160,7 @@ TEST_F(RecordStoreWrite, FailedPutsChangeNothing)
         EXPECT_LT(c.put(origin), 0);
         expectLogged(c.message);
         EXPECT_EQ(readFile(file), kOrigin1 + "\n");
-        char text[RS_STRSZ];
-        ASSERT_EQ(rsget(origin, text), 0);
-        EXPECT_EQ(std::string(text), kOrigin1);
+        EXPECT_EQ(recordText(origin), kOrigin1);
     }
     rsclose(db);
 }
@@ -230,19 +225,14 @@ TEST_F(RecordStoreWrite, PutRecordUpdatesByKeyOrAdds)
               0);
     EXPECT_EQ(rsputrecord(arrival), 1);
     EXPECT_EQ(recordCount(db, "arrival"), 2);
-    char lddate[RS_STRSZ];
-    ASSERT_EQ(rsgetv(at(arrival, 1), nullptr, "lddate", lddate, nullptr), 0);
-    EXPECT_EQ(strlen(lddate), 17u);  // set to the present time
-    EXPECT_NE(std::string(lddate), "-");
+    const std::string lddate = fieldText(at(arrival, 1), "lddate");
+    EXPECT_EQ(lddate.size(), 17u);  // set to the present time
+    EXPECT_NE(lddate, "-");
     EXPECT_EQ(rsnextid(db, "arid"), 19);
     EXPECT_EQ(rsnextid(db, "evid"), 1);
     // the counters are records of lastid
     Rsptr lastid = rslookup(db, nullptr, "lastid", nullptr, "0");
-    char keyname[RS_STRSZ];
-    long keyvalue = 0;
-    ASSERT_EQ(rsgetv(lastid, nullptr, "keyname", keyname, "keyvalue", &keyvalue, nullptr), 0);
-    EXPECT_STREQ(keyname, "arid");
-    EXPECT_EQ(keyvalue, 19);
+    EXPECT_EQ(fieldText(lastid, "keyname") + " " + fieldText(lastid, "keyvalue"), "arid 19");
     EXPECT_EQ(recordCount(db, "lastid"), 2);
     rsclose(db);
 }
@@ -295,9 +285,7 @@ TEST_F(RecordStoreWrite, AnotherHandleTakesInARecordRewrittenInPlace)
     ASSERT_EQ(rsput(rslookup(a, nullptr, "arrival", "iphase", "1"), "S"), 0) << takeErrors();
     EXPECT_EQ(rscheck(b), 1);
     EXPECT_EQ(recordCount(b, "arrival"), 2);
-    char phase[RS_STRSZ];
-    ASSERT_EQ(rsgetv(rslookup(b, nullptr, "arrival", nullptr, "1"), nullptr, "iphase", phase, nullptr), 0);
-    EXPECT_STREQ(phase, "S");
+    EXPECT_EQ(fieldText(rslookup(b, nullptr, "arrival", nullptr, "1"), "iphase"), "S");
     EXPECT_EQ(rscheck(b), 0);
     // another program spoils the first record's time in place: b skips it
     ASSERT_TRUE(overwrite(dir_.base() + ".arrival", 7, "x"));
@@ -350,11 +338,8 @@ TEST_F(RecordStoreWrite, RewritesOfThisProcessAreTakenInAloneAndOthersStillSeen)
         }
         EXPECT_EQ(rscheck(b), 1);
         EXPECT_EQ(rewrittenAtLastCheck(b, "arrival"), c.taken_in);
-        char phase[RS_STRSZ];
-        ASSERT_EQ(rsgetv(rslookup(b, nullptr, "arrival", nullptr, "2"), nullptr, "iphase", phase, nullptr), 0);
-        EXPECT_STREQ(phase, "Pn");
-        ASSERT_EQ(rsgetv(rslookup(b, nullptr, "arrival", nullptr, "0"), nullptr, "iphase", phase, nullptr), 0);
-        EXPECT_STREQ(phase, c.other ? "S" : "P");
+        EXPECT_EQ(fieldText(rslookup(b, nullptr, "arrival", nullptr, "2"), "iphase"), "Pn");
+        EXPECT_EQ(fieldText(rslookup(b, nullptr, "arrival", nullptr, "0"), "iphase"), c.other ? "S" : "P");
         rsclose(a);
         rsclose(b);
     }
