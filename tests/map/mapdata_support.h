@@ -6,6 +6,8 @@
 #include "toolkit/base/errors.h"
 #include "viewport/viewport.h"
 
+#include <gtest/gtest.h>
+
 #include <QByteArray>
 #include <QFile>
 #include <QImage>
@@ -114,6 +116,15 @@ QByteArray globalGrid(double step, long tile, int compressed, F height, int reso
         writer.addGrid(g);
     }
     return writer.bytes();
+}
+
+// Expect ink (a pixel darker than grey level below) within radius of each
+// geographic point that should carry a line, and none near the others.
+struct Ink { double lon, lat; int radius; bool ink; };
+inline void expectInk(const QImage& image, VXViewport* vp, std::initializer_list<Ink> points, int below = 128)
+{
+    for (const Ink& p : points)
+        EXPECT_EQ(inkNear(image, pixelOf(vp, p.lon, p.lat), p.radius, below), p.ink) << p.lon << " " << p.lat;
 }
 
 } // namespace mdtest

@@ -279,8 +279,8 @@ TEST(MapData, LevelParityAndTheSouthPolarCap)
     auto vp = mapView(360, 180, "geog", "360");
     const QImage image = drawVectors(md, vp.get());
     // the lake's even level: water
-    expectSpots(image, vp.get(),
-                {{5, 5, Qt::red}, {20, 20, Qt::blue}, {100, -87, Qt::red}, {-100, -87, Qt::red}, {100, -70, Qt::white}});
+    expectSpots(image, vp.get(), {{5, 5, Qt::red}, {20, 20, Qt::blue}, {100, -87, Qt::red}, {-100, -87, Qt::red},
+                                  {100, -70, Qt::white}});
 }
 
 TEST(MapData, AreaHoldingTheAntipodeIsInvertedInEdp)
@@ -328,19 +328,12 @@ TEST(MapData, RealCoastlinesWhereTheyBelong)
     md.setResolution(1);
     auto vp = mapView(1440, 720, "geog", "360");
     const QImage outline = drawVectors(md, vp.get(), true);
-    // coastal points of Africa and South America, lon, lat
-    const double coast[][2] = {{20.0, -34.83}, {-17.5, 14.7}, {51.27, 10.4}, {32.3, 31.3},
-                               {-34.8, -7.15}, {-81.3, -4.7}, {-67.3, -55.9}, {-71.6, 12.4}};
-    for (const auto& p : coast) {
-        SCOPED_TRACE(testing::Message() << p[0] << " " << p[1]);
-        EXPECT_TRUE(inkNear(outline, pixelOf(vp.get(), p[0], p[1]), 2));
-    }
-    // open ocean carries no line
-    const double clear[][2] = {{-30, 0}, {-20, -30}, {0, -40}, {-100, -20}, {60, -20}};
-    for (const auto& p : clear) {
-        SCOPED_TRACE(testing::Message() << p[0] << " " << p[1]);
-        EXPECT_FALSE(inkNear(outline, pixelOf(vp.get(), p[0], p[1]), 3));
-    }
+    // coastal points of Africa and South America carry lines, open ocean none
+    expectInk(outline, vp.get(),
+              {{20.0, -34.83, 2, true}, {-17.5, 14.7, 2, true}, {51.27, 10.4, 2, true}, {32.3, 31.3, 2, true},
+               {-34.8, -7.15, 2, true}, {-81.3, -4.7, 2, true}, {-67.3, -55.9, 2, true}, {-71.6, 12.4, 2, true},
+               {-30, 0, 3, false}, {-20, -30, 3, false}, {0, -40, 3, false}, {-100, -20, 3, false},
+               {60, -20, 3, false}});
     const QImage filled = drawVectors(md, vp.get());
     expectSpots(filled, vp.get(), {{20, 5, Qt::red}, {-60, -10, Qt::red}, {-30, 0, Qt::white}});
     // the whole world in edp about Africa: land at the centre, the antipode
@@ -351,9 +344,7 @@ TEST(MapData, RealCoastlinesWhereTheyBelong)
     EXPECT_EQ(world.pixelColor(360, 360), QColor(Qt::red));
     EXPECT_EQ(world.pixelColor(pixelOf(edp.get(), -160, 0)), QColor(Qt::white));
     const QImage edp_lines = drawVectors(md, edp.get(), true);
-    EXPECT_TRUE(inkNear(edp_lines, pixelOf(edp.get(), 20.0, -34.83), 2));
-    EXPECT_TRUE(inkNear(edp_lines, pixelOf(edp.get(), -34.8, -7.15), 2));
-    EXPECT_FALSE(inkNear(edp_lines, pixelOf(edp.get(), -20, -30), 3));
+    expectInk(edp_lines, edp.get(), {{20.0, -34.83, 2, true}, {-34.8, -7.15, 2, true}, {-20, -30, 3, false}});
     if (const char* folder = getenv("VX_MAPDATA_PNG")) {
         filled.save(QString("%1/coasts_geog.png").arg(folder));
         world.save(QString("%1/coasts_edp.png").arg(folder));

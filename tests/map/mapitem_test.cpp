@@ -22,12 +22,6 @@ using namespace mdtest;
 
 namespace {
 
-// Ink darker than the fills near p.
-bool darkNear(const QImage& image, QPoint p, int r)
-{
-    return inkNear(image, p, r, 140);
-}
-
 // Shade layers need no file: stacks and orders are made of them.
 const char* const shade_definitions = "maplayer_definitions &Arr{\n"
                                       "  a &Arr{\n type shade\n proj geog\n vx_layer g1\n }\n"
@@ -65,10 +59,9 @@ TEST(Map, CoastsInEveryProjection)
             EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), lon, lat)), land) << lon << " " << lat;
         for (auto [lon, lat] : {std::pair{-32.0, -2.0}, {-22.0, -32.0}})
             EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), lon, lat)), water) << lon << " " << lat;
-        // coastal points carry the coastline, open water none
-        for (auto [lon, lat] : {std::pair{20.0, -34.83}, {-17.5, 14.7}, {-34.8, -7.15}})
-            EXPECT_TRUE(darkNear(image, pixelOf(vp.get(), lon, lat), 2)) << lon << " " << lat;
-        EXPECT_FALSE(darkNear(image, pixelOf(vp.get(), -25.0, -20.0), 3));
+        // coastal points carry the coastline (ink darker than the fills), open water none
+        expectInk(image, vp.get(), {{20.0, -34.83, 2, true}, {-17.5, 14.7, 2, true}, {-34.8, -7.15, 2, true},
+                                    {-25.0, -20.0, 3, false}}, 140);
         if (c.mask_radius > 0) {
             // black just beyond the rim of the projected earth, none inside
             const QPoint centre = pixelOf(vp.get(), -20.0, 0.0);

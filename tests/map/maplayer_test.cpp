@@ -202,8 +202,8 @@ TEST(MapLayer, AMissingFileShowsOneMessageAndTheLayerDropsOut)
     Fixture f;
     const QString path = writeSquare(f.dir);
     f.layer->setItemName(QStringLiteral("land"));
-    ASSERT_EQ(f.define("type vector_fill\nvx_layer m\nfill_color red\nmapdata_source_file " + path.toStdString() + "\n"),
-              0) << takeErrors();
+    const std::string file = "mapdata_source_file " + path.toStdString() + "\n";
+    ASSERT_EQ(f.define("type vector_fill\nvx_layer m\nfill_color red\n" + file), 0) << takeErrors();
     ASSERT_TRUE(QFile::remove(path));
     auto boxes = [] {
         QList<QMessageBox*> list;
