@@ -3,13 +3,77 @@
 
 #include "map/mapdata.h"
 #include "map/mapdatawriter.h"
+#include "toolkit/base/errors.h"
+#include "viewport/viewport.h"
+
+#include <gtest/gtest.h>
 
 #include <QByteArray>
+#include <QFile>
+#include <QImage>
+#include <QString>
 
+#include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <vector>
 
 namespace mdtest {
+
+// Read a file held in memory, named name: what setInputBuffer returned.
+inline int setBytes(HLMapData& md, const QByteArray& bytes, const char* name)
+{
+    return md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), name);
+}
+
+// Read a file held in memory and choose its first resolution.
+inline int load(VXMapData& md, const QByteArray& bytes, const char* name = "test")
+{
+    const int rc = setBytes(md, bytes, name);
+    if (rc == 0)
+        md.setResolution(0);
+    return rc;
+}
+
+// Write bytes to a new file at path; false when it cannot be written.
+inline bool writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+// The path of the coastlines file, empty when the build did not make it
+// (the register is left empty).
+inline QString coastsFile()
+{
+    char* path = HLMapData::checkInputFile("coasts.vector.xmd", nullptr, nullptr, nullptr);
+    hl_clear_register(0);
+    const QString out = path ? QString::fromLocal8Bit(path) : QString();
+    free(path);
+    return out;
+}
+inline bool haveCoasts()
+{
+    return !coastsFile().isEmpty();
+}
+
+// The pixel of a geographic point.
+inline QPoint pixelOf(VXViewport* vp, double lon, double lat)
+{
+    double x = 0, y = 0;
+    vp->getPcoords(lon, lat, &x, &y, 0, 0);
+    return QPoint(static_cast<int>(std::lround(x)), static_cast<int>(std::lround(y)));
+}
+
+// Whether a pixel darker than grey level below lies within radius of p.
+inline bool inkNear(const QImage& image, QPoint p, int radius, int below = 128)
+{
+    for (int y = p.y() - radius; y <= p.y() + radius; y++)
+        for (int x = p.x() - radius; x <= p.x() + radius; x++)
+            if (image.valid(x, y) && qGray(image.pixel(x, y)) < below)
+                return true;
+    return false;
+}
 
 // A closed ring from degree pairs (lon, lat, lon, lat, ...).
 inline HLMapDataWriterSegment ring(int level, int fill, std::initializer_list<double> lonlat)
@@ -52,6 +116,15 @@ QByteArray globalGrid(double step, long tile, int compressed, F height, int reso
         writer.addGrid(g);
     }
     return writer.bytes();
+}
+
+// Expect ink (a pixel darker than grey level below) within radius of each
+// geographic point that should carry a line, and none near the others.
+struct Ink { double lon, lat; int radius; bool ink; };
+inline void expectInk(const QImage& image, VXViewport* vp, std::initializer_list<Ink> points, int below = 128)
+{
+    for (const Ink& p : points)
+        EXPECT_EQ(inkNear(image, pixelOf(vp, p.lon, p.lat), p.radius, below), p.ink) << p.lon << " " << p.lat;
 }
 
 } // namespace mdtest

@@ -4,6 +4,7 @@
 // coastlines where the build made them.
 #include "map/mapdata_support.h"
 #include "support/testsupport.h"
+#include "support/vptest.h"
 
 #include "viewport/polydraw.h"
 #include "viewport/viewport.h"
@@ -23,15 +24,14 @@
 #include <memory>
 #include <string>
 
+using namespace mdtest;
+
 namespace {
 
 std::unique_ptr<VXViewport> mapView(int w, int h, const char* map, const char* range, const char* lonr = "0",
                                     const char* latr = "0")
 {
-    auto vp = std::make_unique<VXViewport>(nullptr, 0, 0);
-    vp->resize(w, h);
-    EXPECT_EQ(vp->configure("map", map, "range", range, "lonr", lonr, "latr", latr, nullptr), 0) << takeErrors();
-    vp->setScales();
+    auto vp = vptest::makeViewport(w, h, {"map", map, "range", range, "lonr", lonr, "latr", latr});
     vp->computeMapBB();
     return vp;
 }
@@ -53,21 +53,12 @@ QImage drawVectors(VXMapData& md, VXViewport* vp, bool outline_only = false)
     return image;
 }
 
-// The pixel of a geographic point.
-QPoint pixelOf(VXViewport* vp, double lon, double lat)
+// Expect the colour of each geographic point.
+struct Spot { double lon, lat; Qt::GlobalColor colour; };
+void expectSpots(const QImage& image, VXViewport* vp, std::initializer_list<Spot> spots)
 {
-    double x, y;
-    vp->getPcoords(lon, lat, &x, &y, 0, 0);
-    return QPoint(static_cast<int>(std::lround(x)), static_cast<int>(std::lround(y)));
-}
-
-bool inkNear(const QImage& image, QPoint p, int radius)
-{
-    for (int y = p.y() - radius; y <= p.y() + radius; y++)
-        for (int x = p.x() - radius; x <= p.x() + radius; x++)
-            if (image.valid(x, y) && qGray(image.pixel(x, y)) < 128)
-                return true;
-    return false;
+    for (const Spot& s : spots)
+        EXPECT_EQ(image.pixelColor(pixelOf(vp, s.lon, s.lat)), QColor(s.colour)) << s.lon << " " << s.lat;
 }
 
 QByteArray vectorFile(std::vector<HLMapDataWriterSegment> segments)
@@ -89,13 +80,11 @@ TEST(MapDataFile, WrittenFileReadsBackFieldByField)
     coarse.name = "squares";
     coarse.resolution = "c";
     coarse.degrees_per_pixel = 0.2;
-    coarse.segments = {mdtest::ring(1, 1, {0, 0, 10, 0, 10, 10, 0, 10}),
-                       mdtest::ring(2, 1, {2, 2, 4, 2, 4, 4, 2, 4})};
+    coarse.segments = {ring(1, 1, {0, 0, 10, 0, 10, 10, 0, 10}), ring(2, 1, {2, 2, 4, 2, 4, 4, 2, 4})};
     writer.addVector(coarse);
     const QByteArray bytes = writer.bytes();
     HLMapData md;
-    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "t.xmd"), 0)
-        << takeErrors();
+    ASSERT_EQ(setBytes(md, bytes, "t.xmd"), 0) << takeErrors();
     EXPECT_EQ(memcmp(md.frame.magic, HL_MAPDATA_MAGIC, 8), 0);
     ASSERT_EQ(md.frame.nresolutions, 1);
     const HLMapDataResolution& r = md.frame.resolutions[0];
@@ -118,7 +107,7 @@ TEST(MapDataFile, WrittenFileReadsBackFieldByField)
 
 TEST(MapDataFile, BadFilesAreRefusedAndTheEarlierFileKept)
 {
-    const QByteArray good = mdtest::globalGrid(10.0, 6, 1, [](double, double) { return 100; });
+    const QByteArray good = globalGrid(10.0, 6, 1, [](double, double) { return 100; });
     auto patched = [&](qsizetype offset, std::initializer_list<unsigned char> with) {
         QByteArray b = good;
         qsizetype i = offset;
@@ -136,12 +125,10 @@ TEST(MapDataFile, BadFilesAreRefusedAndTheEarlierFileKept)
         {"unknown map type", patched(64 + 584, {9}), "unknown map type at byte 648"},
     };
     HLMapData md;
-    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(good.constData()), good.size(), "good.xmd"), 0);
+    ASSERT_EQ(setBytes(md, good, "good.xmd"), 0);
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        EXPECT_LT(md.setInputBuffer(reinterpret_cast<const unsigned char*>(c.bytes.constData()), c.bytes.size(),
-                                    "bad.xmd"),
-                  0);
+        EXPECT_LT(setBytes(md, c.bytes, "bad.xmd"), 0);
         const std::string errors = takeErrors();
         EXPECT_NE(errors.find("HLMapData::setInput: bad.xmd: "), std::string::npos) << errors;
         EXPECT_NE(errors.find(c.message), std::string::npos) << errors;
@@ -157,7 +144,7 @@ TEST(MapDataFile, BadFilesAreRefusedAndTheEarlierFileKept)
     const qsizetype at = reinterpret_cast<const char*>(tile.buf) - good.constData();
     broken[at + 6] = static_cast<char>(broken[at + 6] ^ 0x55);
     HLMapData md2;
-    ASSERT_EQ(md2.setInputBuffer(reinterpret_cast<const unsigned char*>(broken.constData()), broken.size(), "z.xmd"), 0);
+    ASSERT_EQ(setBytes(md2, broken, "z.xmd"), 0);
     EXPECT_LT(md2.getTileGrid(0, 0, &buf), 0);
     EXPECT_NE(takeErrors().find("z.xmd: tile 0 of resolution 0 does not inflate"), std::string::npos);
     // the constructor on a missing file
@@ -167,9 +154,9 @@ TEST(MapDataFile, BadFilesAreRefusedAndTheEarlierFileKept)
 
 TEST(MapData, ResolutionChoice)
 {
-    const QByteArray bytes = mdtest::globalGrid(2.0, 30, 1, [](double, double) { return 0; }, 3);
+    const QByteArray bytes = globalGrid(2.0, 30, 1, [](double, double) { return 0; }, 3);
     VXMapData md(1);
-    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "r"), 0);
+    ASSERT_EQ(setBytes(md, bytes, "r"), 0);
     // degrees per pixel 8, 4, 2 from coarse to fine
     struct Case { double dpp; int index; } cases[] = {{1e9, 0}, {4.01, 0}, {3.9, 1}, {2.01, 1}, {1.5, 2}, {1e-9, 2}};
     for (const Case& c : cases) {
@@ -189,22 +176,18 @@ TEST(MapData, ColoursFollowTheTableAndItsEnds)
     ASSERT_EQ(vxmapdata_ncpt, 4687 + 3125 + 1);
     // z in grid units: exact rows, between rows, the two rows on 0, both ends
     struct Case { const char* name; int z; int r, g, b; } cases[] = {
-        {"first row", -3125, 44, 53, 99},
-        {"row -2000 m", -1250, 124, 131, 170},
-        {"0 and 1 m both land on 0, 0 wins", 0, 197, 197, 206},
-        {"between 1 m and 833 m", 260, 26, 168, 27},
-        {"last row", 4687, 255, 255, 255},
-        {"below the table", -30000, 44, 53, 99},
+        {"first row", -3125, 44, 53, 99}, {"row -2000 m", -1250, 124, 131, 170},
+        {"0 and 1 m both land on 0, 0 wins", 0, 197, 197, 206}, {"between 1 m and 833 m", 260, 26, 168, 27},
+        {"last row", 4687, 255, 255, 255}, {"below the table", -30000, 44, 53, 99},
         {"above the table", 30000, 255, 255, 255},
     };
     // one pixel per case: a 1-degree grid whose columns hold the cases
-    const QByteArray bytes = mdtest::globalGrid(1.0, 64, 1, [&](double lon, double) {
+    const QByteArray bytes = globalGrid(1.0, 64, 1, [&](double lon, double) {
         const int i = static_cast<int>(std::floor(lon + 180.0));
         return static_cast<int16_t>(i < 7 ? cases[i].z : 0);
     });
     VXMapData md(1);
-    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "c"), 0);
-    md.setResolution(0);
+    ASSERT_EQ(load(md, bytes, "c"), 0);
     // a geog window over the first seven pixel centres of the equator row
     QImage* image = md.drawImage(7, 1, VX_MAP_GEOG, -179.5, -173.5, 0.5, 0.5, 0, 0, 1.0, 0.0);
     ASSERT_NE(image, nullptr);
@@ -234,14 +217,12 @@ TEST(MapData, CoverageAndTheGlobe)
     writer.addGrid(g);
     const QByteArray bytes = writer.bytes();
     VXMapData md(0);
-    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "p"), 0);
-    md.setResolution(0);
+    ASSERT_EQ(load(md, bytes, "p"), 0);
     // no fill threads at all: the raster stays blank
     QImage* image = md.drawImage(40, 40, VX_MAP_GEOG, -20, 20, -20, 20, 0, 0, 1, 0);
     EXPECT_EQ(image->pixel(30, 10), 0u);
     VXMapData one(1);
-    ASSERT_EQ(one.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "p"), 0);
-    one.setResolution(0);
+    ASSERT_EQ(load(one, bytes, "p"), 0);
     image = one.drawImage(41, 41, VX_MAP_GEOG, -20, 20, -20, 20, 0, 0, 1, 0);
     EXPECT_EQ(qAlpha(image->pixel(30, 10)), 255);   // lon 10, lat 10
     EXPECT_EQ(image->pixel(10, 10), 0u);            // lon -10: no data, transparent
@@ -256,10 +237,9 @@ TEST(MapData, CoverageAndTheGlobe)
 
 TEST(MapData, CacheStaysWithinItsLimitAfterAFill)
 {
-    const QByteArray bytes = mdtest::globalGrid(1.0, 16, 1, [](double lon, double) { return lon; });
+    const QByteArray bytes = globalGrid(1.0, 16, 1, [](double lon, double) { return lon; });
     VXMapData md(1);
-    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "k"), 0);
-    md.setResolution(0);
+    ASSERT_EQ(load(md, bytes, "k"), 0);
     md.drawImage(360, 180, VX_MAP_GEOG, -180, 180, -90, 90, 0, 0, 1, 0);
     const long tile_bytes = 16 * 16 * 2;
     EXPECT_EQ(md.cacheSize(), tile_bytes * 23 * 12);  // every tile touched once
@@ -274,17 +254,13 @@ TEST(MapData, CacheStaysWithinItsLimitAfterAFill)
 TEST(MapData, DateLinePolygonIsContinuousInGeog)
 {
     // land from 170 E to 170 W across the date line, written with the jump
-    const QByteArray bytes = vectorFile({mdtest::ring(1, 1, {170, -10, -170, -10, -170, 10, 170, 10})});
+    const QByteArray bytes = vectorFile({ring(1, 1, {170, -10, -170, -10, -170, 10, 170, 10})});
     VXMapData md(1);
-    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "d"), 0);
-    md.setResolution(0);
+    ASSERT_EQ(load(md, bytes, "d"), 0);
     auto vp = mapView(360, 180, "geog", "360");
     const QImage image = drawVectors(md, vp.get());
-    EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), 175, 0)), QColor(Qt::red));
-    EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), -175, 0)), QColor(Qt::red));
     // no band across the whole map
-    EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), 0, 0)), QColor(Qt::white));
-    EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), 160, 0)), QColor(Qt::white));
+    expectSpots(image, vp.get(), {{175, 0, Qt::red}, {-175, 0, Qt::red}, {0, 0, Qt::white}, {160, 0, Qt::white}});
 }
 
 TEST(MapData, LevelParityAndTheSouthPolarCap)
@@ -296,33 +272,28 @@ TEST(MapData, LevelParityAndTheSouthPolarCap)
     cap.fill = 1;
     for (int lon = -180; lon <= 180; lon += 10)
         cap.pts.push_back({lon * 1000000, -82000000});
-    const QByteArray bytes = vectorFile({cap, mdtest::ring(1, 1, {0, 0, 40, 0, 40, 40, 0, 40}),
-                                         mdtest::ring(2, 1, {10, 10, 30, 10, 30, 30, 10, 30})});
+    const QByteArray bytes = vectorFile({cap, ring(1, 1, {0, 0, 40, 0, 40, 40, 0, 40}),
+                                         ring(2, 1, {10, 10, 30, 10, 30, 30, 10, 30})});
     VXMapData md(1);
-    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "s"), 0);
-    md.setResolution(0);
+    ASSERT_EQ(load(md, bytes, "s"), 0);
     auto vp = mapView(360, 180, "geog", "360");
     const QImage image = drawVectors(md, vp.get());
-    EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), 5, 5)), QColor(Qt::red));
-    EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), 20, 20)), QColor(Qt::blue));  // even level: water
-    EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), 100, -87)), QColor(Qt::red));
-    EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), -100, -87)), QColor(Qt::red));
-    EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), 100, -70)), QColor(Qt::white));
+    // the lake's even level: water
+    expectSpots(image, vp.get(), {{5, 5, Qt::red}, {20, 20, Qt::blue}, {100, -87, Qt::red}, {-100, -87, Qt::red},
+                                  {100, -70, Qt::white}});
 }
 
 TEST(MapData, AreaHoldingTheAntipodeIsInvertedInEdp)
 {
     struct Case { const char* name; HLMapDataWriterSegment ring; bool centre, rim; } cases[] = {
-        {"square round the antipode", mdtest::ring(1, 1, {170, -10, -170, -10, -170, 10, 170, 10}), false, true},
-        {"square round the centre", mdtest::ring(1, 1, {-10, -10, 10, -10, 10, 10, -10, 10}), true, false},
+        {"square round the antipode", ring(1, 1, {170, -10, -170, -10, -170, 10, 170, 10}), false, true},
+        {"square round the centre", ring(1, 1, {-10, -10, 10, -10, 10, 10, -10, 10}), true, false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const QByteArray bytes = vectorFile({c.ring});
         VXMapData md(1);
-        ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "a"),
-                  0);
-        md.setResolution(0);
+        ASSERT_EQ(load(md, bytes, "a"), 0);
         auto vp = mapView(400, 400, "edp", "400");
         const QImage image = drawVectors(md, vp.get());
         const QPoint centre(200, 200);
@@ -348,36 +319,23 @@ TEST(MapData, PointInPolygonOnTheSphere)
 
 TEST(MapData, RealCoastlinesWhereTheyBelong)
 {
-    char* path = HLMapData::checkInputFile("coasts.vector.xmd", nullptr, nullptr, nullptr);
-    if (!path) {
-        takeErrors();
+    if (!haveCoasts())
         GTEST_SKIP() << "coasts.vector.xmd not built (world-atlas not installed by scripts/setup.sh)";
-    }
-    VXMapData md(QString::fromLocal8Bit(path), 1);
-    free(path);
+    VXMapData md(coastsFile(), 1);
     ASSERT_EQ(md.frame.nresolutions, 2);
     EXPECT_STREQ(md.frame.resolutions[0].resolution, "110m");
     EXPECT_STREQ(md.frame.resolutions[1].resolution, "50m");
     md.setResolution(1);
     auto vp = mapView(1440, 720, "geog", "360");
     const QImage outline = drawVectors(md, vp.get(), true);
-    // coastal points of Africa and South America, lon, lat
-    const double coast[][2] = {{20.0, -34.83}, {-17.5, 14.7}, {51.27, 10.4}, {32.3, 31.3},
-                               {-34.8, -7.15}, {-81.3, -4.7}, {-67.3, -55.9}, {-71.6, 12.4}};
-    for (const auto& p : coast) {
-        SCOPED_TRACE(testing::Message() << p[0] << " " << p[1]);
-        EXPECT_TRUE(inkNear(outline, pixelOf(vp.get(), p[0], p[1]), 2));
-    }
-    // open ocean carries no line
-    const double clear[][2] = {{-30, 0}, {-20, -30}, {0, -40}, {-100, -20}, {60, -20}};
-    for (const auto& p : clear) {
-        SCOPED_TRACE(testing::Message() << p[0] << " " << p[1]);
-        EXPECT_FALSE(inkNear(outline, pixelOf(vp.get(), p[0], p[1]), 3));
-    }
+    // coastal points of Africa and South America carry lines, open ocean none
+    expectInk(outline, vp.get(),
+              {{20.0, -34.83, 2, true}, {-17.5, 14.7, 2, true}, {51.27, 10.4, 2, true}, {32.3, 31.3, 2, true},
+               {-34.8, -7.15, 2, true}, {-81.3, -4.7, 2, true}, {-67.3, -55.9, 2, true}, {-71.6, 12.4, 2, true},
+               {-30, 0, 3, false}, {-20, -30, 3, false}, {0, -40, 3, false}, {-100, -20, 3, false},
+               {60, -20, 3, false}});
     const QImage filled = drawVectors(md, vp.get());
-    EXPECT_EQ(filled.pixelColor(pixelOf(vp.get(), 20, 5)), QColor(Qt::red));
-    EXPECT_EQ(filled.pixelColor(pixelOf(vp.get(), -60, -10)), QColor(Qt::red));
-    EXPECT_EQ(filled.pixelColor(pixelOf(vp.get(), -30, 0)), QColor(Qt::white));
+    expectSpots(filled, vp.get(), {{20, 5, Qt::red}, {-60, -10, Qt::red}, {-30, 0, Qt::white}});
     // the whole world in edp about Africa: land at the centre, the antipode
     // in the Pacific stays water
     auto edp = mapView(720, 720, "edp", "360", "20", "0");
@@ -386,9 +344,7 @@ TEST(MapData, RealCoastlinesWhereTheyBelong)
     EXPECT_EQ(world.pixelColor(360, 360), QColor(Qt::red));
     EXPECT_EQ(world.pixelColor(pixelOf(edp.get(), -160, 0)), QColor(Qt::white));
     const QImage edp_lines = drawVectors(md, edp.get(), true);
-    EXPECT_TRUE(inkNear(edp_lines, pixelOf(edp.get(), 20.0, -34.83), 2));
-    EXPECT_TRUE(inkNear(edp_lines, pixelOf(edp.get(), -34.8, -7.15), 2));
-    EXPECT_FALSE(inkNear(edp_lines, pixelOf(edp.get(), -20, -30), 3));
+    expectInk(edp_lines, edp.get(), {{20.0, -34.83, 2, true}, {-34.8, -7.15, 2, true}, {-20, -30, 3, false}});
     if (const char* folder = getenv("VX_MAPDATA_PNG")) {
         filled.save(QString("%1/coasts_geog.png").arg(folder));
         world.save(QString("%1/coasts_edp.png").arg(folder));
@@ -425,11 +381,10 @@ TEST(MapData, EdpLinesLieWhereThePointPumpPutsThem)
     for (int lon = -180; lon <= 180; lon += 45)
         wide.pts.push_back({lon * 1000000, (lon % 90 == 0 ? 30 : -50) * 1000000});
     const std::vector<HLMapDataWriterSegment> segments = {
-        wide, mdtest::ring(1, 0, {150, -5, -150, -5, -150, 5, 150, 5}), mdtest::ring(1, 0, {10, 10, 40, 10, 40, 35})};
+        wide, ring(1, 0, {150, -5, -150, -5, -150, 5, 150, 5}), ring(1, 0, {10, 10, 40, 10, 40, 35})};
     const QByteArray bytes = vectorFile(segments);
     VXMapData md(1);
-    ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "e"), 0);
-    md.setResolution(0);
+    ASSERT_EQ(load(md, bytes, "e"), 0);
     for (const char* lonr : {"30", "-150"}) {
         SCOPED_TRACE(lonr);
         auto vp = mapView(400, 400, "edp", "360", lonr, "20");
@@ -467,19 +422,16 @@ TEST(MapData, EdpLinesLieWhereThePointPumpPutsThem)
 
 TEST(MapData, AnotherFileInTheSameViewDrawsItsOwnLines)
 {
-    const QByteArray a = vectorFile({mdtest::ring(1, 0, {0, 0, 40, 0, 40, 40, 0, 40})});
-    const QByteArray b = vectorFile({mdtest::ring(1, 0, {-100, -20, -60, -20, -60, 20})});
+    const QByteArray a = vectorFile({ring(1, 0, {0, 0, 40, 0, 40, 40, 0, 40})});
+    const QByteArray b = vectorFile({ring(1, 0, {-100, -20, -60, -20, -60, 20})});
     for (const char* map : {"edp", "geog"}) {
         SCOPED_TRACE(map);
         auto vp = mapView(400, 400, map, "360");
         VXMapData kept(1), fresh(1);
-        ASSERT_EQ(kept.setInputBuffer(reinterpret_cast<const unsigned char*>(a.constData()), a.size(), "a"), 0);
-        kept.setResolution(0);
+        ASSERT_EQ(load(kept, a, "a"), 0);
         const QImage first = drawVectors(kept, vp.get(), true);
-        ASSERT_EQ(kept.setInputBuffer(reinterpret_cast<const unsigned char*>(b.constData()), b.size(), "b"), 0);
-        kept.setResolution(0);
-        ASSERT_EQ(fresh.setInputBuffer(reinterpret_cast<const unsigned char*>(b.constData()), b.size(), "b"), 0);
-        fresh.setResolution(0);
+        ASSERT_EQ(load(kept, b, "b"), 0);
+        ASSERT_EQ(load(fresh, b, "b"), 0);
         const QImage second = drawVectors(kept, vp.get(), true);
         EXPECT_FALSE(second == first);
         EXPECT_TRUE(second == drawVectors(fresh, vp.get(), true));
@@ -491,21 +443,20 @@ TEST(MapData, RedrawsAndChangedViewsDrawAsAFreshObjectDoes)
     // real coastlines when built, else a few synthetic areas; the object
     // drawn again and again keeps what it projected for a view
     QByteArray bytes;
-    std::unique_ptr<VXMapData> kept;
-    char* path = HLMapData::checkInputFile("coasts.vector.xmd", nullptr, nullptr, nullptr);
-    takeErrors();
-    if (!path)
-        bytes = vectorFile({mdtest::ring(1, 1, {170, -10, -170, -10, -170, 10, 170, 10}),
-                            mdtest::ring(1, 1, {0, 0, 40, 0, 40, 40, 0, 40}),
-                            mdtest::ring(2, 1, {10, 10, 30, 10, 30, 30, 10, 30})});
+    const QString path = coastsFile();
+    if (path.isEmpty())
+        bytes = vectorFile({ring(1, 1, {170, -10, -170, -10, -170, 10, 170, 10}),
+                            ring(1, 1, {0, 0, 40, 0, 40, 40, 0, 40}),
+                            ring(2, 1, {10, 10, 30, 10, 30, 30, 10, 30})});
     auto open = [&] {
-        auto md = path ? std::make_unique<VXMapData>(QString::fromLocal8Bit(path), 1) : std::make_unique<VXMapData>(1);
-        if (!path)
-            md->setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "r");
-        md->setResolution(path ? 1 : 0);
+        auto md = path.isEmpty() ? std::make_unique<VXMapData>(1) : std::make_unique<VXMapData>(path, 1);
+        if (path.isEmpty())
+            load(*md, bytes, "r");
+        else
+            md->setResolution(1);
         return md;
     };
-    kept = open();
+    std::unique_ptr<VXMapData> kept = open();
     struct View { const char* map; const char* range; const char* lonr; const char* latr; bool lines; } views[] = {
         {"edp", "360", "20", "0", true},  {"edp", "360", "20", "0", true},   {"edp", "360", "20", "0", false},
         {"edp", "90", "-60", "-20", true}, {"globe", "180", "140", "30", true}, {"geog", "360", "0", "0", true},
@@ -523,7 +474,6 @@ TEST(MapData, RedrawsAndChangedViewsDrawAsAFreshObjectDoes)
             once.save(QString("%1/redraw_%2.png").arg(folder).arg(i));
         i++;
     }
-    free(path);
 }
 
 #ifdef VXMAPDATA_PATH
@@ -538,9 +488,7 @@ TEST(MapDataTool, TopoJsonAndGridInputs)
         return p.exitCode();
     };
     auto write = [&](const char* name, const QByteArray& text) {
-        QFile f(dir.filePath(name));
-        f.open(QIODevice::WriteOnly);
-        f.write(text);
+        EXPECT_TRUE(writeFile(dir.filePath(name), text));
         return dir.filePath(name);
     };
     // a quantized square of land with a hole, the arcs delta-encoded

@@ -31,9 +31,7 @@ TEST(MapDataThreads, ImagesAreByteIdenticalForAnyThreadCount)
         for (int threads : {1, 2, 7, 16}) {
             SCOPED_TRACE(threads);
             VXMapData md(threads);
-            ASSERT_EQ(md.setInputBuffer(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size(), "t"),
-                      0);
-            md.setResolution(0);
+            ASSERT_EQ(mdtest::load(md, bytes, "t"), 0);
             QImage* image = md.drawImage(v.w, v.h, v.tran, v.x0, v.x1, v.y0, v.y1, v.lonr, v.latr, v.gamma,
                                          v.lightmin);
             ASSERT_NE(image, nullptr);

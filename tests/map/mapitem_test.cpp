@@ -1,6 +1,7 @@
 // The map item: maps in each projection, keys, stacks and templates, the
 // display order of layers, the defaults and the task bar.
 #include "map/mapdata_support.h"
+#include "support/serversupport.h"
 #include "support/vptest.h"
 
 #include "items/axes.h"
@@ -17,32 +18,9 @@
 
 #include <cstdlib>
 
+using namespace mdtest;
+
 namespace {
-
-bool haveCoasts()
-{
-    char* path = HLMapData::checkInputFile("coasts.vector.xmd", nullptr, nullptr, nullptr);
-    takeErrors();
-    free(path);
-    return path != nullptr;
-}
-
-QPoint pixelOf(VXViewport* vp, double lon, double lat)
-{
-    double x = 0, y = 0;
-    vp->getPcoords(lon, lat, &x, &y, 0, 0);
-    return QPoint(static_cast<int>(lround(x)), static_cast<int>(lround(y)));
-}
-
-// Ink darker than the fills near p.
-bool darkNear(const QImage& image, QPoint p, int r)
-{
-    for (int y = p.y() - r; y <= p.y() + r; y++)
-        for (int x = p.x() - r; x <= p.x() + r; x++)
-            if (image.rect().contains(x, y) && qGray(image.pixel(x, y)) < 140)
-                return true;
-    return false;
-}
 
 // Shade layers need no file: stacks and orders are made of them.
 const char* const shade_definitions = "maplayer_definitions &Arr{\n"
@@ -62,12 +40,10 @@ TEST(Map, CoastsInEveryProjection)
 {
     if (!haveCoasts())
         GTEST_SKIP() << "coasts.vector.xmd not built (world-atlas not installed by scripts/setup.sh)";
-    struct Case
-    {
-        const char* projection;
-        const char* range;
-        double mask_radius;  // 0: no rim
-    } cases[] = {{"geog", "200", 0}, {"merc", "200", 0}, {"edp", "400", 180.0}, {"globe", "130", 57.29577951308232}};
+    // mask_radius: 0: no rim
+    struct Case { const char* projection; const char* range; double mask_radius; } cases[] = {
+        {"geog", "200", 0}, {"merc", "200", 0}, {"edp", "400", 180.0}, {"globe", "130", 57.29577951308232}
+    };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.projection);
         auto vp = vptest::makeViewport(500, 500, {"map", c.projection, "latr", "0", "lonr", "-20", "range", c.range});
@@ -83,10 +59,9 @@ TEST(Map, CoastsInEveryProjection)
             EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), lon, lat)), land) << lon << " " << lat;
         for (auto [lon, lat] : {std::pair{-32.0, -2.0}, {-22.0, -32.0}})
             EXPECT_EQ(image.pixelColor(pixelOf(vp.get(), lon, lat)), water) << lon << " " << lat;
-        // coastal points carry the coastline, open water none
-        for (auto [lon, lat] : {std::pair{20.0, -34.83}, {-17.5, 14.7}, {-34.8, -7.15}})
-            EXPECT_TRUE(darkNear(image, pixelOf(vp.get(), lon, lat), 2)) << lon << " " << lat;
-        EXPECT_FALSE(darkNear(image, pixelOf(vp.get(), -25.0, -20.0), 3));
+        // coastal points carry the coastline (ink darker than the fills), open water none
+        expectInk(image, vp.get(), {{20.0, -34.83, 2, true}, {-17.5, 14.7, 2, true}, {-34.8, -7.15, 2, true},
+                                    {-25.0, -20.0, 3, false}}, 140);
         if (c.mask_radius > 0) {
             // black just beyond the rim of the projected earth, none inside
             const QPoint centre = pixelOf(vp.get(), -20.0, 0.0);
@@ -129,15 +104,9 @@ TEST(Map, BadKeysKeepTheState)
 {
     auto vp = mapViewport();
     VXMap map(vp.get(), 0, 0, nullptr);
-    struct Case
-    {
-        const char* key;
-        const char* value;
-        const char* message;
-    } cases[] = {
+    struct Case { const char* key; const char* value; const char* message; } cases[] = {
         {"projection", "polar", "map_parse_projection: projection 'polar' not recognized.\n"},
-        {"zoom", "0", "map_parse_zoom: Error parsing '0'\n"},
-        {"zoom", "-2", "map_parse_zoom: Error parsing '-2'\n"},
+        {"zoom", "0", "map_parse_zoom: Error parsing '0'\n"}, {"zoom", "-2", "map_parse_zoom: Error parsing '-2'\n"},
         {"zoom", "much", "map_parse_zoom: Error parsing 'much'\n"},
         {"nthreads", "0", "map_parse_nthreads: nthreads must be a whole number from 1, not '0'.\n"},
         {"cache_maxsize", "-1", "map_parse_cache_maxsize: cache_maxsize must be a whole number from 0, not '-1'.\n"},
@@ -186,8 +155,7 @@ TEST(Map, AnUndefinedLayerEndsTheStackAndKeepsTheLayersBefore)
     // templates: one from the whole set, then loaded
     ASSERT_EQ(map.configure("define_maplayers_templates",
                             "maplayers_templates &Arr{\n both &Arr{\n maplayers &Tbl{\n a\n c\n }\n }\n}\n", nullptr),
-              0)
-        << takeErrors();
+              0) << takeErrors();
     ASSERT_EQ(map.configure("maplayers_template", "both", nullptr), 0) << takeErrors();
     EXPECT_EQ(map.vars.maplayers, (QList<QString>{"a", "c"}));
     // an unknown name for show or hide is passed over
@@ -209,8 +177,7 @@ TEST(Map, PaintOrdersLayersGroupsGraticuleAndTaskbar)
                             "map_buttons_definitions &Arr{\n p &Arr{\n states &Arr{\n s &Arr{\n label P\n"
                             " action configure zoom 2\n }\n }\n }\n}\n",
                             nullptr),
-              0)
-        << takeErrors();
+              0) << takeErrors();
     // an item made later keeps its place above the map's own
     VXAxes late(vp.get());
     VXMapLayer* a = map.vars.maplayer_definitions.value("a");
@@ -268,8 +235,8 @@ TEST(MapCommands, MapDefaultsAndOneHandleForItsTaskbar)
 {
     if (!haveCoasts())
         GTEST_SKIP() << "coasts.vector.xmd not built";
-    const QString window = vx_send("mainwindow", "none", {"0"}).handle;
-    const QString viewport = vx_send("viewport", window).handle;
+    PlotSession session;
+    const QString viewport = session.viewport;
     const Reply map = vx_send("map", viewport);
     ASSERT_EQ(map.code, 0) << map.handle.toStdString();
     EXPECT_TRUE(map.handle.startsWith("map:"));
@@ -287,8 +254,6 @@ TEST(MapCommands, MapDefaultsAndOneHandleForItsTaskbar)
     EXPECT_NE(wrong.handle.indexOf("not a map item"), -1) << wrong.handle.toStdString();
     takeErrors();
     vx_send("delete", map.handle);
-    vx_send("delete", viewport);
-    vx_send("delete", window);
 }
 
 TEST(Map, AnUnchangedViewRedrawsNoLayer)
@@ -297,8 +262,7 @@ TEST(Map, AnUnchangedViewRedrawsNoLayer)
     VXMap map(vp.get(), 0, 1, nullptr);
     ASSERT_EQ(map.configure("maplayer_definitions", shade_definitions, "maplayers", "maplayers &Tbl{\n a\n}\n",
                             nullptr),
-              0)
-        << takeErrors();
+              0) << takeErrors();
     vptest::render(vp.get());
     VXLayer* g1 = map.vars.maplayer_definitions.value("a")->getLayer();
     ASSERT_TRUE(g1 && g1->getPixmap());
@@ -403,13 +367,8 @@ TEST(Map, DefaultsTakeTheRasterWhenItsFileIsThere)
     if (!haveCoasts())
         GTEST_SKIP() << "coasts.vector.xmd not built";
     QTemporaryDir dir;
-    const QByteArray grid = mdtest::globalGrid(2.0, 90, 1, [](double, double lat) {
-        return static_cast<int16_t>(50 * lat);
-    });
-    QFile file(dir.filePath("bluemarble.grid.xmd"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(grid);
-    file.close();
+    const QByteArray grid = globalGrid(2.0, 90, 1, [](double, double lat) { return static_cast<int16_t>(50 * lat); });
+    ASSERT_TRUE(writeFile(dir.filePath("bluemarble.grid.xmd"), grid));
     const QByteArray saved = qgetenv("VXPLOT_MAPDATA_PATH");
     qputenv("VXPLOT_MAPDATA_PATH", dir.path().toUtf8());
     auto vp = mapViewport();

@@ -15,7 +15,7 @@
 
 namespace {
 
-// A file with one square continent from -10 to 10 degrees.
+// A file in dir with one square continent from -10 to 10 degrees.
 QString writeSquare(const QTemporaryDir& dir)
 {
     HLMapDataWriterVector v;
@@ -36,9 +36,14 @@ std::string definition(const std::string& body)
 
 struct Fixture
 {
+    QTemporaryDir dir;
     std::unique_ptr<VXViewport> vp = vptest::makeViewport(200, 200, {"map", "geog", "range", "40"});
     std::unique_ptr<VXMap> map = std::make_unique<VXMap>(vp.get(), 0, 0, nullptr);
     std::unique_ptr<VXMapLayer> layer = std::make_unique<VXMapLayer>(vp.get(), map.get());
+    // Configure the layer's definition from the lines of body.
+    int define(const std::string& body) { return layer->configure("definition", definition(body).c_str(), nullptr); }
+    // The square continent's file as a definition line.
+    std::string squareLine() { return "mapdata_source_file " + writeSquare(dir).toStdString() + "\n"; }
 };
 
 } // namespace
@@ -56,19 +61,10 @@ TEST(MapLayer, NeedsItsMap)
 
 TEST(MapLayer, BadDefinitionsAreRefusedWholeWithTheirMessages)
 {
-    QTemporaryDir dir;
-    const std::string file = "mapdata_source_file " + writeSquare(dir).toStdString() + "\n";
     Fixture f;
-    ASSERT_EQ(f.layer->configure("definition",
-                                 definition("type vector\nvx_layer good\noutline_color red\n" + file).c_str(), nullptr),
-              0)
-        << takeErrors();
-    struct Case
-    {
-        const char* name;
-        std::string body;
-        std::vector<std::string> messages;
-    } cases[] = {
+    const std::string file = f.squareLine();
+    ASSERT_EQ(f.define("type vector\nvx_layer good\noutline_color red\n" + file), 0) << takeErrors();
+    struct Case { const char* name; std::string body; std::vector<std::string> messages; } cases[] = {
         {"no type", "vx_layer x\n", {"maplayer_parse_definition: kvparam(type) error.\n"}},
         {"unknown type", "type raster\nvx_layer x\n", {"maplayer_parse_definition: type = raster not recognized.\n"}},
         {"no file", "type vector\nvx_layer x\n", {"maplayer_parse_definition: kvparam(mapdata_source_file) error.\n"}},
@@ -116,14 +112,9 @@ TEST(MapLayer, BadDefinitionsAreRefusedWholeWithTheirMessages)
 
 TEST(MapLayer, WidthLists)
 {
-    struct Case
-    {
-        const char* text;
-        std::vector<std::pair<double, double>> rows;  // scale, width
-    } cases[] = {
-        {"2", {{-1.0, 2.0}}},
-        {"0,1:10,2.5", {{0.0, 1.0}, {10.0, 2.5}}},
-        {"1:10,2", {{-1.0, 1.0}, {10.0, 2.0}}},
+    // rows: scale, width
+    struct Case { const char* text; std::vector<std::pair<double, double>> rows; } cases[] = {
+        {"2", {{-1.0, 2.0}}}, {"0,1:10,2.5", {{0.0, 1.0}, {10.0, 2.5}}}, {"1:10,2", {{-1.0, 1.0}, {10.0, 2.0}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
@@ -139,13 +130,12 @@ TEST(MapLayer, WidthLists)
 
 TEST(MapLayer, LevelsInheritWhatTheRowBeforeSetAndSkipNoNumber)
 {
-    QTemporaryDir dir;
     Fixture f;
     f.map->configure("fill_water", "#0000ff", nullptr);
-    const std::string body = "type vector\nvx_layer v\nmapdata_source_file " + writeSquare(dir).toStdString() +
-                             "\nlevels &Tbl{\n1.0 red 2\n\\# a comment row\n0,1:20,3 $FILL_WATER 4.5\n3.0\n}\n"
+    const std::string body = "type vector\nvx_layer v\n" + f.squareLine() +
+                             "levels &Tbl{\n1.0 red 2\n\\# a comment row\n0,1:20,3 $FILL_WATER 4.5\n3.0\n}\n"
                              "resolution_map &Tbl{\nfine\n\ncoarse fine\n}\n";
-    ASSERT_EQ(f.layer->configure("definition", definition(body).c_str(), nullptr), 0) << takeErrors();
+    ASSERT_EQ(f.define(body), 0) << takeErrors();
     const auto& levels = f.layer->vars.levels;
     ASSERT_EQ(levels.size(), 3);
     EXPECT_EQ(levels[1].index_min, 2);
@@ -170,11 +160,9 @@ TEST(MapLayer, ShadeIsClearAtTheCentreAndDarkFarAway)
     // geog: one pixel per degree, the centre of light at 0, 0
     QImage* image = f.layer->drawShadeImage(361, 181, VX_MAP_GEOG, -180, 180, -90, 90, 0, 0, 0, 0);
     ASSERT_TRUE(image);
-    struct Case
-    {
-        double lon, lat;
-        int alpha;
-    } cases[] = {{0, 0, 0}, {60, 0, 127}, {0, -60, 127}, {78.0, 0, 201}, {79.0, 0, 204}, {150, 45, 204}};
+    struct Case { double lon, lat; int alpha; } cases[] = {
+        {0, 0, 0}, {60, 0, 127}, {0, -60, 127}, {78.0, 0, 201}, {79.0, 0, 204}, {150, 45, 204}
+    };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.lon << " " << c.lat);
         const QRgb p = image->pixel(static_cast<int>(c.lon + 180), static_cast<int>(90 - c.lat));
@@ -190,13 +178,10 @@ TEST(MapLayer, ShadeIsClearAtTheCentreAndDarkFarAway)
 
 TEST(MapLayer, ShadeOutsideItsProjectionsAndOpacityZeroDrawNothing)
 {
-    QTemporaryDir dir;
     Fixture f;
     f.vp->configure("map", "globe", "range", "130", nullptr);
     f.vp->setScales();
-    ASSERT_EQ(f.layer->configure("definition", definition("type shade\nproj edp,geog\nvx_layer s\n").c_str(), nullptr),
-              0)
-        << takeErrors();
+    ASSERT_EQ(f.define("type shade\nproj edp,geog\nvx_layer s\n"), 0) << takeErrors();
     QImage image = vptest::blank(200, 200);
     {
         QPainter p(&image);
@@ -204,9 +189,7 @@ TEST(MapLayer, ShadeOutsideItsProjectionsAndOpacityZeroDrawNothing)
     }
     // not even the black rim
     EXPECT_EQ(vptest::inkBox(image), QRect());
-    const std::string body = "type vector_fill\nvx_layer s\nopacity 0\nmapdata_source_file " +
-                             writeSquare(dir).toStdString() + "\n";
-    ASSERT_EQ(f.layer->configure("definition", definition(body).c_str(), nullptr), 0) << takeErrors();
+    ASSERT_EQ(f.define("type vector_fill\nvx_layer s\nopacity 0\n" + f.squareLine()), 0) << takeErrors();
     {
         QPainter p(&image);
         EXPECT_EQ(f.layer->draw(&p), 0);
@@ -216,13 +199,11 @@ TEST(MapLayer, ShadeOutsideItsProjectionsAndOpacityZeroDrawNothing)
 
 TEST(MapLayer, AMissingFileShowsOneMessageAndTheLayerDropsOut)
 {
-    QTemporaryDir dir;
-    const QString path = writeSquare(dir);
     Fixture f;
+    const QString path = writeSquare(f.dir);
     f.layer->setItemName(QStringLiteral("land"));
-    const std::string body =
-        "type vector_fill\nvx_layer m\nfill_color red\nmapdata_source_file " + path.toStdString() + "\n";
-    ASSERT_EQ(f.layer->configure("definition", definition(body).c_str(), nullptr), 0) << takeErrors();
+    const std::string file = "mapdata_source_file " + path.toStdString() + "\n";
+    ASSERT_EQ(f.define("type vector_fill\nvx_layer m\nfill_color red\n" + file), 0) << takeErrors();
     ASSERT_TRUE(QFile::remove(path));
     auto boxes = [] {
         QList<QMessageBox*> list;
@@ -256,17 +237,13 @@ TEST(MapLayer, RasterLayersBlendAgainstWhiteAndTheRimIsBlack)
         return static_cast<int16_t>(100 + 10 * (lon + 180));
     });
     const QString path = dir.filePath("test.grid.xmd");
-    {
-        QFile f(path);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(grid);
-    }
+    ASSERT_TRUE(mdtest::writeFile(path, grid));
     Fixture f;
     f.map->configure("nthreads", "2", nullptr);
     auto colourAt = [&](const char* opacity, const char* projection, QPoint p) {
         const std::string body = "type grid\nvx_layer r\nopacity " + std::string(opacity) +
                                  "\nmapdata_source_file " + path.toStdString() + "\n";
-        EXPECT_EQ(f.layer->configure("definition", definition(body).c_str(), nullptr), 0) << takeErrors();
+        EXPECT_EQ(f.define(body), 0) << takeErrors();
         f.vp->configure("map", projection, "range", "400", nullptr);
         f.vp->setScales();
         QImage image = vptest::blank(200, 200, Qt::blue);

@@ -17,12 +17,7 @@ std::string registered()
 
 TEST(Rspick, MatchStringAnchorsAndMatchesWhole)
 {
-    const struct
-    {
-        const char* spec;
-        const char* string;
-        int want;
-    } cases[] = {
+    const struct { const char* spec; const char* string; int want; } cases[] = {
         {nullptr, "ANY", 1},  {"", "ANY", 1},        {"*", "ANY", 1},       {"AAK", "AAK", 1},
         {"AAK", "AAKX", 0},   {"AAK", "XAAK", 0},    {"A.K", "ABK", 1},     {"^AA", "AAK", 0},
         {"^AA.*", "AAK", 1},  {"AK$", "AAK", 0},     {"^AAK$", "AAK", 1},   {"BH[ZN]", "BHN", 1},
@@ -50,25 +45,11 @@ TEST(Rspick, BadExpressionsAreRefusedWithAMessage)
 
 TEST(Rspick, MatchStachansGivesThePlaceOfTheFirstItemTakingAllParts)
 {
-    const struct
-    {
-        const char* list;
-        const char* sta;
-        const char* chan;
-        int copy, want;
-    } cases[] = {
-        {nullptr, "AAK", "BHZ", 0, 0},
-        {"*", "AAK", "BHZ", 3, 0},
-        {"AAK", "AAK", "BHZ", 2, 0},
-        {"BBB,AAK", "AAK", "BHZ", 0, 1},
-        {"AAK:BHN,AAK:BHZ", "AAK", "BHZ", 0, 1},
-        {":BHZ", "XYZ", "BHZ", 1, 0},
-        {"AAK;1", "AAK", "BHZ", 0, -1},
-        {"AAK;1", "AAK", "BHZ", 1, 0},
-        {"AAK:;1", "AAK", "LHZ", 1, 0},
-        {"AAK:BH.;[12]", "AAK", "BHE", 2, 0},
-        {"CCC, AAK:BHZ", "AAK", "BHZ", 0, 1},
-        {"BBB,CCC", "AAK", "BHZ", 0, -1},
+    const struct { const char* list; const char* sta; const char* chan; int copy, want; } cases[] = {
+        {nullptr, "AAK", "BHZ", 0, 0}, {"*", "AAK", "BHZ", 3, 0}, {"AAK", "AAK", "BHZ", 2, 0},
+        {"BBB,AAK", "AAK", "BHZ", 0, 1}, {"AAK:BHN,AAK:BHZ", "AAK", "BHZ", 0, 1}, {":BHZ", "XYZ", "BHZ", 1, 0},
+        {"AAK;1", "AAK", "BHZ", 0, -1}, {"AAK;1", "AAK", "BHZ", 1, 0}, {"AAK:;1", "AAK", "LHZ", 1, 0},
+        {"AAK:BH.;[12]", "AAK", "BHE", 2, 0}, {"CCC, AAK:BHZ", "AAK", "BHZ", 0, 1}, {"BBB,CCC", "AAK", "BHZ", 0, -1},
         {"A.*:*", "AAK", "BHZ", 0, 0},
         {"AAK:BHZ,BH(", "AAK", "BHZ", 0, 0},  // found before the bad item
     };
@@ -78,11 +59,7 @@ TEST(Rspick, MatchStachansGivesThePlaceOfTheFirstItemTakingAllParts)
         EXPECT_EQ(rspickMatchStachans(c.list, c.sta, c.chan, c.copy), c.want);
         EXPECT_EQ(hl_error_count(), 0);
     }
-    const struct
-    {
-        const char* list;
-        const char* message;
-    } bad[] = {
+    const struct { const char* list; const char* message; } bad[] = {
         {"A:B:C", "rspickMatchStachans: Item 'A:B:C' has more than one ':'.\n"},
         {"X,A;1;2", "rspickMatchStachans: Item 'A;1;2' has more than one ';'.\n"},
         {"BH(", "rspickMatchStachans: Bad item 'BH('.\n"},
@@ -97,19 +74,9 @@ TEST(Rspick, MatchStachansGivesThePlaceOfTheFirstItemTakingAllParts)
 
 TEST(Rspick, StachansBecomeStationAndChannelPairs)
 {
-    const struct
-    {
-        const char* list;
-        const char* want;
-        int pairs;
-    } cases[] = {
-        {"AAK:BHZ", "AAK BHZ", 1},
-        {"AAK", "AAK.* .*", 1},
-        {":BHZ", ".* BHZ", 1},
-        {"AAK:", "AAK .*", 1},
-        {"AAK:BHZ;2, BBB ,*", "AAK BHZ,BBB.* .*,.* .*", 3},
-        {"", "", 0},
-        {",,", "", 0},
+    const struct { const char* list; const char* want; int pairs; } cases[] = {
+        {"AAK:BHZ", "AAK BHZ", 1}, {"AAK", "AAK.* .*", 1}, {":BHZ", ".* BHZ", 1}, {"AAK:", "AAK .*", 1},
+        {"AAK:BHZ;2, BBB ,*", "AAK BHZ,BBB.* .*,.* .*", 3}, {"", "", 0}, {",,", "", 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.list);

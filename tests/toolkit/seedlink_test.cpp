@@ -48,6 +48,44 @@ bool logged(const std::string& part)
     return false;
 }
 
+void clearLog()
+{
+    std::lock_guard<std::mutex> lock(g_log_mu);
+    g_log.clear();
+}
+
+// Steim-2 records of n samples of the test signal, integers.
+std::vector<MseedRecord> pack(const char* sta, double time, size_t n, int reclen = 512, double rate = kRate)
+{
+    return mseed_pack("XX", sta, "", "BHZ", time, rate, mseed_signal(n, 0), 'i', DE_STEIM2, reclen, 1);
+}
+
+// A loopback TCP socket on a free port, listening when asked.
+int loopbackSocket(bool listening, int* port)
+{
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof a;
+    if (bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0 || (listening && listen(fd, 4) != 0))
+        return -1;
+    getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+    *port = ntohs(a.sin_port);
+    return fd;
+}
+
+// What tidereapthr_get hands out, its buffer freed at the end.
+struct Take
+{
+    char src[TIDEREAP_SRCNAME_SIZE];
+    char* buf = nullptr;
+    int bufsize = 0, nbytes = 0, seq = 0;
+    double t = 0.0;
+    int from(TidereapThr* reap) { return tidereapthr_get(reap, &seq, src, &t, &buf, &nbytes, &bufsize); }
+    ~Take() { free(buf); }
+};
+
 // The samples of a channel as delivered: first sample time to values.
 using Delivered = std::map<std::string, std::map<double, std::vector<double>>>;
 
@@ -56,10 +94,7 @@ class SeedlinkTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        {
-            std::lock_guard<std::mutex> lock(g_log_mu);
-            g_log.clear();
-        }
+        clearLog();
         errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&capture));
         dir_ = std::filesystem::temp_directory_path() /
                ("vx_seedlink_" + std::to_string(getpid()) + "_" +
@@ -94,31 +129,49 @@ protected:
         return path;
     }
 
-    void startServer(SlServerOptions opt, std::string path = {})
+    // The server tool on a loopback port, sending as fast as it can
+    // synthetic channels when synth is given, else the file at path or that
+    // of writeFile().
+    void startServer(SlServerOptions opt = {}, std::string path = {}, const SlSynthOptions* synth = nullptr)
     {
         opt.bind = "127.0.0.1";
         opt.port = 0;
+        opt.speed = 0.0;
         server_ = std::make_unique<SlServer>(opt);
         std::string error;
-        ASSERT_EQ(server_->loadFile(path.empty() ? writeFile() : path, &error), 0) << error;
+        const int loaded = synth ? server_->addSynthetic(*synth, &error)
+                                 : server_->loadFile(path.empty() ? writeFile() : path, &error);
+        ASSERT_EQ(loaded, 0) << error;
         ASSERT_EQ(server_->start(&error), 0) << error;
     }
 
     std::string ring() const { return "127.0.0.1:" + std::to_string(server_->port()); }
 
+    // Start the reader on ring (the server's by default) from kT0.
+    bool startReader(const char* accept = nullptr, const char* reject = nullptr, std::string at = {},
+              int queue = 10)
+    {
+        reap_ = tidereapthr_new2((at.empty() ? ring() : at).c_str(), accept, reject, queue, kT0, -1.0);
+        return reap_ != nullptr;
+    }
+
+    TidereapStats stats()
+    {
+        TidereapStats st;
+        EXPECT_EQ(tidereapthr_stats(reap_, &st), 0);
+        return st;
+    }
+
     // Take packets until every channel has want samples or nothing comes
     // for a while; decodes each into delivered.
     void collect(size_t want, Delivered* delivered, int channels = 3)
     {
-        char src[TIDEREAP_SRCNAME_SIZE];
-        char* buf = nullptr;
-        int bufsize = 0, nbytes = 0, seq = 0;
-        double t = 0.0;
+        Take take;
         int idle = 0;
         std::map<std::string, size_t> counts;
         size_t complete = 0;
         while (idle < 40 && complete < static_cast<size_t>(channels)) {  // at most 40 empty waits of 0.5 s
-            const int rc = tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize);
+            const int rc = take.from(reap_);
             ASSERT_NE(rc, TIDEREAP_STOPPED);
             if (rc != TIDEREAP_PACKET) {
                 idle++;
@@ -126,7 +179,7 @@ protected:
             }
             idle = 0;
             Packet* pkt = nullptr;
-            ASSERT_GT(pktDecode(src, t, buf, nbytes, &pkt), 0) << hl_errlog_string(0);
+            ASSERT_GT(pktDecode(take.src, take.t, take.buf, take.nbytes, &pkt), 0) << hl_errlog_string(0);
             for (const PktChan& c : pkt->channels) {
                 std::vector<double> v(static_cast<size_t>(c.nsamp));
                 for (int i = 0; i < c.nsamp; i++)
@@ -140,7 +193,6 @@ protected:
             }
             pktFree(&pkt);
         }
-        free(buf);
     }
 
     // The delivered samples of a channel joined in time order; fails on a
@@ -159,6 +211,20 @@ protected:
         return all;
     }
 
+    // Collect the whole file and expect every channel's samples exactly.
+    void expectTheFile()
+    {
+        Delivered d;
+        collect(kSamples, &d);
+        ASSERT_EQ(d.size(), 3u);
+        for (const auto& [name, v] : values_) {
+            SCOPED_TRACE(name);
+            ASSERT_TRUE(d.count(name));
+            EXPECT_EQ(joined(d, name), v);
+            EXPECT_EQ(d.at(name).begin()->first, kT0);
+        }
+    }
+
     std::filesystem::path dir_;
     std::map<std::string, std::vector<double>> values_;
     std::unique_ptr<SlServer> server_;
@@ -167,29 +233,15 @@ protected:
 
 TEST_F(SeedlinkTest, ThreeChannelsArriveEqualToTheFile)
 {
-    SlServerOptions opt;
-    opt.speed = 0.0;
-    startServer(opt);
-    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
-    ASSERT_NE(reap_, nullptr) << hl_errlog_string(0);
-    Delivered d;
-    collect(kSamples, &d);
-    ASSERT_EQ(d.size(), 3u);
-    for (const auto& [name, v] : values_) {
-        SCOPED_TRACE(name);
-        ASSERT_TRUE(d.count(name));
-        EXPECT_EQ(joined(d, name), v);
-        EXPECT_EQ(d.at(name).begin()->first, kT0);
-    }
+    startServer();
+    ASSERT_TRUE(startReader()) << hl_errlog_string(0);
+    expectTheFile();
 }
 
 TEST_F(SeedlinkTest, AcceptAndRejectExpressionsChooseChannels)
 {
-    SlServerOptions opt;
-    opt.speed = 0.0;
-    startServer(opt);
-    reap_ = tidereapthr_new2(ring().c_str(), "XX_STA1_.*", ".*_BHE", 10, kT0, -1.0);
-    ASSERT_NE(reap_, nullptr);
+    startServer();
+    ASSERT_TRUE(startReader("XX_STA1_.*", ".*_BHE"));
     Delivered d;
     collect(kSamples, &d, 1);
     ASSERT_EQ(d.size(), 1u);
@@ -199,14 +251,9 @@ TEST_F(SeedlinkTest, AcceptAndRejectExpressionsChooseChannels)
     // the BHE records may still be on their way when BHZ is complete: wait
     // (at most 10 s) for the reader to have refused them all
     const auto bhe = mseed_pack("XX", "STA1", "", "BHE", kT0, kRate, values_.at("XX_STA1_BHE"), 'i', DE_STEIM2, 512, 1);
-    TidereapStats st;
-    for (int i = 0; i < 1000; i++) {
-        ASSERT_EQ(tidereapthr_stats(reap_, &st), 0);
-        if (st.dropped_rejected >= static_cast<long>(bhe.size()))
-            break;
+    for (int i = 0; i < 1000 && stats().dropped_rejected < static_cast<long>(bhe.size()); i++)
         usleep(10000);
-    }
-    EXPECT_EQ(st.dropped_rejected, static_cast<long>(bhe.size()));
+    EXPECT_EQ(stats().dropped_rejected, static_cast<long>(bhe.size()));
 }
 
 // Faults of the server tool, in both protocol versions: each is reported
@@ -215,85 +262,55 @@ TEST_F(SeedlinkTest, AcceptAndRejectExpressionsChooseChannels)
 // queue takes each released packet once.
 TEST_F(SeedlinkTest, ServerFaultsAreReportedAndEverySampleArrivesOnce)
 {
-    const struct
-    {
-        const char* name;
-        int version;
-        long SlServerOptions::*fault;
-        long after;
-        const char* message;
-        bool reconnects;
-    } cases[] = {
-        {"closed mid-record", 3, &SlServerOptions::drop_after, 7, "closed the connection in the middle of a packet",
-         true},
-        {"closed mid-record", 4, &SlServerOptions::drop_after, 7, "closed the connection in the middle of a packet",
-         true},
-        {"garbage", 3, &SlServerOptions::garbage_after, 12, "Garbage from ", true},
-        {"garbage", 4, &SlServerOptions::garbage_after, 12, "sl_next_frame4: Unexpected bytes", true},
-        {"record of a wrong length", 3, &SlServerOptions::wrong_length_after, 12,
-         "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.", true},
-        {"record of a wrong length", 4, &SlServerOptions::wrong_length_after, 12,
-         "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.", true},
-        {"sequence going back", 3, &SlServerOptions::seq_back_after, 9, "packets already delivered are dropped", false},
-        {"sequence going back", 4, &SlServerOptions::seq_back_after, 9, "packets already delivered are dropped", false},
+    // message4: in version 4 when it differs
+    const struct { const char* name; long SlServerOptions::*fault; long after; const char *message, *message4;
+        bool reconnects; } cases[] = {
+        {"closed mid-record", &SlServerOptions::drop_after, 7, "closed the connection in the middle of a packet",
+         nullptr, true},
+        {"garbage", &SlServerOptions::garbage_after, 12, "Garbage from ", "sl_next_frame4: Unexpected bytes", true},
+        {"record of a wrong length", &SlServerOptions::wrong_length_after, 12,
+         "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.", nullptr, true},
+        {"sequence going back", &SlServerOptions::seq_back_after, 9, "packets already delivered are dropped", nullptr,
+         false},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.name) + ", version " + std::to_string(c.version));
-        SlServerOptions opt;
-        opt.speed = 0.0;
-        opt.offer_v4 = c.version == 4;
-        opt.*c.fault = c.after;
-        opt.cut_mid_packet = c.fault == &SlServerOptions::drop_after;
-        startServer(opt);
-        reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
-        ASSERT_NE(reap_, nullptr);
-        Delivered d;
-        collect(kSamples, &d);
-        ASSERT_EQ(d.size(), 3u);
-        for (const auto& [name, v] : values_) {
-            SCOPED_TRACE(name);
-            EXPECT_EQ(joined(d, name), v);
+        for (int version : {3, 4}) {
+            SCOPED_TRACE(std::string(c.name) + ", version " + std::to_string(version));
+            SlServerOptions opt;
+            opt.offer_v4 = version == 4;
+            opt.*c.fault = c.after;
+            opt.cut_mid_packet = c.fault == &SlServerOptions::drop_after;
+            startServer(opt);
+            ASSERT_TRUE(startReader());
+            expectTheFile();
+            const TidereapStats st = stats();
+            EXPECT_EQ(st.protocol, version);
+            EXPECT_EQ(st.packets, server_->released());
+            EXPECT_EQ(st.dropped_full, 0);
+            EXPECT_TRUE(logged(version == 4 && c.message4 ? c.message4 : c.message));
+            EXPECT_EQ(st.failures > 0, c.reconnects);
+            EXPECT_EQ(logged("Retrying " + ring()), c.reconnects);
+            tidereapthr_free(&reap_);
+            server_->stop();
+            clearLog();
         }
-        TidereapStats st;
-        tidereapthr_stats(reap_, &st);
-        EXPECT_EQ(st.protocol, c.version);
-        EXPECT_EQ(st.packets, server_->released());
-        EXPECT_EQ(st.dropped_full, 0);
-        EXPECT_TRUE(logged(c.message));
-        EXPECT_EQ(st.failures > 0, c.reconnects);
-        EXPECT_EQ(logged("Retrying " + ring()), c.reconnects);
-        tidereapthr_free(&reap_);
-        server_->stop();
-        std::lock_guard<std::mutex> lock(g_log_mu);
-        g_log.clear();
     }
 }
 
 TEST_F(SeedlinkTest, WithoutAStationListTheSingleStationModeResumesToo)
 {
     SlServerOptions opt;
-    opt.speed = 0.0;
     opt.drop_after = 20;
     opt.refuse_station_list = true;
     startServer(opt);
-    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
-    ASSERT_NE(reap_, nullptr);
-    Delivered d;
-    collect(kSamples, &d);
-    ASSERT_EQ(d.size(), 3u);
-    for (const auto& [name, v] : values_) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(joined(d, name), v);
-    }
+    ASSERT_TRUE(startReader());
+    expectTheFile();
 }
 
 TEST_F(SeedlinkTest, AfterReadsAgainFromTheGivenTime)
 {
-    SlServerOptions opt;
-    opt.speed = 0.0;
-    startServer(opt);
-    reap_ = tidereapthr_new2(ring().c_str(), "XX_STA1_BHZ", nullptr, 10, kT0, -1.0);
-    ASSERT_NE(reap_, nullptr);
+    startServer();
+    ASSERT_TRUE(startReader("XX_STA1_BHZ"));
     Delivered d;
     collect(kSamples, &d, 1);
     const double from = kT0 + 100.0;
@@ -318,61 +335,41 @@ TEST_F(SeedlinkTest, RateChangesAndFuturePacketsAreReported)
     FILE* fp = fopen(path.c_str(), "wb");
     const double future = std::floor(std::chrono::duration<double>(
                                          std::chrono::system_clock::now().time_since_epoch()).count()) + 10 * 86400.0;
-    const struct
-    {
-        const char* sta;
-        double time, rate;
-    } parts[] = {{"STA3", kT0, 20.0}, {"STA3", kT0 + 200.0, 40.0}, {"STA4", future, 20.0}};
+    const struct { const char* sta; double time, rate; } parts[] = {
+        {"STA3", kT0, 20.0}, {"STA3", kT0 + 200.0, 40.0}, {"STA4", future, 20.0}
+    };
     for (const auto& p : parts)
-        for (const MseedRecord& r : mseed_pack("XX", p.sta, "", "BHZ", p.time, p.rate, mseed_signal(400, 0), 'i',
-                                               DE_STEIM2, 512, 1))
+        for (const MseedRecord& r : pack(p.sta, p.time, 400, 512, p.rate))
             fwrite(r.data(), 1, r.size(), fp);
     fclose(fp);
-    SlServerOptions opt;
-    opt.speed = 0.0;
-    startServer(opt, path);
-    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
-    ASSERT_NE(reap_, nullptr);
+    startServer({}, path);
+    ASSERT_TRUE(startReader());
     Delivered d;
     collect(800, &d, 1);
     ASSERT_EQ(d.size(), 1u);  // STA3's both parts; STA4's packets are dropped
     EXPECT_TRUE(logged("Sample rate of XX_STA3_BHZ changed from 20 to 40 per second."));
     // STA4 is another station: its packets may still be on their way
-    TidereapStats st;
-    for (int i = 0; i < 500; i++) {
-        tidereapthr_stats(reap_, &st);
-        if (st.dropped_time > 0 && logged("more than a day ahead of the clock; dropped"))
-            break;
+    const char* dropped = "more than a day ahead of the clock; dropped";
+    for (int i = 0; i < 500 && !(stats().dropped_time > 0 && logged(dropped)); i++)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    EXPECT_GT(st.dropped_time, 0);
-    EXPECT_TRUE(logged("more than a day ahead of the clock; dropped"));
+    EXPECT_GT(stats().dropped_time, 0);
+    EXPECT_TRUE(logged(dropped));
 }
 
 TEST_F(SeedlinkTest, TenThousandChannelsArrive)
 {
-    SlServerOptions opt;
-    opt.bind = "127.0.0.1";
-    opt.port = 0;
-    opt.speed = 0.0;
-    server_ = std::make_unique<SlServer>(opt);
     SlSynthOptions synth;
     synth.stations = 3334;
     synth.samprate = 10.0;
     synth.start = kT0;
     synth.duration = 2.0;
-    std::string error;
-    ASSERT_EQ(server_->addSynthetic(synth, &error), 0) << error;
-    ASSERT_EQ(server_->start(&error), 0) << error;
+    startServer({}, {}, &synth);
     // 20004 packets at once: a queue that holds them all
-    reap_ = tidereapthr_new2(ring().c_str(), nullptr, nullptr, TIDEREAP_QUEUE_MAX, kT0, -1.0);
-    ASSERT_NE(reap_, nullptr);
+    ASSERT_TRUE(startReader(nullptr, nullptr, {}, TIDEREAP_QUEUE_MAX));
     Delivered d;
     collect(20, &d, 3334 * 3);
     EXPECT_EQ(d.size(), 3334u * 3);
-    TidereapStats st;
-    tidereapthr_stats(reap_, &st);
-    EXPECT_EQ(st.dropped_full, 0);
+    EXPECT_EQ(stats().dropped_full, 0);
 }
 
 // A server by hand: no station list, then the given frames, then the end.
@@ -381,15 +378,7 @@ class FakeServer
 public:
     explicit FakeServer(std::string frames) : frames_(std::move(frames))
     {
-        fd_ = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t len = sizeof a;
-        bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
-        listen(fd_, 4);
-        getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
-        port_ = ntohs(a.sin_port);
+        fd_ = loopbackSocket(true, &port_);
         thread_ = std::thread([this] { serve(); });
     }
     ~FakeServer()
@@ -438,15 +427,14 @@ private:
 
 TEST_F(SeedlinkTest, SequenceGoingBackDropsRepeatsAndKeepsNewData)
 {
-    const auto recs = mseed_pack("XX", "STA", "", "BHZ", kT0, kRate, mseed_signal(1200, 0), 'i', DE_STEIM2, 512, 1);
+    const auto recs = pack("STA", kT0, 1200);
     ASSERT_GE(recs.size(), 3u);
     auto frame = [&recs](const char* seq, size_t k) { return std::string("SL") + seq + recs[k]; };
     // 5, 6, then 6 again and 3 (data already had), then 2 with new data:
     // the server was restarted
     FakeServer fake(frame("000005", 0) + frame("000006", 1) + frame("000006", 1) + frame("000003", 0) +
                     frame("000002", 2));
-    reap_ = tidereapthr_new2(fake.ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
-    ASSERT_NE(reap_, nullptr);
+    ASSERT_TRUE(startReader(nullptr, nullptr, fake.ring()));
     Packet* pkt = nullptr;
     size_t want = 0;
     for (size_t k = 0; k < 3; k++) {
@@ -458,95 +446,65 @@ TEST_F(SeedlinkTest, SequenceGoingBackDropsRepeatsAndKeepsNewData)
     collect(want, &d, 1);
     ASSERT_EQ(d.size(), 1u);
     EXPECT_EQ(d.at("XX_STA_BHZ").size(), 3u);
-    TidereapStats st;
-    tidereapthr_stats(reap_, &st);
-    EXPECT_EQ(st.dropped_repeat, 2);
+    EXPECT_EQ(stats().dropped_repeat, 2);
     EXPECT_TRUE(logged("went back from 000006 to 000002 with new data: taken as a restarted server"));
 }
 
 TEST_F(SeedlinkTest, PacketsFromBefore1970AreDroppedWithAMessage)
 {
-    const double past = -10.0 * 365 * 86400.0;  // 1960
-    const auto old = mseed_pack("XX", "STA", "", "BHZ", past, kRate, mseed_signal(100, 0), 'i', DE_STEIM2, 512, 1);
-    const auto now = mseed_pack("XX", "STA", "", "BHZ", kT0, kRate, mseed_signal(100, 0), 'i', DE_STEIM2, 512, 1);
+    const auto old = pack("STA", -10.0 * 365 * 86400.0, 100);  // 1960
+    const auto now = pack("STA", kT0, 100);
     ASSERT_EQ(old.size(), 1u);
     ASSERT_EQ(now.size(), 1u);
     FakeServer fake("SL000001" + old[0] + "SL000002" + now[0]);
-    reap_ = tidereapthr_new2(fake.ring().c_str(), nullptr, nullptr, 10, kT0, -1.0);
-    ASSERT_NE(reap_, nullptr);
+    ASSERT_TRUE(startReader(nullptr, nullptr, fake.ring()));
     Delivered d;
     collect(100, &d, 1);
     ASSERT_EQ(d.size(), 1u);
     ASSERT_EQ(d.at("XX_STA_BHZ").size(), 1u);
     EXPECT_EQ(d.at("XX_STA_BHZ").begin()->first, kT0);
-    TidereapStats st;
-    tidereapthr_stats(reap_, &st);
-    EXPECT_EQ(st.dropped_time, 1);
+    EXPECT_EQ(stats().dropped_time, 1);
     EXPECT_TRUE(logged("Packet 000001 of XX_STA_BHZ starts at -315360000, before 1970; dropped (1 so far)."));
 }
 
 TEST_F(SeedlinkTest, RefusedConnectionIsRetriedAndStopIsPrompt)
 {
     // a port nobody listens on
-    const int s = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof a;
-    ASSERT_EQ(bind(s, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
-    getsockname(s, reinterpret_cast<sockaddr*>(&a), &len);
+    int port = 0;
+    const int s = loopbackSocket(false, &port);
+    ASSERT_GE(s, 0);
     close(s);
-    const std::string ring = "127.0.0.1:" + std::to_string(ntohs(a.sin_port));
+    const std::string ring = "127.0.0.1:" + std::to_string(port);
     reap_ = tidereapthr_new2(ring.c_str(), nullptr, nullptr, 10, -1.0, 0.2);
     ASSERT_NE(reap_, nullptr);
-    char src[TIDEREAP_SRCNAME_SIZE];
-    char* buf = nullptr;
-    int bufsize = 0, nbytes = 0, seq = 0;
-    double t = 0.0;
+    Take take;
     for (int i = 0; i < 50 && !logged("Cannot connect to " + ring); i++)
-        EXPECT_EQ(tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize), TIDEREAP_NONE);
+        EXPECT_EQ(take.from(reap_), TIDEREAP_NONE);
     EXPECT_TRUE(logged("Cannot connect to " + ring + ": Connection refused."));
     tidereapthr_stop(reap_);
-    EXPECT_EQ(tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize), TIDEREAP_STOPPED);
-    free(buf);
+    EXPECT_EQ(take.from(reap_), TIDEREAP_STOPPED);
 }
 
 TEST_F(SeedlinkTest, StopJoinsAReaderWaitingOnASilentServer)
 {
     // a listening socket that never answers: the reader waits for the greeting
-    const int s = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof a;
-    ASSERT_EQ(bind(s, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
-    ASSERT_EQ(listen(s, 4), 0);
-    getsockname(s, reinterpret_cast<sockaddr*>(&a), &len);
-    const std::string ring = "127.0.0.1:" + std::to_string(ntohs(a.sin_port));
-    reap_ = tidereapthr_new2(ring.c_str(), nullptr, nullptr, 10, -1.0, 0.2);
+    int port = 0;
+    const int s = loopbackSocket(true, &port);
+    ASSERT_GE(s, 0);
+    reap_ = tidereapthr_new2(("127.0.0.1:" + std::to_string(port)).c_str(), nullptr, nullptr, 10, -1.0, 0.2);
     ASSERT_NE(reap_, nullptr);
-    char src[TIDEREAP_SRCNAME_SIZE];
-    char* buf = nullptr;
-    int bufsize = 0, nbytes = 0, seq = 0;
-    double t = 0.0;
-    EXPECT_EQ(tidereapthr_get(reap_, &seq, src, &t, &buf, &nbytes, &bufsize), TIDEREAP_NONE);
+    Take take;
+    EXPECT_EQ(take.from(reap_), TIDEREAP_NONE);
     tidereapthr_free(&reap_);  // returns although the reader is inside its wait for the greeting
     EXPECT_EQ(reap_, nullptr);
     EXPECT_FALSE(logged("No answer from"));
     close(s);
-    free(buf);
 }
 
 TEST(SeedlinkDecode, SampleTypesComeOutAsIntOrFloat)
 {
-    const struct
-    {
-        const char* name;
-        char type;
-        int encoding, result, isfloat;
-    } cases[] = {
-        {"steim2", 'i', DE_STEIM2, PKT_WAVEFORM, 0},
-        {"int32", 'i', DE_INT32, PKT_WAVEFORM, 0},
+    const struct { const char* name; char type; int encoding, result, isfloat; } cases[] = {
+        {"steim2", 'i', DE_STEIM2, PKT_WAVEFORM, 0}, {"int32", 'i', DE_INT32, PKT_WAVEFORM, 0},
         {"float32", 'f', DE_FLOAT32, PKT_WAVEFORM_FLOAT, 1},
         {"float64 narrowed", 'd', DE_FLOAT64, PKT_WAVEFORM_FLOAT, 1},
     };
@@ -574,13 +532,7 @@ TEST(SeedlinkDecode, SampleTypesComeOutAsIntOrFloat)
 
 TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
 {
-    struct Case
-    {
-        const char* name;
-        const char* ring;
-        const char* accept;
-        const char* message;
-    } cases[] = {
+    struct Case { const char* name; const char* ring; const char* accept; const char* message; } cases[] = {
         {"no port", "host:", nullptr, "tidereapthr_new2: Bad ring name 'host:': expected host:port.\n"},
         {"port too big", "host:70000", nullptr, "tidereapthr_new2: Bad ring name 'host:70000': expected host:port.\n"},
         {"bad expression", "host:18000", "XX_(", "tidereapthr_new2: Bad accept expression 'XX_('"},
@@ -600,7 +552,7 @@ TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
     hl_clear_register(HL_CLEAR_QUIET);
 
     // a 4096-byte record in a SeedLink frame
-    const auto big = mseed_pack("XX", "S", "", "BHZ", kT0, kRate, mseed_signal(200, 0), 'i', DE_STEIM2, 4096, 1);
+    const auto big = pack("S", kT0, 200, 4096);
     ASSERT_FALSE(big.empty());
     const std::string frame = "SL000001" + big[0].substr(0, 512);
     SlFrame f;
@@ -611,19 +563,12 @@ TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
 
 TEST(SeedlinkInput, Version4FramesAreTakenOrSkippedWhole)
 {
-    const auto rec = mseed_pack("XX", "S", "", "BHZ", kT0, kRate, mseed_signal(100, 0), 'i', DE_STEIM2, 512, 1);
-    const auto big = mseed_pack("XX", "S", "", "BHZ", kT0, kRate, mseed_signal(2000, 0), 'i', DE_STEIM2, 4096, 1);
+    const auto rec = pack("S", kT0, 100);
+    const auto big = pack("S", kT0, 2000, 4096);
     ASSERT_FALSE(rec.empty());
     ASSERT_FALSE(big.empty());
     const std::string json = "{\"software\":\"x\"}";
-    const struct
-    {
-        const char* name;
-        std::string bytes;
-        int used, type;
-        int64_t seq;
-        const char* message;
-    } cases[] = {
+    const struct { const char* name; std::string bytes; int used, type; int64_t seq; const char* message; } cases[] = {
         {"data record", sl4_header('2', 'D', 512, 1ull << 40, "XX_S") + rec[0], 17 + 4 + 512, SL_FRAME_DATA,
          int64_t(1) << 40, ""},
         {"INFO reply", sl4_header('J', 'I', static_cast<uint32_t>(json.size()), 0, "") + json,

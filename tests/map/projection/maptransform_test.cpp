@@ -93,29 +93,26 @@ TEST(MapTransform, CentreGivesReferencePointExactly)
     EXPECT_EQ(t.globeDelxy2geopointat(0.0, 0.0, &lat, &lon), 0);
     EXPECT_EQ(lat, 12.3456);
     EXPECT_EQ(lon, -98.7654);
-    double dx = 1, dy = 1;
-    t.edpLatlon2delxy(12.3456, -98.7654, &dx, &dy);
-    EXPECT_EQ(dx, 0.0);
-    EXPECT_EQ(dy, 0.0);
 }
 
-TEST(MapTransform, DirectionsOnThePlane)
+TEST(MapTransform, KnownPlanePositions)
 {
-    HLMapTransform t(0.0001, 0.0001);
+    // tolerance 0: exactly; due east, the great circle bows off the parallel
+    struct Case { const char* name; double latr, lonr, lat, lon, dx, dy, tolerance; } cases[] = {
+        {"the centre", 12.3456, -98.7654, 12.3456, -98.7654, 0, 0, 0},
+        {"due north", 0.0001, 0.0001, 10.0001, 0.0001, 0, 10, 1e-9},
+        {"due east", 0.0001, 0.0001, 0.0001, 20.0001, 20, 0, 1e-4},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        double dx = 1, dy = 1;
+        HLMapTransform(c.latr, c.lonr).edpLatlon2delxy(c.lat, c.lon, &dx, &dy);
+        EXPECT_NEAR(dx, c.dx, c.tolerance);
+        EXPECT_NEAR(dy, c.dy, c.tolerance);
+    }
+    // the antipode lies at distance 180
     double dx, dy;
-    t.edpLatlon2delxy(10.0001, 0.0001, &dx, &dy);  // due north
-    EXPECT_NEAR(dx, 0.0, 1e-9);
-    EXPECT_NEAR(dy, 10.0, 1e-9);
-    t.edpLatlon2delxy(0.0001, 20.0001, &dx, &dy);  // due east
-    EXPECT_NEAR(dx, 20.0, 1e-4);
-    EXPECT_NEAR(dy, 0.0, 1e-4);  // the great circle bows off the parallel
-}
-
-TEST(MapTransform, AntipodeLiesAtDistance180)
-{
-    HLMapTransform t(40.0001, 10.0001);
-    double dx, dy;
-    t.edpLatlon2delxy(-40.0001, -169.9999, &dx, &dy);
+    HLMapTransform(40.0001, 10.0001).edpLatlon2delxy(-40.0001, -169.9999, &dx, &dy);
     EXPECT_TRUE(std::isfinite(dx) && std::isfinite(dy));
     EXPECT_NEAR(std::hypot(dx, dy), 180.0, 1e-5);
 }
@@ -187,10 +184,10 @@ TEST(MapTransform, PoleOnTheAxis)
 
 TEST(MapTransform, MercatorClampAndInverse)
 {
-    EXPECT_EQ(VX_mercator_y(90.0), 100000.0);
-    EXPECT_EQ(VX_mercator_y(95.0), 100000.0);
-    EXPECT_EQ(VX_mercator_y(-90.0), -100000.0);
-    EXPECT_EQ(VX_mercator_y(-95.0), -100000.0);
+    for (double lat : {90.0, 95.0})
+        EXPECT_EQ(VX_mercator_y(lat), 100000.0) << lat;
+    for (double lat : {-90.0, -95.0})
+        EXPECT_EQ(VX_mercator_y(lat), -100000.0) << lat;
     EXPECT_NEAR(VX_mercator_y(0.0), 0.0, 1e-12);
     EXPECT_NEAR(VX_mercator_y(45.0), 50.49898671052621, 1e-12);
     // the inverse is not special-cased for the clamp value

@@ -322,8 +322,7 @@ TEST(Longitudes, WholeTurns)
     struct Case { const char* name; double lon, ref, near, at_most, at_least; } cases[] = {
         {"within reach", 170.0, 0.0, 170.0, -190.0, 170.0},
         {"both ends of the half turn stay", -180.0, 0.0, -180.0, -180.0, 180.0},
-        {"one turn east", 350.0, 0.0, -10.0, -10.0, 350.0},
-        {"far out", 1261.0, 0.0, -179.0, -179.0, 1261.0},
+        {"one turn east", 350.0, 0.0, -10.0, -10.0, 350.0}, {"far out", 1261.0, 0.0, -179.0, -179.0, 1261.0},
         {"far west of the reference", -700.0, 100.0, 20.0, -700.0, 380.0},
     };
     for (const auto& c : cases) {

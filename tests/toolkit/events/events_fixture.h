@@ -45,4 +45,18 @@ std::string makeRecord(const char* table, const std::vector<std::pair<const char
 // Helper modes, run in the child.
 int helperMain(int argc, char** argv);
 
+// Tests over a fresh sample database at base; skipped without the generator.
+class DatabaseTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        std::string why;
+        base = makeDatabase(&why);
+        if (base.empty())
+            GTEST_SKIP() << why;
+    }
+    std::string base;
+};
+
 }  // namespace evtest

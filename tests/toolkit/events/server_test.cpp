@@ -45,18 +45,7 @@ long evidsMax(const Table<QKEvent>& list)
     return m;
 }
 
-class ServerTest : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        std::string why;
-        base = makeDatabase(&why);
-        if (base.empty())
-            GTEST_SKIP() << why;
-    }
-    std::string base;
-};
+using ServerTest = DatabaseTest;
 
 }  // namespace
 
@@ -105,12 +94,7 @@ TEST_F(ServerTest, FirstListHoldsEveryEventWithItsPreferredOrigin)
 
 TEST_F(ServerTest, ChildProcessAppendingAnEventIsHeardOnTheGuiThread)
 {
-    struct Case
-    {
-        const char* name;
-        int flags;
-        int poll_ms;
-    };
+    struct Case { const char* name; int flags; int poll_ms; };
     const Case cases[] = {{"inotify", 0, 1000}, {"polling", QK_NO_INOTIFY, 200}};
     long next_id = 900000;
     for (const Case& c : cases) {
@@ -137,7 +121,7 @@ TEST_F(ServerTest, ChildProcessAppendingAnEventIsHeardOnTheGuiThread)
         EXPECT_EQ(client.getMostRecentEvid(), evid);
         // the old list is as it was
         EXPECT_EQ(before->max(), count);
-        EXPECT_EQ(evidsMax(*before) < evid, true);
+        EXPECT_LT(evidsMax(*before), evid);
         EXPECT_EQ(before->get(0).record_event, first_record);
         // the unchanged entries share their origins with the old list
         EXPECT_TRUE(after->get(0).origins.shares(before->get(0).origins));
@@ -218,14 +202,7 @@ TEST(ServerBadInput, BrokenRowsAndDanglingIdsAreReportedAndTheLastGoodListStays)
     ASSERT_EQ(client.checkDatabase(), 0);
     ASSERT_EQ(client.getEvents()->max(), 2);
 
-    struct Case
-    {
-        const char* name;
-        const char* table;
-        std::string line;
-        const char* message;
-        long events_after;
-    };
+    struct Case { const char* name; const char* table; std::string line; const char* message; long events_after; };
     std::string broken = event(9, 9);
     broken[3] = 'x';  // evid is no number
     const Case cases[] = {
@@ -246,14 +223,8 @@ TEST(ServerBadInput, BrokenRowsAndDanglingIdsAreReportedAndTheLastGoodListStays)
         EXPECT_EQ(before->max(), count);  // a published list never changes
     }
     // the table rewritten by another program under the server: read again
-    const std::string path = base + ".event";
-    const std::string tmp = path + ".new";
-    {
-        FILE* f = fopen(tmp.c_str(), "w");
-        fputs(event(2, 2).c_str(), f);
-        fclose(f);
-    }
-    ASSERT_EQ(rename(tmp.c_str(), path.c_str()), 0);
+    appendLine(base, "event.new", event(2, 2));
+    ASSERT_EQ(rename((base + ".event.new").c_str(), (base + ".event").c_str()), 0);
     ASSERT_EQ(client.checkDatabase(), 0);
     auto list = client.getEvents();
     ASSERT_EQ(list->max(), 1);

@@ -7,11 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <utility>
 
 namespace rsfixture {
 
@@ -121,6 +123,68 @@ inline long recordCount(Rsptr db, const char* table)
     if (rsquery(t, RS_RECORD_COUNT, &n) < 0)
         return -1;
     return n;
+}
+
+// p at another record.
+inline Rsptr at(Rsptr p, long record)
+{
+    p.record = record;
+    return p;
+}
+
+// What rsget gives for p (a whole record or one field), and the text of a
+// field of p's record; "(error)" when it cannot be read.
+inline std::string recordText(Rsptr p)
+{
+    char buffer[RS_STRSZ];
+    return rsisinvalid(p) || rsget(p, buffer) < 0 ? "(error)" : buffer;
+}
+inline std::string fieldText(Rsptr p, const char* field)
+{
+    return recordText(rslookup(p, nullptr, nullptr, field, nullptr));
+}
+
+// The records [first, last) of a bundle or view p, {-99, -99} on failure.
+inline std::pair<long, long> rangeOf(Rsptr p)
+{
+    long first = -1, last = -1;
+    if (rsget_range(p, &first, &last) < 0)
+        return {-99, -99};
+    return {first, last};
+}
+
+// What rsquery(p, code) gives: a number (LONG_MIN on failure), a text
+// ("(error)" on failure), a list of names joined by blanks.
+inline long queryLong(Rsptr p, int code)
+{
+    long n = 0;
+    return rsquery(p, code, &n) < 0 ? LONG_MIN : n;
+}
+inline std::string queryText(Rsptr p, int code)
+{
+    const char* text = nullptr;
+    return rsquery(p, code, &text) < 0 || !text ? "(error)" : text;
+}
+inline std::string queryList(Rsptr p, int code)
+{
+    Tbl* list = nullptr;
+    if (rsquery(p, code, &list) < 0)
+        return "(error)";
+    std::string out;
+    for (long i = 0; i < seqcount(list); i++)
+        out += (i ? " " : "") + std::string(static_cast<const char*>(seqget(list, i)));
+    seqfree(list, nullptr);
+    return out;
+}
+
+// Expect the register of the calling thread to hold part; the register is
+// emptied and its text returned.
+inline std::string expectLogged(const std::string& part)
+{
+    const std::string log = hl_errlog_string(0);
+    hl_clear_register(0);
+    EXPECT_NE(log.find(part), std::string::npos) << "no '" << part << "' in:\n" << log;
+    return log;
 }
 
 // The shared reference data, or empty when it is not there.

@@ -12,7 +12,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <unistd.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,6 +25,26 @@
 using namespace rsfixture;
 
 namespace {
+
+// Write text at offset into file in place, as another program would.
+bool overwrite(const std::string& file, off_t offset, const std::string& text)
+{
+    const int fd = open(file.c_str(), O_WRONLY);
+    const bool ok = fd >= 0 && pwrite(fd, text.data(), text.size(), offset) == static_cast<ssize_t>(text.size());
+    if (fd >= 0)
+        close(fd);
+    return ok;
+}
+
+// How a child process ended: its exit status, 256 + the signal that
+// killed it, or -1.
+int waitChild(pid_t child)
+{
+    int status = 0;
+    if (waitpid(child, &status, 0) != child)
+        return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : WIFSIGNALED(status) ? 256 + WTERMSIG(status) : -1;
+}
 
 // Copy every field of record src into the scratch row of dst's table,
 // through values of the field's type, as a program copying records would.
@@ -58,8 +77,6 @@ int copyByValues(Rsptr src, Rsptr dst)
 class RecordStoreWrite : public ::testing::Test
 {
 protected:
-    void SetUp() override { hl_clear_register(0); }
-    void TearDown() override { hl_clear_register(0); }
     Folder dir_;
 };
 
@@ -84,11 +101,8 @@ TEST_F(RecordStoreWrite, RecordsReadAndWrittenAgainAreByteIdentical)
             SCOPED_TRACE(r);
             src.record = static_cast<long>(r);
             ASSERT_EQ(copyByValues(src, dst), 0) << hl_errlog_string(0);
-            char text[RS_STRSZ];
-            dst.record = RS_SCRATCH;
-            ASSERT_EQ(rsget(dst, text), 0);
-            EXPECT_EQ(std::string(text), c.rows[r]);
-            ASSERT_EQ(rsaddrecord(dst), static_cast<long>(r));
+            EXPECT_EQ(recordText(at(dst, RS_SCRATCH)), c.rows[r]);
+            ASSERT_EQ(rsaddrecord(at(dst, RS_SCRATCH)), static_cast<long>(r));
         }
         EXPECT_EQ(readFile(out.base() + "." + c.table), content);
     }
@@ -106,10 +120,7 @@ TEST_F(RecordStoreWrite, NullRecordsRoundTrip)
         Rsptr table = rslookup(db, nullptr, t.name.c_str(), nullptr, nullptr);
         ASSERT_EQ(rsaddnull(table), 0) << hl_errlog_string(0);
         EXPECT_EQ(readFile(dir_.base() + "." + t.name), t.nullRecord() + "\n");
-        Rsptr added = table;
-        added.record = 0;
-        Rsptr null = table;
-        null.record = RS_NULL;
+        Rsptr added = at(table, 0), null = at(table, RS_NULL);
         for (size_t f = 0; f < t.fields.size(); f++) {
             added.field = null.field = static_cast<long>(f);
             char a[RS_STRSZ], b[RS_STRSZ];
@@ -138,10 +149,7 @@ TEST_F(RecordStoreWrite, FailedPutsChangeNothing)
         {"control character", "does not fit field auth",
          [](Rsptr p) { return rsputv(p, nullptr, "auth", "a\nb", nullptr); }},
         {"null record", "The null record of table origin cannot be written",
-         [](Rsptr p) {
-             p.record = RS_NULL;
-             return rsputv(p, nullptr, "mb", 5.0, nullptr);
-         }},
+         [](Rsptr p) { return rsputv(at(p, RS_NULL), nullptr, "mb", 5.0, nullptr); }},
         {"not a number", "'abc' is not a value of field mb",
          [](Rsptr p) { return rsput(rslookup(p, nullptr, nullptr, "mb", nullptr), "abc"); }},
         {"whole record too short", "Not a record of table origin: 10 characters",
@@ -149,13 +157,10 @@ TEST_F(RecordStoreWrite, FailedPutsChangeNothing)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(0);
         EXPECT_LT(c.put(origin), 0);
-        EXPECT_NE(std::string(hl_errlog_string(0)).find(c.message), std::string::npos) << hl_errlog_string(0);
+        expectLogged(c.message);
         EXPECT_EQ(readFile(file), kOrigin1 + "\n");
-        char text[RS_STRSZ];
-        ASSERT_EQ(rsget(origin, text), 0);
-        EXPECT_EQ(std::string(text), kOrigin1);
+        EXPECT_EQ(recordText(origin), kOrigin1);
     }
     rsclose(db);
 }
@@ -190,7 +195,7 @@ TEST_F(RecordStoreWrite, ReadOnlyDatabaseRefusesWrites)
     EXPECT_LT(rsputv(origin, nullptr, "mb", 5.0, nullptr), 0);
     EXPECT_LT(rsaddnull(origin), 0);
     EXPECT_LT(rsnextid(db, "orid"), 0);
-    EXPECT_NE(std::string(hl_errlog_string(0)).find("was opened read-only"), std::string::npos);
+    expectLogged("was opened read-only");
     // the scratch row is always there to assemble a record in
     origin.record = RS_SCRATCH;
     EXPECT_EQ(rsputv(origin, nullptr, "mb", 5.0, nullptr), 0);
@@ -205,8 +210,7 @@ TEST_F(RecordStoreWrite, PutRecordUpdatesByKeyOrAdds)
     Rsptr arrival = rslookup(db, nullptr, "arrival", nullptr, "0");
     // an edit: the record into scratch, a new phase, stored under its arid
     ASSERT_EQ(rsload_scratch(arrival), 0);
-    Rsptr scratch = arrival;
-    scratch.record = RS_SCRATCH;
+    Rsptr scratch = at(arrival, RS_SCRATCH);
     ASSERT_EQ(rsputv(scratch, nullptr, "iphase", "S", nullptr), 0);
     EXPECT_EQ(rsputrecord(arrival), 0);
     std::string expected = kArrival1;
@@ -221,20 +225,14 @@ TEST_F(RecordStoreWrite, PutRecordUpdatesByKeyOrAdds)
               0);
     EXPECT_EQ(rsputrecord(arrival), 1);
     EXPECT_EQ(recordCount(db, "arrival"), 2);
-    arrival.record = 1;
-    char lddate[RS_STRSZ];
-    ASSERT_EQ(rsgetv(arrival, nullptr, "lddate", lddate, nullptr), 0);
-    EXPECT_EQ(strlen(lddate), 17u);  // set to the present time
-    EXPECT_NE(std::string(lddate), "-");
+    const std::string lddate = fieldText(at(arrival, 1), "lddate");
+    EXPECT_EQ(lddate.size(), 17u);  // set to the present time
+    EXPECT_NE(lddate, "-");
     EXPECT_EQ(rsnextid(db, "arid"), 19);
     EXPECT_EQ(rsnextid(db, "evid"), 1);
     // the counters are records of lastid
     Rsptr lastid = rslookup(db, nullptr, "lastid", nullptr, "0");
-    char keyname[RS_STRSZ];
-    long keyvalue = 0;
-    ASSERT_EQ(rsgetv(lastid, nullptr, "keyname", keyname, "keyvalue", &keyvalue, nullptr), 0);
-    EXPECT_STREQ(keyname, "arid");
-    EXPECT_EQ(keyvalue, 19);
+    EXPECT_EQ(fieldText(lastid, "keyname") + " " + fieldText(lastid, "keyvalue"), "arid 19");
     EXPECT_EQ(recordCount(db, "lastid"), 2);
     rsclose(db);
 }
@@ -287,19 +285,13 @@ TEST_F(RecordStoreWrite, AnotherHandleTakesInARecordRewrittenInPlace)
     ASSERT_EQ(rsput(rslookup(a, nullptr, "arrival", "iphase", "1"), "S"), 0) << takeErrors();
     EXPECT_EQ(rscheck(b), 1);
     EXPECT_EQ(recordCount(b, "arrival"), 2);
-    char phase[RS_STRSZ];
-    ASSERT_EQ(rsgetv(rslookup(b, nullptr, "arrival", nullptr, "1"), nullptr, "iphase", phase, nullptr), 0);
-    EXPECT_STREQ(phase, "S");
+    EXPECT_EQ(fieldText(rslookup(b, nullptr, "arrival", nullptr, "1"), "iphase"), "S");
     EXPECT_EQ(rscheck(b), 0);
     // another program spoils the first record's time in place: b skips it
-    const std::string file = dir_.base() + ".arrival";
-    int fd = open(file.c_str(), O_WRONLY);
-    ASSERT_GE(fd, 0);
-    ASSERT_EQ(pwrite(fd, "x", 1, 7), 1);
-    close(fd);
+    ASSERT_TRUE(overwrite(dir_.base() + ".arrival", 7, "x"));
     EXPECT_EQ(rscheck(b), 1);
     EXPECT_EQ(recordCount(b, "arrival"), 1);
-    EXPECT_NE(takeErrors().find("line 1"), std::string::npos);
+    expectLogged("line 1");
     rsclose(a);
     rsclose(b);
 }
@@ -319,12 +311,8 @@ TEST_F(RecordStoreWrite, RewritesOfThisProcessAreTakenInAloneAndOthersStillSeen)
 {
     // a rewrite of this process alone, or with another program's write to
     // another record before or after it (another program writes no note)
-    struct Case
-    {
-        const char* name;
-        int other;  // 0 none, 1 before, 2 after
-        std::vector<long> taken_in;
-    };
+    // other: 0 none, 1 before, 2 after
+    struct Case { const char* name; int other; std::vector<long> taken_in; };
     const Case cases[] = {{"noted rewrite alone", 0, {2}},
                           {"other program before", 1, {0, 2}},
                           {"other program after", 2, {0, 2}}};
@@ -340,25 +328,18 @@ TEST_F(RecordStoreWrite, RewritesOfThisProcessAreTakenInAloneAndOthersStillSeen)
             ASSERT_GE(rsaddrecord(scratch), 0);
         }
         EXPECT_EQ(recordCount(b, "arrival"), 3);
-        auto other = [&] {
-            // the phase of the first record, "P" at character 70
-            int fd = open((dir_.base() + ".arrival").c_str(), O_WRONLY);
-            ASSERT_GE(fd, 0);
-            ASSERT_EQ(pwrite(fd, "S", 1, 70), 1);
-            close(fd);
-        };
-        if (c.other == 1)
-            other();
+        // the other program: the phase of the first record, "P" at character 70
+        if (c.other == 1) {
+            ASSERT_TRUE(overwrite(dir_.base() + ".arrival", 70, "S"));
+        }
         ASSERT_EQ(rsput(rslookup(a, nullptr, "arrival", "iphase", "2"), "Pn"), 0) << takeErrors();
-        if (c.other == 2)
-            other();
+        if (c.other == 2) {
+            ASSERT_TRUE(overwrite(dir_.base() + ".arrival", 70, "S"));
+        }
         EXPECT_EQ(rscheck(b), 1);
         EXPECT_EQ(rewrittenAtLastCheck(b, "arrival"), c.taken_in);
-        char phase[RS_STRSZ];
-        ASSERT_EQ(rsgetv(rslookup(b, nullptr, "arrival", nullptr, "2"), nullptr, "iphase", phase, nullptr), 0);
-        EXPECT_STREQ(phase, "Pn");
-        ASSERT_EQ(rsgetv(rslookup(b, nullptr, "arrival", nullptr, "0"), nullptr, "iphase", phase, nullptr), 0);
-        EXPECT_STREQ(phase, c.other ? "S" : "P");
+        EXPECT_EQ(fieldText(rslookup(b, nullptr, "arrival", nullptr, "2"), "iphase"), "Pn");
+        EXPECT_EQ(fieldText(rslookup(b, nullptr, "arrival", nullptr, "0"), "iphase"), c.other ? "S" : "P");
         rsclose(a);
         rsclose(b);
     }
@@ -374,11 +355,9 @@ TEST_F(RecordStoreWrite, UnfinishedLastLineIsEndedBeforeTheNextRecord)
     EXPECT_EQ(rsaddrecord(origin), 1);
     EXPECT_EQ(readFile(file), kOrigin1 + "\n" + kOrigin2.substr(0, 50) + "\n" + kOrigin3 + "\n");
     rsclose(db);
-    hl_clear_register(0);
     Rsptr again = rsopen(dir_.base().c_str(), "css3.0", RS_READ);
     EXPECT_EQ(recordCount(again, "origin"), 2);
-    EXPECT_NE(std::string(hl_errlog_string(0)).find(file + " line 2: 50 characters"), std::string::npos)
-        << hl_errlog_string(0);
+    expectLogged(file + " line 2: 50 characters");
     rsclose(again);
 }
 
@@ -399,10 +378,7 @@ TEST_F(RecordStoreWrite, WriteThatCannotCompleteWritesNothing)
         const bool named = std::string(hl_errlog_string(0)).find("Cannot write to " + file) != std::string::npos;
         _exit(r < 0 && named ? 0 : 1);
     }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(waitChild(child), 0);
     EXPECT_EQ(readFile(file), kOrigin1 + "\n");
 }
 
@@ -454,12 +430,8 @@ TEST_F(RecordStoreWrite, ConcurrentWritersLoseNothing)
             arrivalWriter(dir_.base(), kEach, RS_WRITE);
         children.push_back(child);
     }
-    for (pid_t child : children) {
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFEXITED(status));
-        EXPECT_EQ(WEXITSTATUS(status), 0);
-    }
+    for (pid_t child : children)
+        EXPECT_EQ(waitChild(child), 0);
     long bad = -1;
     std::vector<long> ids = arids(dir_.base(), &bad);
     EXPECT_EQ(bad, 0);
@@ -490,9 +462,7 @@ TEST_F(RecordStoreWrite, KilledWriterLeavesEveryEarlierRecord)
         }
         usleep(random() % 30000);
         kill(child, SIGKILL);
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFSIGNALED(status));
+        ASSERT_EQ(waitChild(child), 256 + SIGKILL);
         long bad = -1;
         std::vector<long> ids = arids(dir.base(), &bad);
         // a write cut between two pages of the file leaves one unfinished line
