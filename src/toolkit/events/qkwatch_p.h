@@ -7,7 +7,7 @@
 //
 // Only what changes rows wakes the thread: writes, closes after writing,
 // files made, removed or renamed.  A change of attributes alone does not
-// (the store gives each write a time of its own right after it, which would
+// (the store gives each write times of its own right after it, which would
 // wake the thread a second time for the same row); nor does a file of a
 // table that the server does not read, such as the id counters of lastid,
 // written at every new pick.  Polling still compares every file.

@@ -70,7 +70,7 @@ bool rs_noted_rewrites(dev_t dev, ino_t ino, off_t size, const struct timespec& 
     return true;
 }
 
-bool rs_stamp_rewrite(int fd, const struct timespec& was, struct timespec* now)
+bool rs_stamp_rewrite(int fd, const struct timespec& was, struct timespec* now, struct stat* after)
 {
     struct timespec t;
     if (clock_gettime(CLOCK_REALTIME, &t) != 0)
@@ -82,7 +82,10 @@ bool rs_stamp_rewrite(int fd, const struct timespec& was, struct timespec* now)
             t.tv_nsec = 0;
         }
     }
-    const struct timespec times[2] = {{0, UTIME_OMIT}, t};
+    // the access time too: a change of both times is told to watchers of
+    // the file as one of attributes, while a change of the modification
+    // time alone would look like a second write of its contents
+    const struct timespec times[2] = {t, t};
     if (futimens(fd, times) != 0)
         return false;
     // the file system may keep coarser times than asked for
@@ -90,5 +93,7 @@ bool rs_stamp_rewrite(int fd, const struct timespec& was, struct timespec* now)
     if (fstat(fd, &st) != 0 || !same(st.st_mtim, t))
         return false;
     *now = t;
+    if (after)
+        *after = st;
     return true;
 }
