@@ -38,7 +38,8 @@ int QKWatcher::open(const std::string& dbname, bool use_inotify, std::vector<std
     inotify_fd_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (inotify_fd_ < 0)
         return 0;  // no inotify here: polling alone
-    const uint32_t mask = IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM;
+    const uint32_t mask =
+        IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM | IN_ATTRIB;
     if (inotify_add_watch(inotify_fd_, dir.c_str(), mask) < 0) {
         // a folder that does not exist yet, or no watches left: polling
         close(inotify_fd_);

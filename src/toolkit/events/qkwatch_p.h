@@ -5,12 +5,12 @@
 // simply lasts its time-out, after which the server compares sizes and
 // modification times.  wake() ends a wait from any thread.
 //
-// Only what changes rows wakes the thread: writes, closes after writing,
-// files made, removed or renamed.  A change of attributes alone does not
-// (the store gives each write times of its own right after it, which would
-// wake the thread a second time for the same row); nor does a file of a
-// table that the server does not read, such as the id counters of lastid,
-// written at every new pick.  Polling still compares every file.
+// A file of a table that the server does not read, such as the id counters
+// of lastid written at every new pick, does not wake the thread.  The time
+// a store's write stamps on its file right after it (rsrewrites_p.h) does:
+// the server may have looked at the file between the write and its stamp,
+// and must not take the stamped file for one it has seen.  Polling still
+// compares every file.
 #pragma once
 
 #include <string>

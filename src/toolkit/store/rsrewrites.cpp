@@ -82,10 +82,7 @@ bool rs_stamp_rewrite(int fd, const struct timespec& was, struct timespec* now, 
             t.tv_nsec = 0;
         }
     }
-    // the access time too: a change of both times is told to watchers of
-    // the file as one of attributes, while a change of the modification
-    // time alone would look like a second write of its contents
-    const struct timespec times[2] = {t, t};
+    const struct timespec times[2] = {{0, UTIME_OMIT}, t};
     if (futimens(fd, times) != 0)
         return false;
     // the file system may keep coarser times than asked for
