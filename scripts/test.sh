@@ -14,7 +14,7 @@ ctest --test-dir build/asan --output-on-failure -j "$jobs"
 
 if [ "${VX_SKIP_TSAN:-0}" != 1 ]; then
   cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVX_SANITIZE=thread -DVX_BUILD_TESTS=ON
-  cmake --build build/tsan -j "$jobs" --target toolkit_threads_test seedlink_test traceview_realtime_test server_session_test waveio_threads_test traveltime_threads_test waveform_threads_test mapdata_threads_test events_test
+  cmake --build build/tsan -j "$jobs" --target toolkit_threads_test seedlink_test traceview_realtime_test server_session_test waveio_threads_test traveltime_threads_test waveform_threads_test mapdata_threads_test events_test pickpath_test
   ctest --test-dir build/tsan --output-on-failure -L threads
 fi
 

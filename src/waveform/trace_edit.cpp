@@ -2,7 +2,11 @@
 //
 // Every edit is one row written to the arrival table at once (appended for
 // a new arrival, rewritten in place otherwise), then the event server is
-// made to look at the files so that the display sees the change.  The
+// made to look at the files.  The edit does not wait for the server: the
+// row is on the disk when rsputrecord() returns, the trace reads its
+// arrivals through the client's own handle (so it shows the change at its
+// next layout), and the server's notices about the change follow in the
+// order of the writes.  The
 // record before and after goes to the view's undo queue; undoing an add
 // writes the row again with the phase "del", which hides it: rows are
 // never removed.
@@ -25,9 +29,9 @@ namespace {
 
 constexpr double kNoValue = -2e30;  // a time or deltime that is not given
 
-// The user's login name: the password entry of the effective user, else
-// $USER, else "unknown".
-std::string userName()
+// The login name of the effective user: its password entry, else $USER,
+// else "unknown".
+std::string lookUpUserName()
 {
     struct passwd pw;
     struct passwd* found = nullptr;
@@ -37,6 +41,14 @@ std::string userName()
         return found->pw_name;
     const char* user = getenv("USER");
     return user && *user ? user : "unknown";
+}
+
+// The user's name for "auth", looked up once per process: the lookup reads
+// the password file, which a pick should not do every time.
+const std::string& userName()
+{
+    static const std::string name = lookUpUserName();
+    return name;
 }
 
 // Width of a field of the arrival table, or -1.
@@ -245,7 +257,7 @@ long VXTrace::addArrivalQk(VxPixelatorSource* source, VxTraceArrival& arrival, d
         return -1;
     }
     after.recno_arrival = recno;
-    if (client->checkDatabase() < 0) {
+    if (client->checkDatabase(0) < 0) {
         // the row is on the disk: the server sees it at its next look
         hl_clear_register(HL_CLEAR_PRINT);
     }
@@ -347,7 +359,7 @@ long VXTrace::writeArrival(long arid, double time, bool relative, double deltime
         dropQueue(this, arid);
         return -1;
     }
-    if (client->checkDatabase() < 0)
+    if (client->checkDatabase(0) < 0)
         hl_clear_register(HL_CLEAR_PRINT);
     queueEdit(this, before, after, queue_counter);
     return recno;
@@ -374,7 +386,7 @@ long VXTrace::editArrival(const QKArrival& arrival)
         hl_register_error(0, "VXTrace::editArrival: QKClient::rsputrecord() error.\n");
         return -1;
     }
-    if (client->checkDatabase() < 0)
+    if (client->checkDatabase(0) < 0)
         hl_clear_register(HL_CLEAR_PRINT);
     return recno;
 }

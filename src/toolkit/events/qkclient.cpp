@@ -250,13 +250,15 @@ void QKClient::refreshEventsForce(int wait)
         ev->reset(wait);
 }
 
-int QKClient::checkDatabase()
+int QKClient::checkDatabase(int wait)
 {
     if (!ev) {
         hl_register_error(0, "QKClient::checkDatabase: No server.\n");
         return -1;
     }
-    if (ev->refresh(1) < 0) {
+    if (!wait && ev->seesWrites())
+        return 0;  // the write's own change notice wakes the server
+    if (ev->refresh(wait) < 0) {
         hl_register_error(0, "QKClient::checkDatabase: The server did not check %s.\n", ev->getDbname().c_str());
         return -1;
     }

@@ -177,9 +177,13 @@ public:
     // The next id of counter name ("arid", "orid", ...) from lastid, taken
     // under the lastid table's lock.  Negative on failure.
     long rsnextid(const char* name);
-    // Make the server check the files now and wait for it, so that the
-    // caller's own writes are in the lists when it returns.  0 or negative.
-    int checkDatabase();
+    // Make the server check the files now.  With wait non-zero (the
+    // default), wait for it, so that the caller's own writes are in the
+    // lists when it returns.  With wait 0, return at once: the server takes
+    // the writes in on its thread and its notices follow in the order of the
+    // writes; a server whose watcher sees the files change has been woken by
+    // the write itself and is not asked a second time.  0 or negative.
+    int checkDatabase(int wait = 1);
     // Evaluate a record store expression (docs/expressions.md) on the row
     // db; type and value as for getValue().  0, or negative.
     int getValueFromRsptr(Rsptr db, const char* expression, int* type, void* value);

@@ -37,7 +37,10 @@ QKServer::QKServer(std::string dbname, int auto_refresh, int auto_check_database
       model_(std::make_unique<QKModel>()),
       watcher_(std::make_unique<QKWatcher>())
 {
-    if (watcher_->open(dbname_, !(flags_ & QK_NO_INOTIFY)) < 0)
+    std::vector<std::string> tables;
+    for (int t = 0; t < QK_NTABLES; t++)
+        tables.emplace_back(qk_table_name(t));
+    if (watcher_->open(dbname_, !(flags_ & QK_NO_INOTIFY), std::move(tables)) < 0)
         hl_register_error(1, "QKServer::QKServer: No change watcher for %s; checks only on request.\n",
                           dbname_.c_str());
     uses_inotify_ = watcher_->usesInotify();
@@ -113,6 +116,7 @@ int QKServer::request(bool reset, int wait)
 void QKServer::run()
 {
     bool first = true;
+    bool file_changed = false;  // the last wait ended on a change to a table file
     while (!stop.load()) {
         long serving;
         bool reset;
@@ -123,7 +127,9 @@ void QKServer::run()
             reset_requested_ = false;
         }
         const bool asked = serving > served_ || first;
-        if (asked || (auto_refresh_ && model_->looksChanged()))
+        // a change the watcher saw is checked at once; after a time-out the
+        // sizes and times are compared first
+        if (asked || (auto_refresh_ && (file_changed || model_->looksChanged())))
             check(reset || first);
         first = false;
         if (asked) {
@@ -134,7 +140,7 @@ void QKServer::run()
         checks_done_++;
         // until a table file changes (inotify), the poll interval is over,
         // or a request or stop() wakes the thread
-        watcher_->wait(auto_refresh_ ? poll_interval_ms_ : -1);
+        file_changed = watcher_->wait(auto_refresh_ ? poll_interval_ms_ : -1) > 0;
     }
     std::lock_guard<std::mutex> lock(request_mutex_);
     served_ = requested_;  // nobody waits for a stopped server

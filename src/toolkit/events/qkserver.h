@@ -97,6 +97,9 @@ public:
     long checks() const { return checks_done_.load(); }
     // Whether changes are noticed by inotify (else by polling alone).
     bool usesInotify() const { return uses_inotify_.load(); }
+    // Whether a write to a table file the server reads wakes its thread by
+    // itself (inotify, with the thread checking on its own).
+    bool seesWrites() const { return auto_refresh_ && uses_inotify_.load(); }
     int pollIntervalMs() const { return poll_interval_ms_; }
 
     // Public state, under the events lock.

@@ -8,9 +8,11 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 QKWatcher::~QKWatcher()
 {
@@ -20,8 +22,9 @@ QKWatcher::~QKWatcher()
         close(inotify_fd_);
 }
 
-int QKWatcher::open(const std::string& dbname, bool use_inotify)
+int QKWatcher::open(const std::string& dbname, bool use_inotify, std::vector<std::string> tables)
 {
+    tables_ = std::move(tables);
     wake_fd_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     if (wake_fd_ < 0) {
         hl_register_error(1, "QKWatcher::open: eventfd: %s.\n", strerror(errno));
@@ -58,12 +61,22 @@ int QKWatcher::drainInotify()
             const auto* e = reinterpret_cast<const struct inotify_event*>(buf + at);
             if (e->mask & IN_Q_OVERFLOW)
                 hit = 1;
-            if (e->len > 0 && strncmp(e->name, prefix_.c_str(), prefix_.size()) == 0)
+            if (e->len > 0 && watched(e->name))
                 hit = 1;
             at += static_cast<ssize_t>(sizeof(struct inotify_event) + e->len);
         }
     }
     return hit;
+}
+
+bool QKWatcher::watched(const char* name) const
+{
+    if (strncmp(name, prefix_.c_str(), prefix_.size()) != 0)
+        return false;
+    if (tables_.empty())
+        return true;
+    const char* table = name + prefix_.size();
+    return std::find(tables_.begin(), tables_.end(), table) != tables_.end();
 }
 
 int QKWatcher::wait(int timeout_ms)

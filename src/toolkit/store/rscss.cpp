@@ -587,9 +587,8 @@ long CssBackend::appendLocked(int table, std::string_view text, bool sync)
     // a time of its own, so that a program writing the file in place later
     // within the same clock tick still changes the time (rsrewrites_p.h)
     struct timespec stamped;
-    rs_stamp_rewrite(t.fd, t.mtime, &stamped);
     struct stat st;
-    if (fstat(t.fd, &st) == 0)
+    if (rs_stamp_rewrite(t.fd, t.mtime, &stamped, &st) || fstat(t.fd, &st) == 0)
         t.mtime = st.st_mtim;
     if (t.rows.count() != before + 1) {
         hl_register_error(0, "CssBackend::append: The record written to %s does not read back.\n", t.path.c_str());
@@ -644,9 +643,9 @@ int CssBackend::updateLocked(int table, long r, std::string_view text, const std
     RsRewriteNote note;
     note.before = t.mtime;
     note.offset = offset;
-    note.own_time = rs_stamp_rewrite(t.fd, t.mtime, &note.after);
     struct stat st;
-    if (fstat(t.fd, &st) == 0) {
+    note.own_time = rs_stamp_rewrite(t.fd, t.mtime, &note.after, &st);
+    if (note.own_time || fstat(t.fd, &st) == 0) {
         t.mtime = st.st_mtim;
         note.dev = st.st_dev;
         note.ino = st.st_ino;

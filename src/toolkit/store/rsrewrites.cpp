@@ -70,7 +70,7 @@ bool rs_noted_rewrites(dev_t dev, ino_t ino, off_t size, const struct timespec& 
     return true;
 }
 
-bool rs_stamp_rewrite(int fd, const struct timespec& was, struct timespec* now)
+bool rs_stamp_rewrite(int fd, const struct timespec& was, struct timespec* now, struct stat* after)
 {
     struct timespec t;
     if (clock_gettime(CLOCK_REALTIME, &t) != 0)
@@ -90,5 +90,7 @@ bool rs_stamp_rewrite(int fd, const struct timespec& was, struct timespec* now)
     if (fstat(fd, &st) != 0 || !same(st.st_mtim, t))
         return false;
     *now = t;
+    if (after)
+        *after = st;
     return true;
 }

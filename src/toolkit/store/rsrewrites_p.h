@@ -12,6 +12,7 @@
 // the reader compares the whole file as before.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -39,6 +40,7 @@ bool rs_noted_rewrites(dev_t dev, ino_t ino, off_t size, const struct timespec& 
                        std::vector<size_t>* offsets);
 
 // Give the file a modification time of its own, later than `was` and not
-// before now.  The time set in *now; false when it could not be set (the
-// file belongs to somebody else), *now then untouched.
-bool rs_stamp_rewrite(int fd, const struct timespec& was, struct timespec* now);
+// before now.  The time set in *now, and the file's status after it in
+// *after when not null; false when it could not be set (the file belongs
+// to somebody else), *now and *after then untouched.
+bool rs_stamp_rewrite(int fd, const struct timespec& was, struct timespec* now, struct stat* after = nullptr);
