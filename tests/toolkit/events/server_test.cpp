@@ -112,7 +112,10 @@ TEST_F(ServerTest, ChildProcessAppendingAnEventIsHeardOnTheGuiThread)
         const long evid = ++next_id, orid = ++next_id;
         const int pid = spawnHelper({"append-event", base, std::to_string(evid), std::to_string(orid), "2.0e9"});
         ASSERT_EQ(waitHelper(pid), 0);
-        ASSERT_TRUE(waitFor([&] { return receiver.events_changed > 0 && receiver.origin_changed > 0; }));
+        // A poll may fall between the helper's origin and event rows: wait for the notice that has both.
+        ASSERT_TRUE(waitFor([&] {
+            return receiver.events_changed > 0 && receiver.origin_changed > 0 && client.getEvents()->max() == count + 1;
+        }));
         EXPECT_EQ(receiver.thread, QThread::currentThread());
 
         auto after = client.getEvents();
