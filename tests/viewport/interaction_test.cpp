@@ -559,11 +559,11 @@ TEST(ViewportInteraction, ShiftRightDragZoomsOut)
     drag(vp.get(), QPointF(100, 50), QPointF(299, 149), Qt::RightButton, Qt::ShiftModifier);
     // the view grows by its width over the box's
     const double fx = (v.xright - v.xleft) / (w2.x() - w1.x());
-    EXPECT_NEAR(vp->vars.spc_xleft, v.xleft - (w1.x() - v.xleft) * fx, 1e-9);
-    EXPECT_NEAR(vp->vars.spc_xright - vp->vars.spc_xleft, (v.xright - v.xleft) * fx, 1e-9);
     const double fy = (v.ybottom - v.ytop) / (w2.y() - w1.y());
-    EXPECT_NEAR(vp->vars.spc_ytop, v.ytop - (w1.y() - v.ytop) * fy, 1e-9);
-    EXPECT_NEAR(vp->vars.spc_ybottom - vp->vars.spc_ytop, (v.ybottom - v.ytop) * fy, 1e-9);
+    expectPoint(QPointF(vp->vars.spc_xleft, vp->vars.spc_ytop),
+                QPointF(v.xleft - (w1.x() - v.xleft) * fx, v.ytop - (w1.y() - v.ytop) * fy), 1e-9);
+    expectPoint(QPointF(vp->vars.spc_xright - vp->vars.spc_xleft, vp->vars.spc_ybottom - vp->vars.spc_ytop),
+                QPointF((v.xright - v.xleft) * fx, (v.ybottom - v.ytop) * fy), 1e-9);
     EXPECT_GT(width(vp.get()), 1.9 * (v.xright - v.xleft));
 }
 
@@ -658,13 +658,11 @@ TEST(ViewportInteraction, PanMovesTheLimitsByItsPixels)
     EXPECT_EQ(std::make_pair(vp->vars.mouse_timer_event, vp->vars.xleft), std::make_pair(1, v.xleft));
     QCoreApplication::processEvents();
     EXPECT_EQ(std::make_tuple(vp->vars.mouse_timer_event, vp->vars.xoffset, vp->vars.yoffset), std::make_tuple(0, -50, 20));
-    EXPECT_NEAR(vp->vars.xleft, v.xleft - 50 * xunits, 1e-9);
-    EXPECT_NEAR(vp->vars.ytop, v.ytop - 20 * yunits, 1e-9);
+    expectPoint(QPointF(vp->vars.xleft, vp->vars.ytop), QPointF(v.xleft - 50 * xunits, v.ytop - 20 * yunits), 1e-9);
     release(vp.get(), QPointF(250, 130));
     // folded into the specified limits
     EXPECT_EQ(QPoint(vp->vars.xoffset, vp->vars.yoffset), QPoint(0, 0));
-    EXPECT_NEAR(vp->vars.spc_xleft, v.xleft - 50 * xunits, 1e-9);
-    EXPECT_NEAR(vp->vars.spc_xright, v.xright - 50 * xunits, 1e-9);
+    expectPoint(QPointF(vp->vars.spc_xleft, vp->vars.spc_xright), QPointF(v.xleft, v.xright) - QPointF(50, 50) * xunits, 1e-9);
     EXPECT_NEAR(vp->vars.spc_ybottom, v.ybottom - 20 * yunits, 1e-9);
     expectIdle(vp.get());
 }
