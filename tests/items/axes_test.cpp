@@ -268,9 +268,8 @@ TEST(AxesTics, LogBadRangesGiveNothing)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     std::vector<VX_AxisTic> big, small;
-    EXPECT_EQ(VX_axes_log_tics(nan, 2, &big, &small), 0);
-    EXPECT_EQ(VX_axes_log_tics(2, 2, &big, &small), 0);
-    EXPECT_EQ(VX_axes_log_tics(0, 1e300, &big, &small), 0);
+    for (auto [start, end] : {std::pair(nan, 2.0), {2.0, 2.0}, {0.0, 1e300}})
+        EXPECT_EQ(VX_axes_log_tics(start, end, &big, &small), 0) << start << " " << end;
     EXPECT_TRUE(big.empty() && small.empty());
     // the widest view of doubles
     ASSERT_EQ(VX_axes_log_tics(-323, 308, &big, &small), 1);
@@ -411,8 +410,7 @@ TEST(AxesPaint, EdpShowsCurvedGridOnly)
                    {"map", "edp", "xleft", "-60", "xright", "60", "ybottom", "-40", "ytop", "40"});
     EXPECT_GT(vptest::countColor(s.image, kGreen), 200);
     // no tics and no numbers
-    EXPECT_EQ(boxOf(s.image, kRed, QRect(0, 0, kW, kH)), QRect());
-    EXPECT_EQ(boxOf(s.image, kBlue, QRect(0, 0, kW, kH)), QRect());
+    EXPECT_EQ(boxOf(s.image, kRed, QRect(0, 0, kW, kH)) | boxOf(s.image, kBlue, QRect(0, 0, kW, kH)), QRect());
     // the grid lines are curves: many green pixels lie in neither a mostly
     // green column nor a mostly green row
     std::vector<int> per_col(kW), per_row(kH);
