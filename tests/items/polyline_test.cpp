@@ -199,9 +199,8 @@ TEST(PolylineDraw, GapValueBreaksTheLine)
     Scene s({"gap_value", "-999", "points", "1 5\n6 5\n-999 -999\n10 5\n15 5"});
     const QImage image = drawLine(s.line.get());
     keep(image, "polyline_gap");
-    EXPECT_TRUE(inkAt(image, 50, 60));   // x 3
-    EXPECT_FALSE(inkAt(image, 100, 60)); // x 8, inside the gap
-    EXPECT_TRUE(inkAt(image, 150, 60));  // x 13
+    // at x 3, at x 8 inside the gap, at x 13
+    EXPECT_EQ(std::make_tuple(inkAt(image, 50, 60), inkAt(image, 100, 60), inkAt(image, 150, 60)), std::make_tuple(true, false, true));
     expectBox(inkBox(image), QRect(QPoint(30, 60), QPoint(170, 60)));
 
     // the same points with the gap value left at its default join up
@@ -374,8 +373,7 @@ TEST(PolylineConfig, PrintersAndDefaults)
         }
         EXPECT_EQ(configText(line, c.key), c.printed);
     }
-    EXPECT_EQ(line.vars.linestyle, 1);
-    EXPECT_EQ(line.vars.gap_value, 2.12345e30);
+    EXPECT_EQ(std::make_pair(line.vars.linestyle, line.vars.gap_value), std::make_pair(1, 2.12345e30));
     EXPECT_EQ(line.class_name, "VXPolyline");
     EXPECT_TRUE(vp->vars.display_list.contains(&line));
     EXPECT_TRUE(line.hasConfigureKey("trace"));
@@ -431,9 +429,9 @@ TEST(PolylineTrace, SamplesLandAtTheirTimesWithAGapBetweenRows)
 
     const QImage image = drawLine(s.line.get());
     keep(image, "polyline_trace");
-    EXPECT_TRUE(inkAt(image, 40, 70));    // (2, 4): x 20 + 10*2, y 110 - 10*4
-    EXPECT_TRUE(inkAt(image, 110, 30));   // (9, 8), the second row's first sample
-    EXPECT_FALSE(inkAt(image, 80, 30));   // x 6, between the rows: no stroke joins them
+    // (2, 4): x 20 + 10*2, y 110 - 10*4; (9, 8), the second row's first sample; x 6, between the rows: no
+    // stroke joins them
+    EXPECT_EQ(std::make_tuple(inkAt(image, 40, 70), inkAt(image, 110, 30), inkAt(image, 80, 30)), std::make_tuple(true, true, false));
     rsclose(tr);
 }
 
