@@ -15,6 +15,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using vptest::isColor;
@@ -38,41 +39,48 @@ int rowOf(double fy)
     return kH - kM - int(std::lround(fy * kPlotH));
 }
 
+// Pixels of about colour c inside r.
+int inkIn(const QImage& img, QRect r, QColor c)
+{
+    int n = 0;
+    r &= img.rect();
+    for (int y = r.top(); y <= r.bottom(); y++)
+        for (int x = r.left(); x <= r.right(); x++)
+            n += isColor(img.pixel(x, y), c);
+    return n;
+}
+
 // Pixels of about colour c in columns x-1..x+1 and rows y0..y1.
 int inkNear(const QImage& img, int x, int y0, int y1, QColor c)
 {
-    int n = 0;
-    for (int xx = x - 1; xx <= x + 1; xx++)
-        for (int y = std::max(0, std::min(y0, y1)); y <= std::min(img.height() - 1, std::max(y0, y1)); y++)
-            if (xx >= 0 && xx < img.width() && isColor(img.pixel(xx, y), c))
-                n++;
-    return n;
+    return inkIn(img, QRect(QPoint(x - 1, std::min(y0, y1)), QPoint(x + 1, std::max(y0, y1))), c);
 }
 
 // Pixels of about colour c in rows y-1..y+1 and columns x0..x1.
 int inkAcross(const QImage& img, int y, int x0, int x1, QColor c)
 {
-    int n = 0;
-    for (int yy = y - 1; yy <= y + 1; yy++)
-        for (int x = std::max(0, x0); x <= std::min(img.width() - 1, x1); x++)
-            if (yy >= 0 && yy < img.height() && isColor(img.pixel(x, yy), c))
-                n++;
-    return n;
+    return inkIn(img, QRect(QPoint(x0, y - 1), QPoint(x1, y + 1)), c);
 }
 
 // Bounding box of pixels of about colour c inside r.
 QRect boxOf(const QImage& img, QColor c, QRect r)
 {
-    int x0 = INT_MAX, y0 = INT_MAX, x1 = -1, y1 = -1;
-    for (int y = std::max(0, r.top()); y <= std::min(img.height() - 1, r.bottom()); y++)
-        for (int x = std::max(0, r.left()); x <= std::min(img.width() - 1, r.right()); x++)
-            if (isColor(img.pixel(x, y), c)) {
-                x0 = std::min(x0, x);
-                y0 = std::min(y0, y);
-                x1 = std::max(x1, x);
-                y1 = std::max(y1, y);
-            }
-    return x1 < 0 ? QRect() : QRect(QPoint(x0, y0), QPoint(x1, y1));
+    QRect box;
+    r &= img.rect();
+    for (int y = r.top(); y <= r.bottom(); y++)
+        for (int x = r.left(); x <= r.right(); x++)
+            if (isColor(img.pixel(x, y), c))
+                box |= QRect(x, y, 1, 1);
+    return box;
+}
+
+// The big (or with small the small) tics of x 0 to 10 across the plot.
+std::vector<VX_AxisTic> xTics(bool small = false, double start = 0, double end = 10)
+{
+    std::vector<VX_AxisTic> tics;
+    VX_axes_linear_tics(start, end, kPlotW, 200, 0, 0, small ? nullptr : &tics, small ? &tics : nullptr);
+    EXPECT_GE(tics.size(), 2u);
+    return tics;
 }
 
 const QColor kRed(255, 0, 0), kGreen(0, 255, 0), kBlue(0, 0, 255), kBlack(0, 0, 0);
@@ -106,71 +114,41 @@ TEST(AxesKeys, DefaultsAfterConstruction)
     // the other widths, lengths and grid colours are read by CustomFamilies
     VXAxes axes(nullptr);
     const VxAxes& v = axes.vars;
-    EXPECT_EQ(v.ywidth_sml, 0);
+    EXPECT_EQ(std::tie(v.ywidth_sml, v.ywidth_sml_grids, v.style, v.mindx, v.mindy), std::make_tuple(0, -1, int(Qt::SolidLine), 200, 100));
     EXPECT_EQ(v.yticlength_sml, 5.0);
-    EXPECT_EQ(v.ywidth_sml_grids, -1);
-    EXPECT_EQ(v.style, int(Qt::SolidLine));
-    EXPECT_EQ(v.mindx, 200);
-    EXPECT_EQ(v.mindy, 100);
     EXPECT_STREQ(v.x_format, "auto");
     EXPECT_STREQ(v.axis_style, "nsew");
     EXPECT_STREQ(v.tic_style, "nisieiwi");
     EXPECT_STREQ(v.x_time_format, "%T");
     EXPECT_STREQ(v.x_date_format, "%G");
     EXPECT_EQ(v.color_grids_y_small.color, QColor("lightgray"));
-    EXPECT_EQ(v.font_numbers.font.pixelSize(), 12);
-    EXPECT_EQ(v.font_supers.font.pixelSize(), 8);
+    EXPECT_EQ(std::make_pair(v.font_numbers.font.pixelSize(), v.font_supers.font.pixelSize()), std::make_pair(12, 8));
 }
 
 TEST(AxesKeys, CustomFamilies)
 {
     // ret: 0 or negative; error: expected in the register; holds: after the call
-    struct Case {
-        const char *name, *key, *value;
-        int ret;
-        const char* error;
-        std::function<bool(const VxAxes&)> holds;
-    };
+    struct Case { const char *name, *key, *value; int ret; const char* error; std::function<bool(const VxAxes&)> holds; };
+    using V = const VxAxes&;
     const Case cases[] = {
-        { "width both", "linewidth_tics", "3", 0, "",
-            [](const VxAxes& v) { return v.xwidth_big == 3 && v.ywidth_big == 3; } },
-        { "width hex", "linewidth_tics", "0x10", 0, "", [](const VxAxes& v) { return v.xwidth_big == 16; } },
-        { "width empty is off", "linewidth_tics_small", "", 0, "",
-            [](const VxAxes& v) { return v.xwidth_sml == -1 && v.ywidth_sml == -1; } },
-        { "width bad", "linewidth_tics", "abc", -1, "axes_parse_linewidth: Illegal linewidth value abc",
-            [](const VxAxes& v) { return v.xwidth_big == 1; } },
-        { "width trailing", "linewidth_grids", "2x", -1, "axes_parse_linewidth: Illegal linewidth value 2x",
-            [](const VxAxes& v) { return v.xwidth_big_grids == 1; } },
-        { "width too big", "linewidth_grids", "99999999999", -1, "Illegal linewidth value",
-            [](const VxAxes& v) { return v.xwidth_big_grids == 1; } },
-        { "width x only", "linewidth_tics_x", "2", 0, "",
-            [](const VxAxes& v) { return v.xwidth_big == 2 && v.ywidth_big == 1; } },
-        { "width y small", "linewidth_tics_y_small", "4", 0, "",
-            [](const VxAxes& v) { return v.ywidth_sml == 4 && v.xwidth_sml == 0; } },
-        { "grid small both", "linewidth_grids_small", "2", 0, "",
-            [](const VxAxes& v) { return v.xwidth_sml_grids == 2 && v.ywidth_sml_grids == 2; } },
-        { "grid y", "linewidth_grids_y", "-1", 0, "",
-            [](const VxAxes& v) { return v.ywidth_big_grids == -1 && v.xwidth_big_grids == 1; } },
-        { "length both", "length_tics", "7.5", 0, "",
-            [](const VxAxes& v) { return v.xticlength_big == 7.5 && v.yticlength_big == 7.5; } },
-        { "length bad", "length_tics", "x", -1, "Illegal ticlength value x",
-            [](const VxAxes& v) { return v.xticlength_big == 10.0; } },
-        { "length small bad", "length_tics_small", "x", -1, "Illegal ticlengthidth value x",
-            [](const VxAxes& v) { return v.xticlength_sml == 5.0; } },
-        { "length not finite", "length_tics_x", "inf", -1, "Illegal ticlength value inf",
-            [](const VxAxes& v) { return v.xticlength_big == 10.0; } },
-        { "length y small", "length_tics_y_small", "8", 0, "",
-            [](const VxAxes& v) { return v.yticlength_sml == 8.0 && v.xticlength_sml == 5.0; } },
-        { "grid colour both", "color_grids", "red", 0, "",
-            [](const VxAxes& v) {
-                return v.color_grids_x.color == QColor("red") && v.color_grids_y.color == QColor("red");
-            } },
-        { "grid colour small", "color_grids_small", "#0000ff", 0, "",
-            [](const VxAxes& v) {
-                return v.color_grids_x_small.color == QColor("blue") && v.color_grids_y_small.color == QColor("blue");
-            } },
-        { "grid colour bad keeps", "color_grids_x", "nosuchcolour", -1, "axes_parse_colorgrids: VX_ParseColor() error.",
-            [](const VxAxes& v) { return v.color_grids_x.color == QColor("gray"); } },
+        {"width both", "linewidth_tics", "3", 0, "", [](V v) { return v.xwidth_big == 3 && v.ywidth_big == 3; }},
+        {"width hex", "linewidth_tics", "0x10", 0, "", [](V v) { return v.xwidth_big == 16; }},
+        {"width empty is off", "linewidth_tics_small", "", 0, "", [](V v) { return v.xwidth_sml == -1 && v.ywidth_sml == -1; }},
+        {"width bad", "linewidth_tics", "abc", -1, "axes_parse_linewidth: Illegal linewidth value abc", [](V v) { return v.xwidth_big == 1; }},
+        {"width trailing", "linewidth_grids", "2x", -1, "axes_parse_linewidth: Illegal linewidth value 2x", [](V v) { return v.xwidth_big_grids == 1; }},
+        {"width too big", "linewidth_grids", "99999999999", -1, "Illegal linewidth value", [](V v) { return v.xwidth_big_grids == 1; }},
+        {"width x only", "linewidth_tics_x", "2", 0, "", [](V v) { return v.xwidth_big == 2 && v.ywidth_big == 1; }},
+        {"width y small", "linewidth_tics_y_small", "4", 0, "", [](V v) { return v.ywidth_sml == 4 && v.xwidth_sml == 0; }},
+        {"grid small both", "linewidth_grids_small", "2", 0, "", [](V v) { return v.xwidth_sml_grids == 2 && v.ywidth_sml_grids == 2; }},
+        {"grid y", "linewidth_grids_y", "-1", 0, "", [](V v) { return v.ywidth_big_grids == -1 && v.xwidth_big_grids == 1; }},
+        {"length both", "length_tics", "7.5", 0, "", [](V v) { return v.xticlength_big == 7.5 && v.yticlength_big == 7.5; }},
+        {"length bad", "length_tics", "x", -1, "Illegal ticlength value x", [](V v) { return v.xticlength_big == 10.0; }},
+        {"length small bad", "length_tics_small", "x", -1, "Illegal ticlengthidth value x", [](V v) { return v.xticlength_sml == 5.0; }},
+        {"length not finite", "length_tics_x", "inf", -1, "Illegal ticlength value inf", [](V v) { return v.xticlength_big == 10.0; }},
+        {"length y small", "length_tics_y_small", "8", 0, "", [](V v) { return v.yticlength_sml == 8.0 && v.xticlength_sml == 5.0; }},
+        {"grid colour both", "color_grids", "red", 0, "", [](V v) { return v.color_grids_x.color == Qt::red && v.color_grids_y.color == Qt::red; }},
+        {"grid colour small", "color_grids_small", "#0000ff", 0, "", [](V v) { return v.color_grids_x_small.color == Qt::blue && v.color_grids_y_small.color == Qt::blue; }},
+        {"grid colour bad keeps", "color_grids_x", "nosuchcolour", -1, "axes_parse_colorgrids: VX_ParseColor() error.", [](V v) { return v.color_grids_x.color == QColor("gray"); }},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -178,10 +156,7 @@ TEST(AxesKeys, CustomFamilies)
         takeErrors();
         const int ret = axes.configure(c.key, c.value, nullptr);
         const std::string errors = takeErrors();
-        if (c.ret == 0)
-            EXPECT_EQ(ret, 0) << errors;
-        else
-            EXPECT_LT(ret, 0);
+        EXPECT_EQ(ret < 0 ? -1 : ret, c.ret) << errors;
         EXPECT_NE(errors.find(c.error), std::string::npos) << errors;
         EXPECT_TRUE(c.holds(axes.vars));
     }
@@ -219,8 +194,7 @@ TEST(AxesTics, LinearAtTheirValues)
         for (const auto* list : {&big, &small})
             for (const VX_AxisTic& t : *list) {
                 EXPECT_NEAR(t.fx, (t.value - c.start) / (c.end - c.start), 1e-9);
-                EXPECT_GE(t.fx, -1e-5);
-                EXPECT_LE(t.fx, 1.00001);
+                EXPECT_TRUE(t.fx >= -1e-5 && t.fx <= 1.00001) << t.fx;
             }
     }
 }
@@ -241,8 +215,7 @@ TEST(AxesTics, LinearBadRangesGiveNothing)
         SCOPED_TRACE(c.name);
         std::vector<VX_AxisTic> big = {{1, 1}}, small = {{1, 1}};
         EXPECT_EQ(VX_axes_linear_tics(c.start, c.end, 300, 50, 0, 0, &big, &small), 0);
-        EXPECT_TRUE(big.empty());
-        EXPECT_TRUE(small.empty());
+        EXPECT_TRUE(big.empty() && small.empty());
     }
 }
 
@@ -268,7 +241,7 @@ TEST(AxesTics, LogDecades)
     const Case cases[] = {
         {"1 to 1000", 0, 3, {0, 1, 2, 3}, 28},
         {"1000 to 1", 3, 0, {3, 2, 1, 0}, 28},
-        {"inside one decade", 0.2, 0.8, {}, 4},  // 2, 3, 4, 5, 6 at 0.30 ... 0.78: 5 values
+        {"inside one decade", 0.2, 0.8, {}, 5},  // 2, 3, 4, 5, 6 at 0.30 ... 0.78
         {"below one", -2.5, -0.5, {-2, -1}, 18},
         {"below one reversed", -0.5, -2.5, {-1, -2}, 18},
     };
@@ -282,16 +255,12 @@ TEST(AxesTics, LogDecades)
             EXPECT_NEAR(big[i].fx, (c.big[i] - c.start) / (c.end - c.start), 1e-12);
         }
         for (const VX_AxisTic& t : small) {
-            EXPECT_GE(t.fx, 0.0);
-            EXPECT_LE(t.fx, 1.0);
+            EXPECT_TRUE(t.fx >= 0.0 && t.fx <= 1.0) << t.fx;
             // every small tic is a whole multiple of its decade
             const double v = std::pow(10.0, t.value), decade = std::pow(10.0, std::floor(t.value + 1e-9));
             EXPECT_NEAR(v / decade, std::round(v / decade), 1e-6);
         }
-        if (c.n_small != 4)
-            EXPECT_EQ(small.size(), c.n_small);
-        else
-            EXPECT_EQ(small.size(), 5u);
+        EXPECT_EQ(small.size(), c.n_small);
     }
 }
 
@@ -299,9 +268,8 @@ TEST(AxesTics, LogBadRangesGiveNothing)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     std::vector<VX_AxisTic> big, small;
-    EXPECT_EQ(VX_axes_log_tics(nan, 2, &big, &small), 0);
-    EXPECT_EQ(VX_axes_log_tics(2, 2, &big, &small), 0);
-    EXPECT_EQ(VX_axes_log_tics(0, 1e300, &big, &small), 0);
+    for (auto [start, end] : {std::pair(nan, 2.0), {2.0, 2.0}, {0.0, 1e300}})
+        EXPECT_EQ(VX_axes_log_tics(start, end, &big, &small), 0) << start << " " << end;
     EXPECT_TRUE(big.empty() && small.empty());
     // the widest view of doubles
     ASSERT_EQ(VX_axes_log_tics(-323, 308, &big, &small), 1);
@@ -314,8 +282,7 @@ TEST(AxesPaint, TicsAtTheirValues)
 {
     // outward tics on the south side only, no box
     Scene s = draw({"axis_style", "", "tic_style", "so", "linewidth_tics_small", "-1"}, "axes_tics_south");
-    std::vector<VX_AxisTic> big;
-    VX_axes_linear_tics(0, 10, kPlotW, 200, 0, 0, &big, nullptr);
+    const std::vector<VX_AxisTic> big = xTics();
     ASSERT_GE(big.size(), 2u);
     const int bottom = rowOf(0);
     for (const VX_AxisTic& t : big)
@@ -329,9 +296,7 @@ TEST(AxesPaint, TicsAtTheirValues)
 TEST(AxesPaint, NumbersUnderTheirTics)
 {
     Scene s = draw({}, "axes_numbers");
-    std::vector<VX_AxisTic> big;
-    VX_axes_linear_tics(0, 10, kPlotW, 200, 0, 0, &big, nullptr);
-    ASSERT_GE(big.size(), 2u);
+    const std::vector<VX_AxisTic> big = xTics();
     const int bottom = rowOf(0);
     for (const VX_AxisTic& t : big) {
         SCOPED_TRACE(t.value);
@@ -388,8 +353,7 @@ TEST(AxesPaint, GridsWithoutVisibleGrids)
 {
     Scene s = draw({"linewidth_grids", "1", "color_grids", "#00ff00", "tic_style", "", "axis_style", ""}, "axes_grid");
     EXPECT_EQ(s.axes->vars.xvisible_grids, 0);
-    std::vector<VX_AxisTic> big;
-    VX_axes_linear_tics(0, 10, kPlotW, 200, 0, 0, &big, nullptr);
+    const std::vector<VX_AxisTic> big = xTics();
     for (const VX_AxisTic& t : big)
         EXPECT_GT(inkNear(s.image, colOf(t.fx), rowOf(0.9), rowOf(0.1), kGreen), kPlotH / 2) << t.value;
     // small grid lines are off by default ...
@@ -398,8 +362,7 @@ TEST(AxesPaint, GridsWithoutVisibleGrids)
     s.axes->configure("linewidth_grids_small", "1", "color_grids_small", "#0000ff", nullptr);
     const QImage small = render(s.vp.get());
     vptest::keep(small, "axes_grid_small");
-    std::vector<VX_AxisTic> sml;
-    VX_axes_linear_tics(0, 10, kPlotW, 200, 0, 0, nullptr, &sml);
+    const std::vector<VX_AxisTic> sml = xTics(true);
     int drawn = 0;
     for (const VX_AxisTic& t : sml)
         drawn += inkNear(small, colOf(t.fx), rowOf(0.9), rowOf(0.1), kBlue) > kPlotH / 2;
@@ -410,9 +373,7 @@ TEST(AxesPaint, ReversedAxis)
 {
     Scene s = draw({"axis_style", "", "tic_style", "so", "linewidth_tics_small", "-1"}, "axes_reversed",
                    {"xleft", "10", "xright", "0", "ybottom", "0", "ytop", "5"});
-    std::vector<VX_AxisTic> big;
-    VX_axes_linear_tics(10, 0, kPlotW, 200, 0, 0, &big, nullptr);
-    ASSERT_GE(big.size(), 2u);
+    const std::vector<VX_AxisTic> big = xTics(false, 10, 0);
     EXPECT_EQ(big.front().value, 10.0);
     for (const VX_AxisTic& t : big) {
         SCOPED_TRACE(t.value);
@@ -449,8 +410,7 @@ TEST(AxesPaint, EdpShowsCurvedGridOnly)
                    {"map", "edp", "xleft", "-60", "xright", "60", "ybottom", "-40", "ytop", "40"});
     EXPECT_GT(vptest::countColor(s.image, kGreen), 200);
     // no tics and no numbers
-    EXPECT_EQ(boxOf(s.image, kRed, QRect(0, 0, kW, kH)), QRect());
-    EXPECT_EQ(boxOf(s.image, kBlue, QRect(0, 0, kW, kH)), QRect());
+    EXPECT_EQ(boxOf(s.image, kRed, QRect(0, 0, kW, kH)) | boxOf(s.image, kBlue, QRect(0, 0, kW, kH)), QRect());
     // the grid lines are curves: many green pixels lie in neither a mostly
     // green column nor a mostly green row
     std::vector<int> per_col(kW), per_row(kH);
@@ -490,8 +450,7 @@ TEST(AxesPaint, ExtremeViewsDrawAndEnd)
         {"huge", {"xleft", "-1e300", "xright", "1e300", "ybottom", "-1e300", "ytop", "1e300"}},
         {"tiny", {"xleft", "1", "xright", "1.0000000000001", "ybottom", "0", "ytop", "1e-300"}},
         {"reversed", {"xleft", "5", "xright", "-5", "ybottom", "3", "ytop", "-3"}},
-        {"log wide",
-         {"xmode", "log", "ymode", "log", "xleft", "1e-300", "xright", "1e300", "ybottom", "1e300", "ytop", "1e-300"}},
+        {"log wide", {"xmode", "log", "ymode", "log", "xleft", "1e-300", "xright", "1e300", "ybottom", "1e300", "ytop", "1e-300"}},
         {"log bad", {"xmode", "log", "xleft", "-1", "xright", "10", "ybottom", "0", "ytop", "1"}},
         {"time", {"xleft", "0", "xright", "1e12", "ybottom", "0", "ytop", "1"}},
     };

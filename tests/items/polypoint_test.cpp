@@ -73,8 +73,7 @@ TEST(Polypoint, BracedPointKeepsItsLookWhenTheDefaultFillChanges)
     VXPolypoint pp(vp.get());
     ASSERT_EQ(pp.configure("showlabels", "no", "points", "1 1 A {f=red sz=20}\n2 2 B", nullptr), 0) << takeErrors();
     ASSERT_EQ(pp.count(), 2);
-    EXPECT_EQ(pp.glyph(0)->vars.label, "A");
-    EXPECT_EQ(pp.glyph(1)->vars.label, "B");
+    EXPECT_EQ(std::make_pair(pp.glyph(0)->vars.label, pp.glyph(1)->vars.label), std::make_pair(QString("A"), QString("B")));
     const QPoint a(50, 150), b(100, 100);
 
     QImage before = drawPoints(&pp);
@@ -111,16 +110,14 @@ TEST(Polypoint, APointsLabelColoursAreItsOwn)
     const QPoint own(50, 150), plain(150, 50);
     EXPECT_GT(countNear(image, own, 10, Qt::yellow), 40);
     EXPECT_GT(countNear(image, own, 10, QColor("green")), 5);
-    EXPECT_EQ(countNear(image, plain, 10, Qt::yellow), 0);
-    EXPECT_EQ(countNear(image, plain, 10, QColor("green")), 0);
+    EXPECT_EQ(countNear(image, plain, 10, Qt::yellow) + countNear(image, plain, 10, QColor("green")), 0);
     EXPECT_GT(countNear(image, plain, 10, Qt::black), 5);
 }
 
 TEST(Polypoint, LabelAttributeSyntax)
 {
     struct Case { const char *name, *text, *label; QList<std::pair<QString, QString>> attributes; } cases[] = {
-        {"all keys", "text {f=red sz=12 lw=2 sy=star}", "text",
-         {{"f", "red"}, {"sz", "12"}, {"lw", "2"}, {"sy", "star"}}},
+        {"all keys", "text {f=red sz=12 lw=2 sy=star}", "text", {{"f", "red"}, {"sz", "12"}, {"lw", "2"}, {"sy", "star"}}},
         {"no blank before brace", "a{o=blue}", "a", {{"o", "blue"}}},
         {"no closing brace", "open {f=red", "open {f=red", {}},
         {"token without =", "p {bold\tl=green}", "p", {{"l", "green"}}},
@@ -145,12 +142,10 @@ TEST(Polypoint, ModifyOnePointAndFreeThemAll)
     ASSERT_EQ(pp.configure("modify_point_x", "1 2.5", "modify_point_y", "2 0.5", "modify_point", "0 0.5 0.25 z {sy=vl}",
                            "modify_point_gc", "1 {sz=9.0 lw=1.5}", nullptr), 0) << takeErrors();
     EXPECT_EQ(position(pp, 1), std::make_pair(2.5, 2.0));
-    EXPECT_EQ(position(pp, 2).second, 0.5);
-    EXPECT_EQ(position(pp, 0).first, 0.5);
+    EXPECT_EQ(std::make_pair(position(pp, 2).second, position(pp, 0).first), std::make_pair(0.5, 0.5));
     EXPECT_EQ(pp.glyph(0)->vars.label, "z");
     EXPECT_EQ(pp.styles.value(pp.glyph(0)).symbol, VX_POLYPOINT_SYMBOL_VLINE);
-    EXPECT_EQ(pp.glyph(1)->getSize(), 9.0);
-    EXPECT_EQ(pp.glyph(1)->vars.label, "b");
+    EXPECT_EQ(std::make_pair(pp.glyph(1)->getSize(), pp.glyph(1)->vars.label), std::make_pair(9.0, QString("b")));
     ASSERT_EQ(pp.configure("interaction", "show", "points_free", "", nullptr), 0) << takeErrors();
     EXPECT_EQ(pp.count(), 0);
     const auto& set = pp.vars.points->vars;
@@ -186,8 +181,7 @@ TEST(Polypoint, BadValuesSayWhyAndChangeNothing)
         const std::string errors = takeErrors();
         EXPECT_EQ(errors.substr(0, strlen(c.message)), c.message) << errors;
         EXPECT_EQ(configText(pp, c.key), before);
-        EXPECT_EQ(pp.count(), 2);
-        EXPECT_EQ(pp.glyph(0)->getSize(), 0.0);
+        EXPECT_EQ(std::make_pair(pp.count(), pp.glyph(0)->getSize()), std::make_pair(2, 0.0));
     }
     EXPECT_EQ(position(pp, 0).first, 1.0);
 }
@@ -215,8 +209,8 @@ TEST(Polypoint, ShowRaisesThePointUnderThePointerAndFadesTheOthers)
 
 TEST(Polypoint, CommandWords)
 {
-    const QString window = vx_send("mainwindow", "none", {"0"}).handle;
-    const QString viewport = vx_send("viewport", window).handle;
+    PlotSession session;
+    const QString &window = session.window, &viewport = session.viewport;
     const Reply made = vx_send("polypoint", viewport);
     ASSERT_EQ(made.code, 0);
     EXPECT_TRUE(made.handle.startsWith("polypoint:"));
@@ -226,20 +220,16 @@ TEST(Polypoint, CommandWords)
     ASSERT_EQ(type, VX_TYPE_POLYPOINT);
     EXPECT_EQ(pp->count(), 1);
     Handles h;
-    h["p"] = made.handle;
     h["w"] = window;
     expectRefusals({
         {"not a viewport", "polypoint", "{w}", {}, "VX_GraphicsServer_polypoint: '{w}' not a viewport.\n"},
     }, h);
     const Reply wrong = sendExtra("polypoint_callback", viewport, {nullptr, nullptr});
-    EXPECT_EQ(wrong.code, 1);
-    EXPECT_EQ(wrong.handle, "VX_GraphicsServer_polypoint_callback: Item " + viewport + " not a polypoint item.\n");
+    EXPECT_EQ(std::make_pair(wrong.code, wrong.handle),
+              std::make_pair(1, "VX_GraphicsServer_polypoint_callback: Item " + viewport + " not a polypoint item.\n"));
     const Reply set = sendExtra("polypoint_callback", made.handle,
                                 {reinterpret_cast<void*>(&consumeAll), nullptr});
-    EXPECT_EQ(set.code, 0);
-    EXPECT_EQ(set.handle, "polypoint_callback");
+    EXPECT_EQ(std::make_pair(set.code, set.handle), std::make_pair(0, QString("polypoint_callback")));
     EXPECT_EQ(pp->vars.glyphCallbacks.size(), 1);
     vx_send("delete", made.handle);
-    vx_send("delete", viewport);
-    vx_send("delete", window);
 }

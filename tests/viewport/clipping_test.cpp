@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 TEST(ClipOutcode, Table)
@@ -48,8 +49,7 @@ TEST(ClipLine, Table)
         EXPECT_NEAR(x1, c.cx1, 1e-5);
         EXPECT_NEAR(y1, c.cy1, 1e-5);
         // whatever is accepted lies in the square
-        EXPECT_EQ(VX_ClipOutcode(x0, y0), 0);
-        EXPECT_EQ(VX_ClipOutcode(x1, y1), 0);
+        EXPECT_EQ(VX_ClipOutcode(x0, y0) | VX_ClipOutcode(x1, y1), 0);
     }
 }
 
@@ -67,15 +67,13 @@ TEST(ClipPolygon, OnePass)
     x = {-1, -1, 0.5};
     y = {0.2, 0.8, 0.5};
     ASSERT_EQ(VX_ClipPolygonEdge(VX_CLIP_EDGE_LEFT, x, y, xo, yo), 4);
-    EXPECT_EQ(xo[1], -1);
-    EXPECT_EQ(yo[1], 0.8);
+    EXPECT_EQ(std::make_pair(xo[1], yo[1]), std::make_pair(-1.0, 0.8));
     // everything outside: nothing
     x = {-1, -2, -1.5};
     y = {0, 1, 2};
     EXPECT_EQ(VX_ClipPolygonEdge(VX_CLIP_EDGE_LEFT, x, y, xo, yo), 0);
-    x.clear();
-    y.clear();
-    EXPECT_EQ(VX_ClipPolygonEdge(VX_CLIP_EDGE_TOP, x, y, xo, yo), 0);
+    std::vector<double> none;
+    EXPECT_EQ(VX_ClipPolygonEdge(VX_CLIP_EDGE_TOP, none, none, xo, yo), 0);
 }
 
 TEST(ClipPolygon, FourPasses)
@@ -92,14 +90,8 @@ TEST(ClipPolygon, FourPasses)
         SCOPED_TRACE(c.name);
         std::vector<double> x = c.x, y = c.y;
         int n = VX_ClipPolygon(x, y);
-        if (c.count >= 0)
-            EXPECT_EQ(n, c.count);
-        else
-            EXPECT_GT(n, 0);
-        EXPECT_EQ(static_cast<int>(x.size()), n);
-        if (n == 0) {
-            EXPECT_TRUE(y.empty());
-        }
+        EXPECT_TRUE(c.count >= 0 ? n == c.count : n > 0) << n;
+        EXPECT_EQ(std::make_pair(static_cast<int>(x.size()), static_cast<int>(y.size())), std::make_pair(n, n));
     }
     // across the square: the band's rectangle once clamped; the points
     // left outside by the equal-coordinate rule lie on the band's lines

@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -112,9 +113,8 @@ TEST(PolyDraw, GapBreaksTheLine)
 {
     auto vp = plotViewport();
     QImage image = drawLine(vp.get(), {1, 4, G, 6, 9}, {4, 4, 4, 4, 4});
-    EXPECT_EQ(image.pixel(30, 50), QColor(Qt::black).rgba());
-    EXPECT_EQ(image.pixel(55, 50), QColor(Qt::white).rgba());
-    EXPECT_EQ(image.pixel(80, 50), QColor(Qt::black).rgba());
+    EXPECT_EQ(std::make_tuple(image.pixelColor(30, 50), image.pixelColor(55, 50), image.pixelColor(80, 50)),
+              std::make_tuple(QColor(Qt::black), QColor(Qt::white), QColor(Qt::black)));
     RecordingDevice* d = record(vp.get(), {1, 2, 4, G, 6, NAN, 7, 9}, {4, 5, 4, 0, 4, 1, 5, 4});
     EXPECT_EQ(d->engine.lines, 1);            // the part of 2 points
     ASSERT_EQ(d->engine.polylines.size(), 1u);  // the part of 3
@@ -150,14 +150,12 @@ TEST(PolyDraw, BatchesOfAThousandPoints)
     }
     RecordingDevice* d = record(vp.get(), x, y);
     ASSERT_EQ(d->engine.polylines.size(), 2u);
-    EXPECT_EQ(d->engine.polylines[0].size(), 1000u);
-    EXPECT_EQ(d->engine.polylines[1].size(), 3u);
+    EXPECT_EQ(std::make_pair(d->engine.polylines[0].size(), d->engine.polylines[1].size()), std::make_pair(1000ul, 3ul));
     EXPECT_EQ(d->engine.polylines[1].front(), d->engine.polylines[0].back());
     EXPECT_EQ(d->engine.lines, 0);
     // identical successive points are dropped before Qt sees them
-    std::vector<double> dx(500, 2.0), dy(500, 3.0);
+    std::vector<double> dx(500, 2.0), dy(501, 3.0);
     dx.push_back(4);
-    dy.push_back(3);
     d = record(vp.get(), dx, dy);
     EXPECT_EQ(d->engine.lines, 1);
     EXPECT_TRUE(d->engine.polylines.empty());
@@ -212,12 +210,10 @@ TEST(PolyDraw, Fills)
         const QImage image = drawLine(plotViewport().get(), c.x, c.y, c.fill, 0, Qt::NoPen);
         vptest::keep(image, "vp_fill");
         const int n = countColor(image, red, plot);
-        if (c.red_in_plot >= 0) {
+        if (c.red_in_plot >= 0)
             EXPECT_EQ(n, c.red_in_plot);
-        } else {
-            EXPECT_GT(n, 0);
-            EXPECT_LT(n, 100 * 80);
-        }
+        else
+            EXPECT_TRUE(n > 0 && n < 100 * 80) << n;
         EXPECT_EQ(countColor(image, red) - n, 0) << "paint outside the plot area";
         if (!c.hole.isEmpty()) {
             EXPECT_EQ(countColor(image, Qt::white, c.hole), c.hole.width() * c.hole.height());
@@ -229,29 +225,21 @@ TEST(PolyDraw, FillFrameWalk)
 {
     // segments that leave the frame and come back are joined along it,
     // clockwise on the screen
-    struct Case
-    {
-        const char* name;
-        double x1, y1, x2, y2;  // the first segment, normalised
-        double x3, y3, x4, y4;  // the second
-        std::vector<QPointF> expected;
-    } cases[] = {
-        {"left to right", 0.5, 0.5, 0, 0.5, 1, 0.25, 0.5, 0.5,
-         {{60, 50}, {10, 50}, {10, 10}, {110, 10}, {110, 70}, {60, 50}}},
-        {"right to bottom", 0.5, 0.5, 1, 0.5, 0.5, 0, 0.5, 0.5, {{60, 50}, {110, 50}, {110, 90}, {60, 90}, {60, 50}}},
-        {"top to left", 0.5, 0.5, 0.5, 1, 0, 0.5, 0.5, 0.5,
-         {{60, 50}, {60, 10}, {110, 10}, {110, 90}, {10, 90}, {10, 50}, {60, 50}}},
-        {"bottom to top", 0.5, 0.5, 0.25, 0, 0.75, 1, 0.5, 0.5,
-         {{60, 50}, {35, 90}, {10, 90}, {10, 10}, {85, 10}, {60, 50}}},
-        {"start on no edge adds nothing", 0.5, 0.5, 0, 0.5, 0.25, 0.25, 0.5, 0.5, {{60, 50}, {10, 50}, {60, 50}}},
+    // two segments, normalised: the first from the centre out, the second back in to the centre
+    struct Case { const char* name; double x2, y2, x3, y3; std::vector<QPointF> expected; } cases[] = {
+        {"left to right", 0, 0.5, 1, 0.25, {{60, 50}, {10, 50}, {10, 10}, {110, 10}, {110, 70}, {60, 50}}},
+        {"right to bottom", 1, 0.5, 0.5, 0, {{60, 50}, {110, 50}, {110, 90}, {60, 90}, {60, 50}}},
+        {"top to left", 0.5, 1, 0, 0.5, {{60, 50}, {60, 10}, {110, 10}, {110, 90}, {10, 90}, {10, 50}, {60, 50}}},
+        {"bottom to top", 0.25, 0, 0.75, 1, {{60, 50}, {35, 90}, {10, 90}, {10, 10}, {85, 10}, {60, 50}}},
+        {"start on no edge adds nothing", 0, 0.5, 0.25, 0.25, {{60, 50}, {10, 50}, {60, 50}}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         auto vp = plotViewport();
         RecordingDevice device(120, 100);
         QPainter painter(&device);
-        vp->bufferDraws(&painter, 1, 0, 100, 80, c.x1, c.y1, c.x2, c.y2);
-        vp->bufferDraws(&painter, 1, 0, 100, 80, c.x3, c.y3, c.x4, c.y4);
+        vp->bufferDraws(&painter, 1, 0, 100, 80, 0.5, 0.5, c.x2, c.y2);
+        vp->bufferDraws(&painter, 1, 0, 100, 80, c.x3, c.y3, 0.5, 0.5);
         vp->bufferDraws(&painter, 1, 1, 100, 80, 0, 0, 0, 0);
         painter.end();
         ASSERT_EQ(device.engine.polygons.size(), 1u);
@@ -273,8 +261,8 @@ TEST(PolyDraw, PainterStateIsKept)
     std::vector<double> ex = {10, 10}, ey = {1, 7};
     ASSERT_EQ(vp->polyDraw(&painter, 2, ex.data(), ey.data(), 0, 0, 0), 0);
     painter.end();
-    EXPECT_EQ(image.pixel(111, 50), QColor(Qt::black).rgba());
-    EXPECT_EQ(image.pixel(109, 50), QColor(Qt::black).rgba());
+    EXPECT_EQ(std::make_pair(image.pixelColor(111, 50), image.pixelColor(109, 50)),
+              std::make_pair(QColor(Qt::black), QColor(Qt::black)));
     // a clip of the caller's stays in force
     image.fill(Qt::white);
     painter.begin(&image);
@@ -319,15 +307,11 @@ TEST(DrawText, Anchors)
     auto vp = makeViewport(300, 200);
     const QFontMetrics metrics(font.font);
     const int wt = metrics.boundingRect("HIH").width(), wb = 10 + wt, hb = 10 + metrics.ascent();
-    // ink_y: the ink or box point at the anchor, in the widget
-    // fy: the fraction of the ink or box at it
-    struct Case { const char* name; const char* just; bool box; double ink_x, ink_y; double fx, fy; } cases[] = {
-        {"centre on the tight text height", "c", false, 100, 100, 0.5, 0.5},
-        {"south west of the text", "sw", false, 100, 100, 0.0, 1.0},
-        {"north east of the text", "ne", false, 100, 100, 1.0, 0.0},
-        {"centre of the box", "cb", true, 100, 100, 0.5, 0.5},
-        {"north east of the box", "neb", true, 100, 100, 1.0, 0.0},
-        {"south of the box", "sb", true, 100, 100, 0.5, 1.0},
+    // fx, fy: the fraction of the ink or box at the anchor, (100, 100) in the widget
+    struct Case { const char* name; const char* just; bool box; double fx, fy; } cases[] = {
+        {"centre on the tight text height", "c", false, 0.5, 0.5}, {"south west of the text", "sw", false, 0.0, 1.0},
+        {"north east of the text", "ne", false, 1.0, 0.0},         {"centre of the box", "cb", true, 0.5, 0.5},
+        {"north east of the box", "neb", true, 1.0, 0.0},          {"south of the box", "sb", true, 0.5, 1.0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -347,8 +331,8 @@ TEST(DrawText, Anchors)
         // a box is placed to the pixel; text ink carries the glyphs' side
         // bearings
         const double slack = c.box ? 1.0 : 3.0;
-        EXPECT_NEAR(r.left() + c.fx * r.width(), c.ink_x, slack);
-        EXPECT_NEAR(r.top() + c.fy * r.height(), c.ink_y, slack);
+        EXPECT_NEAR(r.left() + c.fx * r.width(), 100, slack);
+        EXPECT_NEAR(r.top() + c.fy * r.height(), 100, slack);
         EXPECT_EQ(QPointF(xbb, ybb), QPointF(100, 100));
         EXPECT_EQ(QSize(w, h), QSize(wb, hb));
     }
@@ -422,11 +406,10 @@ TEST(FindClosest, Picks)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
+        std::vector<double> x = c.x, y = c.y;
         int imin = 99;
         double dmin = -7;
-        EXPECT_EQ(vp->findClosest(static_cast<int>(c.x.size()), const_cast<double*>(c.x.data()),
-                                  const_cast<double*>(c.y.data()), c.px, c.py, &imin, &dmin),
-                  0);
+        EXPECT_EQ(vp->findClosest(static_cast<int>(x.size()), x.data(), y.data(), c.px, c.py, &imin, &dmin), 0);
         EXPECT_EQ(imin, c.index);
         EXPECT_DOUBLE_EQ(dmin, c.distance);
     }

@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 
@@ -18,15 +19,8 @@ namespace {
 VxViewport frame(int xmode = 0)
 {
     VxViewport vp;
-    vp.w = 120;
-    vp.h = 70;
-    vp.mleft = vp.mright = 10;
-    vp.mbottom = 5;
-    vp.mtop = 15;
-    vp.xleft = xmode == 1 ? 1 : 0;
-    vp.xright = xmode == 1 ? 100 : 10;
-    vp.ybottom = 0;
-    vp.ytop = 5;
+    std::tie(vp.w, vp.h, vp.mleft, vp.mright, vp.mbottom, vp.mtop) = std::make_tuple(120, 70, 10, 10, 5, 15);
+    std::tie(vp.xleft, vp.xright, vp.ybottom, vp.ytop) = std::make_tuple(xmode == 1 ? 1 : 0, xmode == 1 ? 100 : 10, 0, 5);
     vp.xmode = xmode;
     return vp;
 }
@@ -38,10 +32,7 @@ public:
     BoxItem() : VXViewportItem(nullptr, nullptr, "BoxItem", 0) {}
     int getRelativeBox(double* x, double* y, double* w, double* h) override
     {
-        *x = 20;
-        *y = 7;
-        *w = 30;
-        *h = 9;
+        std::tie(*x, *y, *w, *h) = std::make_tuple(20, 7, 30, 9);
         return 0;
     }
 };
@@ -52,36 +43,21 @@ TEST(PixelExpression, Values)
 {
     const VX_PixelBox box{20, 7, 30, 9};
     struct Case { const char* name; int axis; const char* text; bool relative; double expected; } cases[] = {
-        {"right edge", 0, "right", false, 100},
-        {"frame right", 0, "fright", false, 110},
-        {"left edge", 0, "left", false, 0},
-        {"frame left", 0, "fleft", false, -10},
-        {"two short of the right", 0, "1.0v-2", false, 98},
-        {"half width", 0, "0.5v", false, 50},
-        {"inside the widget edge", 0, "fleft+10", false, 0},
-        {"data value", 0, "2.5d", false, 25},
-        {"negative data value", 0, "-2.5d", false, -25},
-        {"left of the relative box", 0, "-1r-1", true, -11},
-        {"relative origin", 0, "0r", true, 20},
-        {"relative far side", 0, "1r+2", true, 52},
-        {"relative resets the sum", 0, "40+0r", true, 20},
-        {"relative missing keeps the sum", 0, "7+5r", false, 7},
-        {"blanks are skipped", 0, " 1 2 ", false, 12},
-        {"leading plus", 0, "+10", false, 10},
-        {"leading minus", 0, "-3", false, -3},
-        {"empty", 0, "", false, 0},
-        {"rounded down", 0, "1.4", false, 1},
-        {"rounded half away from zero", 0, "1.5", false, 2},
-        {"negative half away from zero", 0, "-1.5", false, -2},
-        {"sum of many", 0, "right-10-2+0.1v", false, 98},
-        {"top edge", 1, "top", false, 50},
-        {"frame top", 1, "ftop", false, 65},
-        {"bottom edge", 1, "bottom", false, 0},
-        {"frame bottom", 1, "fbottom", false, -5},
-        {"y data value", 1, "2.5d", false, 25},
-        {"y fraction", 1, "1.0v-2", false, 48},
-        {"y relative origin", 1, "0r", true, 7},
-        {"y relative top", 1, "1r", true, 16},
+        {"right edge", 0, "right", false, 100}, {"frame right", 0, "fright", false, 110},
+        {"left edge", 0, "left", false, 0}, {"frame left", 0, "fleft", false, -10},
+        {"two short of the right", 0, "1.0v-2", false, 98}, {"half width", 0, "0.5v", false, 50},
+        {"inside the widget edge", 0, "fleft+10", false, 0}, {"data value", 0, "2.5d", false, 25},
+        {"negative data value", 0, "-2.5d", false, -25}, {"left of the relative box", 0, "-1r-1", true, -11},
+        {"relative origin", 0, "0r", true, 20}, {"relative far side", 0, "1r+2", true, 52},
+        {"relative resets the sum", 0, "40+0r", true, 20}, {"relative missing keeps the sum", 0, "7+5r", false, 7},
+        {"blanks are skipped", 0, " 1 2 ", false, 12}, {"leading plus", 0, "+10", false, 10},
+        {"leading minus", 0, "-3", false, -3}, {"empty", 0, "", false, 0},
+        {"rounded down", 0, "1.4", false, 1}, {"rounded half away from zero", 0, "1.5", false, 2},
+        {"negative half away from zero", 0, "-1.5", false, -2}, {"sum of many", 0, "right-10-2+0.1v", false, 98},
+        {"top edge", 1, "top", false, 50}, {"frame top", 1, "ftop", false, 65},
+        {"bottom edge", 1, "bottom", false, 0}, {"frame bottom", 1, "fbottom", false, -5},
+        {"y data value", 1, "2.5d", false, 25}, {"y fraction", 1, "1.0v-2", false, 48},
+        {"y relative origin", 1, "0r", true, 7}, {"y relative top", 1, "1r", true, 16},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -192,11 +168,9 @@ TEST(PixelExpression, ViewportMembers)
     BoxItem box;
     double x = -1, y = -1;
     ASSERT_EQ(vp->getPixels("1.0v-2", "0r", &x, &y, &box), 0);
-    EXPECT_EQ(x, 98);
-    EXPECT_EQ(y, 7);
+    EXPECT_EQ(QPointF(x, y), QPointF(98, 7));
     ASSERT_EQ(vp->getPixels("-1r-1", "ftop", &x, &y, nullptr), 0);
-    EXPECT_EQ(x, -1);
-    EXPECT_EQ(y, 65);
+    EXPECT_EQ(QPointF(x, y), QPointF(-1, 65));
     // an item without a box leaves "r" terms alone
     VXViewportItem plain(nullptr, nullptr, "Plain", 0);
     ASSERT_EQ(vp->getPixels("3+0r", "0", &x, &y, &plain), 0);
@@ -228,24 +202,19 @@ TEST(Anchor, Names)
         SCOPED_TRACE(c.name);
         double jx = -1, jy = -1;
         VXViewport::parseAnchor(c.anchor, &jx, &jy);
-        EXPECT_EQ(jx, c.jx);
-        EXPECT_EQ(jy, c.jy);
+        EXPECT_EQ(std::make_pair(jx, jy), std::make_pair(c.jx, c.jy));
     }
 }
 
 TEST(Anchor, Numbers)
 {
-    const double expected[][2] = {{0, 0}, {0.5, 0}, {1, 0}, {1, 0.5}, {0.5, 0.5}, {1, 1}, {0.5, 1}, {0, 1}, {0, 0.5}};
-    for (int i = 0; i < 9; i++) {
+    // 0 to 8 round from the south west; out of range is the centre
+    const std::tuple<int, double, double> cases[] = {{0, 0, 0},   {1, 0.5, 0}, {2, 1, 0},     {3, 1, 0.5},
+                                                     {4, 0.5, 0.5}, {5, 1, 1}, {6, 0.5, 1},   {7, 0, 1},
+                                                     {8, 0, 0.5}, {-1, 0.5, 0.5}, {9, 0.5, 0.5}, {1000, 0.5, 0.5}};
+    for (auto [i, ex, ey] : cases) {
         double jx = -1, jy = -1;
         VXViewport::parseAnchor(i, &jx, &jy);
-        EXPECT_EQ(jx, expected[i][0]) << i;
-        EXPECT_EQ(jy, expected[i][1]) << i;
-    }
-    for (int i : {-1, 9, 1000}) {
-        double jx = -1, jy = -1;
-        VXViewport::parseAnchor(i, &jx, &jy);
-        EXPECT_EQ(jx, 0.5) << i;
-        EXPECT_EQ(jy, 0.5) << i;
+        EXPECT_EQ(std::make_pair(jx, jy), std::make_pair(ex, ey)) << i;
     }
 }

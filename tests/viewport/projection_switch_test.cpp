@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -58,8 +59,7 @@ TEST(ProjectionSwitch, TransitionTable)
         {"geog to edp recentres", geog, "edp", VX_MAP_EDP, -20, 20, -15, 15, 5.0002, 0.0002},
         {"none to globe recentres", none, "globe", VX_MAP_GLOBE, -20, 20, -15, 15, 5.0001, 0.0001},
         {"merc to edp recentres", merc, "edp", VX_MAP_EDP, -20, 20, -15, 15, 5.0002, 0.0002},
-        {"merc to geog centres", merc, "geog", VX_MAP_GEOG, -19.9999, 20.0001, 5.0001 - 15, 5.0001 + 15, keep,
-         keep},
+        {"merc to geog centres", merc, "geog", VX_MAP_GEOG, -19.9999, 20.0001, 5.0001 - 15, 5.0001 + 15, keep, keep},
         {"none to geog centres", none, "geog", VX_MAP_GEOG, -20, 20, -10, 20, keep, keep},
         {"edp to merc", edp, "merc", VX_MAP_MERC, -9.9999, 30.0001, M30 - 15, M30 + 15, 30.0001, 10.0001},
         {"globe to merc", globe, "merc", VX_MAP_MERC, -9.9999, 30.0001, M30 - 15, M30 + 15, keep, keep},
@@ -68,18 +68,15 @@ TEST(ProjectionSwitch, TransitionTable)
         {"globe to geog", globe, "geog", VX_MAP_GEOG, -9.9999, 30.0001, -15, 45.0001, keep, keep},
         {"edp to globe keeps the plane view", edp, "globe", VX_MAP_GLOBE, -20, 20, -15, 15, 30.0001, 10.0001},
         {"globe to edp keeps the plane view", globe, "edp", VX_MAP_EDP, -20, 20, -15, 15, 30.0001, 10.0001},
-        {"no ranges: map alone", {}, "merc", VX_MAP_MERC, VX_NULL_VALUE, VX_NULL_VALUE, VX_NULL_VALUE,
-         VX_NULL_VALUE, keep, keep},
-        {"no ranges to edp: map alone", {}, "edp", VX_MAP_EDP, VX_NULL_VALUE, VX_NULL_VALUE, VX_NULL_VALUE,
-         VX_NULL_VALUE, 0.0001, 0.0001},
+        {"no ranges: map alone", {}, "merc", VX_MAP_MERC, VX_NULL_VALUE, VX_NULL_VALUE, VX_NULL_VALUE, VX_NULL_VALUE, keep, keep},
+        {"no ranges to edp: map alone", {}, "edp", VX_MAP_EDP, VX_NULL_VALUE, VX_NULL_VALUE, VX_NULL_VALUE, VX_NULL_VALUE, 0.0001, 0.0001},
     };
     for (const SwitchCase& c : cases) {
         SCOPED_TRACE(c.name);
+        // a view that was never laid out has no ranges
         auto vp = std::make_unique<VXViewport>(nullptr, 0, 0);
         vp->resize(400, 300);
-        for (size_t i = 0; i + 1 < c.config.size(); i += 2)
-            ASSERT_EQ(vp->configure(c.config[i], c.config[i + 1], nullptr), 0) << takeErrors();
-        // a view that was never laid out has no ranges
+        vptest::configureAll(vp.get(), c.config);
         if (!c.config.empty())
             vp->setScales();
         ASSERT_EQ(map_parse_projection(vp.get(), c.to), 0) << takeErrors();
@@ -102,10 +99,8 @@ TEST(ProjectionSwitch, UnknownWordFailsAndChangesNothing)
     for (const char* w : words) {
         SCOPED_TRACE(w);
         EXPECT_EQ(map_parse_projection(vp.get(), w), -1);
-        EXPECT_EQ(takeErrors(), std::string("map_parse_projection: projection '") + w
-                                            + "' not recognized.\n");
-        EXPECT_EQ(vp->vars.map_tran, VX_MAP_GEOG);
-        EXPECT_EQ(vp->vars.spc_xleft, xleft);
+        EXPECT_EQ(takeErrors(), std::string("map_parse_projection: projection '") + w + "' not recognized.\n");
+        EXPECT_EQ(std::make_pair(vp->vars.map_tran, vp->vars.spc_xleft), std::make_pair(int(VX_MAP_GEOG), xleft));
     }
 }
 
@@ -117,9 +112,8 @@ TEST(ProjectionSwitch, CurrentProjectionOrNullChangesNothing)
     ASSERT_EQ(vp->configure("map", "geog", nullptr), 0);
     EXPECT_EQ(map_parse_projection(vp.get(), "geog"), 0);
     EXPECT_EQ(map_parse_projection(vp.get(), nullptr), 0);
-    EXPECT_EQ(vp->vars.map_tran, VX_MAP_GEOG);
-    EXPECT_EQ(vp->vars.spc_ybottom, 0.0);
-    EXPECT_EQ(vp->vars.spc_ytop, 10.0);
+    EXPECT_EQ(std::make_tuple(vp->vars.map_tran, vp->vars.spc_ybottom, vp->vars.spc_ytop),
+              std::make_tuple(int(VX_MAP_GEOG), 0.0, 10.0));
     EXPECT_EQ(takeErrors(), "");
 }
 
