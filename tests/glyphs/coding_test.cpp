@@ -63,26 +63,18 @@ TEST(CodingText, WellFormed)
 TEST(CodingText, BadTextsAreRefusedWithTheirMessages)
 {
     struct Case { const char* name; const char* text; std::string errors; } cases[] = {
-        {"two colons", "1,2:3,4:5",
-         "vxgraphicscontext_parse_coding: parse error for '1,2:3,4:5' - only 0, 1, or 3 ':' characters allowed.\n"},
-        {"four colons", "1,2:3,4:5:6:7",
-         "vxgraphicscontext_parse_coding: parse error for '1,2:3,4:5:6:7' - only 0, 1, or 3 ':' characters "
-         "allowed.\n"},
+        {"two colons", "1,2:3,4:5", "vxgraphicscontext_parse_coding: parse error for '1,2:3,4:5' - only 0, 1, or 3 ':' characters allowed.\n"},
+        {"four colons", "1,2:3,4:5:6:7", "vxgraphicscontext_parse_coding: parse error for '1,2:3,4:5:6:7' - only 0, 1, or 3 ':' characters allowed.\n"},
         {"point without comma", "1:3,4", pointError("parse error for '1' - should have one ',' characters.", "1")},
-        {"point with two commas", "1,2:3,4,5",
-         pointError("parse error for '3,4,5' - should have one ',' characters.", "3,4,5")},
-        {"limit with comma", "1,2:3,4:5,6:7",
-         pointError("parse error for '5,6' - should have no ',' characters.", "5,6")},
+        {"point with two commas", "1,2:3,4,5", pointError("parse error for '3,4,5' - should have one ',' characters.", "3,4,5")},
+        {"limit with comma", "1,2:3,4:5,6:7", pointError("parse error for '5,6' - should have no ',' characters.", "5,6")},
         {"constant with comma", "1,2", pointError("parse error for '1,2' - should have no ',' characters.", "1,2")},
         {"not a number", "1,x:3,4", pointError("strtod error for 'x' in '1,x:3,4' - strtod() error.", "1,x")},
-        {"trailing garbage", "1,2:3,4:0:9kg",
-         pointError("strtod error for '9kg' in '1,2:3,4:0:9kg' - strtod() error.", "9kg")},
+        {"trailing garbage", "1,2:3,4:0:9kg", pointError("strtod error for '9kg' in '1,2:3,4:0:9kg' - strtod() error.", "9kg")},
         {"empty", "", pointError("strtod error for '' in '' - strtod() error.", "")},
         {"nan", "nan", pointError("strtod error for 'nan' in 'nan' - strtod() error.", "nan")},
-        {"overflow", "1,1e400:2,3",
-         pointError("strtod error for '1e400' in '1,1e400:2,3' - strtod() error.", "1,1e400")},
-        {"infinite slope", "0,-1e308:1e-308,1e308",
-         "vxgraphicscontext_parse_coding: slope out of range in '0,-1e308:1e-308,1e308'.\n"},
+        {"overflow", "1,1e400:2,3", pointError("strtod error for '1e400' in '1,1e400:2,3' - strtod() error.", "1,1e400")},
+        {"infinite slope", "0,-1e308:1e-308,1e308", "vxgraphicscontext_parse_coding: slope out of range in '0,-1e308:1e-308,1e308'.\n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -124,7 +116,7 @@ TEST(ScalarCoding, Examples)
     }
 }
 
-TEST(ScalarCoding, NoOrBadInputGivesThePlainValue)
+TEST(ItemCoding, NoOrBadInputGivesThePlainValue)
 {
     VXGraphicsContext gc;
     VxGraphicsContextItem item = gc.setGcItem("events:size", VX_GC_SCALAR, "0.5,1:5.5,10:2:8", 1);
@@ -155,6 +147,20 @@ TEST(ScalarCoding, NoOrBadInputGivesThePlainValue)
     VXGraphicsContext::setCodingInput(limited, 1e300);  // infinite as a float
     EXPECT_EQ(VXGraphicsContext::getValue(limited, &v), 0);
     EXPECT_EQ(v, 8.0);
+    // a colour item: the colour at the first input, kept on a bad input
+    VxGraphicsContextItem fill = gc.setGcItem("events:fill", VX_GC_BRUSH_COLOR, "0.0,240.0:650.0,0.0;1.0;0.5", 1);
+    ASSERT_TRUE(fill);
+    void* colour = nullptr;
+    EXPECT_EQ(VXGraphicsContext::getValue(fill, &colour), 0);
+    EXPECT_EQ(static_cast<QColor*>(colour)->rgba(), QColor(0, 0, 255).rgba());
+    VXGraphicsContext::setCodingInput(fill, NAN);
+    EXPECT_EQ(VXGraphicsContext::getValue(fill, &colour), -1);
+    EXPECT_EQ(static_cast<QColor*>(colour)->rgba(), QColor(0, 0, 255).rgba());
+    EXPECT_EQ(takeErrors(), "VXGraphicsContext::getValue: VX_ParseColor() error.\n");
+    // a number is not a colour
+    VXGraphicsContext::initContextItem(fill);
+    EXPECT_EQ(VXGraphicsContext::getValue(fill, &v), -1);
+    EXPECT_EQ(takeErrors(), "VXGraphicsContext::getValue: item 'events:fill' holds no number.\n");
 }
 
 TEST(ColorCoding, HslChannels)
@@ -183,25 +189,6 @@ TEST(ColorCoding, HslChannels)
         EXPECT_NEAR(got.lightnessF(), c.lightness, 1e-3);
         EXPECT_EQ(got.alpha(), 255);
     }
-}
-
-TEST(ColorCoding, PlainValueAndBadInput)
-{
-    VXGraphicsContext gc;
-    VxGraphicsContextItem item = gc.setGcItem("events:fill", VX_GC_BRUSH_COLOR, "0.0,240.0:650.0,0.0;1.0;0.5", 1);
-    ASSERT_TRUE(item);
-    void* v = nullptr;
-    EXPECT_EQ(VXGraphicsContext::getValue(item, &v), 0);
-    EXPECT_EQ(static_cast<QColor*>(v)->rgba(), QColor(0, 0, 255).rgba());  // the colour at the first input
-    VXGraphicsContext::setCodingInput(item, NAN);
-    EXPECT_EQ(VXGraphicsContext::getValue(item, &v), -1);
-    EXPECT_EQ(static_cast<QColor*>(v)->rgba(), QColor(0, 0, 255).rgba());
-    EXPECT_EQ(takeErrors(), "VXGraphicsContext::getValue: VX_ParseColor() error.\n");
-    // a number is not a colour
-    double d = 0;
-    VXGraphicsContext::initContextItem(item);
-    EXPECT_EQ(VXGraphicsContext::getValue(item, &d), -1);
-    EXPECT_EQ(takeErrors(), "VXGraphicsContext::getValue: item 'events:fill' holds no number.\n");
 }
 
 TEST(ColorCoding, ParseHelpers)
@@ -236,32 +223,19 @@ TEST(ColorCoding, ParseHelpers)
 TEST(ItemText, BadTextsKeepTheEarlierDefinition)
 {
     struct Case { const char* name; int type; const char* text; std::string errors; } cases[] = {
-        {"scalar not a number", VX_GC_PEN_WIDTHF, "abc",
-         "VXGraphicsContext::setGcItem: strtod error for 'abc' in 'abc' - strtod() error.\n"},
-        {"scalar two colons", VX_GC_SCALAR, "1,2:3,4:5",
-         "VXGraphicsContext::setGcItem: parse error for '1,2:3,4:5' - only 0 or 1 ':' characters allowed.\n"},
-        {"scalar bad point", VX_GC_OPACITY, "1,2:x,4",
-         pointError("strtod error for 'x' in '1,2:x,4' - strtod() error.", "x,4") +
-         "VXGraphicsContext::setGcItem: parseScalarCoding(1,2:x,4) error.\n"},
-        {"dash bad coding", VX_GC_DASH_PHASE0, "1:2",
-         pointError("parse error for '1' - should have one ',' characters.", "1") +
-         "VXGraphicsContext::setGcItem: parseScalarCoding(1:2) error.\n"},
-        {"colour one semicolon", VX_GC_BRUSH_COLOR, "red;blue",
-         "VXGraphicsContext::setGcItem: parse error for 'red;blue' - only 0 or 2 ';' characters allowed.\n"},
-        {"colour three semicolons", VX_GC_PEN_COLOR, "1;2;3;4",
-         "VXGraphicsContext::setGcItem: parse error for '1;2;3;4' - only 0 or 2 ';' characters allowed.\n"},
-        {"colour bad name", VX_GC_PEN_COLOR, "notacolour", "VX_ParseColor: Cannot parse color 'notacolour'\n"
-         "VXGraphicsContext::setGcItem: VX_ParseColor(notacolour) error in 'notacolour'.\n"},
+        {"scalar not a number", VX_GC_PEN_WIDTHF, "abc", "VXGraphicsContext::setGcItem: strtod error for 'abc' in 'abc' - strtod() error.\n"},
+        {"scalar two colons", VX_GC_SCALAR, "1,2:3,4:5", "VXGraphicsContext::setGcItem: parse error for '1,2:3,4:5' - only 0 or 1 ':' characters allowed.\n"},
+        {"scalar bad point", VX_GC_OPACITY, "1,2:x,4", pointError("strtod error for 'x' in '1,2:x,4' - strtod() error.", "x,4") + "VXGraphicsContext::setGcItem: parseScalarCoding(1,2:x,4) error.\n"},
+        {"dash bad coding", VX_GC_DASH_PHASE0, "1:2", pointError("parse error for '1' - should have one ',' characters.", "1") + "VXGraphicsContext::setGcItem: parseScalarCoding(1:2) error.\n"},
+        {"colour one semicolon", VX_GC_BRUSH_COLOR, "red;blue", "VXGraphicsContext::setGcItem: parse error for 'red;blue' - only 0 or 2 ';' characters allowed.\n"},
+        {"colour three semicolons", VX_GC_PEN_COLOR, "1;2;3;4", "VXGraphicsContext::setGcItem: parse error for '1;2;3;4' - only 0 or 2 ';' characters allowed.\n"},
+        {"colour bad name", VX_GC_PEN_COLOR, "notacolour", "VX_ParseColor: Cannot parse color 'notacolour'\nVXGraphicsContext::setGcItem: VX_ParseColor(notacolour) error in 'notacolour'.\n"},
         {"colour empty", VX_GC_PEN_COLOR, "", "VXGraphicsContext::setGcItem: VX_ParseColor() error in ''.\n"},
-        {"colour bad channel", VX_GC_BRUSH_COLOR, "0,240:650,0;x;0.8",
-         pointError("strtod error for 'x' in 'x' - strtod() error.", "x") +
-         "VXGraphicsContext::parseCodings: vxgraphicscontext_parse_coding(x) error.\n"
-         "VXGraphicsContext::setGcItem: parseColorHslCoding(0,240:650,0;x;0.8) error.\n"},
+        {"colour bad channel", VX_GC_BRUSH_COLOR, "0,240:650,0;x;0.8", pointError("strtod error for 'x' in 'x' - strtod() error.", "x") + "VXGraphicsContext::parseCodings: vxgraphicscontext_parse_coding(x) error.\nVXGraphicsContext::setGcItem: parseColorHslCoding(0,240:650,0;x;0.8) error.\n"},
         {"linestyle", VX_GC_PEN_STYLE, "WavyLine", "VXGraphicsContext::setGcItem: Unrecognized linestyle WavyLine.\n"},
         {"joinstyle", VX_GC_PEN_JOIN, "SharpJoin", "VXGraphicsContext::setGcItem: Unrecognized joinstyle SharpJoin.\n"},
         {"capstyle", VX_GC_PEN_CAP, "BigCap", "VXGraphicsContext::setGcItem: Unrecognized capstyle BigCap.\n"},
-        {"font by text", VX_GC_FONT, "Sans,12",
-         "VXGraphicsContext::setGcItem: Unrecognized type 11 for char * param.\n"},
+        {"font by text", VX_GC_FONT, "Sans,12", "VXGraphicsContext::setGcItem: Unrecognized type 11 for char * param.\n"},
         {"unknown kind", 12, "1", "VXGraphicsContext::setGcItem: Unrecognized type 12 for char * param.\n"},
     };
     for (const Case& c : cases) {
@@ -296,7 +270,6 @@ TEST(ItemCoding, SetAndRemove)
     gc.setGcItem("g:fill", VX_GC_BRUSH_COLOR, QColor(Qt::red), 1);
     VxGraphicsContextCoding c;
     VXGraphicsContext::setGcCoding(&c, 0, 0, 10, 100, 1, -1);
-    EXPECT_EQ(c.out_scale, 10.0);
     EXPECT_EQ(gc.setGcItemCoding("g:size", VX_GC_CODING_SCALAR, c), 0);
     VxGraphicsContextItem size = gc.getGcItem("g:size");
     EXPECT_EQ(valueAt(size, 2.5), 25.0);

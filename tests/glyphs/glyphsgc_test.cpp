@@ -58,37 +58,24 @@ const char* const event_items =
     "\topacity:age1w\t\t\tage\t\t0.0,1.0:604800.0,0.0:0.0:1.0\n"
     "\topacity:age1d\t\t\tage\t\t0.0,1.0:86400.0,0.0:0.0:1.0\n"
     "\topacity:age1h\t\t\tage\t\t0.0,1.0:3600.0,0.0:0.0:1.0\n"
-    "\topacity:arrivals_detections\tresidual\t5.0,1:10.0,0.4:0.4:1\n"
-    "\topacity:events_detections\tage\t0.0,1:3600.0,0.0:0.0:1\n"
-    "}\n";
+    "\topacity:arrivals_detections\tresidual\t5.0,1:10.0,0.4:0.4:1\n\topacity:events_detections\tage\t0.0,1:3600.0,0.0:0.0:1\n}\n";
 
 // Its styles: per style the symbol, size, fill colour, outline width,
 // outline colour and opacity, then the items of a second path.
 const char* const event_styles[] = {
     "events symbol:events size:events fill_color:depth outline_linewidth:0 outline_color:events opacity:age1y",
-    "events_bb symbol:events_bb size:events_bb fill_color:depthbb outline_linewidth:0 outline_color:events "
-        "opacity:age1y fill_color:depthbbnode outline_linewidth:0",
-    "events_selected symbol:events size:events fill_color:depth outline_linewidth:3 "
-        "outline_color:events_selected opacity:age1y",
-    "events_selected_bb symbol:events_bb size:events_bb fill_color:depthbb outline_linewidth:3 "
-        "outline_color:events_selected opacity:age1y fill_color:depthbbnode outline_linewidth:0",
-    "events_detections symbol:events_detections size:events_detections fill_color:events_detections "
-        "outline_linewidth:0 outline_color:events opacity:events_detections",
+    "events_bb symbol:events_bb size:events_bb fill_color:depthbb outline_linewidth:0 outline_color:events opacity:age1y fill_color:depthbbnode outline_linewidth:0",
+    "events_selected symbol:events size:events fill_color:depth outline_linewidth:3 outline_color:events_selected opacity:age1y",
+    "events_selected_bb symbol:events_bb size:events_bb fill_color:depthbb outline_linewidth:3 outline_color:events_selected opacity:age1y fill_color:depthbbnode outline_linewidth:0",
+    "events_detections symbol:events_detections size:events_detections fill_color:events_detections outline_linewidth:0 outline_color:events opacity:events_detections",
     "origins symbol:origins size:origins fill_color:depth outline_linewidth:0 outline_color:events opacity:1",
-    "origins_pref symbol:origins size:origins_pref fill_color:depth outline_linewidth:3 "
-        "outline_color:origins_pref opacity:1",
-    "origins_bb symbol:origins_bb size:origins fill_color:depth outline_linewidth:0 outline_color:events "
-        "opacity:1 fill_color:depthbbnode",
-    "origins_pref_bb symbol:origins_bb size:origins_pref fill_color:depth outline_linewidth:3 "
-        "outline_color:events opacity:1 fill_color:depthbbnode outline_linewidth:0",
-    "arrivals_def symbol:arrivals size:arrivals fill_color:arrivals_def outline_linewidth:none "
-        "outline_color:events opacity:1",
-    "arrivals_ndef symbol:arrivals size:arrivals fill_color:arrivals_ndef outline_linewidth:none "
-        "outline_color:events opacity:1",
-    "arrivals_detections symbol:arrivals size:arrivals_detections fill_color:arrivals_detections "
-        "outline_linewidth:0 outline_color:events opacity:arrivals_detections",
-    "arrivals_detections_late symbol:arrivals size:arrivals_detections fill_color:arrivals_detections_late "
-        "outline_linewidth:0 outline_color:events opacity:arrivals_detections",
+    "origins_pref symbol:origins size:origins_pref fill_color:depth outline_linewidth:3 outline_color:origins_pref opacity:1",
+    "origins_bb symbol:origins_bb size:origins fill_color:depth outline_linewidth:0 outline_color:events opacity:1 fill_color:depthbbnode",
+    "origins_pref_bb symbol:origins_bb size:origins_pref fill_color:depth outline_linewidth:3 outline_color:events opacity:1 fill_color:depthbbnode outline_linewidth:0",
+    "arrivals_def symbol:arrivals size:arrivals fill_color:arrivals_def outline_linewidth:none outline_color:events opacity:1",
+    "arrivals_ndef symbol:arrivals size:arrivals fill_color:arrivals_ndef outline_linewidth:none outline_color:events opacity:1",
+    "arrivals_detections symbol:arrivals size:arrivals_detections fill_color:arrivals_detections outline_linewidth:0 outline_color:events opacity:arrivals_detections",
+    "arrivals_detections_late symbol:arrivals size:arrivals_detections fill_color:arrivals_detections_late outline_linewidth:0 outline_color:events opacity:arrivals_detections",
 };
 
 // The styles as a definitions text: one item a line in a block per style.
@@ -142,12 +129,6 @@ T valueOf(const VxGraphicsContextItem& item)
     return v;
 }
 
-// The value of item i of context gc of a glyph.
-double number(VXGlyph* g, int gc, int i)
-{
-    return valueOf(g->getGraphicsContextItem(gc, i));
-}
-
 QColor colour(VXGlyph* g, int gc, int i)
 {
     void* v = nullptr;
@@ -157,7 +138,7 @@ QColor colour(VXGlyph* g, int gc, int i)
 
 } // namespace
 
-TEST(GlyphDefinitions, EventMapDefaultsLoad)
+TEST(GlyphDefinitions, EventMapDefaultsLoadAndRedefinitionsReplaceInPlace)
 {
     auto ggc = loadedDefaults();
     EXPECT_EQ(ggc->gcitem_definitions.size(), 40);
@@ -192,6 +173,14 @@ TEST(GlyphDefinitions, EventMapDefaultsLoad)
     // the "none" width
     EXPECT_EQ(valueOf(ggc->gcitem_definitions["outline_linewidth:none"].gcitem), -1.0);
     EXPECT_EQ(valueOf<int>(ggc->gcitem_definitions["symbol:events_bb"].gcitem), VX_SYMBOL_BEACHBALL);
+    // a redefinition replaces in place
+    ASSERT_EQ(ggc->configure("gcitem_definition", "size:events constant 14", nullptr), 0) << takeErrors();
+    EXPECT_EQ(valueOf(ggc->gcitem_definitions["size:events"].gcitem), 14.0);
+    EXPECT_EQ(ggc->gcitem_definitions.size(), 40);
+    // styles already set up keep what they were made of until set up again
+    EXPECT_EQ(valueOf(ggc->gc_definitions_list[ggc->getGcIndex("events")].glyph_size), 10.0);
+    ASSERT_EQ(ggc->changeGcDefinitions("events=size:events"), 0);
+    EXPECT_EQ(valueOf(ggc->gc_definitions_list[ggc->getGcIndex("events")].glyph_size), 14.0);
 }
 
 TEST(GlyphDefinitions, PrintedTextLoadsBack)
@@ -229,7 +218,7 @@ TEST(GlyphCoding, SizeByMagnitude)
     }
 }
 
-TEST(GlyphCoding, FillColourByDepth)
+TEST(GlyphCoding, FillColourByDepthOpacityByAge)
 {
     Styled s;
     VXGlyph* g = s.make("events");
@@ -255,24 +244,19 @@ TEST(GlyphCoding, FillColourByDepth)
     EXPECT_EQ(brush.color().hslHue(), 240);
     EXPECT_EQ(pen.color(), QColor::fromRgba(0x80000000));
     EXPECT_DOUBLE_EQ(pen.widthF(), 0.5);
-}
-
-TEST(GlyphCoding, OpacityByAge)
-{
-    Styled s;
-    VXGlyph* g = s.make("events");
+    // opacity by age
     const double year = 31536000.0;
-    struct Case { const char* name; const char* style; double age; double opacity; } cases[] = {
+    struct AgeCase { const char* name; const char* style; double age; double opacity; } ages[] = {
         {"new", "events", 0.0, 1.0}, {"half a year", "events", 0.5 * year, 0.5}, {"a year", "events", year, 0.0},
         {"older stays at 0", "events", 3 * year, 0.0}, {"younger than 0 stays at 1", "events", -year, 1.0},
         {"constant opacity ignores age", "origins", 0.5 * year, 1.0},
     };
-    for (const Case& c : cases) {
+    for (const AgeCase& c : ages) {
         SCOPED_TRACE(c.name);
         ASSERT_EQ(g->setGlyph(c.style), 0);
         g->setCodingValue("age", c.age);  // absent for "origins"
         takeErrors();
-        EXPECT_NEAR(number(g, 0, 3), c.opacity, 1e-6);
+        EXPECT_NEAR(valueOf(g->getGraphicsContextItem(0, 3)), c.opacity, 1e-6);
     }
 }
 
@@ -389,58 +373,31 @@ TEST(GlyphDefinitionErrors, MessagesAndEarlierDefinitionsIntact)
 {
     // key: configuration key; message: a line the register must hold
     struct Case { const char* name; const char* key; const char* value; const char* message; } cases[] = {
-        {"missing colon", "gcitem_definition", "sizeevents constant 10",
-         "glyphsgraphicscontext_parse_gcitem_definition: key value sizeevents needs a : character.\n"},
-        {"control character", "gcitem_definition", "fill_color:x con\x01stant red",
-         "glyphsgraphicscontext_parse_gcitem_definition: control character in 'fill_color:x con\x01stant red'.\n"},
-        {"hash in the coding", "gcitem_definition", "size:x consta#nt 30",
-         "glyphsgraphicscontext_parse_gcitem_definition: '#' in a name of 'size:x consta#nt 30'.\n"},
-        {"unknown kind", "gcitem_definition", "colour:x constant red",
-         "glyphsgraphicscontext_parse_gcitem_definition: Unrecognized gc type colour.\n"},
-        {"unknown shape", "gcitem_definition", "symbol:x hexagon",
-         "glyphsgraphicscontext_parse_gcitem_definition: Unrecognized symbol type hexagon for symbol:x.\n"},
-        {"bad coding point", "gcitem_definition", "size:m magnitude 4.0,10:7.0",
-         "glyphsgraphicscontext_parse_gcitem_definition: Cannot parse definition '4.0,10:7.0' for size:m.\n"},
-        {"bad coding count", "gcitem_definition", "size:m magnitude 1,2:3,4:5",
-         "glyphsgraphicscontext_parse_gcitem_definition: Cannot parse definition '1,2:3,4:5' for size:m.\n"},
-        {"two colour codings", "gcitem_definition", "fill_color:d depth 0,240:650,0;1.0",
-         "VXGraphicsContext::setGcItem: parse error for '0,240:650,0;1.0' - only 0 or 2 ';' characters allowed.\n"},
-        {"bad number", "gcitem_definition", "opacity:x constant abc",
-         "glyphsgraphicscontext_parse_gcitem_definition: Cannot parse definition 'abc' for opacity:x.\n"},
-        {"bad colour", "gcitem_definition", "outline_color:x constant notacolour",
-         "glyphsgraphicscontext_parse_gcitem_definition: Cannot parse definition 'notacolour' for outline_color:x.\n"},
-        {"no value", "gcitem_definition", "size:x constant",
-         "glyphsgraphicscontext_parse_gcitem_definition: sscanf(size:x constant) error - no values.\n"},
-        {"key alone", "gcitem_definition", "size:x",
-         "glyphsgraphicscontext_parse_gcitem_definition: sscanf(size:x) error - no values.\n"},
-        {"empty", "gcitem_definition", "  ",
-         "glyphsgraphicscontext_parse_gcitem_definition: sscanf(  ) error.\n"},
-        {"a bad line among good ones", "gcitem_definitions",
-         "gcitem_definitions &Arr{\n size:new constant 5\n sizenew constant 6\n}\n",
-         "glyphsgraphicscontext_parse_gcitem_definition: key value sizenew needs a : character.\n"},
-        {"a block among definitions", "gcitem_definitions", "size:new constant 5\nsub &Arr{\n}\n",
-         "glyphsgraphicscontext_parse_gcitem_definitions: kvparam(sub) error.\n"},
-        {"unclosed block", "gcitem_definitions", "defs &Arr{\n size:new constant 5\n",
-         "glyphsgraphicscontext_parse_gcitem_definitions: VX_kvcompile("},
-        {"unknown item in a style", "gc_definitions", "new &Tbl{\n symbol:events\n size:nothing\n}\n",
-         "glyphsgraphicscontext_parse_gc_definitions: Cannot parse 'size:nothing'.\n"},
-        {"two names in a row", "gc_definitions", "new &Tbl{\n symbol:events size:events\n}\n",
-         "glyphsgraphicscontext_parse_gc_definitions: Cannot parse 'symbol:events size:events' - require only one "
-         "field.\n"},
-        {"a style that is not a list", "gc_definitions", "new symbol:events\n",
-         "glyphsgraphicscontext_parse_gc_definitions: kvparam(new) error.\n"},
-        {"styles that are not a block", "gc_definitions", "glyphs_gc_definitions events\n",
-         "glyphsgraphicscontext_parse_gc_definitions: kvparam(glyphs_gc_definitions) error.\n"},
-        {"unclosed style", "gc_definitions", "new &Tbl{\n symbol:events\n",
-         "glyphsgraphicscontext_parse_gc_definitions: VX_kvcompile("},
-        {"change without =", "change_gc_definitions", "events",
-         "glyphsgraphicscontext_parse_change_gc_definitions: Need exactly one '=' character in events.\n"},
-        {"change with two =", "change_gc_definitions", "events=size:events=x",
-         "glyphsgraphicscontext_parse_change_gc_definitions: Need exactly one '=' character in events=size:events=x.\n"},
-        {"change of an unknown style", "change_gc_definitions", "nostyle=size:events",
-         "glyphsgraphicscontext_parse_change_gc_definitions: Cannot find 'nostyle' definition.\n"},
-        {"change to an unknown item", "change_gc_definitions", "events=size:magnitude events=size:nothing",
-         "glyphsgraphicscontext_parse_change_gc_definitions: Cannot find 'size:nothing' gc item definition.\n"},
+        {"missing colon", "gcitem_definition", "sizeevents constant 10", "glyphsgraphicscontext_parse_gcitem_definition: key value sizeevents needs a : character.\n"},
+        {"control character", "gcitem_definition", "fill_color:x con\x01stant red", "glyphsgraphicscontext_parse_gcitem_definition: control character in 'fill_color:x con\x01stant red'.\n"},
+        {"hash in the coding", "gcitem_definition", "size:x consta#nt 30", "glyphsgraphicscontext_parse_gcitem_definition: '#' in a name of 'size:x consta#nt 30'.\n"},
+        {"unknown kind", "gcitem_definition", "colour:x constant red", "glyphsgraphicscontext_parse_gcitem_definition: Unrecognized gc type colour.\n"},
+        {"unknown shape", "gcitem_definition", "symbol:x hexagon", "glyphsgraphicscontext_parse_gcitem_definition: Unrecognized symbol type hexagon for symbol:x.\n"},
+        {"bad coding point", "gcitem_definition", "size:m magnitude 4.0,10:7.0", "glyphsgraphicscontext_parse_gcitem_definition: Cannot parse definition '4.0,10:7.0' for size:m.\n"},
+        {"bad coding count", "gcitem_definition", "size:m magnitude 1,2:3,4:5", "glyphsgraphicscontext_parse_gcitem_definition: Cannot parse definition '1,2:3,4:5' for size:m.\n"},
+        {"two colour codings", "gcitem_definition", "fill_color:d depth 0,240:650,0;1.0", "VXGraphicsContext::setGcItem: parse error for '0,240:650,0;1.0' - only 0 or 2 ';' characters allowed.\n"},
+        {"bad number", "gcitem_definition", "opacity:x constant abc", "glyphsgraphicscontext_parse_gcitem_definition: Cannot parse definition 'abc' for opacity:x.\n"},
+        {"bad colour", "gcitem_definition", "outline_color:x constant notacolour", "glyphsgraphicscontext_parse_gcitem_definition: Cannot parse definition 'notacolour' for outline_color:x.\n"},
+        {"no value", "gcitem_definition", "size:x constant", "glyphsgraphicscontext_parse_gcitem_definition: sscanf(size:x constant) error - no values.\n"},
+        {"key alone", "gcitem_definition", "size:x", "glyphsgraphicscontext_parse_gcitem_definition: sscanf(size:x) error - no values.\n"},
+        {"empty", "gcitem_definition", "  ", "glyphsgraphicscontext_parse_gcitem_definition: sscanf(  ) error.\n"},
+        {"a bad line among good ones", "gcitem_definitions", "gcitem_definitions &Arr{\n size:new constant 5\n sizenew constant 6\n}\n", "glyphsgraphicscontext_parse_gcitem_definition: key value sizenew needs a : character.\n"},
+        {"a block among definitions", "gcitem_definitions", "size:new constant 5\nsub &Arr{\n}\n", "glyphsgraphicscontext_parse_gcitem_definitions: kvparam(sub) error.\n"},
+        {"unclosed block", "gcitem_definitions", "defs &Arr{\n size:new constant 5\n", "glyphsgraphicscontext_parse_gcitem_definitions: VX_kvcompile("},
+        {"unknown item in a style", "gc_definitions", "new &Tbl{\n symbol:events\n size:nothing\n}\n", "glyphsgraphicscontext_parse_gc_definitions: Cannot parse 'size:nothing'.\n"},
+        {"two names in a row", "gc_definitions", "new &Tbl{\n symbol:events size:events\n}\n", "glyphsgraphicscontext_parse_gc_definitions: Cannot parse 'symbol:events size:events' - require only one field.\n"},
+        {"a style that is not a list", "gc_definitions", "new symbol:events\n", "glyphsgraphicscontext_parse_gc_definitions: kvparam(new) error.\n"},
+        {"styles that are not a block", "gc_definitions", "glyphs_gc_definitions events\n", "glyphsgraphicscontext_parse_gc_definitions: kvparam(glyphs_gc_definitions) error.\n"},
+        {"unclosed style", "gc_definitions", "new &Tbl{\n symbol:events\n", "glyphsgraphicscontext_parse_gc_definitions: VX_kvcompile("},
+        {"change without =", "change_gc_definitions", "events", "glyphsgraphicscontext_parse_change_gc_definitions: Need exactly one '=' character in events.\n"},
+        {"change with two =", "change_gc_definitions", "events=size:events=x", "glyphsgraphicscontext_parse_change_gc_definitions: Need exactly one '=' character in events=size:events=x.\n"},
+        {"change of an unknown style", "change_gc_definitions", "nostyle=size:events", "glyphsgraphicscontext_parse_change_gc_definitions: Cannot find 'nostyle' definition.\n"},
+        {"change to an unknown item", "change_gc_definitions", "events=size:magnitude events=size:nothing", "glyphsgraphicscontext_parse_change_gc_definitions: Cannot find 'size:nothing' gc item definition.\n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -459,18 +416,6 @@ TEST(GlyphDefinitionErrors, MessagesAndEarlierDefinitionsIntact)
         EXPECT_EQ(ggc->gcitem_definitions["fill_color:depth"].gcitem->item->coding[0].out_0, fill_before);
         EXPECT_EQ(ggc->getGcIndex("new"), -1);
     }
-}
-
-TEST(GlyphDefinitionErrors, RedefinitionReplacesInPlace)
-{
-    auto ggc = loadedDefaults();
-    ASSERT_EQ(ggc->configure("gcitem_definition", "size:events constant 14", nullptr), 0) << takeErrors();
-    EXPECT_EQ(valueOf(ggc->gcitem_definitions["size:events"].gcitem), 14.0);
-    EXPECT_EQ(ggc->gcitem_definitions.size(), 40);
-    // styles already set up keep what they were made of until set up again
-    EXPECT_EQ(valueOf(ggc->gc_definitions_list[ggc->getGcIndex("events")].glyph_size), 10.0);
-    ASSERT_EQ(ggc->changeGcDefinitions("events=size:events"), 0);
-    EXPECT_EQ(valueOf(ggc->gc_definitions_list[ggc->getGcIndex("events")].glyph_size), 14.0);
 }
 
 TEST(GlyphDefinitionErrors, HostileTextIsRefusedQuietly)

@@ -83,9 +83,8 @@ TEST(CommandFuzz, HundredThousandRandomLinesLeaveTheServerSound)
                 line += " key=" + randomText(rng, 6);
         }
         // keep the number of live objects small
-        if (made.size() > 40) {
+        if (made.size() > 40)
             line = "delete " + made.takeFirst();
-        }
         qsizetype pos = 0;
         int ln = 1;
         for (;;) {

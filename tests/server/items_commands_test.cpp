@@ -31,7 +31,6 @@ TEST(ItemCommands, HideShowAndNameThePlotItem)
     ASSERT_TRUE(item->isShown());
     for (const char* word : {"itemhide", "itemshow"}) {
         Reply r = vx_send(word, s.axes);
-        EXPECT_EQ(r.code, 0);
         EXPECT_EQ(r.handle, word);
         EXPECT_EQ(item->isShown(), word == QString("itemshow"));
     }
@@ -75,7 +74,7 @@ TEST(ItemCommands, ExactRefusals)
     EXPECT_EQ(VXLayer::getLayer(h["l"])->visibility, 1);
 }
 
-TEST(ItemCommands, TotopAndTobottomRestackWidgets)
+TEST(ItemCommands, TotopTobottomUpdateAndGetgeometry)
 {
     PlotSession s;
     QString second = vx_send("viewport", s.window).handle;
@@ -88,11 +87,7 @@ TEST(ItemCommands, TotopAndTobottomRestackWidgets)
     EXPECT_EQ(vx_send("tobottom", s.viewport).handle, "tobottom");
     EXPECT_LT(parent->children().indexOf(first), parent->children().indexOf(other));
     vx_send("delete", second);
-}
-
-TEST(ItemCommands, TotopAndUpdateOfPlotItemsAndWidgets)
-{
-    PlotSession s;
+    // plot items too, and update of any of them
     EXPECT_EQ(vx_send("totop", s.axes).code, 0);
     EXPECT_EQ(vx_send("tobottom", s.axes).code, 0);
     Reply r = vx_send("totop", "axes:999999");
@@ -100,13 +95,9 @@ TEST(ItemCommands, TotopAndUpdateOfPlotItemsAndWidgets)
         << r.handle.toStdString();
     for (const QString& h : {s.axes, s.viewport, s.window})
         EXPECT_EQ(vx_send("update", h).handle, "update");
-}
-
-TEST(ItemCommands, GetgeometryAnswersGlobalThenLocalGeometry)
-{
-    PlotSession s;
+    // getgeometry answers the global, then the local geometry
     ASSERT_EQ(vx_send("geometry", s.window, {"10", "20", "320", "200"}).code, 0);
-    Reply r = vx_send("getgeometry", s.window);
+    r = vx_send("getgeometry", s.window);
     ASSERT_EQ(r.code, 0);
     EXPECT_EQ(r.handle, "getgeometry");
     EXPECT_EQ(r.params, (QStringList{"10", "20", "10", "20", "320", "200"}));
@@ -129,46 +120,33 @@ TEST(ItemCommands, GetscreenClampsTheNumber)
     }
 }
 
-TEST(LayerCommands, SetlayerAnswersTheFullNameOnceAndChecksItsCount)
+TEST(LayerCommands, SetlayerVisibilityAndRestackingOfALayer)
 {
     PlotSession s;
     VXViewportItem* item = axesItem(s.axes);
-    Reply r = vx_send("setlayer", s.axes, {"back"});
-    ASSERT_EQ(r.code, 0);
-    EXPECT_TRUE(r.handle.startsWith("back:")) << qPrintable(r.handle);
-    EXPECT_EQ(item->getFullLayerName("back"), r.handle);
-    EXPECT_EQ(VXLayer::getLayer(r.handle), item->getLayer());
+    const QString layer = vx_send("setlayer", s.axes, {"back"}).handle;
+    EXPECT_TRUE(layer.startsWith("back:")) << qPrintable(layer);
+    EXPECT_EQ(item->getFullLayerName("back"), layer);
+    VXLayer* l = VXLayer::getLayer(layer);
+    ASSERT_NE(l, nullptr);
+    EXPECT_EQ(l, item->getLayer());
     // the same name again changes nothing and answers an empty text
     EXPECT_EQ(vx_send("setlayer", s.axes, {"back"}).handle, "");
-
     // other types are accepted and nothing happens
     QString button = vx_send("button", s.window, {"b"}).handle;
-    r = vx_send("setlayer", button, {"back"});
+    Reply r = vx_send("setlayer", button, {"back"});
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.handle, "");
     vx_send("delete", button);
-}
 
-// setlayervisibility takes an integer for a layer's full name
-TEST(LayerCommands, VisibilityAndRestackingOfALayer)
-{
-    PlotSession s;
-    const QString layer = vx_send("setlayer", s.axes, {"back"}).handle;
+    // setlayervisibility takes an integer for a layer's full name
     const QString line = vx_send("polyline", s.viewport).handle;
     auto* vp = itemOf<VXViewport>(s.viewport);
-    VXLayer* l = VXLayer::getLayer(layer);
-    ASSERT_NE(l, nullptr);
-    Reply r = vx_send("setlayervisibility", layer, {"0"});
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.handle, "setlayervisibility");
+    EXPECT_EQ(vx_send("setlayervisibility", layer, {"0"}).handle, "setlayervisibility");
     EXPECT_EQ(l->visibility, 0);
-
-    r = vx_send("layertotop", layer);
-    EXPECT_EQ(r.code, 0);
-    EXPECT_EQ(r.handle, "layertotop");
+    EXPECT_EQ(vx_send("layertotop", layer).handle, "layertotop");
     EXPECT_EQ(vp->vars.display_list.last(), l);
-    r = vx_send("layertobottom", layer);
-    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(vx_send("layertobottom", layer).code, 0);
     EXPECT_EQ(vp->vars.display_list.first(), l);
     vx_send("delete", line);
 }

@@ -15,7 +15,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <functional>
-#include <semaphore>
 #include <unistd.h>
 
 namespace {
@@ -49,14 +48,16 @@ char arg0[] = "session_test";
 char* args[] = {arg0, nullptr};
 
 // Start a session whose client runs body; returns when the loop has ended.
+// With argc 0 the session has no arguments and no name.
 VX_GraphicsServer* runSession(std::function<void(VX_GraphicsServer*)> body, bool quit_after = true,
-                              std::function<void(VX_GraphicsServer*)> before_loop = nullptr)
+                              std::function<void(VX_GraphicsServer*)> before_loop = nullptr, int argc = 1)
 {
     client_body = std::move(body);
     send_quit_after_body = quit_after;
     body_done = false;
     in_session = true;
-    VX_GraphicsServer* server = VX_GraphicsServer_create(1, args, "session", testClient, before_loop ? 0 : 1);
+    VX_GraphicsServer* server = VX_GraphicsServer_create(argc, argc ? args : nullptr, argc ? "session" : nullptr,
+                                                         testClient, before_loop ? 0 : 1);
     if (server && before_loop) {
         before_loop(server);
         VX_GraphicsServer_run_qt(server);
@@ -124,7 +125,7 @@ TEST(Session, QueuedCommandsNumberHandlesAcrossTypes)
     endsFinished(server);
 }
 
-TEST(Session, ExecTwiceAndCommandsWhileRunning)
+TEST(Session, ExecTwiceCommandsWhileRunningAndAnEmptyWord)
 {
     QStringList got;
     VX_GraphicsServer* server = runSession([&](VX_GraphicsServer* s) {
@@ -136,27 +137,9 @@ TEST(Session, ExecTwiceAndCommandsWhileRunning)
     });
     EXPECT_EQ(got, QStringList({"exec", "exec", "1", "mainwindow:1", "show"}));
     endsFinished(server);
-}
-
-TEST(Session, QuitAnswersWithItsWord)
-{
-    QString answer;
-    VX_GraphicsServer* server = runSession(
-        [&](VX_GraphicsServer* s) { answer = send(s, "quit", "anything").handle; }, false);
-    EXPECT_EQ(answer, "quit");
-    endsFinished(server);
-}
-
-TEST(Session, ReleaseEndsTheLoopBeforeExec)
-{
-    VX_GraphicsServer* server = runSession([](VX_GraphicsServer* s) { VX_GraphicsServer_release(s); }, false);
-    endsFinished(server);
-}
-
-TEST(Session, EmptyWordWakesTheLoopWithoutAResponse)
-{
+    // an empty word wakes the loop without a response
     QString after;
-    VX_GraphicsServer* server = runSession([&](VX_GraphicsServer* s) {
+    server = runSession([&](VX_GraphicsServer* s) {
         auto* wake = new VX_GraphicsServer_command;
         ASSERT_EQ(mtqueue_push(s->send_mtqueue, wake), 0);
         after = send(s, "mainwindow", "none").handle;
@@ -164,6 +147,17 @@ TEST(Session, EmptyWordWakesTheLoopWithoutAResponse)
     });
     EXPECT_EQ(after, "mainwindow:1");
     endsFinished(server);
+}
+
+TEST(Session, QuitAnswersWithItsWordAndReleaseEndsTheLoop)
+{
+    QString answer;
+    VX_GraphicsServer* server = runSession(
+        [&](VX_GraphicsServer* s) { answer = send(s, "quit", "anything").handle; }, false);
+    EXPECT_EQ(answer, "quit");
+    endsFinished(server);
+    // release ends the loop before exec
+    endsFinished(runSession([](VX_GraphicsServer* s) { VX_GraphicsServer_release(s); }, false));
 }
 
 TEST(Session, QuitFromACallbackOnTheQtThread)
@@ -258,12 +252,7 @@ TEST(Session, CloseCallbacksRunInOrderBeforeTheEnd)
 
 TEST(Session, ArgcZeroStillStarts)
 {
-    client_body = [](VX_GraphicsServer*) {};
-    send_quit_after_body = true;
-    in_session = true;
-    body_done = false;
-    VX_GraphicsServer* server = VX_GraphicsServer_create(0, nullptr, nullptr, testClient, 1);
-    in_session = false;
+    VX_GraphicsServer* server = runSession([](VX_GraphicsServer*) {}, true, nullptr, 0);
     ASSERT_NE(server, nullptr);
     EXPECT_EQ(server->argc, 0);
     endsFinished(server);

@@ -18,11 +18,6 @@ ProgramRun vxsh(const QStringList& args, const QByteArray& input = {}, const QSt
     return runProgram(VXSH_PATH, args, input, env);
 }
 
-bool contains(const std::string& text, const char* part)
-{
-    return text.find(part) != std::string::npos;
-}
-
 } // namespace
 
 // Each tests/server/scripts/NAME.vxs runs with -k; its standard output must
@@ -82,7 +77,7 @@ TEST(Shell, ParseErrorsAreReportedWithTheirLine)
     EXPECT_EQ(r.err, "vxsh: -c:2: VXCommandScript: line 2: unknown variable '$nothere'.\n");
     r = vxsh({"-c", "x \"never closed\n"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_TRUE(contains(r.err, "unterminated quote")) << r.err;
+    EXPECT_NE(r.err.find("unterminated quote"), std::string::npos) << r.err;
 }
 
 TEST(Shell, SnapshotWritesEachTopLevelWindow)
@@ -94,7 +89,6 @@ TEST(Shell, SnapshotWritesEachTopLevelWindow)
     QImage first(png), second(tmp.filePath("out-2.png"));
     ASSERT_FALSE(first.isNull());
     ASSERT_FALSE(second.isNull());
-    EXPECT_GT(first.width(), 0);
     // the light palette: a window without content is white
     EXPECT_EQ(first.pixelColor(first.width() / 2, first.height() / 2), QColor("#ffffff"));
 }
@@ -104,11 +98,11 @@ TEST(Shell, BadOptionsMissingFilesAndNoWindowToSnapshot)
     EXPECT_EQ(vxsh({"--nonsense"}).status, 2);
     ProgramRun r = vxsh({"/nonexistent/script.vxs"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_TRUE(contains(r.err, "cannot open '/nonexistent/script.vxs'")) << r.err;
+    EXPECT_NE(r.err.find("cannot open '/nonexistent/script.vxs'"), std::string::npos) << r.err;
     QTemporaryDir tmp;
     r = vxsh({"--snapshot", tmp.filePath("none.png"), "-c", "exec\n"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_TRUE(contains(r.err, "The session has no window")) << r.err;
+    EXPECT_NE(r.err.find("The session has no window"), std::string::npos) << r.err;
 }
 
 TEST(Shell, TraceLinesOfWindowAndWidgetCommands)

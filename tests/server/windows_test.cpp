@@ -11,7 +11,6 @@
 #include <QFormLayout>
 #include <QGridLayout>
 #include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QSplitter>
@@ -123,7 +122,9 @@ TEST(WindowCommands, SuccessfulCommandsReachTheWidgets)
         {"window_title", "{w}", "Stations"}, {"mainwindow_adddockwidget", "{w}", "{d}", "right"},
         {"gridlayout_spacing", "{g}", "3", "4"}, {"gridlayout_columnstretch", "{g}", "1", "2"},
         {"frame_setmodality", "{f}", "window"}, {"scrollarea_scrollbar", "{a}", "0", "0"},
+        {"scrollarea_widget", "{a}", "{al}"}, {"scrollarea_widgetresizable", "{a}", "1"},
     };
+    fx.h["al"] = vx_send("label", fx.h["a"]).handle;
     for (const QStringList& c : sends)
         EXPECT_EQ(vx_send(c[0], fx.fill(c[1]), fx.fill(c.mid(2))).code, 0) << c.join(' ').toStdString();
     // the replies not in the transcript
@@ -138,10 +139,13 @@ TEST(WindowCommands, SuccessfulCommandsReachTheWidgets)
     EXPECT_EQ(grid->columnStretch(1), 2);
     EXPECT_EQ(object<QFrame>(fx.h["f"])->windowModality(), Qt::WindowModal);
     EXPECT_TRUE(object<QFrame>(fx.h["f"])->testAttribute(Qt::WA_TransparentForMouseEvents));
-    EXPECT_EQ(object<QScrollArea>(fx.h["a"])->horizontalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+    auto* area = object<QScrollArea>(fx.h["a"]);
+    EXPECT_EQ(area->horizontalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+    EXPECT_EQ(area->widget(), object<QLabel>(fx.h["al"])) << "a label made in a scroll area goes inside";
+    EXPECT_TRUE(area->widgetResizable());
 }
 
-TEST_F(Layouts, TwoByTwoGridPlacesButtonsByRowAndColumn)
+TEST_F(Layouts, TwoByTwoGridPlacesButtonsByRowAndColumnAndTakesAFormLayout)
 {
     auto* window = object<VXMainWindow>(w);
     QString g = vx_send("gridlayout", window->tl_handle).handle;
@@ -175,18 +179,13 @@ TEST_F(Layouts, TwoByTwoGridPlacesButtonsByRowAndColumn)
     EXPECT_EQ(r[1][1].top(), r[1][0].top());
     EXPECT_EQ(r[1][1].right(), frame.right());
     EXPECT_EQ(object<QGridLayout>(g)->itemAtPosition(1, 0)->widget(), object<QPushButton>(b[1][0]));
-}
-
-TEST_F(Layouts, FormLayoutNestsInAGrid)
-{
-    auto* window = object<VXMainWindow>(w);
-    QString g = vx_send("gridlayout", window->tl_handle).handle;
+    // a form layout nests in the grid, below the buttons
     QString form = vx_send("formlayout", w).handle;  // the frame has its grid already
     QString edit = vx_send("lineedit", w).handle;
     ASSERT_EQ(vx_send("formlayout_addrow", form, {"Station:", edit}).code, 0);
-    Reply r = vx_send("gridlayout_addwidget", g, {form, "2", "0", "1", "2"});
-    ASSERT_EQ(r.code, 0) << r.handle.toStdString();
-    EXPECT_EQ(r.handle, g);
+    Reply nested = vx_send("gridlayout_addwidget", g, {form, "2", "0", "1", "2"});
+    ASSERT_EQ(nested.code, 0) << nested.handle.toStdString();
+    EXPECT_EQ(nested.handle, g);
     auto* grid = object<QGridLayout>(g);
     auto* inner = object<QFormLayout>(form);
     EXPECT_EQ(inner->parent(), grid);
@@ -309,17 +308,6 @@ TEST(Frames, ClosingEndsTheSessionOnlyWithCloseWindow)
     vx_send("delete", ending.handle);
 }
 
-TEST_F(Layouts, ScrollAreaTakesALabelInside)
-{
-    QString a = vx_send("scrollarea", w).handle;
-    QString l = vx_send("label", a).handle;
-    ASSERT_EQ(vx_send("scrollarea_widget", a, {l}).code, 0);
-    ASSERT_EQ(vx_send("scrollarea_widgetresizable", a, {"1"}).code, 0);
-    auto* area = object<QScrollArea>(a);
-    EXPECT_EQ(area->widget(), object<QLabel>(l));
-    EXPECT_TRUE(area->widgetResizable());
-}
-
 TEST(Frames, AParentlessWindowRaisesItselfOnceAfterItsFirstPaint)
 {
     Reply top = vx_send("mainwindow", "none");
@@ -344,7 +332,7 @@ TEST(Frames, AParentlessWindowRaisesItselfOnceAfterItsFirstPaint)
 // parent cycle, on which Qt loops for ever: the placing commands refuse it
 // and leave the widgets where they were.  (Main windows and their docks
 // never have a Qt parent, so they cannot close a cycle.)
-TEST_F(Placing, AWidgetNeverGoesInsideItsOwnDescendant)
+TEST_F(Placing, AWidgetNeverGoesInsideItsOwnDescendantNorLeavesAHole)
 {
     Handles h;
     h["f"] = object<VXMainWindow>(w)->tl_handle;
@@ -362,20 +350,16 @@ TEST_F(Placing, AWidgetNeverGoesInsideItsOwnDescendant)
     EXPECT_EQ(object<QScrollArea>(h["a"])->widget(), nullptr);
     EXPECT_EQ(object<QSplitter>(h["s"])->count(), 0);
     EXPECT_EQ(vx_send("show", w).code, 0);  // would loop for ever on a cycle
-}
-
-// A second grid made on a frame is only the frame's child: a button laid
-// out in it and then deleted leaves an empty item there, which must go
-// before the grid is nested into the frame's own layout and shown.
-TEST_F(Placing, ADeletedWidgetLeavesNoHoleInANestedGrid)
-{
-    const QString f = object<VXMainWindow>(w)->tl_handle;
-    const QString outer = vx_send("gridlayout", f).handle;
-    const QString inner = vx_send("gridlayout", f).handle;
-    const QString b = vx_send("button", f).handle;
+    // a second grid made on the frame is only the frame's child: a button
+    // laid out in it and then deleted leaves an empty item there, which must
+    // go before the grid is nested into the frame's own layout
+    const QString outer = h["g"];
+    const QString inner = vx_send("gridlayout", h["f"]).handle;
+    const QString b = vx_send("button", h["f"]).handle;
     ASSERT_EQ(vx_send("gridlayout_addwidget", inner, {b, "0", "0", "1", "1"}).code, 0);
     vx_send("delete", b);
     ASSERT_EQ(vx_send("gridlayout_addwidget", outer, {inner, "0", "0", "1", "1"}).code, 0);
     EXPECT_EQ(object<QGridLayout>(inner)->count(), 0);
     EXPECT_EQ(vx_send("show", w).code, 0);  // read the dead item before
 }
+

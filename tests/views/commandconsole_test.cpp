@@ -17,12 +17,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextCursor>
-#include <QTextDocument>
 
-#include <cstdlib>
 #include <functional>
 #include <memory>
-#include <string>
 
 namespace {
 
@@ -149,7 +146,7 @@ TEST_F(ConsoleTest, QueuedCommandsRunInOrderOneTurnApart)
     EXPECT_EQ(recorder.commands.size(), 2);
 }
 
-TEST_F(ConsoleTest, EchoedCommandsAndTheirOutputBuildTheHistory)
+TEST_F(ConsoleTest, EchoedAndTypedCommandsAndTheirOutputBuildTheHistory)
 {
     recorder.print = true;
     console->setCommandCallback(record, &recorder);
@@ -164,40 +161,33 @@ TEST_F(ConsoleTest, EchoedCommandsAndTheirOutputBuildTheHistory)
         EXPECT_EQ(console->getCommand(past), "") << past;
     EXPECT_EQ(colorAt(text().indexOf("out:a")), QColor("black"));
     EXPECT_EQ(colorAt(text().indexOf("a\n")), QColor("blue"));
+    // a typed line goes to the callbacks too
+    const QString before = text();
+    type("hello");
+    EXPECT_EQ(text(), before + "hello");
+    key(Qt::Key_Return);
+    EXPECT_EQ(text(), before + "hello\n");
+    turns();
+    EXPECT_EQ(recorder.commands, QStringList({"a", "b", "hello"}));
+    EXPECT_EQ(text(), before + "hello\nout:hello\n>");
 }
 
-TEST_F(ConsoleTest, StartsWithAPromptThatStaysWithoutEcho)
+TEST_F(ConsoleTest, StartsWithAPromptThatComesBackAndStaysWithoutEcho)
 {
     EXPECT_EQ(text(), ">");
     EXPECT_EQ(console->commandCount(), 1);
     EXPECT_EQ(colorAt(0), QColor("orange"));
     EXPECT_EQ(console->getCommand(0), "");
-    console->setCommandCallback(record, &recorder);
-    console->sendCommand("quiet", 0, 0);
-    turns();
-    EXPECT_EQ(recorder.commands, QStringList({"quiet"}));
-    EXPECT_EQ(text(), ">");
-}
-
-TEST_F(ConsoleTest, WithoutCallbacksThePromptComesBack)
-{
+    // without callbacks the prompt comes back
     console->sendCommand("lonely", 1, 1);
     EXPECT_EQ(text(), ">lonely\n");
     turns();
     EXPECT_EQ(text(), ">lonely\n>");
-}
-
-TEST_F(ConsoleTest, TypedLinesGoToTheCallbacks)
-{
-    recorder.print = true;
     console->setCommandCallback(record, &recorder);
-    type("hello");
-    EXPECT_EQ(text(), ">hello");
-    key(Qt::Key_Return);
-    EXPECT_EQ(text(), ">hello\n");
+    console->sendCommand("quiet", 0, 0);
     turns();
-    EXPECT_EQ(recorder.commands, QStringList({"hello"}));
-    EXPECT_EQ(text(), ">hello\nout:hello\n>");
+    EXPECT_EQ(recorder.commands, QStringList({"quiet"}));
+    EXPECT_EQ(text(), ">lonely\n>");
 }
 
 TEST_F(ConsoleTest, UpAndDownWalkTheHistoryAndRestoreTheTypedLine)
@@ -257,7 +247,7 @@ TEST_F(ConsoleTest, TypingInsideOldOutputChangesNothing)
     EXPECT_EQ(recorder.commands, QStringList({"old"}));
 }
 
-TEST_F(ConsoleTest, EditingStopsAtTheStartOfTheLine)
+TEST_F(ConsoleTest, EditingStopsAtTheStartOfTheLineAndOutputGoesAboveIt)
 {
     type("ab");
     for (int i = 0; i < 3; i++)  // the third would enter the prompt
@@ -279,6 +269,14 @@ TEST_F(ConsoleTest, EditingStopsAtTheStartOfTheLine)
     key(Qt::Key_Home);
     type("y");
     EXPECT_EQ(text(), ">yx");
+    // output while typing goes above the open prompt
+    key(Qt::Key_End);
+    console->printLineOutput("note", QString(), 0, 1);
+    EXPECT_EQ(text(), "note\n>yx");
+    EXPECT_EQ(console->commandCount(), 1);
+    type("c");
+    EXPECT_EQ(text(), "note\n>yxc");
+    EXPECT_EQ(console->getCommand(0), "yxc");
 }
 
 TEST_F(ConsoleTest, OutputColoursPrefixAndNewlineBeforeThePrompt)
@@ -298,17 +296,6 @@ TEST_F(ConsoleTest, OutputColoursPrefixAndNewlineBeforeThePrompt)
     turns();
     console->printLineOutput("line\n", QString(), 0, 1);
     EXPECT_EQ(text(), ">c\npartialE: bad\n>d\nline\n>");
-}
-
-TEST_F(ConsoleTest, OutputWhileTypingGoesAboveTheOpenPrompt)
-{
-    type("ab");
-    console->printLineOutput("note", QString(), 0, 1);
-    EXPECT_EQ(text(), "note\n>ab");
-    EXPECT_EQ(console->commandCount(), 1);
-    type("c");
-    EXPECT_EQ(text(), "note\n>abc");
-    EXPECT_EQ(console->getCommand(0), "abc");
 }
 
 TEST_F(ConsoleTest, ImportQueuesEveryLineOfAFile)
@@ -423,7 +410,7 @@ TEST_F(ConsoleTest, DeleteRemovesASelectionInsideTheLine)
     EXPECT_EQ(console->getCommand(0), "adef");
 }
 
-TEST_F(ConsoleTest, EchoCommandRecordsWithoutRunning)
+TEST_F(ConsoleTest, EchoCommandRecordsWithoutRunningAndThePromptKeyWaits)
 {
     console->setCommandCallback(record, &recorder);
     console->echoCommand("done elsewhere");
@@ -431,14 +418,11 @@ TEST_F(ConsoleTest, EchoCommandRecordsWithoutRunning)
     EXPECT_TRUE(recorder.commands.isEmpty());
     EXPECT_EQ(text(), ">done elsewhere\n>");
     EXPECT_EQ(console->getCommand(0), "done elsewhere");
-}
-
-TEST_F(ConsoleTest, ThePromptKeyAppliesToTheNextPrompt)
-{
+    // the prompt key applies to the next prompt
     ASSERT_EQ(console->configure("prompt", "vx% ", nullptr), 0) << takeErrors();
     console->sendCommand("a", 1, 0);
     turns();
-    EXPECT_EQ(text(), ">a\nvx% ");
+    EXPECT_EQ(text(), ">done elsewhere\n>a\nvx% ");
     type("b");
-    EXPECT_EQ(console->getCommand(1), "b");
+    EXPECT_EQ(console->getCommand(2), "b");
 }

@@ -15,9 +15,9 @@
 #include <QHoverEvent>
 #include <QMouseEvent>
 #include <QScrollBar>
+#include <QTest>
 
 #include <algorithm>
-#include <string>
 #include <tuple>
 
 namespace {
@@ -82,13 +82,7 @@ public:
 void clickHeader(VXTableview* view, int c)
 {
     QHeaderView* h = view->horizontalHeader();
-    const QPoint pos(h->sectionViewportPosition(c) + h->sectionSize(c) / 2, h->height() / 2);
-    QMouseEvent press(QEvent::MouseButtonPress, pos, h->viewport()->mapToGlobal(pos), Qt::LeftButton,
-                      Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(h->viewport(), &press);
-    QMouseEvent release(QEvent::MouseButtonRelease, pos, h->viewport()->mapToGlobal(pos), Qt::LeftButton,
-                        Qt::NoButton, Qt::NoModifier);
-    QApplication::sendEvent(h->viewport(), &release);
+    QTest::mouseClick(h->viewport(), Qt::LeftButton, {}, {h->sectionViewportPosition(c) + h->sectionSize(c) / 2, h->height() / 2});
 }
 
 QPoint cellCenter(VXTableview* view, int row, int column)
@@ -139,18 +133,11 @@ TEST(TableviewProtocol, ModelAnswersThroughCallbackWords)
     EXPECT_EQ(m->headerData(7, Qt::Vertical).toString(), "H7v");
     EXPECT_FALSE(m->headerData(1, Qt::Horizontal, Qt::FontRole).isValid());
     EXPECT_EQ(view.calls, (QList<QStringList>{{"headerdata", "1", "horizontal"}, {"headerdata", "7", "vertical"}}));
-}
 
-TEST(TableviewProtocol, OutOfRangeCellsAskNothing)
-{
-    RecordingView view;
-    view.setDimensions(5, 2);
-    VXTableviewModel* m = view.vxmodel;
-    EXPECT_FALSE(m->index(5, 0).isValid());
-    // indices made while the table was larger must be refused
-    view.setDimensions(10, 4);
+    // out-of-range cells, and indices made while the table was larger, ask nothing
+    EXPECT_FALSE(m->index(10, 0).isValid());
     const QModelIndex far_row = m->index(9, 1);
-    const QModelIndex far_col = m->index(1, 3);
+    const QModelIndex far_col = m->index(1, 2);
     view.setDimensions(5, 2);
     view.calls.clear();
     EXPECT_FALSE(m->data(far_row).isValid());
@@ -356,7 +343,7 @@ TEST(TableviewSelection, SelectsOnReleaseAndReportsModelRow)
     EXPECT_EQ(view.vxmodel->noselect, 0);
 }
 
-TEST(TableviewConfigure, BadValuesKeepEarlierStateWithTheirMessage)
+TEST(TableviewConfigure, BadValuesKeepEarlierStateAndAnEmptyFontIsTheFixedFont)
 {
     RecordingView view;
     ASSERT_EQ(view.configure("default_cell_height", "0x20", "default_cell_width", "010", "font_size", "15", nullptr), 0)
@@ -375,12 +362,9 @@ TEST(TableviewConfigure, BadValuesKeepEarlierStateWithTheirMessage)
         {"font size zero", "font_size", "0", "tableview_parse_fontsize: strtol(0) error.\n"},
         {"font", "font", "Sans,huge", "tableview_parse_font: VX_ParseFont(Sans,huge) error.\n"},
         {"font header", "font_header", "Sans,12,heavyish", "tableview_parse_font: VX_ParseFont(Sans,12,heavyish) error.\n"},
-        {"widths not compiled", "column_widths", "column_widths &Tbl{\n12\n",
-         "tableview_parse_columnwidths: kvcompile(column_widths &Tbl{\n12\n) error.\n"},
-        {"widths absent", "column_widths", "widths &Tbl{\n12\n}\n",
-         "tableview_parse_columnwidths: kvparam(column_widths) error.\n"},
-        {"widths not a list", "column_widths", "column_widths 12\n",
-         "tableview_parse_columnwidths: kvparam(column_widths) error.\n"},
+        {"widths not compiled", "column_widths", "column_widths &Tbl{\n12\n", "tableview_parse_columnwidths: kvcompile(column_widths &Tbl{\n12\n) error.\n"},
+        {"widths absent", "column_widths", "widths &Tbl{\n12\n}\n", "tableview_parse_columnwidths: kvparam(column_widths) error.\n"},
+        {"widths not a list", "column_widths", "column_widths 12\n", "tableview_parse_columnwidths: kvparam(column_widths) error.\n"},
     };
     const QFont font = view.params.font;
     const QFont font_header = view.params.font_header;
@@ -391,11 +375,7 @@ TEST(TableviewConfigure, BadValuesKeepEarlierStateWithTheirMessage)
         EXPECT_EQ(std::tie(p.default_cell_height, p.default_cell_width), std::make_tuple(32, 8));
         EXPECT_EQ(std::tie(p.font, p.font_header, p.column_widths), std::tie(font, font_header, widths));
     }
-}
-
-TEST(TableviewConfigure, EmptyFontTakesSystemFixedFont)
-{
-    RecordingView view;
+    // an empty font takes the system's fixed font
     ASSERT_EQ(view.configure("font", "Serif,17", nullptr), 0) << takeErrors();
     EXPECT_EQ(view.params.font.pixelSize(), 17);
     ASSERT_EQ(view.configure("font", "", nullptr), 0) << takeErrors();
@@ -403,7 +383,7 @@ TEST(TableviewConfigure, EmptyFontTakesSystemFixedFont)
     EXPECT_EQ(view.font(), view.params.font);
 }
 
-TEST(TableviewConfigure, ColumnWidthsCoverOnlyTheirColumns)
+TEST(TableviewConfigure, ColumnWidthsCoverOnlyTheirColumnsAndSumToTheTotalSize)
 {
     RecordingView view;
     view.configure("default_cell_width", "50", "show_record_numbers", "yes", nullptr);
@@ -433,20 +413,17 @@ TEST(TableviewConfigure, ColumnWidthsCoverOnlyTheirColumns)
     view.configure("default_cell_width", "-1", nullptr);
     EXPECT_EQ(h->sectionResizeMode(4), QHeaderView::ResizeToContents);
     EXPECT_EQ(h->sectionResizeMode(1), QHeaderView::Fixed);
-}
-
-TEST(TableviewSize, TotalSizeSumsColumnsAndRows)
-{
-    RecordingView view;
-    view.configure("default_cell_height", "20", "column_widths", "column_widths &Tbl{\n50\n60\n}\n", nullptr);
-    view.setDimensions(4, 2);
-    int w = 0, h = 0;
-    view.totalSize(w, h);
-    EXPECT_EQ(QSize(w, h), QSize(110, view.horizontalHeader()->sizeHint().height() + 80));
-    EXPECT_LT(view.setDimensions(-1, 2), 0);
-    EXPECT_LT(view.setDimensions(VX_TABLEVIEW_MAX_ROWS + 1, 2), 0);
+    // the total size sums columns and rows
+    RecordingView sized;
+    sized.configure("default_cell_height", "20", "column_widths", "column_widths &Tbl{\n50\n60\n}\n", nullptr);
+    sized.setDimensions(4, 2);
+    int total_w = 0, total_h = 0;
+    sized.totalSize(total_w, total_h);
+    EXPECT_EQ(QSize(total_w, total_h), QSize(110, sized.horizontalHeader()->sizeHint().height() + 80));
+    EXPECT_LT(sized.setDimensions(-1, 2), 0);
+    EXPECT_LT(sized.setDimensions(VX_TABLEVIEW_MAX_ROWS + 1, 2), 0);
     takeErrors();
-    EXPECT_EQ(view.vxmodel->rowCount(), 4) << "a refused size changes nothing";
+    EXPECT_EQ(sized.vxmodel->rowCount(), 4) << "a refused size changes nothing";
 }
 
 TEST(TableviewDelegate, AccentuatedCellTakesHoverColours)
