@@ -181,6 +181,56 @@ inline void fold_block8(const float* lo, const float* hi, long first, long last,
     *bmax = px.max;
 }
 
+#if defined(__SSE2__)
+// Four blocks of 8 pairs whose lows l[0..7] and highs h[0..7] are loaded
+// (block b in lanes b of each pair of vectors): their extremes stored at
+// mins[k..k+3] and maxs[k..k+3], and a block the vector pass cannot decide
+// (see fold_blocks8) folded again in order from lo and hi.
+inline void fold4(const __m128* l, const __m128* h, const float* lo, const float* hi, long k, float* mins, float* maxs)
+{
+    const __m128 pinf = _mm_set1_ps(std::numeric_limits<float>::infinity());
+    const __m128 ninf = _mm_set1_ps(-std::numeric_limits<float>::infinity());
+    const __m128 zero = _mm_setzero_ps();
+    // _mm_min_ps(a, b) is a < b ? a : b: a NaN in a gives way to b
+    __m128 m0 = _mm_min_ps(l[1], _mm_min_ps(l[0], pinf));
+    __m128 m1 = _mm_min_ps(l[3], _mm_min_ps(l[2], pinf));
+    __m128 m2 = _mm_min_ps(l[5], _mm_min_ps(l[4], pinf));
+    __m128 m3 = _mm_min_ps(l[7], _mm_min_ps(l[6], pinf));
+    __m128 x0 = _mm_max_ps(h[1], _mm_max_ps(h[0], ninf));
+    __m128 x1 = _mm_max_ps(h[3], _mm_max_ps(h[2], ninf));
+    __m128 x2 = _mm_max_ps(h[5], _mm_max_ps(h[4], ninf));
+    __m128 x3 = _mm_max_ps(h[7], _mm_max_ps(h[6], ninf));
+    // a zero extreme is +0 as the order would choose unless a -0 is there
+    const __m128 neg = _mm_or_ps(
+        _mm_or_ps(_mm_or_ps(is_minus_zero(l[0], l[1]), is_minus_zero(l[2], l[3])),
+                  _mm_or_ps(is_minus_zero(l[4], l[5]), is_minus_zero(l[6], l[7]))),
+        _mm_or_ps(_mm_or_ps(is_minus_zero(h[0], h[1]), is_minus_zero(h[2], h[3])),
+                  _mm_or_ps(is_minus_zero(h[4], h[5]), is_minus_zero(h[6], h[7]))));
+    const bool any_minus_zero = _mm_movemask_ps(neg) != 0;
+    // a row per block: after the transpose, lane b of each vector is block b's
+    _MM_TRANSPOSE4_PS(m0, m1, m2, m3);
+    _MM_TRANSPOSE4_PS(x0, x1, x2, x3);
+    const __m128 mn = _mm_min_ps(_mm_min_ps(m0, m1), _mm_min_ps(m2, m3));
+    const __m128 mx = _mm_max_ps(_mm_max_ps(x0, x1), _mm_max_ps(x2, x3));
+    _mm_storeu_ps(mins + k, mn);
+    _mm_storeu_ps(maxs + k, mx);
+    __m128 redo = _mm_cmpgt_ps(mn, mx);
+    if (any_minus_zero)
+        redo = _mm_or_ps(redo, _mm_or_ps(_mm_cmpeq_ps(mn, zero), _mm_cmpeq_ps(mx, zero)));
+    if (int mask = _mm_movemask_ps(redo)) {
+        for (int b = 0; b < 4; b++)
+            if (mask & (1 << b))
+                fold_block8(lo, hi, 8 * (k + b), 8 * (k + b + 1), mins + k + b, maxs + k + b);
+    }
+}
+
+inline void load8(const float* p, __m128* v)
+{
+    for (int i = 0; i < 8; i++)
+        v[i] = _mm_loadu_ps(p + 4 * i);
+}
+#endif
+
 // The extremes of nblocks whole blocks of 8 pairs.  In order, strict < and
 // > keep the first of equal extremes, and NaN enters only a block of NaN;
 // the vector pass takes the smallest and largest value that is not NaN,
@@ -191,49 +241,11 @@ void fold_blocks8(const float* lo, const float* hi, long nblocks, float* mins, f
 {
     long k = 0;
 #if defined(__SSE2__)
-    const __m128 pinf = _mm_set1_ps(std::numeric_limits<float>::infinity());
-    const __m128 ninf = _mm_set1_ps(-std::numeric_limits<float>::infinity());
-    const __m128 zero = _mm_setzero_ps();
     for (; k + 4 <= nblocks; k += 4) {
-        const float* l = lo + 8 * k;
-        const float* h = hi + 8 * k;
-        // _mm_min_ps(a, b) is a < b ? a : b: a NaN in a gives way to b
-        __m128 l0 = _mm_loadu_ps(l), l1 = _mm_loadu_ps(l + 4), l2 = _mm_loadu_ps(l + 8), l3 = _mm_loadu_ps(l + 12);
-        __m128 l4 = _mm_loadu_ps(l + 16), l5 = _mm_loadu_ps(l + 20), l6 = _mm_loadu_ps(l + 24);
-        __m128 l7 = _mm_loadu_ps(l + 28);
-        __m128 h0 = _mm_loadu_ps(h), h1 = _mm_loadu_ps(h + 4), h2 = _mm_loadu_ps(h + 8), h3 = _mm_loadu_ps(h + 12);
-        __m128 h4 = _mm_loadu_ps(h + 16), h5 = _mm_loadu_ps(h + 20), h6 = _mm_loadu_ps(h + 24);
-        __m128 h7 = _mm_loadu_ps(h + 28);
-        __m128 m0 = _mm_min_ps(l1, _mm_min_ps(l0, pinf));
-        __m128 m1 = _mm_min_ps(l3, _mm_min_ps(l2, pinf));
-        __m128 m2 = _mm_min_ps(l5, _mm_min_ps(l4, pinf));
-        __m128 m3 = _mm_min_ps(l7, _mm_min_ps(l6, pinf));
-        __m128 x0 = _mm_max_ps(h1, _mm_max_ps(h0, ninf));
-        __m128 x1 = _mm_max_ps(h3, _mm_max_ps(h2, ninf));
-        __m128 x2 = _mm_max_ps(h5, _mm_max_ps(h4, ninf));
-        __m128 x3 = _mm_max_ps(h7, _mm_max_ps(h6, ninf));
-        // a zero extreme is +0 as the order would choose unless a -0 is there
-        const __m128 neg = _mm_or_ps(
-            _mm_or_ps(_mm_or_ps(is_minus_zero(l0, l1), is_minus_zero(l2, l3)),
-                      _mm_or_ps(is_minus_zero(l4, l5), is_minus_zero(l6, l7))),
-            _mm_or_ps(_mm_or_ps(is_minus_zero(h0, h1), is_minus_zero(h2, h3)),
-                      _mm_or_ps(is_minus_zero(h4, h5), is_minus_zero(h6, h7))));
-        const bool any_minus_zero = _mm_movemask_ps(neg) != 0;
-        // a row per block: after the transpose, lane b of each vector is block b's
-        _MM_TRANSPOSE4_PS(m0, m1, m2, m3);
-        _MM_TRANSPOSE4_PS(x0, x1, x2, x3);
-        const __m128 mn = _mm_min_ps(_mm_min_ps(m0, m1), _mm_min_ps(m2, m3));
-        const __m128 mx = _mm_max_ps(_mm_max_ps(x0, x1), _mm_max_ps(x2, x3));
-        _mm_storeu_ps(mins + k, mn);
-        _mm_storeu_ps(maxs + k, mx);
-        __m128 redo = _mm_cmpgt_ps(mn, mx);
-        if (any_minus_zero)
-            redo = _mm_or_ps(redo, _mm_or_ps(_mm_cmpeq_ps(mn, zero), _mm_cmpeq_ps(mx, zero)));
-        if (int mask = _mm_movemask_ps(redo)) {
-            for (int b = 0; b < 4; b++)
-                if (mask & (1 << b))
-                    fold_block8(lo, hi, 8 * (k + b), 8 * (k + b + 1), mins + k + b, maxs + k + b);
-        }
+        __m128 l[8], h[8];
+        load8(lo + 8 * k, l);
+        load8(hi + 8 * k, h);
+        fold4(l, h, lo, hi, k, mins, maxs);
     }
 #endif
     for (; k < nblocks; k++)
@@ -251,51 +263,16 @@ bool fold_samples8(const float* v, long nblocks, float* mins, float* maxs)
     bool gap = false;
     long k = 0;
 #if defined(__SSE2__)
-    const __m128 pinf = _mm_set1_ps(std::numeric_limits<float>::infinity());
-    const __m128 ninf = _mm_set1_ps(-std::numeric_limits<float>::infinity());
-    const __m128 zero = _mm_setzero_ps();
     const __m128i gapv = _mm_set1_epi32(static_cast<int>(gap_bits));
     __m128i hits = _mm_setzero_si128();
     for (; k + 4 <= nblocks; k += 4) {
-        const float* p = v + 8 * k;
-        __m128 l0 = _mm_loadu_ps(p), l1 = _mm_loadu_ps(p + 4), l2 = _mm_loadu_ps(p + 8), l3 = _mm_loadu_ps(p + 12);
-        __m128 l4 = _mm_loadu_ps(p + 16), l5 = _mm_loadu_ps(p + 20), l6 = _mm_loadu_ps(p + 24);
-        __m128 l7 = _mm_loadu_ps(p + 28);
-        hits = _mm_or_si128(
-            hits, _mm_or_si128(_mm_or_si128(_mm_or_si128(_mm_cmpeq_epi32(_mm_castps_si128(l0), gapv),
-                                                         _mm_cmpeq_epi32(_mm_castps_si128(l1), gapv)),
-                                            _mm_or_si128(_mm_cmpeq_epi32(_mm_castps_si128(l2), gapv),
-                                                         _mm_cmpeq_epi32(_mm_castps_si128(l3), gapv))),
-                               _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi32(_mm_castps_si128(l4), gapv),
-                                                         _mm_cmpeq_epi32(_mm_castps_si128(l5), gapv)),
-                                            _mm_or_si128(_mm_cmpeq_epi32(_mm_castps_si128(l6), gapv),
-                                                         _mm_cmpeq_epi32(_mm_castps_si128(l7), gapv)))));
-        // the same operations in the same order as fold_blocks8()
-        __m128 m0 = _mm_min_ps(l1, _mm_min_ps(l0, pinf));
-        __m128 m1 = _mm_min_ps(l3, _mm_min_ps(l2, pinf));
-        __m128 m2 = _mm_min_ps(l5, _mm_min_ps(l4, pinf));
-        __m128 m3 = _mm_min_ps(l7, _mm_min_ps(l6, pinf));
-        __m128 x0 = _mm_max_ps(l1, _mm_max_ps(l0, ninf));
-        __m128 x1 = _mm_max_ps(l3, _mm_max_ps(l2, ninf));
-        __m128 x2 = _mm_max_ps(l5, _mm_max_ps(l4, ninf));
-        __m128 x3 = _mm_max_ps(l7, _mm_max_ps(l6, ninf));
-        const __m128 neg = _mm_or_ps(_mm_or_ps(is_minus_zero(l0, l1), is_minus_zero(l2, l3)),
-                                     _mm_or_ps(is_minus_zero(l4, l5), is_minus_zero(l6, l7)));
-        const bool any_minus_zero = _mm_movemask_ps(neg) != 0;
-        _MM_TRANSPOSE4_PS(m0, m1, m2, m3);
-        _MM_TRANSPOSE4_PS(x0, x1, x2, x3);
-        const __m128 mn = _mm_min_ps(_mm_min_ps(m0, m1), _mm_min_ps(m2, m3));
-        const __m128 mx = _mm_max_ps(_mm_max_ps(x0, x1), _mm_max_ps(x2, x3));
-        _mm_storeu_ps(mins + k, mn);
-        _mm_storeu_ps(maxs + k, mx);
-        __m128 redo = _mm_cmpgt_ps(mn, mx);
-        if (any_minus_zero)
-            redo = _mm_or_ps(redo, _mm_or_ps(_mm_cmpeq_ps(mn, zero), _mm_cmpeq_ps(mx, zero)));
-        if (int mask = _mm_movemask_ps(redo)) {
-            for (int b = 0; b < 4; b++)
-                if (mask & (1 << b))
-                    fold_block8(v, v, 8 * (k + b), 8 * (k + b + 1), mins + k + b, maxs + k + b);
-        }
+        __m128 l[8];
+        load8(v + 8 * k, l);
+        __m128i eq = _mm_setzero_si128();
+        for (int i = 0; i < 8; i++)
+            eq = _mm_or_si128(eq, _mm_cmpeq_epi32(_mm_castps_si128(l[i]), gapv));
+        hits = _mm_or_si128(hits, eq);
+        fold4(l, l, v, v, k, mins, maxs);
     }
     gap = _mm_movemask_epi8(hits) != 0;
 #endif

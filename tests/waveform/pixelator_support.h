@@ -2,6 +2,7 @@
 // operations, and a reader of synthetic waveform rows that counts its loads.
 #pragma once
 
+#include "toolkit/waveio/wfgap.h"
 #include "waveform/pixelator.h"
 
 #include <QList>
@@ -10,6 +11,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 class TestPixelator : public VXPixelator
@@ -37,6 +39,23 @@ inline std::vector<float> sine(int n, double samprate, double period, double amp
     for (int i = 0; i < n; i++)
         v[static_cast<size_t>(i)] = static_cast<float>(amplitude * std::sin(2.0 * M_PI * i / samprate / period));
     return v;
+}
+
+// The runs of samples between gap markers, by the plainest scan there is.
+inline QList<std::pair<int, int>> plain_runs(const std::vector<float>& v)
+{
+    QList<std::pair<int, int>> runs;
+    int start = -1;
+    for (int i = 0; i <= static_cast<int>(v.size()); i++) {
+        const bool good = i < static_cast<int>(v.size()) && v[static_cast<size_t>(i)] != WF_GAP_VALUE;
+        if (good && start < 0)
+            start = i;
+        if (!good && start >= 0) {
+            runs.append({start, i});
+            start = -1;
+        }
+    }
+    return runs;
 }
 
 // Rows of samples held in memory, loaded by the reader's rules.

@@ -2,6 +2,7 @@
 // decodes equal those made from the whole array afterwards, and the loader
 // hands on every piece of what it returns, in order.
 #include "toolkit/waveio/wftest.h"
+#include "waveform/pixelator_support.h"
 
 #include "waveform/samplecache_p.h"
 
@@ -42,23 +43,6 @@ std::vector<float> samples(long n, unsigned seed, std::initializer_list<std::pai
         for (long i = a; i < b && i < n; i++)
             v[static_cast<size_t>(i)] = WF_GAP_VALUE;
     return v;
-}
-
-// The runs of samples that are not the marker, by the plainest scan.
-QList<std::pair<int, int>> plain_runs(const std::vector<float>& v)
-{
-    QList<std::pair<int, int>> runs;
-    int start = -1;
-    for (int i = 0; i <= static_cast<int>(v.size()); i++) {
-        const bool good = i < static_cast<int>(v.size()) && v[static_cast<size_t>(i)] != WF_GAP_VALUE;
-        if (good && start < 0)
-            start = i;
-        if (!good && start >= 0) {
-            runs.append({start, i});
-            start = -1;
-        }
-    }
-    return runs;
 }
 
 TEST(SamplePieces, IndexAndRunsEqualThoseOfTheWhole)

@@ -118,23 +118,6 @@ TEST(SampleIndex, WholeBlocksOfNanZerosAndInfinities)
     }
 }
 
-// The runs between gap markers, by the plainest scan there is.
-QList<std::pair<int, int>> plain_runs(const std::vector<float>& v)
-{
-    QList<std::pair<int, int>> runs;
-    int start = -1;
-    for (int i = 0; i <= static_cast<int>(v.size()); i++) {
-        const bool good = i < static_cast<int>(v.size()) && v[static_cast<size_t>(i)] != WF_GAP_VALUE;
-        if (good && start < 0)
-            start = i;
-        if (!good && start >= 0) {
-            runs.append({start, i});
-            start = -1;
-        }
-    }
-    return runs;
-}
-
 TEST(SampleRuns, GapMarkersWhereverTheyFall)
 {
     // markers on either side of the chunk edges the scan works by, alone and
