@@ -11,6 +11,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
+#include <limits>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -39,6 +42,35 @@ inline std::vector<float> sine(int n, double samprate, double period, double amp
     for (int i = 0; i < n; i++)
         v[static_cast<size_t>(i)] = static_cast<float>(amplitude * std::sin(2.0 * M_PI * i / samprate / period));
     return v;
+}
+
+// n samples with the awkward cases in them (signed zeros, NaN, spikes),
+// and gap markers over the given ranges.
+inline std::vector<float> awkward(long n, unsigned seed, std::initializer_list<std::pair<long, long>> gaps)
+{
+    std::mt19937 rng(seed);
+    std::vector<float> v(static_cast<size_t>(n));
+    for (long i = 0; i < n; i++) {
+        const unsigned r = rng() % 1000;
+        float x = static_cast<float>(static_cast<int>(rng() % 201) - 100);
+        if (r < 20)
+            x = (r & 1) ? 0.0f : -0.0f;
+        else if (r < 25)
+            x = std::numeric_limits<float>::quiet_NaN();
+        else if (r == 25)
+            x = 1e6f;
+        v[static_cast<size_t>(i)] = x;
+    }
+    for (const auto& [a, b] : gaps)
+        for (long i = a; i < b && i < n; i++)
+            v[static_cast<size_t>(i)] = WF_GAP_VALUE;
+    return v;
+}
+
+// n awkward samples with a gap of 500 a third of the way in.
+inline std::vector<float> awkward(long n, unsigned seed)
+{
+    return awkward(n, seed, {{n / 3, n / 3 + 500}});
 }
 
 // The runs of samples between gap markers, by the plainest scan there is.

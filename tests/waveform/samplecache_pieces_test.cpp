@@ -23,28 +23,6 @@ bool same_floats(const std::vector<float>& a, const std::vector<float>& b)
     return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
-// Samples with signed zeros, NaN, spikes, and gap markers where given.
-std::vector<float> samples(long n, unsigned seed, std::initializer_list<std::pair<long, long>> gaps)
-{
-    std::mt19937 rng(seed);
-    std::vector<float> v(static_cast<size_t>(n));
-    for (long i = 0; i < n; i++) {
-        const unsigned r = rng() % 1000;
-        float x = static_cast<float>(static_cast<int>(rng() % 201) - 100);
-        if (r < 20)
-            x = (r & 1) ? 0.0f : -0.0f;
-        else if (r < 25)
-            x = std::numeric_limits<float>::quiet_NaN();
-        else if (r == 25)
-            x = 1e6f;
-        v[static_cast<size_t>(i)] = x;
-    }
-    for (const auto& [a, b] : gaps)
-        for (long i = a; i < b && i < n; i++)
-            v[static_cast<size_t>(i)] = WF_GAP_VALUE;
-    return v;
-}
-
 TEST(SamplePieces, IndexAndRunsEqualThoseOfTheWhole)
 {
     constexpr long piece = VxSampleIndex::piece_samples;
@@ -69,7 +47,7 @@ TEST(SamplePieces, IndexAndRunsEqualThoseOfTheWhole)
     unsigned seed = 1;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const std::vector<float> v = samples(c.n, seed++, c.gaps);
+        const std::vector<float> v = awkward(c.n, seed++, c.gaps);
         VxSampleIndex whole;
         ASSERT_EQ(whole.build(v.data(), c.n), 0);
         VxSampleIndex pieces;

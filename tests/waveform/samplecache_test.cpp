@@ -53,30 +53,6 @@ bool sameAsTheRule(const std::vector<float>& v, VxSampleIndex& index, long a, lo
     return same_bits(plain, fast) && same_bits(plain, folded);
 }
 
-// Samples with the awkward cases in them: signed zeros, NaN, gaps, spikes.
-std::vector<float> awkward(int n, unsigned seed)
-{
-    std::mt19937 rng(seed);
-    std::uniform_real_distribution<float> u(-100.0f, 100.0f);
-    float gap = 0.0f;
-    wffill_gap(&gap, 1);
-    std::vector<float> v(static_cast<size_t>(n));
-    for (int i = 0; i < n; i++) {
-        float x = std::round(u(rng));
-        const unsigned r = rng() % 1000;
-        if (r < 20)
-            x = (r & 1) ? 0.0f : -0.0f;
-        else if (r < 25)
-            x = std::numeric_limits<float>::quiet_NaN();
-        else if (r == 25)
-            x = 1e6f;
-        v[static_cast<size_t>(i)] = x;
-    }
-    for (int i = n / 3; i < n / 3 + 500 && i < n; i++)
-        v[static_cast<size_t>(i)] = gap;
-    return v;
-}
-
 TEST(SampleIndex, RangesEqualPlainScan)
 {
     const std::vector<float> v = awkward(100000, 1);
