@@ -152,13 +152,16 @@ inline void fold_block(VxPixelatorPixel& px, int count, float bmin, float bmax)
         return;
     }
     px.npoints += count;
-    if (std::isnan(bmin))
-        return;
+    // NaN extremes give way to the next block's, a NaN block's too, as they
+    // give way to the next sample in vx_fold_samples(): a column of nothing
+    // but NaN ends with its last sample's bits either way
     if (std::isnan(px.min)) {
         px.min = bmin;
         px.max = bmax;
         return;
     }
+    if (std::isnan(bmin))
+        return;
     if (bmin < px.min)
         px.min = bmin;
     if (bmax > px.max)

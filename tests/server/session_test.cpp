@@ -30,7 +30,7 @@ void parkForever()
 }
 
 // Run the body, then (unless told not to) end the session with quit.
-bool send_quit_after_body = true;
+std::atomic<bool> send_quit_after_body{true};
 void testClient(VX_GraphicsServer* server, int, char**)
 {
     client_body(server);
