@@ -58,6 +58,8 @@ VXPixelatorReader::~VXPixelatorReader() = default;
 int VXPixelatorReader::loadPieces(const VxPixelatorRecord& row, double t0, double t1, float** data, double* ts,
                                   double* te, long* nsamp, Sink sink, void* context)
 {
+    free(*data);
+    *data = nullptr;
     const int ret = load(row, t0, t1, data, ts, te, nsamp);
     if (ret < 0 || !sink || !*data)
         return ret;

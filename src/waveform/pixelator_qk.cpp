@@ -158,7 +158,8 @@ struct PieceIndexer
 int load_range(VXPixelatorReader* reader, const VxPixelatorRecord& row, long lo, long hi, VxSampleArray& out,
                long* got, PieceIndexer* indexer = nullptr)
 {
-    float* data = nullptr;
+    // with the pieces, the samples go into out's array when it has one
+    float* data = indexer ? out.release() : nullptr;
     double ts = 0.0, te = 0.0;
     long n = 0;
     const double t0 = VXPixelatorReader::sampleTime(row, lo), t1 = VXPixelatorReader::sampleTime(row, hi);
@@ -235,7 +236,15 @@ void VXPixelator::addCached(VxPixelatorSource* source, double t0, double t1)
             }
             PieceIndexer indexer;
             if (!join && ret == 0) {
-                made->samples.clear();
+                // into the memory of a row evicted earlier, when there is one
+                const size_t room = sizeof(VxCachedRecord) + static_cast<size_t>(hi - lo) * sizeof(float) +
+                                    VxSampleIndex::bytesFor(hi - lo);
+                if (std::shared_ptr<VxCachedRecord> spare = cache.makeRoom(room)) {
+                    spare->key = made->key;
+                    made = std::move(spare);
+                } else {
+                    made->samples.clear();
+                }
                 made->base = lo;
                 made->covered = hi;
                 indexer.record = made.get();

@@ -92,10 +92,11 @@ public:
         static_assert(WFLOAD_PIECE_SAMPLES == 32768, "the pieces of loadPieces() are 32768 samples");
         Rsptr db{};
         if (client_->getRsptr("wfdisc", row.text.constData(), &db) < 0) {
+            free(*data);
+            *data = nullptr;
             hl_register_error(0, "VXPixelator::getTraceQk: rsgetv() error.\n");
             return -1;
         }
-        *data = nullptr;
         const int ret = wfload_scratch_pieces(db, 0, data, nullptr, ts, te, t0, t1, nsamp, sink, context);
         if (ret < 0)
             wfload_error(ret, 0);

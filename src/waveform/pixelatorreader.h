@@ -56,7 +56,10 @@ public:
     // As load(), and hand each piece of the samples to sink.  A reader that
     // decodes a piece at a time hands it on while it is still in the
     // processor's cache; this one hands on the pieces of what load() gave.
-    // On failure some pieces may have been handed on already.
+    // On failure some pieces may have been handed on already.  *data is
+    // read on entry: null, or a malloc'ed array the reader takes over and
+    // may write the samples into (reallocated to their count) rather than
+    // fault in a fresh one; it frees it otherwise.
     virtual int loadPieces(const VxPixelatorRecord& row, double t0, double t1, float** data, double* ts, double* te,
                            long* nsamp, Sink sink, void* context);
 

@@ -311,6 +311,12 @@ int VxSampleIndex::begin(long n)
         long count = n;  // pairs at the level below
         for (int level = 0; level < levels; level++) {
             const long blocks = (count + 7) >> shift0;
+            // the memory of a larger row's index is kept only while it is
+            // not more than twice what this one needs
+            if (mins[level].capacity() > 2 * static_cast<size_t>(blocks) + 64) {
+                std::vector<float>().swap(mins[level]);
+                std::vector<float>().swap(maxs[level]);
+            }
             mins[level].assign(static_cast<size_t>(blocks), 0.0f);
             maxs[level].assign(static_cast<size_t>(blocks), 0.0f);
             count = blocks;
@@ -433,6 +439,16 @@ size_t VxSampleIndex::bytes() const
     return n;
 }
 
+size_t VxSampleIndex::bytesFor(long n)
+{
+    size_t total = 0;
+    for (int level = 0; level < levels; level++) {
+        n = (n + 7) >> shift0;
+        total += 2 * static_cast<size_t>(n) * sizeof(float);
+    }
+    return total;
+}
+
 VxSampleArray::~VxSampleArray()
 {
     free(data_);
@@ -474,6 +490,14 @@ bool VxSampleArray::append(const float* data, size_t n)
     data_ = grown;
     size_ += n;
     return true;
+}
+
+float* VxSampleArray::release()
+{
+    float* data = data_;
+    data_ = nullptr;
+    size_ = 0;
+    return data;
 }
 
 VxSampleCache::VxSampleCache()
@@ -551,6 +575,25 @@ std::shared_ptr<const VxCachedRecord> VxSampleCache::insert(std::shared_ptr<VxCa
     }
     bytes_ += size;
     return kept;
+}
+
+std::shared_ptr<VxCachedRecord> VxSampleCache::makeRoom(size_t room)
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::shared_ptr<VxCachedRecord> spare;
+    if (room > budget_ / 4)
+        return spare;  // a row that large is not kept
+    // a copy of an entry's pointer is made only by find(), under the lock,
+    // so an entry that nobody else holds now cannot be taken meanwhile
+    while (!lru_.empty() && bytes_ + room > budget_) {
+        std::shared_ptr<const VxCachedRecord> last = std::move(lru_.back());
+        map_.remove(last->key);
+        lru_.pop_back();
+        bytes_ -= last->bytes();
+        if (!spare && last.use_count() == 1)
+            spare = std::const_pointer_cast<VxCachedRecord>(std::move(last));
+    }
+    return spare;
 }
 
 void VxSampleCache::clear()

@@ -60,6 +60,8 @@ struct VxSampleIndex
     // marker (WF_GAP_VALUE), which it notes on the way.
     bool addPiece(const float* samples, long first, long count);
     void finish(const float* data);
+    // What the index of n samples takes, in bytes.
+    static size_t bytesFor(long n);
     // Fold samples [a, b) into px, as vx_fold_samples() would.
     void reduce(long a, long b, VxPixelatorPixel& px) const;
     size_t bytes() const;
@@ -100,6 +102,8 @@ public:
     bool take(float* data, size_t n);
     // Append a copy of n floats; false when memory runs out.
     bool append(const float* data, size_t n);
+    // Hand the array over to the caller (to free), leaving this one empty.
+    float* release();
 
 private:
     float* data_ = nullptr;
@@ -143,6 +147,12 @@ public:
     // ones until it fits; a range larger than a quarter of the budget is not
     // kept.  It is returned either way.
     std::shared_ptr<const VxCachedRecord> insert(std::shared_ptr<VxCachedRecord> record);
+    // Evict rows until one of room bytes fits, and hand over the first row
+    // evicted that nobody else held (its key and samples stale), or null:
+    // a load writes the new row's samples and index into its memory, pages
+    // already mapped, instead of fresh ones that the system must clear and
+    // map one by one, which costs more than decoding the samples.
+    std::shared_ptr<VxCachedRecord> makeRoom(size_t room);
     void clear();
 
 private:

@@ -68,8 +68,10 @@ QString make_database(const QTemporaryDir& dir, long file_samples, const char* d
 
 TEST(PixelatorEventClient, RowsFromS4Files)
 {
+    // "recycled": the cache is full of other rows, whose memory the load reuses
     struct Case { const char* name; long file_samples; const char* dfile; size_t budget; long segments; } cases[] = {
         {"cached", 1000, "ramp.w", size_t(64) << 20, 1}, {"plain", 1000, "ramp.w", 0, 1},
+        {"recycled", 1000, "ramp.w", 24000, 1},
         {"missing file", 1000, "none.w", size_t(64) << 20, 0}, {"short file, plain", 500, "ramp.w", 0, 0},
         {"short file, cached", 500, "ramp.w", size_t(64) << 20, 0},
     };
@@ -79,6 +81,14 @@ TEST(PixelatorEventClient, RowsFromS4Files)
         const QString base = make_database(dir, c.file_samples, c.dfile);
         VxSampleCache::instance().clear();
         VxSampleCache::instance().setBudget(c.budget);
+        for (int k = 0; c.budget == 24000 && k < 4; k++) {
+            auto other = std::make_shared<VxCachedRecord>();
+            other->key = QString::number(k);
+            const std::vector<float> v(1050, -5.0f);
+            other->samples.append(v.data(), v.size());
+            other->index.build(other->samples.data(), 1050);
+            VxSampleCache::instance().insert(other);
+        }
         QKServer server(base.toStdString(), 0, 0, 1000, QK_NO_INOTIFY);
         VXTraceviewQKClient client(&server, nullptr, nullptr, nullptr);
         QkPixelator px;
@@ -87,6 +97,9 @@ TEST(PixelatorEventClient, RowsFromS4Files)
         EXPECT_TRUE(px.allocations.isEmpty());
         EXPECT_EQ(hl_error_count(), 0) << hl_errlog_string(0);
         ASSERT_EQ(px.sources[0]->segments.max(), c.segments);
+        if (c.budget == 24000) {
+            EXPECT_EQ(VxSampleCache::instance().count(), 4);  // one row made room
+        }
         if (c.segments == 0)
             continue;
         const VxPixelatorSegment& seg = px.sources[0]->segments.get(0);

@@ -1,5 +1,6 @@
 // The sample cache: columns from memory equal a plain scan, panning inside
-// cached data reads nothing, and eviction keeps the budget.
+// cached data reads nothing, eviction keeps the budget and hands over the
+// memory of a row nobody holds.
 #include "waveform/pixelator_support.h"
 
 #include "toolkit/waveio/wfgap.h"
@@ -11,6 +12,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -220,6 +222,41 @@ TEST(SampleCache, EvictionKeepsTheBudget)
     EXPECT_EQ(reader.loads, 6);
     px.setPixels(0.0, 1.0, 900, 1, 0.0);
     EXPECT_EQ(reader.loads, 7);
+    cache.setBudget(VxSampleCache::default_budget);
+}
+
+TEST(SampleCache, RoomIsMadeFromRowsNobodyHolds)
+{
+    const std::vector<float> v = awkward(100000, 1);
+    auto row = [&v](const char* key) {
+        auto r = std::make_shared<VxCachedRecord>();
+        r->key = key;
+        r->samples.append(v.data(), v.size());
+        r->index.build(r->samples.data(), static_cast<long>(v.size()));
+        return r;
+    };
+    VxSampleCache& cache = VxSampleCache::instance();
+    cache.clear();
+    const size_t each = row("x")->bytes();
+    cache.setBudget(4 * each + each / 2);  // four rows fit
+    const auto held = cache.insert(row("a"));
+    for (const char* key : {"b", "c", "d"})
+        cache.insert(row(key));
+    // too large to be kept: nothing is evicted for it
+    EXPECT_EQ(cache.makeRoom(2 * each), nullptr);
+    EXPECT_EQ(cache.count(), 4);
+    // the least recent row is evicted, but someone holds it
+    EXPECT_EQ(cache.makeRoom(each), nullptr);
+    EXPECT_EQ(cache.count(), 3);
+    EXPECT_EQ(cache.find("a"), nullptr);
+    EXPECT_EQ(held->samples.size(), v.size());
+    cache.insert(row("e"));
+    const auto spare = cache.makeRoom(each);
+    ASSERT_NE(spare, nullptr);
+    EXPECT_EQ(spare->key, "b");
+    EXPECT_EQ(spare->samples.size(), v.size());
+    EXPECT_EQ(cache.find("b"), nullptr);
+    EXPECT_LE(cache.bytes() + each, cache.budget());
     cache.setBudget(VxSampleCache::default_budget);
 }
 

@@ -162,7 +162,13 @@ int wfload_error(int code, int /*flags*/)
 int wfload_scratch(Rsptr db, int flags, float** data, const char* filename, double* ts, double* te, double t0,
                    double t1, long* nsamp_out)
 {
-    return wfload_scratch_pieces(db, flags, data, filename, ts, te, t0, t1, nsamp_out, nullptr, nullptr);
+    // nothing is written to the outputs on failure
+    float* out = nullptr;
+    const int ret =
+        wfload_scratch_pieces(db, flags, data ? &out : nullptr, filename, ts, te, t0, t1, nsamp_out, nullptr, nullptr);
+    if (ret >= 0 && data)
+        *data = out;
+    return ret;
 }
 
 int wfload_scratch_pieces(Rsptr db, int /*flags*/, float** data, const char* filename, double* ts, double* te,
@@ -172,6 +178,13 @@ int wfload_scratch_pieces(Rsptr db, int /*flags*/, float** data, const char* fil
     snprintf(row.label, sizeof row.label, "(unread)");
     if (!data || !ts || !te)
         return fail(WFLOAD_ERR_ARGS, row, nullptr, "null output pointer");
+    // the caller's array is ours from here: freed unless the samples go into it
+    struct Reuse
+    {
+        float* array;
+        ~Reuse() { free(array); }
+    } reuse{*data};
+    *data = nullptr;
     Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, nullptr);
     if (rsisinvalid(wf))
         return fail(WFLOAD_ERR_ARGS, row, nullptr, "the database has no wfdisc table");
@@ -250,9 +263,11 @@ int wfload_scratch_pieces(Rsptr db, int /*flags*/, float** data, const char* fil
     if (n > WFLOAD_SAMPLES_MAX)
         return fail(WFLOAD_ERR_MEMORY, row, path, "a window of %ld samples is more than the %ld one load may hold", n,
                     WFLOAD_SAMPLES_MAX);
-    float* out = static_cast<float*>(malloc(static_cast<size_t>(n) * sizeof(float)));
+    float* out = static_cast<float*>(reuse.array ? realloc(reuse.array, static_cast<size_t>(n) * sizeof(float))
+                                                 : malloc(static_cast<size_t>(n) * sizeof(float)));
     if (!out)
         return fail(WFLOAD_ERR_MEMORY, row, path, "cannot allocate %ld samples", n);
+    reuse.array = nullptr;
 
     std::vector<unsigned char> inflated;
     bool by_pieces = false;  // the sink has had the pieces as they were decoded

@@ -77,6 +77,10 @@ using WfSampleSink = void (*)(const float* samples, long first, long count, long
 // not null) as soon as it is decoded: the plain binary formats are decoded
 // a piece at a time, the others whole and then handed on.  A load that
 // fails may have handed some pieces already; its samples are not returned.
+// Unlike wfload_scratch(), *data is read on entry: null, or a malloc'ed
+// array that the load takes over, to write the samples into (reallocated to
+// their count) where a fresh array would have to be faulted in page by
+// page; on failure it is freed and *data is null.
 VXPLOT_EXPORT int wfload_scratch_pieces(Rsptr db, int flags, float** data, const char* filename, double* ts,
                                         double* te, double t0, double t1, long* nsamp, WfSampleSink sink,
                                         void* context);
