@@ -297,8 +297,10 @@ int QKModel::take(QKChanges* changes)
         if (loaded && now.present == was.present && now.size == was.size && now.mtime_ns == was.mtime_ns &&
             now.ino == was.ino)
             continue;
-        const bool grown = loaded && was.present && now.present && now.ino == was.ino && now.size > was.size;
         const int r = d->backend->refresh(static_cast<int>(tables_[t]));
+        // what the store took in decides, not the look before: the file
+        // may have grown again since, or only its time changed then
+        const bool grown = loaded && r > 0 && d->backend->onlyGrew(static_cast<int>(tables_[t]));
         if (r < 0) {
             hl_register_error(0, "QKModel::take: Cannot read table %s of %s.\n", kNames[t], dbname_.c_str());
             status = -1;

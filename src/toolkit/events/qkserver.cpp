@@ -115,9 +115,26 @@ int QKServer::request(bool reset, int wait)
 
 void QKServer::run()
 {
+    // A burst of writes (an analyst picking, a program loading rows) is
+    // taken in by one check per kChangeGap rather than one per write, each
+    // of which would read the files again and hold their read locks
+    // against the writer; a lone change, or a change after a quiet spell,
+    // is checked at once, and a request (or stop()) ends the gap.
+    constexpr auto kChangeGap = std::chrono::milliseconds(10);
+    auto last_check = std::chrono::steady_clock::now() - kChangeGap;
     bool first = true;
     bool file_changed = false;  // the last wait ended on a change to a table file
     while (!stop.load()) {
+        if (file_changed) {
+            const auto due = last_check + kChangeGap;
+            const auto now = std::chrono::steady_clock::now();
+            if (now < due) {
+                const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(due - now).count();
+                watcher_->waitForWake(static_cast<int>(left) + 1);
+                if (stop.load())
+                    break;
+            }
+        }
         long serving;
         bool reset;
         {
@@ -129,8 +146,10 @@ void QKServer::run()
         const bool asked = serving > served_ || first;
         // a change the watcher saw is checked at once; after a time-out the
         // sizes and times are compared first
-        if (asked || (auto_refresh_ && (file_changed || model_->looksChanged())))
+        if (asked || (auto_refresh_ && (file_changed || model_->looksChanged()))) {
             check(reset || first);
+            last_check = std::chrono::steady_clock::now();
+        }
         first = false;
         if (asked) {
             std::lock_guard<std::mutex> lock(request_mutex_);

@@ -100,6 +100,21 @@ int QKWatcher::wait(int timeout_ms)
     return n > 1 && fds[1].revents && drainInotify() ? 1 : 0;
 }
 
+int QKWatcher::waitForWake(int timeout_ms)
+{
+    struct pollfd fd = {wake_fd_, POLLIN, 0};
+    int r;
+    do {
+        r = poll(&fd, 1, timeout_ms);
+    } while (r < 0 && errno == EINTR);
+    if (r <= 0)
+        return 0;
+    uint64_t v;
+    while (read(wake_fd_, &v, sizeof v) > 0) {
+    }
+    return 1;
+}
+
 void QKWatcher::wake()
 {
     const uint64_t one = 1;

@@ -34,6 +34,10 @@ public:
     // database changed, 0 on time-out or wake().
     int wait(int timeout_ms);
 
+    // Wait up to timeout_ms milliseconds for wake() alone, leaving changes
+    // to the files for the next wait().  1 when woken, 0 on time-out.
+    int waitForWake(int timeout_ms);
+
     // End the current or next wait.  Safe from any thread.
     void wake();
 

@@ -120,6 +120,10 @@ public:
     // changed (no record added, removed or moved).  False when the last
     // refresh did anything else or the back end does not tell.
     virtual bool rewrittenRecords(int table, std::vector<long>* records) const;
+    // Whether the last refresh() of the table only added records after
+    // those it held, which kept their numbers and text.  False when it did
+    // anything else or the back end does not tell.
+    virtual bool onlyGrew(int table) const;
 
     // Samples and bundles, held by memory tables only.  A record without
     // samples gives a null pointer and 0; without a bundle, itself alone.

@@ -134,6 +134,7 @@ struct CssTable
     long generation = 0;   // see RsBackend::rowsGeneration()
     bool rewritten_known = false;  // see RsBackend::rewrittenRecords()
     std::vector<long> rewritten;
+    bool only_grew = false;  // see RsBackend::onlyGrew()
 };
 
 class CssBackend : public RsBackend
@@ -181,6 +182,7 @@ public:
             *records = t.rewritten;
         return t.rewritten_known;
     }
+    bool onlyGrew(int table) const override { return tables_[static_cast<size_t>(table)].only_grew; }
 
 private:
     int openFile(int table, bool write);
@@ -512,6 +514,7 @@ bool CssBackend::patchNoted(int table, const struct stat& st)
 int CssBackend::refresh(int table)
 {
     CssTable& t = tables_[static_cast<size_t>(table)];
+    t.only_grew = false;
     if (!t.loaded)
         return load(table) < 0 ? -1 : 1;
     int opened = openFile(table, t.fd_writable);
@@ -525,6 +528,7 @@ int CssBackend::refresh(int table)
         hl_register_error(0, "CssBackend::refresh: Cannot read %s.\n", t.path.c_str());
         return -1;
     }
+    t.only_grew = change == kGrown;
     return change == kUnchanged ? 0 : 1;
 }
 

@@ -648,6 +648,11 @@ bool RsBackend::rewrittenRecords(int, std::vector<long>*) const
     return false;
 }
 
+bool RsBackend::onlyGrew(int) const
+{
+    return false;
+}
+
 bool RsBackend::hasKeyTable(const char* name) const
 {
     for (const RsTableDef& d : schema_->tables)

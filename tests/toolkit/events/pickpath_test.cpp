@@ -3,6 +3,8 @@
 // takes in every row.
 #include "toolkit/events/events_fixture.h"
 #include "toolkit/events/qkwatch_p.h"
+#include "toolkit/store/rsbackend_p.h"
+#include "toolkit/store/rsschema_p.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -128,4 +130,42 @@ TEST(PickPath, AWriterThatDoesNotWaitLeavesEveryRowOnDiskAndTheServerCatchesUp)
         }
         EXPECT_TRUE(waitFor([&] { return arrivalsSeen(client) == kPicks; })) << arrivalsSeen(client);
     }
+}
+
+TEST(PickPath, ARefreshTellsWhetherRowsWereOnlyAdded)
+{
+    // what the server's model goes by: rows appended are indexed on their
+    // own, anything else makes it index the table again
+    const std::string base = emptyDatabase();
+    appendLine(base, "arrival", arrivalLine(1) + arrivalLine(2));
+    Rsptr reader = rsopen(base.c_str(), "css3.0", RS_READ);
+    Rsptr writer = rsopen(base.c_str(), "css3.0", RS_WRITE);
+    auto d = rs_database(reader, "test");
+    ASSERT_TRUE(d);
+    const int table = d->schema->tableIndex("arrival");
+    ASSERT_EQ(d->backend->load(table), 0);
+    Rsptr row = rslookup(writer, nullptr, "arrival", nullptr, "0");
+    ASSERT_GE(row.record, 0);
+    struct Case
+    {
+        const char* name;
+        std::function<void()> change;
+        int refreshed;
+        bool only_grew;
+    };
+    const Case cases[] = {
+        {"a row appended", [&] { appendLine(base, "arrival", arrivalLine(3)); }, 1, true},
+        {"nothing", [] {}, 0, false},
+        {"a row rewritten in place", [&] { ASSERT_EQ(rsputv(row, nullptr, "iphase", "S", nullptr), 0); }, 1, false},
+        {"another row appended", [&] { appendLine(base, "arrival", arrivalLine(4)); }, 1, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        c.change();
+        EXPECT_EQ(d->backend->refresh(table), c.refreshed);
+        EXPECT_EQ(d->backend->onlyGrew(table), c.only_grew);
+    }
+    EXPECT_EQ(d->backend->count(table), 4);
+    rsclose(writer);
+    rsclose(reader);
 }
