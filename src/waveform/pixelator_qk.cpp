@@ -209,7 +209,7 @@ void VXPixelator::addCached(VxPixelatorSource* source, double t0, double t1)
         if (!rec || i0 < rec->base || i1 > rec->covered) {
             const long width = i1 - i0;
             const long lo = std::max(0L, i0 - width), hi = std::min(nrow, i1 + width);
-            auto made = std::make_shared<VxCachedRecord>();
+            std::shared_ptr<VxCachedRecord> made = cache.newRecord();
             made->key = row.key;
             bool join = rec && rec->base <= hi && rec->covered >= lo &&
                         static_cast<double>(std::max(hi, rec->covered) - std::min(lo, rec->base)) * 5.2 <=

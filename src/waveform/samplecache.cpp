@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <utility>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -500,7 +501,50 @@ float* VxSampleArray::release()
     return data;
 }
 
-VxSampleCache::VxSampleCache()
+struct VxSampleCache::Spare
+{
+    std::mutex m;  // taken under the cache's lock or alone, never before it
+    VxCachedRecord* record = nullptr;
+    size_t most = 0;  // the largest row kept, in bytes
+    ~Spare() { delete record; }
+
+    void keep(VxCachedRecord* r)
+    {
+        {
+            std::lock_guard<std::mutex> lock(m);
+            if (!record && r->bytes() <= most) {
+                record = r;
+                return;
+            }
+        }
+        delete r;
+    }
+    VxCachedRecord* take()
+    {
+        std::lock_guard<std::mutex> lock(m);
+        return std::exchange(record, nullptr);
+    }
+    void setMost(size_t bytes)
+    {
+        VxCachedRecord* drop = nullptr;
+        {
+            std::lock_guard<std::mutex> lock(m);
+            most = bytes;
+            if (record && record->bytes() > most)
+                drop = std::exchange(record, nullptr);
+        }
+        delete drop;
+    }
+};
+
+struct VxSampleCache::Recycle
+{
+    std::shared_ptr<Spare> spare;
+    // runs after the last holder let go: nothing else touches the row now
+    void operator()(VxCachedRecord* r) const { spare->keep(r); }
+};
+
+VxSampleCache::VxSampleCache() : spare_(std::make_shared<Spare>())
 {
     if (const char* mb = getenv("VXPLOT_SAMPLE_CACHE_MB")) {
         char* end = nullptr;
@@ -508,6 +552,7 @@ VxSampleCache::VxSampleCache()
         if (end != mb && std::isfinite(v) && v >= 0.0 && v < 1e9)
             budget_ = static_cast<size_t>(v * 1048576.0);
     }
+    spare_->setMost(budget_ / 4);
 }
 
 VxSampleCache& VxSampleCache::instance()
@@ -521,6 +566,7 @@ void VxSampleCache::setBudget(size_t bytes)
     std::lock_guard<std::mutex> lock(mutex_);
     budget_ = bytes;
     evictLocked(0);
+    spare_->setMost(bytes / 4);
 }
 
 size_t VxSampleCache::budget() const
@@ -577,23 +623,22 @@ std::shared_ptr<const VxCachedRecord> VxSampleCache::insert(std::shared_ptr<VxCa
     return kept;
 }
 
+std::shared_ptr<VxCachedRecord> VxSampleCache::newRecord()
+{
+    return std::shared_ptr<VxCachedRecord>(new VxCachedRecord, Recycle{spare_});
+}
+
 std::shared_ptr<VxCachedRecord> VxSampleCache::makeRoom(size_t room)
 {
-    std::lock_guard<std::mutex> lock(mutex_);
-    std::shared_ptr<VxCachedRecord> spare;
-    if (room > budget_ / 4)
-        return spare;  // a row that large is not kept
-    // a copy of an entry's pointer is made only by find(), under the lock,
-    // so an entry that nobody else holds now cannot be taken meanwhile
-    while (!lru_.empty() && bytes_ + room > budget_) {
-        std::shared_ptr<const VxCachedRecord> last = std::move(lru_.back());
-        map_.remove(last->key);
-        lru_.pop_back();
-        bytes_ -= last->bytes();
-        if (!spare && last.use_count() == 1)
-            spare = std::const_pointer_cast<VxCachedRecord>(std::move(last));
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (room > budget_ / 4)
+            return nullptr;  // a row that large is not kept
+        // a row evicted that nobody else holds goes to the spare at once
+        evictLocked(room);
     }
-    return spare;
+    VxCachedRecord* kept = spare_->take();
+    return kept ? std::shared_ptr<VxCachedRecord>(kept, Recycle{spare_}) : nullptr;
 }
 
 void VxSampleCache::clear()
@@ -602,6 +647,7 @@ void VxSampleCache::clear()
     lru_.clear();
     map_.clear();
     bytes_ = 0;
+    delete spare_->take();
 }
 
 void VxSampleCache::evictLocked(size_t room)

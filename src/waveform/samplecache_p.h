@@ -131,7 +131,9 @@ public:
 
     // Default budget: 512 MB, or the environment variable
     // "VXPLOT_SAMPLE_CACHE_MB" read at the first use.  0 turns the cache
-    // off: every read goes to the reader and nothing is kept.
+    // off: every read goes to the reader and nothing is kept.  Besides the
+    // rows, the memory of one row let go is kept for the next load (see
+    // newRecord()): at most a quarter of the budget more.
     static constexpr size_t default_budget = size_t(512) << 20;
 
     // Set the budget in bytes, evicting the least recently used rows until
@@ -147,15 +149,21 @@ public:
     // ones until it fits; a range larger than a quarter of the budget is not
     // kept.  It is returned either way.
     std::shared_ptr<const VxCachedRecord> insert(std::shared_ptr<VxCachedRecord> record);
-    // Evict rows until one of room bytes fits, and hand over the first row
-    // evicted that nobody else held (its key and samples stale), or null:
-    // a load writes the new row's samples and index into its memory, pages
+    // A new row for insert().  When its last holder drops it, after the
+    // cache has let it go, its memory is kept for the next load (one row's,
+    // up to a quarter of the budget) rather than freed.
+    std::shared_ptr<VxCachedRecord> newRecord();
+    // Evict rows until one of room bytes fits, and hand over the memory
+    // kept of a row nobody holds any more (its key and samples stale), or
+    // null: a load writes the new row's samples and index into it, pages
     // already mapped, instead of fresh ones that the system must clear and
     // map one by one, which costs more than decoding the samples.
     std::shared_ptr<VxCachedRecord> makeRoom(size_t room);
     void clear();
 
 private:
+    struct Spare;    // the memory kept of one row
+    struct Recycle;  // the deleter of newRecord()'s rows
     VxSampleCache();
     void evictLocked(size_t room);
 
@@ -164,4 +172,7 @@ private:
     size_t bytes_ = 0;
     std::list<std::shared_ptr<const VxCachedRecord>> lru_;  // most recent first
     QHash<QString, std::list<std::shared_ptr<const VxCachedRecord>>::iterator> map_;
+    // shared with the deleters, so that a row dropped at any time, even
+    // after the cache, finds it
+    std::shared_ptr<Spare> spare_;
 };

@@ -82,7 +82,7 @@ TEST(PixelatorEventClient, RowsFromS4Files)
         VxSampleCache::instance().clear();
         VxSampleCache::instance().setBudget(c.budget);
         for (int k = 0; c.budget == 24000 && k < 4; k++) {
-            auto other = std::make_shared<VxCachedRecord>();
+            auto other = VxSampleCache::instance().newRecord();
             other->key = QString::number(k);
             const std::vector<float> v(1050, -5.0f);
             other->samples.append(v.data(), v.size());

@@ -227,19 +227,20 @@ TEST(SampleCache, EvictionKeepsTheBudget)
 
 TEST(SampleCache, RoomIsMadeFromRowsNobodyHolds)
 {
+    VxSampleCache& cache = VxSampleCache::instance();
+    cache.clear();
     const std::vector<float> v = awkward(100000, 1);
-    auto row = [&v](const char* key) {
-        auto r = std::make_shared<VxCachedRecord>();
+    auto row = [&](const char* key) {
+        auto r = cache.newRecord();
         r->key = key;
         r->samples.append(v.data(), v.size());
         r->index.build(r->samples.data(), static_cast<long>(v.size()));
         return r;
     };
-    VxSampleCache& cache = VxSampleCache::instance();
-    cache.clear();
     const size_t each = row("x")->bytes();
     cache.setBudget(4 * each + each / 2);  // four rows fit
-    const auto held = cache.insert(row("a"));
+    cache.clear();                         // and the memory of "x" goes
+    auto held = cache.insert(row("a"));
     for (const char* key : {"b", "c", "d"})
         cache.insert(row(key));
     // too large to be kept: nothing is evicted for it
@@ -251,12 +252,18 @@ TEST(SampleCache, RoomIsMadeFromRowsNobodyHolds)
     EXPECT_EQ(cache.find("a"), nullptr);
     EXPECT_EQ(held->samples.size(), v.size());
     cache.insert(row("e"));
-    const auto spare = cache.makeRoom(each);
+    auto spare = cache.makeRoom(each);
     ASSERT_NE(spare, nullptr);
     EXPECT_EQ(spare->key, "b");
     EXPECT_EQ(spare->samples.size(), v.size());
     EXPECT_EQ(cache.find("b"), nullptr);
     EXPECT_LE(cache.bytes() + each, cache.budget());
+    // a row held while evicted gives its memory when let go
+    held.reset();
+    spare = cache.makeRoom(0);
+    ASSERT_NE(spare, nullptr);
+    EXPECT_EQ(spare->key, "a");
+    EXPECT_EQ(cache.count(), 3);
     cache.setBudget(VxSampleCache::default_budget);
 }
 
