@@ -2,7 +2,7 @@
 // files for the record store tests.
 #pragma once
 
-#include "toolkit/base/errors.h"
+#include "toolkit/logcheck.h"
 #include "toolkit/store/recordstore.h"
 
 #include <gtest/gtest.h>
@@ -175,16 +175,6 @@ inline std::string queryList(Rsptr p, int code)
         out += (i ? " " : "") + std::string(static_cast<const char*>(seqget(list, i)));
     seqfree(list, nullptr);
     return out;
-}
-
-// Expect the register of the calling thread to hold part; the register is
-// emptied and its text returned.
-inline std::string expectLogged(const std::string& part)
-{
-    const std::string log = hl_errlog_string(0);
-    hl_clear_register(0);
-    EXPECT_NE(log.find(part), std::string::npos) << "no '" << part << "' in:\n" << log;
-    return log;
 }
 
 // The shared reference data, or empty when it is not there.
