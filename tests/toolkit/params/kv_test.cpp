@@ -1,6 +1,7 @@
 // Parameter documents: the text format, lookups, conversions, the writer,
 // errors, the file search path, and VX_make_kvstring.
 #include "support/testsupport.h"
+#include "toolkit/logcheck.h"
 
 #include "foundation/configure.h"
 #include "toolkit/params/kv.h"
@@ -20,11 +21,6 @@
 namespace {
 
 using KvTest = ::testing::Test;
-
-std::string errors()
-{
-    return hl_errlog_string(0);
-}
 
 // A compact picture of a document through the public lookups only:
 // {key="value" arr={...} tbl=["row" {...}]}.
@@ -131,7 +127,6 @@ TEST_F(KvTest, CompilesEveryConstruct)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(compileDump(c.text), c.expected);
-        hl_clear_register(0);
     }
 }
 
@@ -184,7 +179,6 @@ TEST_F(KvTest, KvparamConvertsScalars)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(0);
         if (c.type == KV_DOUBLE) {
             double out = -7;
             EXPECT_EQ(kvparam(doc.kv, c.key, c.type, 1, &out) == 0, c.ok);
@@ -194,9 +188,8 @@ TEST_F(KvTest, KvparamConvertsScalars)
             EXPECT_EQ(kvparam(doc.kv, c.key, c.type, 1, &out) == 0, c.ok);
             EXPECT_EQ(out, c.ok ? static_cast<int>(c.expected) : -7);
         }
-        if (!c.ok) {
-            EXPECT_NE(errors().find(c.key), std::string::npos) << errors();
-        }
+        if (!c.ok)
+            expectLogged(c.key);
     }
     char* s = nullptr;
     ASSERT_EQ(kvparam(doc.kv, "s", KV_STRING, 1, &s), 0);
@@ -226,12 +219,11 @@ TEST_F(KvTest, KvparamMissingKeys)
         SCOPED_TRACE(type);
         char out[KV_STRING_BUFFER_MIN];
         memset(out, 0x5a, sizeof out);
-        hl_clear_register(0);
         EXPECT_EQ(kvparam(doc.kv, "absent", type, 0, out), 0);
         EXPECT_EQ(out[0], 0x5a) << "optional key leaves out alone";
         EXPECT_EQ(hl_error_count(), 0);
         EXPECT_LT(kvparam(doc.kv, "absent", type, 1, out), 0);
-        EXPECT_NE(errors().find("'absent' not found"), std::string::npos) << errors();
+        expectLogged("'absent' not found");
         EXPECT_EQ(out[0], 0x5a);
     }
     int out = 0;
@@ -289,10 +281,10 @@ TEST_F(KvTest, RoundTripGivesTheSameDocument)
     for (const char* text : cases) {
         SCOPED_TRACE(text);
         Kv* first = nullptr;
-        ASSERT_EQ(kvcompile(text, &first), 0) << errors();
+        ASSERT_EQ(kvcompile(text, &first), 0) << hl_errlog_string(0);
         std::string written = toText(first);
         Kv* second = nullptr;
-        ASSERT_EQ(kvcompile(written.c_str(), &second), 0) << written << errors();
+        ASSERT_EQ(kvcompile(written.c_str(), &second), 0) << written << hl_errlog_string(0);
         EXPECT_EQ(dump(second), dump(first)) << written;
         EXPECT_EQ(toText(second), written);
         kvfree(first);
@@ -334,12 +326,10 @@ TEST_F(KvTest, SyntaxErrorsNameTheLine)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(0);
         Kv* kv = nullptr;
         EXPECT_LT(kvcompile(c.text, &kv), 0);
         EXPECT_EQ(kv, nullptr);
-        EXPECT_NE(errors().find(c.fragment), std::string::npos) << errors();
-        EXPECT_EQ(errors().rfind("kvcompile: ", 0), 0u) << errors();
+        EXPECT_EQ(expectLogged(c.fragment).rfind("kvcompile: ", 0), 0u);
     }
 }
 
@@ -363,7 +353,7 @@ TEST_F(KvTest, NestingIsCapped)
 {
     Kv* kv = nullptr;
     std::string ok = nested(KV_MAX_DEPTH);
-    ASSERT_EQ(kvcompile(ok.c_str(), &kv), 0) << errors();
+    ASSERT_EQ(kvcompile(ok.c_str(), &kv), 0) << hl_errlog_string(0);
     std::string written = toText(kv);
     Kv* again = nullptr;
     ASSERT_EQ(kvcompile(written.c_str(), &again), 0);
@@ -374,9 +364,8 @@ TEST_F(KvTest, NestingIsCapped)
     std::string deep = nested(KV_MAX_DEPTH + 1);
     EXPECT_LT(kvcompile(deep.c_str(), &kv), 0);
     EXPECT_EQ(kv, nullptr);
-    EXPECT_NE(errors().find("Line 257: Blocks nested deeper than 256 levels"), std::string::npos) << errors();
+    expectLogged("Line 257: Blocks nested deeper than 256 levels");
     // a huge nesting stops at the cap without walking it all
-    hl_clear_register(0);
     std::string huge;
     for (int i = 0; i < 200000; i++)
         huge += "&Tbl{\n";
@@ -417,10 +406,10 @@ TEST_F(KvTest, KvcompileSourceStopsAtLengthAndNul)
     kvfree(kv);
     kv = nullptr;
     EXPECT_LT(kvcompile_source("}\n", 2, "/some/file.pf", &kv), 0);
-    EXPECT_NE(errors().find("kvcompile: /some/file.pf, line 1: "), std::string::npos) << errors();
+    expectLogged("kvcompile: /some/file.pf, line 1: ");
     EXPECT_LT(kvcompile(nullptr, &kv), 0);
     EXPECT_LT(VX_kvcompile("a &Arr{\n", &kv), 0);
-    EXPECT_NE(errors().find("VX_kvcompile: kvcompile() error."), std::string::npos);
+    expectLogged("VX_kvcompile: kvcompile() error.");
 }
 
 // Each test gets its own folders and leaves the environment and the working
@@ -485,10 +474,10 @@ TEST_F(KvReadTest, SearchPathOrder)
     EXPECT_EQ(QDir::cleanPath(found), second_.filePath("kvtest_second.pf"));
     free(found);
     EXPECT_EQ(kvfind("kvtest_absent"), nullptr);
-    hl_clear_register(0);
+    takeErrors();
     Kv* kv = nullptr;
     EXPECT_LT(kvread("kvtest_absent", &kv), 0);
-    EXPECT_NE(errors().find("Cannot find parameter file 'kvtest_absent.pf'"), std::string::npos) << errors();
+    expectLogged("Cannot find parameter file 'kvtest_absent.pf'");
     unsetenv("VXPLOT_PARAMPATH");
     EXPECT_EQ(read("kvtest_both"), "work") << "without the variable the working folder is found";
 }
@@ -502,9 +491,8 @@ TEST_F(KvReadTest, SyntaxErrorNamesFileAndLineAndAGoodFileMerges)
     EXPECT_LT(kvread("kvtest_bad", &kv), 0);
     EXPECT_EQ(kv, nullptr);
     std::string file = first_.filePath("kvtest_bad.pf").toStdString();
-    EXPECT_NE(errors().find("kvcompile: " + file + ", line 2: '&Arr{' is not closed"), std::string::npos)
-        << errors();
-    EXPECT_NE(errors().find("kvread: Cannot compile '" + file + "'."), std::string::npos) << errors();
+    EXPECT_NE(expectLogged("kvcompile: " + file + ", line 2: '&Arr{' is not closed")
+                  .find("kvread: Cannot compile '" + file + "'."), std::string::npos);
     Doc doc("keep 1\nfrom text\n");
     kv = doc.kv;
     ASSERT_EQ(kvread("kvtest_merge", &kv), 0);
@@ -527,14 +515,13 @@ TEST_F(KvTest, MakeKvstring)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(0);
         char* made = VX_make_kvstring(text, c.input_key, c.output_key);
         if (c.expected) {
-            ASSERT_NE(made, nullptr) << errors();
+            ASSERT_NE(made, nullptr) << hl_errlog_string(0);
             EXPECT_STREQ(made, c.expected);
         } else if (c.error) {
             EXPECT_EQ(made, nullptr);
-            EXPECT_EQ(errors(), c.error);
+            EXPECT_EQ(takeErrors(), c.error);
         } else {
             // the whole document wrapped: compiles back to the same entries
             ASSERT_NE(made, nullptr);
@@ -542,9 +529,8 @@ TEST_F(KvTest, MakeKvstring)
         }
         free(made);
     }
-    hl_clear_register(0);
     EXPECT_EQ(VX_make_kvstring("a &Arr{\n", "a", "b"), nullptr);
-    EXPECT_EQ(errors(), "kvcompile: Line 1: '&Arr{' is not closed by the end of the text.\n"
+    EXPECT_EQ(takeErrors(), "kvcompile: Line 1: '&Arr{' is not closed by the end of the text.\n"
                         "VX_make_kvstring: kvcompile() error.\n");
 }
 
