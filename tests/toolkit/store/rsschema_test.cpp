@@ -116,7 +116,6 @@ TEST(SchemaInstalled, TraceSchemasLiveInMemory)
 
 int parse(const std::string& text, std::vector<std::unique_ptr<RsSchema>>* out)
 {
-    hl_clear_register(0);
     return rsschema_parse(text, "test.schema", out);
 }
 
@@ -234,15 +233,9 @@ TEST(SchemaValues, NumbersOfFixedWidthFields)
         long l = 0;
         double d = 0;
         EXPECT_EQ(rs_parse_long(c.text, &l) == 0, c.is_long);
-        if (c.is_long) {
-            EXPECT_EQ(l, c.l);
-        }
+        EXPECT_EQ(c.is_long ? l : 0L, c.l);
         EXPECT_EQ(rs_parse_double(c.text, &d) == 0, c.is_double);
-        if (c.is_double && std::isnan(c.d)) {
-            EXPECT_TRUE(std::isnan(d));
-        } else if (c.is_double) {
-            EXPECT_EQ(d, c.d);
-        }
+        EXPECT_TRUE(!c.is_double || (std::isnan(c.d) ? std::isnan(d) : d == c.d)) << d;
     }
 }
 
