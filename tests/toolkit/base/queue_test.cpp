@@ -75,7 +75,6 @@ TEST(Mtqueue, NonBlockingQueueRefusesWhenFullAndAnswersZeroWhenEmpty)
     EXPECT_LT(mtqueue_push(q, tag(2)), 0);
     EXPECT_EQ(mtqueue_pop(q, &v), 1);
     EXPECT_EQ(untag(v), 1);
-    hl_clear_register(0);
     mtqueue_destroy(q, nullptr);
 }
 
@@ -203,6 +202,5 @@ TEST(Mtpool, EmptyPoolAndBadArgumentsFail)
     EXPECT_LT(mtpool_addthread(pool, mark, 0, 0, nullptr), 0);
     EXPECT_LT(mtpool_processthreads(nullptr, 0, 10), 0);
     EXPECT_EQ(hl_error_count(), 4);
-    hl_clear_register(0);
     mtpool_destroy(pool);
 }
