@@ -49,10 +49,12 @@ std::string dump(Kv* kv)
     return out + (rows ? "]" : "}");
 }
 
-std::string compileDump(const char* text)
+// The picture of text compiled whole, or of its first length bytes from
+// source when length is given; "error: " and the register on failure.
+std::string compileDump(const char* text, size_t length = 0, const char* source = nullptr)
 {
     Kv* kv = nullptr;
-    if (kvcompile(text, &kv) < 0)
+    if ((length ? kvcompile_source(text, length, source, &kv) : kvcompile(text, &kv)) < 0)
         return "error: " + std::string(hl_errlog_string(0));
     std::string d = dump(kv);
     kvfree(kv);
@@ -74,6 +76,17 @@ struct Doc
     explicit Doc(const char* text) { EXPECT_EQ(kvcompile(text, &kv), 0) << hl_errlog_string(0); }
     ~Doc() { kvfree(kv); }
 };
+
+// Expect what kv writes to compile to the same entries and to be written the
+// same again.
+void expectRoundTrip(Kv* kv)
+{
+    ASSERT_NE(kv, nullptr);
+    const std::string written = toText(kv);
+    Doc again(written.c_str());
+    EXPECT_EQ(dump(again.kv), dump(kv)) << written;
+    EXPECT_EQ(toText(again.kv), written);
+}
 
 std::string nested(int depth)
 {
@@ -280,15 +293,7 @@ TEST_F(KvTest, RoundTripGivesTheSameDocument)
     };
     for (const char* text : cases) {
         SCOPED_TRACE(text);
-        Kv* first = nullptr;
-        ASSERT_EQ(kvcompile(text, &first), 0) << hl_errlog_string(0);
-        std::string written = toText(first);
-        Kv* second = nullptr;
-        ASSERT_EQ(kvcompile(written.c_str(), &second), 0) << written << hl_errlog_string(0);
-        EXPECT_EQ(dump(second), dump(first)) << written;
-        EXPECT_EQ(toText(second), written);
-        kvfree(first);
-        kvfree(second);
+        expectRoundTrip(Doc(text).kv);
     }
 }
 
@@ -351,16 +356,8 @@ TEST_F(KvTest, CompileIntoAnExistingDocumentMerges)
 
 TEST_F(KvTest, NestingIsCapped)
 {
+    expectRoundTrip(Doc(nested(KV_MAX_DEPTH).c_str()).kv);
     Kv* kv = nullptr;
-    std::string ok = nested(KV_MAX_DEPTH);
-    ASSERT_EQ(kvcompile(ok.c_str(), &kv), 0) << hl_errlog_string(0);
-    std::string written = toText(kv);
-    Kv* again = nullptr;
-    ASSERT_EQ(kvcompile(written.c_str(), &again), 0);
-    EXPECT_EQ(toText(again), written);
-    kvfree(kv);
-    kvfree(again);
-    kv = nullptr;
     std::string deep = nested(KV_MAX_DEPTH + 1);
     EXPECT_LT(kvcompile(deep.c_str(), &kv), 0);
     EXPECT_EQ(kv, nullptr);
@@ -380,33 +377,21 @@ TEST_F(KvTest, LongLinesAndValues)
     value[1000] = ' ';
     value[5000] = '#';
     std::string text = "long " + value + "\nrow &Tbl{\n" + std::string(1 << 20, 'r') + "\n}\n";
-    Kv* kv = nullptr;
-    ASSERT_EQ(kvcompile(text.c_str(), &kv), 0);
+    Doc doc(text.c_str());
     void* v = nullptr;
-    ASSERT_EQ(kvget(kv, "long", &v), KV_KIND_STRING);
+    ASSERT_EQ(kvget(doc.kv, "long", &v), KV_KIND_STRING);
     EXPECT_EQ(strlen(static_cast<char*>(v)), 5000u) << "the hash starts a comment";
-    std::string written = toText(kv);
-    Kv* again = nullptr;
-    ASSERT_EQ(kvcompile(written.c_str(), &again), 0);
-    EXPECT_EQ(dump(again), dump(kv));
-    kvfree(kv);
-    kvfree(again);
+    expectRoundTrip(doc.kv);
 }
 
 TEST_F(KvTest, KvcompileSourceStopsAtLengthAndNul)
 {
     const char text[] = "a 1\nb 2\0c 3\n";
+    EXPECT_EQ(compileDump(text, 5, "inline"), R"({a="1" b=""})");
+    EXPECT_EQ(compileDump(text, sizeof text), R"({a="1" b="2"})");
+    EXPECT_EQ(compileDump("}\n", 2, "/some/file.pf").rfind("error: kvcompile: /some/file.pf, line 1: ", 0), 0u);
+    takeErrors();
     Kv* kv = nullptr;
-    ASSERT_EQ(kvcompile_source(text, 5, "inline", &kv), 0);
-    EXPECT_EQ(dump(kv), R"({a="1" b=""})");
-    kvfree(kv);
-    kv = nullptr;
-    ASSERT_EQ(kvcompile_source(text, sizeof text, nullptr, &kv), 0);
-    EXPECT_EQ(dump(kv), R"({a="1" b="2"})");
-    kvfree(kv);
-    kv = nullptr;
-    EXPECT_LT(kvcompile_source("}\n", 2, "/some/file.pf", &kv), 0);
-    expectLogged("kvcompile: /some/file.pf, line 1: ");
     EXPECT_LT(kvcompile(nullptr, &kv), 0);
     EXPECT_LT(VX_kvcompile("a &Arr{\n", &kv), 0);
     expectLogged("VX_kvcompile: kvcompile() error.");
