@@ -193,12 +193,9 @@ TEST_F(MseedTest, IndexedRowsLoadTheSameSamples)
         ASSERT_EQ(rsgetv(wf, nullptr, "sta", sta, "chan", chan, "datatype", datatype, "dir", dir, "foff", &foff,
                          "nsamp", &nsamp, "time", &time, "samprate", &samprate, "endtime", &endtime, nullptr),
                   0);
-        EXPECT_STREQ(sta, "STA");
-        EXPECT_STREQ(chan, e.chan);
-        EXPECT_STREQ(datatype, "sd");
-        EXPECT_STREQ(dir, "archive/XX/STA");
-        EXPECT_EQ(foff, e.foff);
-        EXPECT_EQ(nsamp, e.nsamp);
+        EXPECT_EQ(std::string(sta) + " " + chan + " " + datatype + " " + dir,
+                  std::string("STA ") + e.chan + " sd archive/XX/STA");
+        EXPECT_EQ((std::vector{foff, nsamp}), (std::vector{e.foff, e.nsamp}));
         EXPECT_NEAR(time, e.time, 1e-5);
         EXPECT_NEAR(endtime, e.time + (e.nsamp - 1) / kRate, 1e-5);
         EXPECT_EQ(samprate, kRate);
