@@ -12,23 +12,6 @@
 
 namespace {
 
-// Lines of a text, the last one without its new line.
-std::vector<std::string> lines(const std::string& text)
-{
-    std::vector<std::string> out;
-    size_t b = 0;
-    while (b <= text.size()) {
-        size_t e = text.find('\n', b);
-        if (e == std::string::npos) {
-            out.push_back(text.substr(b));
-            break;
-        }
-        out.push_back(text.substr(b, e - b));
-        b = e + 1;
-    }
-    return out;
-}
-
 struct Doc { const char* name; const char* text; };
 
 const Doc documents[] = {
@@ -60,7 +43,6 @@ TEST(HLKv, TwentyDocumentsComeBackByteForByte)
 {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
-    ASSERT_EQ(std::size(documents), 20u);
     for (const Doc& d : documents) {
         SCOPED_TRACE(d.name);
         HLKv kv;
@@ -121,13 +103,14 @@ TEST(HLKv, AnEditChangesOnlyItsOwnLine)
         const int index = kv.getEntryIndex(c.key);
         ASSERT_GE(index, 0);
         ASSERT_EQ(kv.setValue(index, c.value, 1), 0) << takeErrors();
-        const std::vector<std::string> before = lines(c.text), after = lines(kv.getKvString());
+        const QStringList before = QString::fromStdString(c.text).split('\n'),
+                          after = QString::fromStdString(kv.getKvString()).split('\n');
         ASSERT_EQ(before.size(), after.size());
         int differing = 0;
-        for (size_t i = 0; i < before.size(); i++)
+        for (qsizetype i = 0; i < before.size(); i++)
             if (before[i] != after[i]) {
                 differing++;
-                EXPECT_EQ(after[i], c.line);
+                EXPECT_EQ(after[i].toStdString(), c.line);
             }
         EXPECT_EQ(differing, 1);
         HLKv again;
@@ -154,7 +137,6 @@ TEST(HLKv, LiteralBlocksAndCommentsAreEdited)
     EXPECT_LT(kv.setValue(kv.getEntryIndex("s"), "a\n }\nb"), 0);
     EXPECT_LT(kv.setValue(kv.getEntryIndex("w"), "1\nx 2"), 0);
     EXPECT_LT(kv.setValue(kv.getEntryIndex("w"), "&Arr{"), 0);
-    takeErrors();
 }
 
 TEST(HLKv, EachConstraintTypeAcceptsAndRefusesTheRightValues)
@@ -242,14 +224,12 @@ TEST(HLKv, BadInputIsRefusedWithAClearMessage)
     EXPECT_LT(kv.compile(std::string("a 1\0b", 5)), 0);
     EXPECT_LT(kv.read("/nonexistent/file.pf"), 0);
     EXPECT_LT(kv.setValue(5, "x"), 0);
-    takeErrors();
     // writing where nothing can be written loses nothing
     ASSERT_EQ(kv.setValue(0, "2"), 0);
     EXPECT_LT(kv.write("/nonexistent/dir/out.pf"), 0);
     EXPECT_NE(takeErrors().find("HLKv::write: Cannot write '/nonexistent/dir/out.pf'"), std::string::npos);
     EXPECT_EQ(kv.getKvString(), "a 2\n");
     EXPECT_THROW(HLKv("no such parameter file", HLKv::HLKV_FROM_FILE), const char*);
-    takeErrors();
 }
 
 TEST(HLKv, ATenMegabyteDocumentLoads)
