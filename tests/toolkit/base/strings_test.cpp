@@ -255,10 +255,8 @@ TEST_F(StringsTest, TblGetSetPush)
     EXPECT_EQ(seqset(t, 1, &b), 0);  // the count: appends
     EXPECT_EQ(seqcount(t), 2);
     EXPECT_EQ(seqset(t, 0, &c), 0);
-    EXPECT_EQ(seqget(t, 0), &c);
-    EXPECT_EQ(seqget(t, 1), &b);
-    EXPECT_EQ(seqget(t, 2), nullptr);
-    EXPECT_EQ(seqget(t, -1), nullptr);
+    EXPECT_EQ((std::vector<void*>{seqget(t, 0), seqget(t, 1), seqget(t, 2), seqget(t, -1)}),
+              (std::vector<void*>{&c, &b, nullptr, nullptr}));
     EXPECT_LT(seqset(t, 3, &a), 0);
     EXPECT_LT(seqset(t, -1, &a), 0);
     EXPECT_EQ(seqcount(t), 2);
@@ -281,16 +279,14 @@ TEST_F(StringsTest, ArrSetGetDelete)
     EXPECT_EQ(mapset(m, "c", &three), nullptr);
     EXPECT_EQ(mapset(m, "b", &one), &two);  // the previous value back
     EXPECT_EQ(mapcount(m), 3);
-    EXPECT_EQ(mapget(m, "b"), &one);
-    EXPECT_EQ(mapget(m, "x"), nullptr);
-    EXPECT_EQ(mapget(m, nullptr), nullptr);
+    EXPECT_EQ((std::vector<void*>{mapget(m, "b"), mapget(m, "x"), mapget(m, nullptr)}),
+              (std::vector<void*>{&one, nullptr, nullptr}));
     Tbl* keys = mapkeys(m);
     EXPECT_EQ(tblStrings(keys), (std::vector<std::string>{"a", "b", "c"}));
     Tbl* vals = mapvals(m);
     ASSERT_EQ(seqcount(vals), 3);
-    EXPECT_EQ(seqget(vals, 0), &one);
-    EXPECT_EQ(seqget(vals, 1), &one);
-    EXPECT_EQ(seqget(vals, 2), &three);
+    EXPECT_EQ((std::vector<void*>{seqget(vals, 0), seqget(vals, 1), seqget(vals, 2)}),
+              (std::vector<void*>{&one, &one, &three}));
     seqfree(vals, nullptr);
     // the keys point at the table's copies, which stay while the key stays
     const char* a_key = static_cast<const char*>(seqget(keys, 0));
@@ -419,10 +415,8 @@ TEST_F(StringsTest, ArrayOperations)
 {
     Array<std::string, int> a(-1);
     EXPECT_EQ(a.get("x"), -1);
-    a.set("b", 2);
-    a.set("a", 1);
-    a.set("c", 3);
-    a.set("b", 20);
+    for (const auto& [key, value] : std::vector<std::pair<const char*, int>>{{"b", 2}, {"a", 1}, {"c", 3}, {"b", 20}})
+        a.set(key, value);
     EXPECT_EQ(a.cnt(), 3);
     EXPECT_EQ(a.get("b"), 20);
     EXPECT_TRUE(a.contains("a"));
@@ -446,16 +440,13 @@ TEST_F(StringsTest, ArrayFreesKeysAndValues)
         a.set(1, new int(10));
         a.set(2, new int(20));
         a.set(1, new int(11));  // old value and the duplicate key freed
-        EXPECT_EQ(values_freed, 1);
-        EXPECT_EQ(keys_freed, 1);
+        EXPECT_EQ(std::pair(values_freed, keys_freed), std::pair(1, 1));
         EXPECT_EQ(*a.get(1), 11);
         EXPECT_EQ(a.get(3), nullptr);
         a.del(2);
-        EXPECT_EQ(values_freed, 2);
-        EXPECT_EQ(keys_freed, 2);
+        EXPECT_EQ(std::pair(values_freed, keys_freed), std::pair(2, 2));
     }
-    EXPECT_EQ(values_freed, 3);
-    EXPECT_EQ(keys_freed, 3);
+    EXPECT_EQ(std::pair(values_freed, keys_freed), std::pair(3, 3));
 }
 
 } // namespace
