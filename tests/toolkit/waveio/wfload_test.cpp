@@ -2,9 +2,10 @@
 // windows, the gzip fallback, ObsPy's test files, and bad input.
 #include "wftest.h"
 
+#include "toolkit/store/recordstore_fixture.h"
+
 #include <zlib.h>
 
-#include <cmath>
 #include <cstring>
 
 namespace {
@@ -198,8 +199,7 @@ TEST(WfloadObspy, EverySampleEqualsTheAsciiReference)
         Rsptr db = rsopen((dir + "/" + base).c_str(), "css3.0", RS_READ);
         ASSERT_FALSE(rsisinvalid(db));
         Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, nullptr);
-        long rows = 0;
-        ASSERT_EQ(rsquery(wf, RS_RECORD_COUNT, &rows), 0);
+        const long rows = rsfixture::recordCount(db, "wfdisc");
         ASSERT_EQ(rows, 6);
         for (wf.record = 0; wf.record < rows; wf.record++) {
             ASSERT_EQ(rsload_scratch(wf), 0);
