@@ -8,17 +8,14 @@
 #include "toolkit/events/events_fixture.h"
 
 #include <QCoreApplication>
-#include <QThread>
 #include <QTest>
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 
 namespace evtest {
 

@@ -5,7 +5,6 @@
 #include "toolkit/store/rsorder_p.h"
 #include "toolkit/store/rsschema_p.h"
 
-#include <cmath>
 #include <limits>
 
 using namespace evtest;

@@ -1,7 +1,6 @@
 // HLKv: round trips, edits, constraints and bad input.
 #include "support/testsupport.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
