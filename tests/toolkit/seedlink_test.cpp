@@ -2,7 +2,8 @@
 #include "mseedmake.h"
 #include "server.h"
 
-#include "toolkit/base/errors.h"
+#include "support/testsupport.h"
+#include "toolkit/logcheck.h"
 #include "toolkit/seedlink/pktchan.h"
 #include "toolkit/seedlink/slproto_p.h"
 #include "toolkit/seedlink/tidereap.h"
@@ -15,7 +16,6 @@
 #include <filesystem>
 #include <map>
 #include <mutex>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -284,9 +284,8 @@ TEST_F(SeedlinkTest, ServerFaultsAreReportedAndEverySampleArrivesOnce)
             ASSERT_TRUE(startReader());
             expectTheFile();
             const TidereapStats st = stats();
-            EXPECT_EQ(st.protocol, version);
-            EXPECT_EQ(st.packets, server_->released());
-            EXPECT_EQ(st.dropped_full, 0);
+            EXPECT_EQ((std::vector<long>{st.protocol, st.packets, st.dropped_full}),
+                      (std::vector<long>{version, server_->released(), 0}));
             EXPECT_TRUE(logged(version == 4 && c.message4 ? c.message4 : c.message));
             EXPECT_EQ(st.failures > 0, c.reconnects);
             EXPECT_EQ(logged("Retrying " + ring()), c.reconnects);
@@ -517,11 +516,8 @@ TEST(SeedlinkDecode, SampleTypesComeOutAsIntOrFloat)
         ASSERT_EQ(pktDecode("XX_STA_BHZ_00", kT0, recs[0].data(), 512, &pkt), c.result);
         ASSERT_EQ(pkt->channels.size(), 1u);
         const PktChan& ch = pkt->channels[0];
-        EXPECT_STREQ(ch.cuser1, "XX_STA_BHZ_00");
-        EXPECT_EQ(ch.time, kT0);
-        EXPECT_EQ(ch.samprate, kRate);
-        EXPECT_EQ(ch.isfloat, c.isfloat);
-        EXPECT_STREQ(ch.segtype, "V");
+        EXPECT_EQ(std::string(ch.cuser1) + " " + ch.segtype, "XX_STA_BHZ_00 V");
+        EXPECT_EQ((std::vector{ch.time, ch.samprate, double(ch.isfloat)}), (std::vector{kT0, kRate, double(c.isfloat)}));
         ASSERT_EQ(ch.nsamp, 50);
         for (int i = 0; i < ch.nsamp; i++)
             EXPECT_EQ(ch.isfloat ? reinterpret_cast<const float*>(ch.data)[i] : ch.data[i], v[static_cast<size_t>(i)]);
@@ -539,17 +535,14 @@ TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(HL_CLEAR_QUIET);
         EXPECT_EQ(tidereapthr_new2(c.ring, c.accept, nullptr, 10, -1.0, -1.0), nullptr);
-        EXPECT_NE(std::string(hl_errlog_string(0)).find(c.message), std::string::npos) << hl_errlog_string(0);
+        expectLogged(c.message);
     }
-    hl_clear_register(HL_CLEAR_QUIET);
     const std::string junk(520, 'x');
     Packet* pkt = nullptr;
     EXPECT_LT(pktDecode("x", 0.0, junk.data(), 512, &pkt), 0);
     EXPECT_EQ(pkt, nullptr);
-    EXPECT_NE(std::string(hl_errlog_string(0)).find("pktDecode: Not a miniSEED record"), std::string::npos);
-    hl_clear_register(HL_CLEAR_QUIET);
+    expectLogged("pktDecode: Not a miniSEED record");
 
     // a 4096-byte record in a SeedLink frame
     const auto big = pack("S", kT0, 200, 4096);
@@ -557,8 +550,7 @@ TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
     const std::string frame = "SL000001" + big[0].substr(0, 512);
     SlFrame f;
     EXPECT_LT(sl_next_frame(frame.data(), frame.size(), &f), 0);
-    EXPECT_STREQ(hl_errlog_string(0), "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.\n");
-    hl_clear_register(HL_CLEAR_QUIET);
+    EXPECT_EQ(takeErrors(), "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.\n");
 }
 
 TEST(SeedlinkInput, Version4FramesAreTakenOrSkippedWhole)
@@ -582,14 +574,11 @@ TEST(SeedlinkInput, Version4FramesAreTakenOrSkippedWhole)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(HL_CLEAR_QUIET);
         SlFrame f;
         EXPECT_EQ(sl_next_frame4(c.bytes.data(), c.bytes.size(), &f), c.used);
-        EXPECT_EQ(f.type, c.type);
-        EXPECT_EQ(f.seq, c.seq);
-        EXPECT_NE(std::string(hl_errlog_string(0)).find(c.message), std::string::npos) << hl_errlog_string(0);
+        EXPECT_EQ((std::vector<int64_t>{f.type, f.seq}), (std::vector<int64_t>{c.type, c.seq}));
+        expectLogged(c.message);
     }
-    hl_clear_register(HL_CLEAR_QUIET);
     EXPECT_TRUE(sl_greeting_offers_v4("SeedLink v4.0 (x) :: SLPROTO:3.1 SLPROTO:4.0 CAP"));
     EXPECT_FALSE(sl_greeting_offers_v4("SeedLink v3.1 (x) :: SLPROTO:3.1 CAP SLPROTO:4.0x"));
     EXPECT_FALSE(sl_greeting_offers_v4("SeedLink v4.0 SLPROTO:4.0"));  // not among the capabilities
