@@ -14,6 +14,7 @@
 #include <sstream>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace rsfixture {
 
@@ -89,8 +90,7 @@ public:
     // The database path of name in this folder.
     std::string base(const std::string& name = "db") const { return path_ + "/" + name; }
     // Write a table file; lines each get a new line.
-    std::string table(const std::string& name, const std::string& table,
-                      std::initializer_list<std::string> lines) const
+    std::string table(const std::string& name, const std::string& table, const std::vector<std::string>& lines) const
     {
         std::string content;
         for (const std::string& l : lines)
