@@ -191,13 +191,6 @@ TEST(ServerBadInput, BrokenRowsAndDanglingIdsAreReportedAndTheLastGoodListStays)
         EXPECT_EQ(client.getEvents()->max(), 0);
         EXPECT_NE(missing.lastErrors().find("Cannot open database /nonexistent/folder/db"), std::string::npos);
     }
-    auto origin = [](long orid, long evid, const char* time) {
-        return makeRecord("origin", {{"orid", std::to_string(orid)}, {"evid", std::to_string(evid)},
-                                     {"time", time}, {"lat", "10"}, {"lon", "20"}}) + "\n";
-    };
-    auto event = [](long evid, long prefor) {
-        return makeRecord("event", {{"evid", std::to_string(evid)}, {"prefor", std::to_string(prefor)}}) + "\n";
-    };
     appendLine(base, "origin", origin(1, 1, "1000") + origin(2, 2, "2000") + origin(40, 4, "4000"));
     appendLine(base, "event", event(1, 1) + event(2, 2));
     QKServer server(base, 1, 1, 50);
