@@ -39,18 +39,11 @@ Layout interleaved(int encoding, char type, int reclen, int byteorder)
     auto b = mseed_pack("XX", "STA", "00", "BHN", kStart, kRate, l.b, type, encoding, reclen, byteorder);
     EXPECT_FALSE(a.empty() || a2.empty() || b.empty());
     a.insert(a.end(), a2.begin(), a2.end());
-    for (size_t i = 0; i < std::max(a.size(), b.size()); i++) {
-        if (i < a.size()) {
-            if (i == 0)
-                l.foff_a = static_cast<long>(l.bytes.size());
-            l.bytes += a[i];
-        }
-        if (i < b.size()) {
-            if (i == 0)
-                l.foff_b = static_cast<long>(l.bytes.size());
-            l.bytes += b[i];
-        }
-    }
+    // BHZ's first record first, then BHN's
+    l.foff_a = 0;
+    l.foff_b = a.empty() ? 0 : static_cast<long>(a[0].size());
+    for (size_t i = 0; i < std::max(a.size(), b.size()); i++)
+        l.bytes += (i < a.size() ? a[i] : "") + (i < b.size() ? b[i] : "");
     return l;
 }
 

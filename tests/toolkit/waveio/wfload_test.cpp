@@ -4,9 +4,10 @@
 
 #include "toolkit/store/recordstore_fixture.h"
 
+#include <QtEndian>
+
 #include <zlib.h>
 
-#include <cstring>
 
 namespace {
 
@@ -47,20 +48,11 @@ TEST_F(WfloadTest, EveryFormatDecodes)
 {
     struct Case { const char* code; std::string bytes; std::vector<float> expected; };
     const float pi_f = 3.14159274f;
-    std::string t4(4, '\0'), f4(4, '\0'), t8(8, '\0'), f8(8, '\0');
-    uint32_t u4;
-    memcpy(&u4, &pi_f, 4);
-    for (int i = 0; i < 4; i++) {
-        t4[i] = char(u4 >> (24 - 8 * i));
-        f4[i] = char(u4 >> (8 * i));
-    }
     const double e = -2.718281828;
-    uint64_t u8;
-    memcpy(&u8, &e, 8);
-    for (int i = 0; i < 8; i++) {
-        t8[i] = char(u8 >> (56 - 8 * i));
-        f8[i] = char(u8 >> (8 * i));
-    }
+    // the bytes of an IEEE value as it lies in memory
+    const auto raw = [](auto v) { return std::string(reinterpret_cast<const char*>(&v), sizeof v); };
+    const std::string t4 = raw(qToBigEndian(pi_f)), f4 = raw(qToLittleEndian(pi_f)), t8 = raw(qToBigEndian(e)),
+                      f8 = raw(qToLittleEndian(e));
     const Case cases[] = {
         {"s4", be32(-123456789) + be32(7), {-123456789.0f, 7.0f}},
         {"s2", std::string("\xff\xfe\x01\x00", 4), {-2.0f, 256.0f}},
