@@ -1,6 +1,6 @@
 // Channel lists: patterns against station, channel and copy names.
 #include "support/testsupport.h"
-#include "toolkit/logcheck.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/seedlink/rspick.h"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 #include "server.h"
 
 #include "support/testsupport.h"
-#include "toolkit/logcheck.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/seedlink/pktchan.h"
 #include "toolkit/seedlink/slproto_p.h"
 #include "toolkit/seedlink/tidereap.h"
@@ -13,7 +13,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <map>
 #include <mutex>
 #include <string>
@@ -96,10 +95,6 @@ protected:
     {
         clearLog();
         errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&capture));
-        dir_ = std::filesystem::temp_directory_path() /
-               ("vx_seedlink_" + std::to_string(getpid()) + "_" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(dir_);
     }
     void TearDown() override
     {
@@ -107,14 +102,13 @@ protected:
         if (server_)
             server_->stop();
         errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
-        std::filesystem::remove_all(dir_);
     }
 
     // Three channels of two stations in one file; STA2's samples are floats
     // in 4096-byte records, which the server repacks.
     std::string writeFile()
     {
-        const std::string path = (dir_ / "three.mseed").string();
+        const std::string path = folder_.path() + "/three.mseed";
         FILE* fp = fopen(path.c_str(), "wb");
         const char* rows[3][3] = {{"STA1", "BHZ", "i"}, {"STA1", "BHE", "i"}, {"STA2", "BHZ", "f"}};
         for (int c = 0; c < 3; c++) {
@@ -225,7 +219,7 @@ protected:
         }
     }
 
-    std::filesystem::path dir_;
+    Folder folder_;
     std::map<std::string, std::vector<double>> values_;
     std::unique_ptr<SlServer> server_;
     TidereapThr* reap_ = nullptr;
@@ -330,7 +324,7 @@ TEST_F(SeedlinkTest, AfterReadsAgainFromTheGivenTime)
 
 TEST_F(SeedlinkTest, RateChangesAndFuturePacketsAreReported)
 {
-    const std::string path = (dir_ / "odd.mseed").string();
+    const std::string path = folder_.path() + "/odd.mseed";
     FILE* fp = fopen(path.c_str(), "wb");
     const double future = std::floor(std::chrono::duration<double>(
                                          std::chrono::system_clock::now().time_since_epoch()).count()) + 10 * 86400.0;
@@ -517,7 +511,8 @@ TEST(SeedlinkDecode, SampleTypesComeOutAsIntOrFloat)
         ASSERT_EQ(pkt->channels.size(), 1u);
         const PktChan& ch = pkt->channels[0];
         EXPECT_EQ(std::string(ch.cuser1) + " " + ch.segtype, "XX_STA_BHZ_00 V");
-        EXPECT_EQ((std::vector{ch.time, ch.samprate, double(ch.isfloat)}), (std::vector{kT0, kRate, double(c.isfloat)}));
+        EXPECT_EQ((std::vector{ch.time, ch.samprate, double(ch.isfloat)}),
+                  (std::vector{kT0, kRate, double(c.isfloat)}));
         ASSERT_EQ(ch.nsamp, 50);
         for (int i = 0; i < ch.nsamp; i++)
             EXPECT_EQ(ch.isfloat ? reinterpret_cast<const float*>(ch.data)[i] : ch.data[i], v[static_cast<size_t>(i)]);

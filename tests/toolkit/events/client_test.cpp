@@ -2,7 +2,7 @@
 // arrival and site rows, rows written in place, and SEED names.
 #include "support/testsupport.h"
 #include "toolkit/events/events_fixture.h"
-#include "toolkit/logcheck.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/events/qkmodel_p.h"
 
 #include <cstring>

@@ -1,7 +1,7 @@
 // Great-circle geometry, kilometres to degrees, and the Flinn-Engdahl
 // lookups on small tables written to a temporary directory.
 #include "support/testsupport.h"
-#include "toolkit/logcheck.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/geo/geo.h"
 
 #include <QTemporaryDir>

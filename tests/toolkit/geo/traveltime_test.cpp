@@ -1,7 +1,7 @@
 // Travel times through the earth model: published ak135 times, the closed
 // form of a homogeneous sphere, station elevation, the ttp_ calls and bad
 // input.
-#include "toolkit/logcheck.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/geo/traveltime.h"
 #include "toolkit/geo/traveltime_p.h"
 

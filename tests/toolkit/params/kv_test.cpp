@@ -1,7 +1,7 @@
 // Parameter documents: the text format, lookups, conversions, the writer,
 // errors, the file search path, and VX_make_kvstring.
 #include "support/testsupport.h"
-#include "toolkit/logcheck.h"
+#include "toolkit/toolkit_support.h"
 
 #include "foundation/configure.h"
 #include "toolkit/params/kv.h"

@@ -1,6 +1,6 @@
 // The filter service: gains against the Butterworth formula, streams given
 // packet by packet against the same samples at once, gaps, and bad texts.
-#include "toolkit/logcheck.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/signal/wffilter.h"
 #include "toolkit/waveio/wfgap.h"
 

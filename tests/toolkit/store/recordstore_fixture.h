@@ -2,16 +2,13 @@
 // files for the record store tests.
 #pragma once
 
-#include "toolkit/logcheck.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/store/recordstore.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -75,45 +72,7 @@ inline const std::string kMt1 =
     " 120.00" " " "  45.00" " " "  90.00" " " " 300.00" " " "  45.00" " " "  90.00" " "
     "gcmt           " " " "2011-01-31T120000";
 
-// A fresh folder for table files, removed afterwards.
-class Folder
-{
-public:
-    Folder()
-    {
-        char templ[] = "/tmp/vxplot_rs_XXXXXX";
-        const char* made = mkdtemp(templ);
-        path_ = made ? made : "/tmp";
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    const std::string& path() const { return path_; }
-    // The database path of name in this folder.
-    std::string base(const std::string& name = "db") const { return path_ + "/" + name; }
-    // Write a table file; lines each get a new line.
-    std::string table(const std::string& name, const std::string& table, const std::vector<std::string>& lines) const
-    {
-        std::string content;
-        for (const std::string& l : lines)
-            content += l + "\n";
-        return write(base(name) + "." + table, content);
-    }
-    std::string write(const std::string& file, const std::string& content) const
-    {
-        std::ofstream(file, std::ios::binary) << content;
-        return file;
-    }
-
-private:
-    std::string path_;
-};
-
-inline std::string readFile(const std::string& file)
-{
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
+using ::Folder;
 
 // The record count of a table of db.
 inline long recordCount(Rsptr db, const char* table)
