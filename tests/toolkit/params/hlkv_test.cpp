@@ -1,7 +1,7 @@
 // HLKv: round trips, edits, constraints and bad input.
 #include "support/testsupport.h"
+#include "toolkit/toolkit_support.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -49,9 +49,7 @@ TEST(HLKv, TwentyDocumentsComeBackByteForByte)
         EXPECT_EQ(kv.getKvString(), d.text);
         const std::string path = dir.filePath("out.pf").toStdString();
         ASSERT_EQ(kv.write(path), 0) << takeErrors();
-        QFile f(QString::fromStdString(path));
-        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-        EXPECT_EQ(f.readAll().toStdString(), d.text);
+        EXPECT_EQ(readFile(path), d.text);
         // what the scanner makes of it is what the document says
         Kv* compiled = nullptr;
         ASSERT_EQ(kv.getKv(&compiled), 0);
@@ -69,11 +67,9 @@ TEST(HLKv, EntriesKeepKeyValueCommentLevelAndSource)
     EXPECT_EQ(kv.rowCount(), 6);  // the comment line is a row, not an entry
     int color = kv.getEntryIndex("layers/coasts/color");
     ASSERT_GE(color, 0);
-    EXPECT_EQ(kv.getKey(color), "color");
-    EXPECT_EQ(kv.getValue(color), "#000000");
-    EXPECT_EQ(kv.getComment(color), "black");
+    EXPECT_EQ((std::vector{kv.getKey(color), kv.getValue(color), kv.getComment(color), kv.getSource(color)}),
+              (std::vector<std::string>{"color", "#000000", "black", "x.pf:4"}));
     EXPECT_EQ(kv.getLevel(color), 2);
-    EXPECT_EQ(kv.getSource(color), "x.pf:4");
     EXPECT_EQ(kv.getKey(kv.getEntryIndex("layers")), "layers &Arr{");
     EXPECT_EQ(kv.getValue("rows/0"), "a b");
     EXPECT_EQ(kv.getEntryIndex("rows/1"), -1);
