@@ -117,13 +117,9 @@ TEST_F(RecordStoreWrite, NullRecordsRoundTrip)
         Rsptr table = rslookup(db, nullptr, t.name.c_str(), nullptr, nullptr);
         ASSERT_EQ(rsaddnull(table), 0) << hl_errlog_string(0);
         EXPECT_EQ(readFile(dir_.base() + "." + t.name), t.nullRecord() + "\n");
-        Rsptr added = at(table, 0), null = at(table, RS_NULL);
-        for (size_t f = 0; f < t.fields.size(); f++) {
-            added.field = null.field = static_cast<long>(f);
-            char a[RS_STRSZ], b[RS_STRSZ];
-            ASSERT_EQ(rsget(added, a), 0);
-            ASSERT_EQ(rsget(null, b), 0);
-            EXPECT_STREQ(a, b) << t.fields[f].name;
+        for (const RsFieldDef& f : t.fields) {
+            const std::string added = fieldText(at(table, 0), f.name.c_str());
+            EXPECT_TRUE(added != "(error)" && added == fieldText(at(table, RS_NULL), f.name.c_str())) << f.name;
         }
     }
     rsclose(db);
