@@ -50,11 +50,7 @@ TEST_F(ClientTest, ValueQueriesReadMembersAndFields)
     char text[RS_STRSZ];
     // expected: as "%ld", "%.5f" or text
     struct Case { const char* query; int type; std::string expected; };
-    auto fixed5 = [](double d) {
-        char b[64];
-        snprintf(b, sizeof b, "%.5f", d);
-        return std::string(b);
-    };
+    auto fixed5 = [](double d) { return QString::number(d, 'f', 5).toStdString(); };
     double lat_value = 0.0;
     Rsptr origin;
     ASSERT_EQ(client->getRsptr(const_cast<QKOrigin*>(&e.origins.get(0)), &origin, nullptr, nullptr), 0);

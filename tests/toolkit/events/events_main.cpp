@@ -25,9 +25,7 @@ namespace {
 Rsptr scratchOf(Rsptr db, const char* table)
 {
     Rsptr t = rslookup(db, nullptr, table, nullptr, "rsSCRATCH");
-    Rsptr null_row = t;
-    null_row.record = RS_NULL;
-    rsload_scratch(null_row);
+    rsload_scratch(rsfixture::at(t, RS_NULL));
     return t;
 }
 
