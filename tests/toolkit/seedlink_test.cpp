@@ -12,7 +12,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <map>
 #include <mutex>
 #include <string>
@@ -108,8 +107,7 @@ protected:
     // in 4096-byte records, which the server repacks.
     std::string writeFile()
     {
-        const std::string path = folder_.path() + "/three.mseed";
-        FILE* fp = fopen(path.c_str(), "wb");
+        std::string bytes;
         const char* rows[3][3] = {{"STA1", "BHZ", "i"}, {"STA1", "BHE", "i"}, {"STA2", "BHZ", "f"}};
         for (int c = 0; c < 3; c++) {
             const bool is_float = rows[c][2][0] == 'f';
@@ -117,10 +115,9 @@ protected:
             for (const MseedRecord& r :
                  mseed_pack("XX", rows[c][0], "", rows[c][1], kT0, kRate, mseed_signal(kSamples, c),
                             is_float ? 'f' : 'i', is_float ? DE_FLOAT32 : DE_STEIM2, is_float ? 4096 : 512, 1))
-                fwrite(r.data(), 1, r.size(), fp);
+                bytes += r;
         }
-        fclose(fp);
-        return path;
+        return folder_.write(folder_.path() + "/three.mseed", bytes);
     }
 
     // The server tool on a loopback port, sending as fast as it can
@@ -324,8 +321,7 @@ TEST_F(SeedlinkTest, AfterReadsAgainFromTheGivenTime)
 
 TEST_F(SeedlinkTest, RateChangesAndFuturePacketsAreReported)
 {
-    const std::string path = folder_.path() + "/odd.mseed";
-    FILE* fp = fopen(path.c_str(), "wb");
+    std::string bytes;
     const double future = std::floor(std::chrono::duration<double>(
                                          std::chrono::system_clock::now().time_since_epoch()).count()) + 10 * 86400.0;
     const struct { const char* sta; double time, rate; } parts[] = {
@@ -333,9 +329,8 @@ TEST_F(SeedlinkTest, RateChangesAndFuturePacketsAreReported)
     };
     for (const auto& p : parts)
         for (const MseedRecord& r : pack(p.sta, p.time, 400, 512, p.rate))
-            fwrite(r.data(), 1, r.size(), fp);
-    fclose(fp);
-    startServer({}, path);
+            bytes += r;
+    startServer({}, folder_.write(folder_.path() + "/odd.mseed", bytes));
     ASSERT_TRUE(startReader());
     Delivered d;
     collect(800, &d, 1);
