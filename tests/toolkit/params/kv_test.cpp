@@ -159,10 +159,9 @@ TEST_F(KvTest, KvgetAnswersKinds)
     ASSERT_EQ(kvget(doc.kv, "t", &value), KV_KIND_TBL);
     Kv* t = static_cast<Kv*>(value);
     EXPECT_EQ(kvcount(t), 2);
-    EXPECT_EQ(kvgetindex(t, 0, &value), KV_KIND_STRING);
-    EXPECT_EQ(kvgetindex(t, 1, &value), KV_KIND_ARR);
-    EXPECT_EQ(kvgetindex(t, 2, &value), KV_KIND_NOTFOUND);
-    EXPECT_EQ(kvgetindex(t, -1, &value), KV_KIND_NOTFOUND);
+    EXPECT_EQ((std::vector{kvgetindex(t, 0, &value), kvgetindex(t, 1, &value), kvgetindex(t, 2, &value),
+                           kvgetindex(t, -1, &value)}),
+              (std::vector<int>{KV_KIND_STRING, KV_KIND_ARR, KV_KIND_NOTFOUND, KV_KIND_NOTFOUND}));
     value = &value;
     EXPECT_EQ(kvget(doc.kv, "missing", &value), KV_KIND_NOTFOUND);
     EXPECT_EQ(value, &value) << "not found leaves *value alone";
