@@ -173,9 +173,8 @@ TEST_F(StringsTest, StrcutwhiteAndStrcutlistSplitWords)
 TEST_F(StringsTest, StrpushStrpopBuildsString)
 {
     void* stack = nullptr;
-    EXPECT_EQ(strpush(&stack, "ab"), 0);
-    EXPECT_EQ(strpush(&stack, ""), 0);
-    EXPECT_EQ(strpush(&stack, "cd"), 0);
+    for (const char* part : {"ab", "", "cd"})
+        EXPECT_EQ(strpush(&stack, part), 0);
     char* whole = strpop(&stack, 1);
     EXPECT_EQ(stack, nullptr);
     ASSERT_NE(whole, nullptr);
