@@ -110,12 +110,10 @@ TEST(TravelTime, ServiceCallsAsTheTraceViewMakesThem)
     // beyond the core shadow: Pdiff first, then the PKP that aligns
     const int n = ttp_compute(0.0, 0.0, 0.0, 130.0, 0.0, 5.0, 3.0, a, TT_MAX_ARRIVALS);
     ASSERT_GE(n, 2);
-    EXPECT_STREQ(a[0].phase, "Pdiff");
-    EXPECT_STREQ(a[1].phase, "PKPdf");
+    EXPECT_EQ(std::string(a[0].phase) + " " + a[1].phase, "Pdiff PKPdf");
     // in the gap before PKPdf, PKiKP is the second
     ASSERT_EQ(ttp_compute(0.0, 0.0, 0.0, 110.0, 0.0, 5.0, 3.0, a, TT_MAX_ARRIVALS), 2);
-    EXPECT_STREQ(a[0].phase, "Pdiff");
-    EXPECT_STREQ(a[1].phase, "PKiKP");
+    EXPECT_EQ(std::string(a[0].phase) + " " + a[1].phase, "Pdiff PKiKP");
     // several phases, sorted by time, each once
     EXPECT_EQ(ttp_set_phases("S, pP,sP P PcP ScS"), 6);
     ASSERT_EQ(ttp_set_event_depth(250.0), 0);
@@ -125,9 +123,7 @@ TEST(TravelTime, ServiceCallsAsTheTraceViewMakesThem)
     for (int i = 0; i < m; i++) {
         EXPECT_STREQ(a[i].phase, order[i]);
         EXPECT_GT(a[i].takeoff_deg, 0.0);
-        if (i) {
-            EXPECT_GT(a[i].time_s, a[i - 1].time_s);
-        }
+        EXPECT_TRUE(i == 0 || a[i].time_s > a[i - 1].time_s) << a[i].time_s;
     }
     EXPECT_GT(a[2].takeoff_deg, 90.0);  // pP leaves upwards
     EXPECT_LT(a[0].takeoff_deg, 90.0);
