@@ -237,13 +237,10 @@ TEST(MomentContours, IsotropicAndDegenerateTensors)
         EXPECT_EQ(hlmoment_compute_bb_points(m, curves), c.found);
         EXPECT_EQ(curves[0].circle, 0);
         EXPECT_TRUE(curves[1].points.empty());
-        if (c.full_circle) {
-            ASSERT_GT(curves[0].points.size(), 60u);
-            for (const HLMomentPoint& p : curves[0].points)
-                EXPECT_NEAR(std::hypot(p.x, p.y), 1.0, 1e-12);
-        } else {
-            EXPECT_TRUE(curves[0].points.empty());
-        }
+        EXPECT_EQ(curves[0].points.size() > 60u, c.full_circle);
+        EXPECT_TRUE(c.full_circle || curves[0].points.empty());
+        for (const HLMomentPoint& p : curves[0].points)  // the whole horizon
+            EXPECT_NEAR(std::hypot(p.x, p.y), 1.0, 1e-12);
         hlmoment_destroy(m);
     }
 }
