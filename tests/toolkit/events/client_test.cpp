@@ -209,10 +209,7 @@ TEST_F(ClientTest, SeedNamesByTablesOrByRule)
     for (const Case& c : rule) {
         SCOPED_TRACE(c.name);
         const std::string seed = seedOf(c.sta, c.chan);
-        if (c.seed)
-            EXPECT_EQ(seed, c.seed);
-        else
-            EXPECT_EQ(seed, "CI " + known_sta + " BHZ -");
+        EXPECT_EQ(seed, c.seed ? std::string(c.seed) : "CI " + known_sta + " BHZ -");
         if (seed[0] != ' ') {
             EXPECT_EQ(cssOf(seed), std::string(c.sta) + " " + c.chan);
         }
