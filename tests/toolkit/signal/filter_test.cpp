@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -173,13 +174,8 @@ TEST(Filter, GapsAndTimeBreaksRestartTheFilter)
 
     // the bulk path removes the mean of each run between gaps
     const std::vector<float> dm = filtered(x, dt, "DEMEAN");
-    double sa = 0.0, sb = 0.0;
-    for (size_t i = 0; i < a.size(); i++) {
-        sa += dm[i];
-        sb += dm[a.size() + 1 + i];
-    }
-    EXPECT_NEAR(sa / 3000.0, 0.0, 1e-3);
-    EXPECT_NEAR(sb / 3000.0, 0.0, 1e-3);
+    EXPECT_NEAR(std::accumulate(dm.begin(), dm.begin() + 3000, 0.0) / 3000.0, 0.0, 1e-3);
+    EXPECT_NEAR(std::accumulate(dm.begin() + 3001, dm.end(), 0.0) / 3000.0, 0.0, 1e-3);
     EXPECT_NEAR(dm[0], a[0] - 500.0, 1.0);
 }
 
