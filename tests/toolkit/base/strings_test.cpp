@@ -155,9 +155,7 @@ TEST_F(StringsTest, StrcutwhiteAndStrcutlistSplitWords)
         int argc = -1;
         char** argv = nullptr;
         ASSERT_EQ(strcutlist(c.input, &argc, &argv), 0);
-        ASSERT_EQ(argc, static_cast<int>(c.expected.size()));
-        for (int i = 0; i < argc; i++)
-            EXPECT_EQ(argv[i], c.expected[static_cast<size_t>(i)]);
+        EXPECT_EQ(std::vector<std::string>(argv, argv + argc), c.expected);
         EXPECT_EQ(argv[argc], nullptr);
         strfreewords(argc, argv);
     }
