@@ -279,16 +279,13 @@ TEST_F(RecordStoreShared, BrokenWfdiscNamesMissingFiles)
     Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, nullptr);
     EXPECT_EQ(recordCount(db, "wfdisc"), 6);
     const int expected[] = {2, 2, 0, 0, 2, 2};
-    char datatype[RS_STRSZ];
     for (long r = 0; r < 6; r++) {
         SCOPED_TRACE(r);
         wf.record = r;
         char file[RS_STRSZ];
         EXPECT_EQ(rsextfile(wf, nullptr, file), expected[r]) << file;
     }
-    wf.record = 2;
-    ASSERT_EQ(rsgetv(wf, nullptr, "datatype", datatype, nullptr), 0);
-    EXPECT_STREQ(datatype, "c0");
+    EXPECT_EQ(fieldText(at(wf, 2), "datatype"), "c0");
     rsclose(db);
 }
 
@@ -311,16 +308,10 @@ TEST_F(RecordStoreShared, ReadsStationTables)
     EXPECT_EQ((std::vector{recordCount(db, "site"), recordCount(db, "sitechan"), recordCount(db, "affiliation"),
                            recordCount(db, "remark")}), (std::vector{5L, 30L, 5L, 3L}));
     EXPECT_EQ(hl_error_count(), 0) << hl_errlog_string(0);
-    Rsptr site = rslookup(db, nullptr, "site", nullptr, "2");
-    char sta[RS_STRSZ], staname[RS_STRSZ];
-    long ondate = 0, offdate = 0;
-    double lat = 0;
-    ASSERT_EQ(rsgetv(site, nullptr, "sta", sta, "ondate", &ondate, "offdate", &offdate, "lat", &lat, "staname",
-                     staname, nullptr),
-              0);
-    EXPECT_EQ(std::string(sta) + "|" + staname, "RJOB|Jochberg, Bavaria, BW-Net");
-    EXPECT_EQ((std::vector{ondate, offdate}), (std::vector{2001135L, 2006346L}));
-    EXPECT_EQ(lat, 47.7372);
+    std::string row;
+    for (const char* field : {"sta", "ondate", "offdate", "lat", "staname"})
+        row += fieldText(rslookup(db, nullptr, "site", nullptr, "2"), field) + "|";
+    EXPECT_EQ(row, "RJOB|2001135|2006346|47.7372|Jochberg, Bavaria, BW-Net|");
     rsclose(db);
 }
 
@@ -380,8 +371,7 @@ TEST_F(RecordStoreSort, ViewReadsThroughToTheTable)
     Rsptr view = rssort(origin_, keys, 0, "bytime");
     seqfree(keys, free);
     ASSERT_FALSE(rsisinvalid(view));
-    EXPECT_EQ(queryLong(view, RS_RECORD_COUNT), 3);
-    EXPECT_EQ(queryLong(view, RS_TABLE_IS_VIEW), 1);
+    EXPECT_EQ(std::pair(queryLong(view, RS_RECORD_COUNT), queryLong(view, RS_TABLE_IS_VIEW)), std::pair(3L, 1L));
     view.record = 0;
     long orid = 0;
     ASSERT_EQ(rsgetv(view, nullptr, "orid", &orid, nullptr), 0);
