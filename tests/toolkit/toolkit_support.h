@@ -3,6 +3,7 @@
 #pragma once
 
 #include "toolkit/base/errors.h"
+#include "toolkit/base/lists.h"
 
 #include <gtest/gtest.h>
 
@@ -21,6 +22,15 @@ inline std::string expectLogged(const std::string& part)
     hl_clear_register(0);
     EXPECT_NE(log.find(part), std::string::npos) << "no '" << part << "' in:\n" << log;
     return log;
+}
+
+// The strings of a table of C strings.
+inline std::vector<std::string> tblStrings(Tbl* t)
+{
+    std::vector<std::string> out;
+    for (long i = 0; i < seqcount(t); i++)
+        out.emplace_back(static_cast<const char*>(seqget(t, i)));
+    return out;
 }
 
 // A fresh folder under /tmp, removed with everything in it afterwards.

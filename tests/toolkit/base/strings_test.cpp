@@ -3,6 +3,7 @@
 #include "toolkit/base/lists.h"
 #include "toolkit/base/strings.h"
 #include "toolkit/base/table.h"
+#include "toolkit/toolkit_support.h"
 
 #include <gtest/gtest.h>
 
@@ -18,14 +19,6 @@
 namespace {
 
 using StringsTest = ::testing::Test;
-
-std::vector<std::string> tblStrings(Tbl* t)
-{
-    std::vector<std::string> out;
-    for (long i = 0; i < seqcount(t); i++)
-        out.emplace_back(static_cast<const char*>(seqget(t, i)));
-    return out;
-}
 
 TEST_F(StringsTest, StrclipTrimsBothEnds)
 {
