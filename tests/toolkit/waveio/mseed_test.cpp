@@ -82,9 +82,8 @@ TEST_F(MseedTest, EveryEncodingReadsBackExactly)
         // a window over the gap's edges
         Loaded w = load(kStart + (kPart1 - 10) / kRate, kStart + (kPart1 + kGap + 10) / kRate);
         ASSERT_EQ(w.rc, 10 + kGap + 10) << w.message;
-        EXPECT_EQ(w.samples.front(), float(l.a1[kPart1 - 10]));
-        EXPECT_EQ(w.samples[10], WF_GAP_VALUE);
-        EXPECT_EQ(w.samples.back(), float(l.a2[9]));
+        EXPECT_EQ((std::vector{w.samples.front(), w.samples[10], w.samples.back()}),
+                  (std::vector{float(l.a1[kPart1 - 10]), WF_GAP_VALUE, float(l.a2[9])}));
 
         // BHN, whose records alternate with those of BHZ
         row("sd", "x.mseed", l.foff_b, kOther, kStart, kRate);
