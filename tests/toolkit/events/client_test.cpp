@@ -127,10 +127,9 @@ TEST_F(ClientTest, WaveformArrivalAndSiteRowsOfAChannel)
 
     // arrivals of the station, with their links to associations
     const QKAssociation a = firstAssociation();
-    char asta[16] = "";
-    memcpy(asta, a.record_arrival, 6);
-    *strchr(asta, ' ') = '\0';
-    Table<QKArrival> arrivals = client->getArrivals(asta, "", a.time_arrival - 1, a.time_arrival + 1);
+    std::string asta(a.record_arrival, 6);
+    asta.erase(asta.find(' '));
+    Table<QKArrival> arrivals = client->getArrivals(asta.c_str(), "", a.time_arrival - 1, a.time_arrival + 1);
     ASSERT_GE(arrivals.max(), 1);
     const QKArrival& found = arrivals.get(0);
     EXPECT_EQ(found.arid, a.arid);
