@@ -42,6 +42,7 @@ std::vector<Row> read_table(Rsptr db, const char* table)
         Row row{{"#", std::to_string(r)}};
         for (const QString& name : fields)
             row[name.toStdString()] = fieldText(at(t, r), name.toUtf8().constData());
+        EXPECT_EQ(std::count_if(row.begin(), row.end(), [](const auto& f) { return f.second == "(error)"; }), 0);
         rows.push_back(row);
     }
     return rows;
