@@ -57,7 +57,7 @@ public:
         return write(base(name) + "." + table, content);
     }
     // Write a file, making the folders on its path; its path.
-    std::string write(const std::string& file, const std::string& content) const
+    static std::string write(const std::string& file, const std::string& content)
     {
         std::filesystem::create_directories(std::filesystem::path(file).parent_path());
         std::ofstream(file, std::ios::binary) << content;

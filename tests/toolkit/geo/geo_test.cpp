@@ -4,14 +4,10 @@
 #include "toolkit/toolkit_support.h"
 #include "toolkit/geo/geo.h"
 
-#include <QTemporaryDir>
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <numbers>
 #include <string>
 #include <string_view>
@@ -150,8 +146,7 @@ struct FlinnEngdahlTest : ::testing::Test
     }
     void write(const std::string& file, std::string_view text, const std::string& dir = {})
     {
-        std::ofstream(std::filesystem::path(dir.empty() ? dir_ : dir) / file, std::ios::binary)
-            .write(text.data(), static_cast<std::streamsize>(text.size()));
+        Folder::write((dir.empty() ? dir_ : dir) + "/" + file, std::string(text));
     }
     void writeAll(const std::string& dir = {})
     {
@@ -159,8 +154,8 @@ struct FlinnEngdahlTest : ::testing::Test
         write("seisreg.txt", good_seisreg, dir);
         write("names.txt", good_names, dir);
     }
-    QTemporaryDir tmp_;
-    std::string dir_ = tmp_.path().toStdString();
+    Folder folder_;
+    std::string dir_ = folder_.path();
 };
 
 TEST_F(FlinnEngdahlTest, RegionLookups)
@@ -261,7 +256,6 @@ TEST_F(FlinnEngdahlTest, MissingTables)
 
 TEST_F(FlinnEngdahlTest, DataDirectoryFallback)
 {
-    std::filesystem::create_directory(std::filesystem::path(dir_) / "flinnengdahl");
     writeAll(dir_ + "/flinnengdahl");
     unsetenv("VXPLOT_FEDATA");
     setenv("VXPLOT_DATADIR", dir_.c_str(), 1);
@@ -269,7 +263,6 @@ TEST_F(FlinnEngdahlTest, DataDirectoryFallback)
     EXPECT_EQ(georegionnum(35.5, 142), 230);
     // VXPLOT_FEDATA comes first
     std::string other = dir_ + "/other";
-    std::filesystem::create_directory(other);
     writeAll(other);
     write("regions.txt", "35 135 145 300\n", other);
     setenv("VXPLOT_FEDATA", other.c_str(), 1);

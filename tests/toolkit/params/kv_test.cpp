@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <unistd.h>
@@ -404,9 +403,7 @@ protected:
     }
     static void write(const QTemporaryDir& dir, const char* file, const char* text)
     {
-        QFile f(dir.filePath(file));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(text);
+        Folder::write(dir.filePath(file).toStdString(), text);
     }
     static std::string read(const char* name)
     {
