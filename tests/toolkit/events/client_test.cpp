@@ -4,6 +4,7 @@
 #include "toolkit/events/events_fixture.h"
 #include "toolkit/toolkit_support.h"
 #include "toolkit/events/qkmodel_p.h"
+#include "toolkit/store/recordstore_fixture.h"
 
 #include <cstring>
 
@@ -115,9 +116,8 @@ TEST_F(ClientTest, WaveformArrivalAndSiteRowsOfAChannel)
     ASSERT_GT(wf.max(), 0);
     Rsptr row;
     ASSERT_EQ(client->getRsptr("wfdisc", const_cast<QKTableRecord*>(&wf.get(0)), &row), 0);
-    char sta[RS_STRSZ], chan[RS_STRSZ];
-    ASSERT_EQ(rsgetv(row, nullptr, "sta", sta, "chan", chan, nullptr), 0);
-    EXPECT_EQ(std::string(sta) + " " + chan, std::string(c.sta) + " " + c.chan);
+    EXPECT_EQ(rsfixture::fieldText(row, "sta") + " " + rsfixture::fieldText(row, "chan"),
+              std::string(c.sta) + " " + c.chan);
     EXPECT_EQ(client->getWfdiscPath(), base + ".wfdisc");
 
     QKTableRecord site;

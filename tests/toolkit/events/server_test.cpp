@@ -1,6 +1,7 @@
 // The event server over the sample database: the first list, what other
 // processes write, bad input, and notices reaching the GUI thread.
 #include "toolkit/events/events_fixture.h"
+#include "toolkit/store/recordstore_fixture.h"
 #include "viewport/vxqkclient.h"
 
 #include <QCoreApplication>
@@ -86,9 +87,7 @@ TEST_F(ServerTest, FirstListHoldsEveryEventWithItsPreferredOrigin)
     // the fields of a row through its scratch pointer
     Rsptr origin;
     ASSERT_EQ(client.getRsptr(pref, &origin, nullptr, nullptr), 0);
-    long orid = 0;
-    ASSERT_EQ(rsgetv(origin, nullptr, "orid", &orid, nullptr), 0);
-    EXPECT_EQ(orid, pref->orid);
+    EXPECT_EQ(rsfixture::fieldText(origin, "orid"), std::to_string(pref->orid));
 }
 
 TEST_F(ServerTest, ChildProcessAppendingAnEventIsHeardOnTheGuiThread)
