@@ -279,11 +279,9 @@ TEST_F(VxgenDatabase, WaveformSegmentsFitTheirFiles)
     Rsptr t = rslookup(db_, nullptr, "wfdisc", nullptr, nullptr);
     for (const Row& w : wfdiscs) {
         SCOPED_TRACE("wfid " + w.at("wfid"));
-        EXPECT_EQ(w.at("datatype"), "s4");
-        EXPECT_EQ(num(w, "nsamp"), 144000);
+        EXPECT_EQ(w.at("datatype") + " " + w.at("nsamp"), "s4 144000");
         EXPECT_DOUBLE_EQ(real(w, "samprate"), 40.0);
-        EXPECT_GT(real(w, "calib"), 0.0);
-        EXPECT_GT(real(w, "calper"), 0.0);
+        EXPECT_TRUE(real(w, "calib") > 0.0 && real(w, "calper") > 0.0) << w.at("calib") << " " << w.at("calper");
         EXPECT_NEAR(real(w, "endtime"), real(w, "time") + (num(w, "nsamp") - 1) / 40.0, 1e-4);
         t.record = num(w, "#");
         char path[RS_STRSZ];
