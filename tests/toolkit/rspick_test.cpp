@@ -1,5 +1,6 @@
 // Channel lists: patterns against station, channel and copy names.
-#include "toolkit/base/errors.h"
+#include "support/testsupport.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/seedlink/rspick.h"
 
 #include <gtest/gtest.h>
@@ -7,13 +8,6 @@
 #include <string>
 
 namespace {
-
-std::string registered()
-{
-    std::string s = hl_errlog_string(0);
-    hl_clear_register(HL_CLEAR_QUIET);
-    return s;
-}
 
 TEST(Rspick, MatchStringAnchorsAndMatchesWhole)
 {
@@ -36,10 +30,7 @@ TEST(Rspick, BadExpressionsAreRefusedWithAMessage)
     for (const char* bad : {"BH(", "[Z", "a{2,1}", "(((((((((a*)*)*)*)*)*)*)*)*)*"}) {
         SCOPED_TRACE(bad);
         EXPECT_EQ(rspickMatchString(bad, "BHZ"), -1);
-        const std::string r = registered();
-        EXPECT_NE(r.find(std::string("rspickMatchString: Bad regular expression '") + bad + "'.\n"),
-                  std::string::npos)
-            << r;
+        expectLogged(std::string("rspickMatchString: Bad regular expression '") + bad + "'.\n");
     }
 }
 
@@ -67,8 +58,7 @@ TEST(Rspick, MatchStachansGivesThePlaceOfTheFirstItemTakingAllParts)
     for (const auto& b : bad) {
         SCOPED_TRACE(b.list);
         EXPECT_EQ(rspickMatchStachans(b.list, "AAK", "BHZ", 0), -2);
-        const std::string r = registered();
-        EXPECT_NE(r.find(b.message), std::string::npos) << r;
+        expectLogged(b.message);
     }
 }
 
@@ -87,7 +77,7 @@ TEST(Rspick, StachansBecomeStationAndChannelPairs)
     QString scv = QStringLiteral("before");
     EXPECT_EQ(rspickStachans2ScvStachans(QStringLiteral("AAK,B:C:D"), scv), -1);
     EXPECT_EQ(scv, QStringLiteral("before"));
-    EXPECT_EQ(registered(), "rspickStachans2ScvStachans: Item 'B:C:D' has more than one ':'.\n");
+    EXPECT_EQ(takeErrors(), "rspickStachans2ScvStachans: Item 'B:C:D' has more than one ':'.\n");
 }
 
 } // namespace

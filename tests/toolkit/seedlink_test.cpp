@@ -2,7 +2,8 @@
 #include "mseedmake.h"
 #include "server.h"
 
-#include "toolkit/base/errors.h"
+#include "support/testsupport.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/seedlink/pktchan.h"
 #include "toolkit/seedlink/slproto_p.h"
 #include "toolkit/seedlink/tidereap.h"
@@ -11,11 +12,8 @@
 
 #include <chrono>
 #include <cmath>
-#include <cstdio>
-#include <filesystem>
 #include <map>
 #include <mutex>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -96,10 +94,6 @@ protected:
     {
         clearLog();
         errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(&capture));
-        dir_ = std::filesystem::temp_directory_path() /
-               ("vx_seedlink_" + std::to_string(getpid()) + "_" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(dir_);
     }
     void TearDown() override
     {
@@ -107,15 +101,13 @@ protected:
         if (server_)
             server_->stop();
         errlog_set(HL_ERRLOG_CALLBACK, 0, nullptr);
-        std::filesystem::remove_all(dir_);
     }
 
     // Three channels of two stations in one file; STA2's samples are floats
     // in 4096-byte records, which the server repacks.
     std::string writeFile()
     {
-        const std::string path = (dir_ / "three.mseed").string();
-        FILE* fp = fopen(path.c_str(), "wb");
+        std::string bytes;
         const char* rows[3][3] = {{"STA1", "BHZ", "i"}, {"STA1", "BHE", "i"}, {"STA2", "BHZ", "f"}};
         for (int c = 0; c < 3; c++) {
             const bool is_float = rows[c][2][0] == 'f';
@@ -123,10 +115,9 @@ protected:
             for (const MseedRecord& r :
                  mseed_pack("XX", rows[c][0], "", rows[c][1], kT0, kRate, mseed_signal(kSamples, c),
                             is_float ? 'f' : 'i', is_float ? DE_FLOAT32 : DE_STEIM2, is_float ? 4096 : 512, 1))
-                fwrite(r.data(), 1, r.size(), fp);
+                bytes += r;
         }
-        fclose(fp);
-        return path;
+        return folder_.write(folder_.path() + "/three.mseed", bytes);
     }
 
     // The server tool on a loopback port, sending as fast as it can
@@ -225,7 +216,7 @@ protected:
         }
     }
 
-    std::filesystem::path dir_;
+    Folder folder_;
     std::map<std::string, std::vector<double>> values_;
     std::unique_ptr<SlServer> server_;
     TidereapThr* reap_ = nullptr;
@@ -284,9 +275,8 @@ TEST_F(SeedlinkTest, ServerFaultsAreReportedAndEverySampleArrivesOnce)
             ASSERT_TRUE(startReader());
             expectTheFile();
             const TidereapStats st = stats();
-            EXPECT_EQ(st.protocol, version);
-            EXPECT_EQ(st.packets, server_->released());
-            EXPECT_EQ(st.dropped_full, 0);
+            EXPECT_EQ((std::vector<long>{st.protocol, st.packets, st.dropped_full}),
+                      (std::vector<long>{version, server_->released(), 0}));
             EXPECT_TRUE(logged(version == 4 && c.message4 ? c.message4 : c.message));
             EXPECT_EQ(st.failures > 0, c.reconnects);
             EXPECT_EQ(logged("Retrying " + ring()), c.reconnects);
@@ -331,8 +321,7 @@ TEST_F(SeedlinkTest, AfterReadsAgainFromTheGivenTime)
 
 TEST_F(SeedlinkTest, RateChangesAndFuturePacketsAreReported)
 {
-    const std::string path = (dir_ / "odd.mseed").string();
-    FILE* fp = fopen(path.c_str(), "wb");
+    std::string bytes;
     const double future = std::floor(std::chrono::duration<double>(
                                          std::chrono::system_clock::now().time_since_epoch()).count()) + 10 * 86400.0;
     const struct { const char* sta; double time, rate; } parts[] = {
@@ -340,9 +329,8 @@ TEST_F(SeedlinkTest, RateChangesAndFuturePacketsAreReported)
     };
     for (const auto& p : parts)
         for (const MseedRecord& r : pack(p.sta, p.time, 400, 512, p.rate))
-            fwrite(r.data(), 1, r.size(), fp);
-    fclose(fp);
-    startServer({}, path);
+            bytes += r;
+    startServer({}, folder_.write(folder_.path() + "/odd.mseed", bytes));
     ASSERT_TRUE(startReader());
     Delivered d;
     collect(800, &d, 1);
@@ -517,11 +505,9 @@ TEST(SeedlinkDecode, SampleTypesComeOutAsIntOrFloat)
         ASSERT_EQ(pktDecode("XX_STA_BHZ_00", kT0, recs[0].data(), 512, &pkt), c.result);
         ASSERT_EQ(pkt->channels.size(), 1u);
         const PktChan& ch = pkt->channels[0];
-        EXPECT_STREQ(ch.cuser1, "XX_STA_BHZ_00");
-        EXPECT_EQ(ch.time, kT0);
-        EXPECT_EQ(ch.samprate, kRate);
-        EXPECT_EQ(ch.isfloat, c.isfloat);
-        EXPECT_STREQ(ch.segtype, "V");
+        EXPECT_EQ(std::string(ch.cuser1) + " " + ch.segtype, "XX_STA_BHZ_00 V");
+        EXPECT_EQ((std::vector{ch.time, ch.samprate, double(ch.isfloat)}),
+                  (std::vector{kT0, kRate, double(c.isfloat)}));
         ASSERT_EQ(ch.nsamp, 50);
         for (int i = 0; i < ch.nsamp; i++)
             EXPECT_EQ(ch.isfloat ? reinterpret_cast<const float*>(ch.data)[i] : ch.data[i], v[static_cast<size_t>(i)]);
@@ -539,17 +525,14 @@ TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(HL_CLEAR_QUIET);
         EXPECT_EQ(tidereapthr_new2(c.ring, c.accept, nullptr, 10, -1.0, -1.0), nullptr);
-        EXPECT_NE(std::string(hl_errlog_string(0)).find(c.message), std::string::npos) << hl_errlog_string(0);
+        expectLogged(c.message);
     }
-    hl_clear_register(HL_CLEAR_QUIET);
     const std::string junk(520, 'x');
     Packet* pkt = nullptr;
     EXPECT_LT(pktDecode("x", 0.0, junk.data(), 512, &pkt), 0);
     EXPECT_EQ(pkt, nullptr);
-    EXPECT_NE(std::string(hl_errlog_string(0)).find("pktDecode: Not a miniSEED record"), std::string::npos);
-    hl_clear_register(HL_CLEAR_QUIET);
+    expectLogged("pktDecode: Not a miniSEED record");
 
     // a 4096-byte record in a SeedLink frame
     const auto big = pack("S", kT0, 200, 4096);
@@ -557,8 +540,7 @@ TEST(SeedlinkInput, BadNamesAndBytesGiveClearErrors)
     const std::string frame = "SL000001" + big[0].substr(0, 512);
     SlFrame f;
     EXPECT_LT(sl_next_frame(frame.data(), frame.size(), &f), 0);
-    EXPECT_STREQ(hl_errlog_string(0), "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.\n");
-    hl_clear_register(HL_CLEAR_QUIET);
+    EXPECT_EQ(takeErrors(), "sl_next_frame: Record of 4096 bytes where SeedLink carries 512.\n");
 }
 
 TEST(SeedlinkInput, Version4FramesAreTakenOrSkippedWhole)
@@ -582,14 +564,11 @@ TEST(SeedlinkInput, Version4FramesAreTakenOrSkippedWhole)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(HL_CLEAR_QUIET);
         SlFrame f;
         EXPECT_EQ(sl_next_frame4(c.bytes.data(), c.bytes.size(), &f), c.used);
-        EXPECT_EQ(f.type, c.type);
-        EXPECT_EQ(f.seq, c.seq);
-        EXPECT_NE(std::string(hl_errlog_string(0)).find(c.message), std::string::npos) << hl_errlog_string(0);
+        EXPECT_EQ((std::vector<int64_t>{f.type, f.seq}), (std::vector<int64_t>{c.type, c.seq}));
+        expectLogged(c.message);
     }
-    hl_clear_register(HL_CLEAR_QUIET);
     EXPECT_TRUE(sl_greeting_offers_v4("SeedLink v4.0 (x) :: SLPROTO:3.1 SLPROTO:4.0 CAP"));
     EXPECT_FALSE(sl_greeting_offers_v4("SeedLink v3.1 (x) :: SLPROTO:3.1 CAP SLPROTO:4.0x"));
     EXPECT_FALSE(sl_greeting_offers_v4("SeedLink v4.0 SLPROTO:4.0"));  // not among the capabilities

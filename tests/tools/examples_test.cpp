@@ -71,8 +71,7 @@ TEST(Examples, ScriptAndClientDrawTheSameCurveWhereItsNumbersSay)
     }
     // no curve outside the plot area
     for (int y = 0; y < client.height(); y++) {
-        EXPECT_FALSE(isCurve(client.pixel(60, y))) << y;
-        EXPECT_FALSE(isCurve(client.pixel(700, y))) << y;
+        EXPECT_FALSE(isCurve(client.pixel(60, y)) || isCurve(client.pixel(700, y))) << y;
     }
 }
 

@@ -47,8 +47,7 @@ TEST(PointSets, VectorReadsBackAsCopies)
     ASSERT_TRUE(fetch([](auto... a) { return hlvector_get_points("hv_a", a...); }, &p));
     EXPECT_EQ(p.x, (std::vector<double>{1.0, 2.0, 3.0}));
     EXPECT_EQ(p.y, (std::vector<double>{4.0, 5.0, 6.0}));
-    EXPECT_EQ(p.size_x, 3);
-    EXPECT_EQ(p.size_y, 3);
+    EXPECT_EQ((std::vector{p.size_x, p.size_y}), (std::vector{3, 3}));
     EXPECT_EQ(hlvector_delete("hv_a"), 0);
     EXPECT_EQ(hlvector_get_vector("hv_a"), -1);
     EXPECT_EQ(takeErrors(), "hlvector_get_vector: Cannot find hlvector 'hv_a'.\n");
@@ -129,7 +128,6 @@ TEST(PointSets, BadInputIsRefused)
     }
     EXPECT_EQ(takeErrors(), expected);
     EXPECT_EQ(hlvector_get_vector("hv_x"), -1);
-    takeErrors();
 }
 
 TEST(PointSets, HistoriesFromSeveralThreads)

@@ -42,6 +42,19 @@ std::vector<std::string> readTable(const std::string& base, const char* table, l
 // A CSS 3.0 record of table with the named fields set, the others null.
 std::string makeRecord(const char* table, const std::vector<std::pair<const char*, std::string>>& fields);
 
+// An origin row and an event row (new line included), the fields not given
+// null.
+inline std::string origin(long orid, long evid, const char* time, const char* lddate = "-")
+{
+    return makeRecord("origin", {{"orid", std::to_string(orid)}, {"evid", std::to_string(evid)}, {"time", time},
+                                 {"lddate", lddate}}) + "\n";
+}
+inline std::string event(long evid, long prefor, const char* lddate = "-")
+{
+    return makeRecord("event", {{"evid", std::to_string(evid)}, {"prefor", std::to_string(prefor)},
+                                {"lddate", lddate}}) + "\n";
+}
+
 // Helper modes, run in the child.
 int helperMain(int argc, char** argv);
 

@@ -6,19 +6,17 @@
 //   events_test --helper add-arrivals BASE N
 //   events_test --helper write-forever BASE     (prints each arid written)
 #include "toolkit/events/events_fixture.h"
+#include "toolkit/store/recordstore_fixture.h"
 
 #include <QCoreApplication>
-#include <QThread>
 #include <QTest>
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 
 namespace evtest {
 
@@ -27,9 +25,7 @@ namespace {
 Rsptr scratchOf(Rsptr db, const char* table)
 {
     Rsptr t = rslookup(db, nullptr, table, nullptr, "rsSCRATCH");
-    Rsptr null_row = t;
-    null_row.record = RS_NULL;
-    rsload_scratch(null_row);
+    rsload_scratch(rsfixture::at(t, RS_NULL));
     return t;
 }
 
@@ -175,14 +171,8 @@ std::vector<std::string> readTable(const std::string& base, const char* table, l
     std::vector<std::string> rows;
     Rsptr db = rsopen(base.c_str(), "css3.0", RS_READ);
     Rsptr t = rslookup(db, nullptr, table, nullptr, nullptr);
-    long n = 0;
-    rsquery(t, RS_RECORD_COUNT, &n);
-    for (long r = 0; r < n; r++) {
-        char buf[RS_STRSZ];
-        t.record = r;
-        rsget(t, buf);
-        rows.emplace_back(buf);
-    }
+    for (long r = 0, n = rsfixture::queryLong(t, RS_RECORD_COUNT); r < n; r++)
+        rows.push_back(rsfixture::recordText(rsfixture::at(t, r)));
     if (bad_rows)
         rsquery(t, RS_BAD_ROW_COUNT, bad_rows);
     rsclose(db);
@@ -198,10 +188,9 @@ std::string makeRecord(const char* table, const std::vector<std::pair<const char
         Rsptr field = rslookup(t, nullptr, nullptr, f.first, nullptr);
         EXPECT_EQ(rsput(field, f.second.c_str()), 0) << f.first << " " << hl_errlog_string(0);
     }
-    char buf[RS_STRSZ];
-    rsget(t, buf);
+    const std::string record = rsfixture::recordText(t);
     rsclose(db);
-    return buf;
+    return record;
 }
 
 }  // namespace evtest

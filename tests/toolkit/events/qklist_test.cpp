@@ -5,26 +5,9 @@
 #include "toolkit/store/rsorder_p.h"
 #include "toolkit/store/rsschema_p.h"
 
-#include <cmath>
 #include <limits>
 
 using namespace evtest;
-
-namespace {
-
-std::string origin(long orid, long evid, const char* time, const char* lddate = "-")
-{
-    return makeRecord("origin", {{"orid", std::to_string(orid)}, {"evid", std::to_string(evid)}, {"time", time},
-                                 {"lddate", lddate}}) + "\n";
-}
-
-std::string event(long evid, long prefor, const char* lddate = "-")
-{
-    return makeRecord("event", {{"evid", std::to_string(evid)}, {"prefor", std::to_string(prefor)},
-                                {"lddate", lddate}}) + "\n";
-}
-
-}  // namespace
 
 TEST(EventList, OrderedByPreferredTimeThenEvidWhateverTheIds)
 {

@@ -40,9 +40,7 @@ TEST(EventList, ACopyChangedInOnePlaceLeavesTheOriginalAndSharesTheRest)
     copy.at(n - 1)->evid = -5;
     copy.at(1)->evid = -6;
     EXPECT_FALSE(copy.shares(list));
-    EXPECT_EQ(list.get(n - 1).evid, n - 1);
-    EXPECT_EQ(list.get(1).evid, 1);
-    EXPECT_EQ(copy.get(1).evid, -6);
+    EXPECT_EQ((std::vector{list.get(n - 1).evid, list.get(1).evid, copy.get(1).evid}), (std::vector{n - 1, 1L, -6L}));
     // entries of untouched blocks are the very same objects
     EXPECT_EQ(&copy.get(QKBlocks<QKEvent>::kBlock), &list.get(QKBlocks<QKEvent>::kBlock));
     EXPECT_NE(&copy.get(0), &list.get(0));
@@ -78,8 +76,8 @@ TEST(EventList, UnmadeBlocksAreMadeOnceWhenFirstWantedFromAnyThread)
         });
     for (std::thread& t : readers)
         t.join();
-    EXPECT_EQ(made.load(), 1);  // the middle block, once, for both copies
-    EXPECT_EQ(list.blocksMade(), 1);
+    // the middle block, once, for both copies
+    EXPECT_EQ(std::pair(made.load(), list.blocksMade()), std::pair(1, 1L));
     EXPECT_EQ(&copy.get(b), &list.get(b));
     // a push after an unmade last block, and a change of it, make it first
     ASSERT_EQ(list.push(event(-1)), 0);
@@ -118,8 +116,7 @@ TEST(EventList, MovingCallsKeepOrderAcrossBlocks)
     std::sort(expected.rbegin(), expected.rend());
     EXPECT_EQ(evids(list), expected);
     ASSERT_EQ(list.set(list.max() + 2, event(99)), 0);
-    EXPECT_EQ(list.get(list.max() - 2).evid, -1);
-    EXPECT_EQ(list.get(list.max() - 1).evid, 99);
+    EXPECT_EQ((std::vector{list.get(list.max() - 2).evid, list.get(list.max() - 1).evid}), (std::vector{-1L, 99L}));
     EXPECT_LT(list.del(list.max()), 0);
 }
 
@@ -137,11 +134,9 @@ TEST(SharedTable, BorrowedElementsAreCopiedBeforeAChange)
     EXPECT_TRUE(c.shares(b));
     c.at(0)->orid = 12;
     ASSERT_EQ(a.push(QKOrigin()), 0);
-    EXPECT_EQ(origins[1].orid, 11);
-    EXPECT_EQ(origins[0].orid, 10);
-    EXPECT_EQ(c.get(0).orid, 12);
+    EXPECT_EQ((std::vector{origins[0].orid, origins[1].orid, a.get(0).orid, c.get(0).orid}),
+              (std::vector<decltype(c.get(0).orid)>{10, 11, 10, 12}));
     EXPECT_EQ(a.max(), 2);
-    EXPECT_EQ(a.get(0).orid, 10);
     EXPECT_FALSE(c.shares(b));
 }
 

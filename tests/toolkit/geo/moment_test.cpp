@@ -169,9 +169,7 @@ TEST(MomentCreate, AxesOfKnownMechanisms)
             dp += m->axes[2][i] * c.p_axis[i];
         }
         EXPECT_NEAR(std::fabs(dt), 1.0, 1e-12);
-        if (c.p_axis != std::array<double, 3>{0, 0, 0}) {
-            EXPECT_NEAR(std::fabs(dp), 1.0, 1e-12);
-        }
+        EXPECT_NEAR((c.p_axis == std::array<double, 3>{0, 0, 0} ? 1.0 : std::fabs(dp)), 1.0, 1e-12);
         hlmoment_destroy(m);
     }
 }
@@ -237,13 +235,10 @@ TEST(MomentContours, IsotropicAndDegenerateTensors)
         EXPECT_EQ(hlmoment_compute_bb_points(m, curves), c.found);
         EXPECT_EQ(curves[0].circle, 0);
         EXPECT_TRUE(curves[1].points.empty());
-        if (c.full_circle) {
-            ASSERT_GT(curves[0].points.size(), 60u);
-            for (const HLMomentPoint& p : curves[0].points)
-                EXPECT_NEAR(std::hypot(p.x, p.y), 1.0, 1e-12);
-        } else {
-            EXPECT_TRUE(curves[0].points.empty());
-        }
+        EXPECT_EQ(curves[0].points.size() > 60u, c.full_circle);
+        EXPECT_TRUE(c.full_circle || curves[0].points.empty());
+        for (const HLMomentPoint& p : curves[0].points)  // the whole horizon
+            EXPECT_NEAR(std::hypot(p.x, p.y), 1.0, 1e-12);
         hlmoment_destroy(m);
     }
 }

@@ -1,7 +1,7 @@
 // Travel times through the earth model: published ak135 times, the closed
 // form of a homogeneous sphere, station elevation, the ttp_ calls and bad
 // input.
-#include "toolkit/base/errors.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/geo/traveltime.h"
 #include "toolkit/geo/traveltime_p.h"
 
@@ -14,18 +14,13 @@
 
 namespace {
 
-std::string errors()
-{
-    return hl_errlog_string(0);
-}
-
 // The first arrival of the phases, or NaN.
 double first_time(double depth_km, double distance_deg, const char* phases, double elev_km = 0.0,
                   TtArrival* arrival = nullptr)
 {
     TtArrival a[TT_MAX_ARRIVALS];
     const int n = tt_compute(depth_km, distance_deg, elev_km, phases, 5.0, 3.0, a, TT_MAX_ARRIVALS);
-    EXPECT_GT(n, 0) << errors();
+    EXPECT_GT(n, 0) << hl_errlog_string(0);
     if (n <= 0)
         return NAN;
     if (arrival)
@@ -74,7 +69,7 @@ TEST(TravelTime, HomogeneousSphereGivesTheChord)
                "0 6.0 3.5 3.0\n5000 6.0 3.5 3.0\n5000 6.0 0 3.0\n6000 6.0 0 3.0\n6000 6.0 3.5 3.0\n"
                "6371 6.0 3.5 3.0\n";
     }
-    ASSERT_EQ(tt_set_model(path.c_str()), 0) << errors();
+    ASSERT_EQ(tt_set_model(path.c_str()), 0) << hl_errlog_string(0);
     for (double depth : {0.0, 35.0, 250.0}) {
         for (double deg : {10.0, 30.0, 60.0, 90.0, 120.0}) {
             SCOPED_TRACE(std::to_string(depth) + " km, " + std::to_string(deg) + " degrees");
@@ -85,7 +80,7 @@ TEST(TravelTime, HomogeneousSphereGivesTheChord)
         }
     }
     EXPECT_NEAR(tt_model_velocity('S', 100.0), 3.5, 1e-12);
-    ASSERT_EQ(tt_set_model(nullptr), 0) << errors();
+    ASSERT_EQ(tt_set_model(nullptr), 0) << hl_errlog_string(0);
     EXPECT_NEAR(tt_model_velocity('P', 100.0), 8.045 + 0.005 * (100.0 - 77.5) / (120.0 - 77.5), 1e-3);
     remove(path.c_str());
 }
@@ -109,18 +104,16 @@ TEST(TravelTime, ServiceCallsAsTheTraceViewMakesThem)
     ttp_grab_mutex();
     EXPECT_EQ(ttp_set_phases("P"), 1);
     EXPECT_EQ(ttp_set_event_depth(35.0), 0);
-    ASSERT_EQ(ttp_compute(0.0, 10.0, 0.0, 70.0, 0.0, 5.0, 3.0, a, TT_MAX_ARRIVALS), 1) << errors();
+    ASSERT_EQ(ttp_compute(0.0, 10.0, 0.0, 70.0, 0.0, 5.0, 3.0, a, TT_MAX_ARRIVALS), 1) << hl_errlog_string(0);
     EXPECT_STREQ(a[0].phase, "P");
     EXPECT_NEAR(a[0].time_s, 603.01, 0.5);
     // beyond the core shadow: Pdiff first, then the PKP that aligns
     const int n = ttp_compute(0.0, 0.0, 0.0, 130.0, 0.0, 5.0, 3.0, a, TT_MAX_ARRIVALS);
     ASSERT_GE(n, 2);
-    EXPECT_STREQ(a[0].phase, "Pdiff");
-    EXPECT_STREQ(a[1].phase, "PKPdf");
+    EXPECT_EQ(std::string(a[0].phase) + " " + a[1].phase, "Pdiff PKPdf");
     // in the gap before PKPdf, PKiKP is the second
     ASSERT_EQ(ttp_compute(0.0, 0.0, 0.0, 110.0, 0.0, 5.0, 3.0, a, TT_MAX_ARRIVALS), 2);
-    EXPECT_STREQ(a[0].phase, "Pdiff");
-    EXPECT_STREQ(a[1].phase, "PKiKP");
+    EXPECT_EQ(std::string(a[0].phase) + " " + a[1].phase, "Pdiff PKiKP");
     // several phases, sorted by time, each once
     EXPECT_EQ(ttp_set_phases("S, pP,sP P PcP ScS"), 6);
     ASSERT_EQ(ttp_set_event_depth(250.0), 0);
@@ -130,20 +123,16 @@ TEST(TravelTime, ServiceCallsAsTheTraceViewMakesThem)
     for (int i = 0; i < m; i++) {
         EXPECT_STREQ(a[i].phase, order[i]);
         EXPECT_GT(a[i].takeoff_deg, 0.0);
-        if (i) {
-            EXPECT_GT(a[i].time_s, a[i - 1].time_s);
-        }
+        EXPECT_TRUE(i == 0 || a[i].time_s > a[i - 1].time_s) << a[i].time_s;
     }
     EXPECT_GT(a[2].takeoff_deg, 90.0);  // pP leaves upwards
     EXPECT_LT(a[0].takeoff_deg, 90.0);
     // bad settings are refused and the old ones kept
-    hl_clear_register(0);
     EXPECT_LT(ttp_set_phases("P,Pn"), 0);
-    EXPECT_NE(errors().find("ttp_set_phases: Unknown phase 'Pn'."), std::string::npos) << errors();
+    expectLogged("ttp_set_phases: Unknown phase 'Pn'.");
     EXPECT_LT(ttp_set_event_depth(3000.0), 0);
-    EXPECT_NE(errors().find("ttp_set_event_depth: Depth 3000 km is below the mantle"), std::string::npos);
+    expectLogged("ttp_set_event_depth: Depth 3000 km is below the mantle");
     EXPECT_EQ(ttp_compute(0.0, 0.0, 60.0, 0.0, 0.0, 5.0, 3.0, a, TT_MAX_ARRIVALS), 6);
-    hl_clear_register(0);
     ttp_release_mutex();
 }
 
@@ -160,11 +149,9 @@ TEST(TravelTime, BadInputIsRefused)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(0);
         TtArrival a[TT_MAX_ARRIVALS];
         EXPECT_LT(tt_compute(c.depth_km, c.distance_deg, 0.0, c.phases, 5.0, 3.0, a, TT_MAX_ARRIVALS), 0);
-        EXPECT_NE(errors().find(c.message), std::string::npos) << errors();
-        EXPECT_EQ(errors().rfind("tt_compute: ", 0), 0u) << errors();
+        EXPECT_EQ(expectLogged(c.message).rfind("tt_compute: ", 0), 0u);
     }
     // a model that does not read leaves the one in use
     const std::string path = std::string(VX_TEST_BINARY_DIR) + "/broken.model";
@@ -177,11 +164,9 @@ TEST(TravelTime, BadInputIsRefused)
     for (const auto& m : models) {
         SCOPED_TRACE(m.message);
         std::ofstream(path) << "name x\nradius_km 100\ncmb_km 50\nicb_km 80\n" << m.rows;
-        hl_clear_register(0);
         EXPECT_LT(tt_set_model(path.c_str()), 0);
-        EXPECT_NE(errors().find(m.message), std::string::npos) << errors();
+        expectLogged(m.message);
     }
-    hl_clear_register(0);
     EXPECT_NEAR(first_time(35.0, 30.0, "P"), 365.24, 0.5);
     remove(path.c_str());
 }

@@ -1,6 +1,7 @@
 // Parameter documents: the text format, lookups, conversions, the writer,
 // errors, the file search path, and VX_make_kvstring.
 #include "support/testsupport.h"
+#include "toolkit/toolkit_support.h"
 
 #include "foundation/configure.h"
 #include "toolkit/params/kv.h"
@@ -8,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <unistd.h>
@@ -20,11 +20,6 @@
 namespace {
 
 using KvTest = ::testing::Test;
-
-std::string errors()
-{
-    return hl_errlog_string(0);
-}
 
 // A compact picture of a document through the public lookups only:
 // {key="value" arr={...} tbl=["row" {...}]}.
@@ -53,10 +48,12 @@ std::string dump(Kv* kv)
     return out + (rows ? "]" : "}");
 }
 
-std::string compileDump(const char* text)
+// The picture of text compiled whole, or of its first length bytes from
+// source when length is given; "error: " and the register on failure.
+std::string compileDump(const char* text, size_t length = 0, const char* source = nullptr)
 {
     Kv* kv = nullptr;
-    if (kvcompile(text, &kv) < 0)
+    if ((length ? kvcompile_source(text, length, source, &kv) : kvcompile(text, &kv)) < 0)
         return "error: " + std::string(hl_errlog_string(0));
     std::string d = dump(kv);
     kvfree(kv);
@@ -78,6 +75,17 @@ struct Doc
     explicit Doc(const char* text) { EXPECT_EQ(kvcompile(text, &kv), 0) << hl_errlog_string(0); }
     ~Doc() { kvfree(kv); }
 };
+
+// Expect what kv writes to compile to the same entries and to be written the
+// same again.
+void expectRoundTrip(Kv* kv)
+{
+    ASSERT_NE(kv, nullptr);
+    const std::string written = toText(kv);
+    Doc again(written.c_str());
+    EXPECT_EQ(dump(again.kv), dump(kv)) << written;
+    EXPECT_EQ(toText(again.kv), written);
+}
 
 std::string nested(int depth)
 {
@@ -131,7 +139,6 @@ TEST_F(KvTest, CompilesEveryConstruct)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(compileDump(c.text), c.expected);
-        hl_clear_register(0);
     }
 }
 
@@ -151,10 +158,9 @@ TEST_F(KvTest, KvgetAnswersKinds)
     ASSERT_EQ(kvget(doc.kv, "t", &value), KV_KIND_TBL);
     Kv* t = static_cast<Kv*>(value);
     EXPECT_EQ(kvcount(t), 2);
-    EXPECT_EQ(kvgetindex(t, 0, &value), KV_KIND_STRING);
-    EXPECT_EQ(kvgetindex(t, 1, &value), KV_KIND_ARR);
-    EXPECT_EQ(kvgetindex(t, 2, &value), KV_KIND_NOTFOUND);
-    EXPECT_EQ(kvgetindex(t, -1, &value), KV_KIND_NOTFOUND);
+    EXPECT_EQ((std::vector{kvgetindex(t, 0, &value), kvgetindex(t, 1, &value), kvgetindex(t, 2, &value),
+                           kvgetindex(t, -1, &value)}),
+              (std::vector<int>{KV_KIND_STRING, KV_KIND_ARR, KV_KIND_NOTFOUND, KV_KIND_NOTFOUND}));
     value = &value;
     EXPECT_EQ(kvget(doc.kv, "missing", &value), KV_KIND_NOTFOUND);
     EXPECT_EQ(value, &value) << "not found leaves *value alone";
@@ -163,8 +169,7 @@ TEST_F(KvTest, KvgetAnswersKinds)
     EXPECT_EQ(kvkeys(t), nullptr);
     EXPECT_LT(kvcount(nullptr), 0);
     Tbl* keys = kvkeys(doc.kv);
-    ASSERT_EQ(seqcount(keys), 3);
-    EXPECT_STREQ(static_cast<const char*>(seqget(keys, 2)), "t");
+    EXPECT_EQ(tblStrings(keys), (std::vector<std::string>{"s", "a", "t"}));
     seqfree(keys, nullptr);
 }
 
@@ -184,19 +189,12 @@ TEST_F(KvTest, KvparamConvertsScalars)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(0);
-        if (c.type == KV_DOUBLE) {
-            double out = -7;
-            EXPECT_EQ(kvparam(doc.kv, c.key, c.type, 1, &out) == 0, c.ok);
-            EXPECT_EQ(out, c.ok ? c.expected : -7);
-        } else {
-            int out = -7;
-            EXPECT_EQ(kvparam(doc.kv, c.key, c.type, 1, &out) == 0, c.ok);
-            EXPECT_EQ(out, c.ok ? static_cast<int>(c.expected) : -7);
-        }
-        if (!c.ok) {
-            EXPECT_NE(errors().find(c.key), std::string::npos) << errors();
-        }
+        double d = -7;  // KV_DOUBLE writes a double, the others an int
+        int i = -7;
+        EXPECT_EQ(kvparam(doc.kv, c.key, c.type, 1, c.type == KV_DOUBLE ? static_cast<void*>(&d) : &i) == 0, c.ok);
+        EXPECT_EQ(c.type == KV_DOUBLE ? d : i, c.ok ? c.expected : -7);
+        if (!c.ok)
+            expectLogged(c.key);
     }
     char* s = nullptr;
     ASSERT_EQ(kvparam(doc.kv, "s", KV_STRING, 1, &s), 0);
@@ -226,12 +224,11 @@ TEST_F(KvTest, KvparamMissingKeys)
         SCOPED_TRACE(type);
         char out[KV_STRING_BUFFER_MIN];
         memset(out, 0x5a, sizeof out);
-        hl_clear_register(0);
         EXPECT_EQ(kvparam(doc.kv, "absent", type, 0, out), 0);
         EXPECT_EQ(out[0], 0x5a) << "optional key leaves out alone";
         EXPECT_EQ(hl_error_count(), 0);
         EXPECT_LT(kvparam(doc.kv, "absent", type, 1, out), 0);
-        EXPECT_NE(errors().find("'absent' not found"), std::string::npos) << errors();
+        expectLogged("'absent' not found");
         EXPECT_EQ(out[0], 0x5a);
     }
     int out = 0;
@@ -246,9 +243,7 @@ TEST_F(KvTest, KvparamConvertsBlocks)
             "pairs &Arr{\nb 2\na 1 # one\n}\ndeep &Arr{\nsub &Arr{\n}\n}\ns text\n");
     Tbl* rows = nullptr;
     ASSERT_EQ(kvparam(doc.kv, "rows", KV_TBL_STRINGS, 1, &rows), 0);
-    ASSERT_EQ(seqcount(rows), 2);
-    EXPECT_STREQ(static_cast<char*>(seqget(rows, 0)), "one two");
-    EXPECT_STREQ(static_cast<char*>(seqget(rows, 1)), "three");
+    EXPECT_EQ(tblStrings(rows), (std::vector<std::string>{"one two", "three"}));
     seqfree(rows, free);
     rows = nullptr;
     EXPECT_LT(kvparam(doc.kv, "mixed", KV_TBL_STRINGS, 1, &rows), 0) << "a block row is not a string";
@@ -288,15 +283,7 @@ TEST_F(KvTest, RoundTripGivesTheSameDocument)
     };
     for (const char* text : cases) {
         SCOPED_TRACE(text);
-        Kv* first = nullptr;
-        ASSERT_EQ(kvcompile(text, &first), 0) << errors();
-        std::string written = toText(first);
-        Kv* second = nullptr;
-        ASSERT_EQ(kvcompile(written.c_str(), &second), 0) << written << errors();
-        EXPECT_EQ(dump(second), dump(first)) << written;
-        EXPECT_EQ(toText(second), written);
-        kvfree(first);
-        kvfree(second);
+        expectRoundTrip(Doc(text).kv);
     }
 }
 
@@ -334,12 +321,10 @@ TEST_F(KvTest, SyntaxErrorsNameTheLine)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(0);
         Kv* kv = nullptr;
         EXPECT_LT(kvcompile(c.text, &kv), 0);
         EXPECT_EQ(kv, nullptr);
-        EXPECT_NE(errors().find(c.fragment), std::string::npos) << errors();
-        EXPECT_EQ(errors().rfind("kvcompile: ", 0), 0u) << errors();
+        EXPECT_EQ(expectLogged(c.fragment).rfind("kvcompile: ", 0), 0u);
     }
 }
 
@@ -361,22 +346,13 @@ TEST_F(KvTest, CompileIntoAnExistingDocumentMerges)
 
 TEST_F(KvTest, NestingIsCapped)
 {
+    expectRoundTrip(Doc(nested(KV_MAX_DEPTH).c_str()).kv);
     Kv* kv = nullptr;
-    std::string ok = nested(KV_MAX_DEPTH);
-    ASSERT_EQ(kvcompile(ok.c_str(), &kv), 0) << errors();
-    std::string written = toText(kv);
-    Kv* again = nullptr;
-    ASSERT_EQ(kvcompile(written.c_str(), &again), 0);
-    EXPECT_EQ(toText(again), written);
-    kvfree(kv);
-    kvfree(again);
-    kv = nullptr;
     std::string deep = nested(KV_MAX_DEPTH + 1);
     EXPECT_LT(kvcompile(deep.c_str(), &kv), 0);
     EXPECT_EQ(kv, nullptr);
-    EXPECT_NE(errors().find("Line 257: Blocks nested deeper than 256 levels"), std::string::npos) << errors();
+    expectLogged("Line 257: Blocks nested deeper than 256 levels");
     // a huge nesting stops at the cap without walking it all
-    hl_clear_register(0);
     std::string huge;
     for (int i = 0; i < 200000; i++)
         huge += "&Tbl{\n";
@@ -391,36 +367,24 @@ TEST_F(KvTest, LongLinesAndValues)
     value[1000] = ' ';
     value[5000] = '#';
     std::string text = "long " + value + "\nrow &Tbl{\n" + std::string(1 << 20, 'r') + "\n}\n";
-    Kv* kv = nullptr;
-    ASSERT_EQ(kvcompile(text.c_str(), &kv), 0);
+    Doc doc(text.c_str());
     void* v = nullptr;
-    ASSERT_EQ(kvget(kv, "long", &v), KV_KIND_STRING);
+    ASSERT_EQ(kvget(doc.kv, "long", &v), KV_KIND_STRING);
     EXPECT_EQ(strlen(static_cast<char*>(v)), 5000u) << "the hash starts a comment";
-    std::string written = toText(kv);
-    Kv* again = nullptr;
-    ASSERT_EQ(kvcompile(written.c_str(), &again), 0);
-    EXPECT_EQ(dump(again), dump(kv));
-    kvfree(kv);
-    kvfree(again);
+    expectRoundTrip(doc.kv);
 }
 
 TEST_F(KvTest, KvcompileSourceStopsAtLengthAndNul)
 {
     const char text[] = "a 1\nb 2\0c 3\n";
+    EXPECT_EQ(compileDump(text, 5, "inline"), R"({a="1" b=""})");
+    EXPECT_EQ(compileDump(text, sizeof text), R"({a="1" b="2"})");
+    EXPECT_EQ(compileDump("}\n", 2, "/some/file.pf").rfind("error: kvcompile: /some/file.pf, line 1: ", 0), 0u);
+    takeErrors();
     Kv* kv = nullptr;
-    ASSERT_EQ(kvcompile_source(text, 5, "inline", &kv), 0);
-    EXPECT_EQ(dump(kv), R"({a="1" b=""})");
-    kvfree(kv);
-    kv = nullptr;
-    ASSERT_EQ(kvcompile_source(text, sizeof text, nullptr, &kv), 0);
-    EXPECT_EQ(dump(kv), R"({a="1" b="2"})");
-    kvfree(kv);
-    kv = nullptr;
-    EXPECT_LT(kvcompile_source("}\n", 2, "/some/file.pf", &kv), 0);
-    EXPECT_NE(errors().find("kvcompile: /some/file.pf, line 1: "), std::string::npos) << errors();
     EXPECT_LT(kvcompile(nullptr, &kv), 0);
     EXPECT_LT(VX_kvcompile("a &Arr{\n", &kv), 0);
-    EXPECT_NE(errors().find("VX_kvcompile: kvcompile() error."), std::string::npos);
+    expectLogged("VX_kvcompile: kvcompile() error.");
 }
 
 // Each test gets its own folders and leaves the environment and the working
@@ -439,9 +403,7 @@ protected:
     }
     static void write(const QTemporaryDir& dir, const char* file, const char* text)
     {
-        QFile f(dir.filePath(file));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(text);
+        Folder::write(dir.filePath(file).toStdString(), text);
     }
     static std::string read(const char* name)
     {
@@ -485,10 +447,10 @@ TEST_F(KvReadTest, SearchPathOrder)
     EXPECT_EQ(QDir::cleanPath(found), second_.filePath("kvtest_second.pf"));
     free(found);
     EXPECT_EQ(kvfind("kvtest_absent"), nullptr);
-    hl_clear_register(0);
+    takeErrors();
     Kv* kv = nullptr;
     EXPECT_LT(kvread("kvtest_absent", &kv), 0);
-    EXPECT_NE(errors().find("Cannot find parameter file 'kvtest_absent.pf'"), std::string::npos) << errors();
+    expectLogged("Cannot find parameter file 'kvtest_absent.pf'");
     unsetenv("VXPLOT_PARAMPATH");
     EXPECT_EQ(read("kvtest_both"), "work") << "without the variable the working folder is found";
 }
@@ -502,9 +464,8 @@ TEST_F(KvReadTest, SyntaxErrorNamesFileAndLineAndAGoodFileMerges)
     EXPECT_LT(kvread("kvtest_bad", &kv), 0);
     EXPECT_EQ(kv, nullptr);
     std::string file = first_.filePath("kvtest_bad.pf").toStdString();
-    EXPECT_NE(errors().find("kvcompile: " + file + ", line 2: '&Arr{' is not closed"), std::string::npos)
-        << errors();
-    EXPECT_NE(errors().find("kvread: Cannot compile '" + file + "'."), std::string::npos) << errors();
+    EXPECT_NE(expectLogged("kvcompile: " + file + ", line 2: '&Arr{' is not closed")
+                  .find("kvread: Cannot compile '" + file + "'."), std::string::npos);
     Doc doc("keep 1\nfrom text\n");
     kv = doc.kv;
     ASSERT_EQ(kvread("kvtest_merge", &kv), 0);
@@ -527,14 +488,13 @@ TEST_F(KvTest, MakeKvstring)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        hl_clear_register(0);
         char* made = VX_make_kvstring(text, c.input_key, c.output_key);
         if (c.expected) {
-            ASSERT_NE(made, nullptr) << errors();
+            ASSERT_NE(made, nullptr) << hl_errlog_string(0);
             EXPECT_STREQ(made, c.expected);
         } else if (c.error) {
             EXPECT_EQ(made, nullptr);
-            EXPECT_EQ(errors(), c.error);
+            EXPECT_EQ(takeErrors(), c.error);
         } else {
             // the whole document wrapped: compiles back to the same entries
             ASSERT_NE(made, nullptr);
@@ -542,9 +502,8 @@ TEST_F(KvTest, MakeKvstring)
         }
         free(made);
     }
-    hl_clear_register(0);
     EXPECT_EQ(VX_make_kvstring("a &Arr{\n", "a", "b"), nullptr);
-    EXPECT_EQ(errors(), "kvcompile: Line 1: '&Arr{' is not closed by the end of the text.\n"
+    EXPECT_EQ(takeErrors(), "kvcompile: Line 1: '&Arr{' is not closed by the end of the text.\n"
                         "VX_make_kvstring: kvcompile() error.\n");
 }
 

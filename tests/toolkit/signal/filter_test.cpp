@@ -1,6 +1,6 @@
 // The filter service: gains against the Butterworth formula, streams given
 // packet by packet against the same samples at once, gaps, and bad texts.
-#include "toolkit/base/errors.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/signal/wffilter.h"
 #include "toolkit/waveio/wfgap.h"
 
@@ -9,16 +9,12 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
 namespace {
-
-std::string errors()
-{
-    return hl_errlog_string(0);
-}
 
 // One call of the service on a copy of x[from, from + n) starting at t (the
 // copy is malloc'ed as the service may reallocate it); its answer in *ret.
@@ -39,7 +35,7 @@ std::vector<float> filtered(const std::vector<float>& x, double dt, const char* 
 {
     int ret = -1;
     std::vector<float> y = runFilter(x, 0, x.size(), 0.0, dt, filter, hook, &ret);
-    EXPECT_EQ(ret, 0) << errors();
+    EXPECT_EQ(ret, 0) << hl_errlog_string(0);
     return y;
 }
 
@@ -128,7 +124,7 @@ TEST(Filter, PacketByPacketEqualsAllAtOnce)
             const size_t n = std::min(x.size() - i, static_cast<size_t>(packets % 5 == 0 ? 1 : len(rng)));
             int ret = -1;
             const std::vector<float> part = runFilter(x, i, n, static_cast<double>(i) * dt, dt, filter, &hook, &ret);
-            ASSERT_EQ(ret, 0) << errors();
+            ASSERT_EQ(ret, 0) << hl_errlog_string(0);
             ASSERT_NE(hook, nullptr);
             ASSERT_EQ(part.size(), n);
             for (size_t k = 0; k < n; k++) {
@@ -178,13 +174,8 @@ TEST(Filter, GapsAndTimeBreaksRestartTheFilter)
 
     // the bulk path removes the mean of each run between gaps
     const std::vector<float> dm = filtered(x, dt, "DEMEAN");
-    double sa = 0.0, sb = 0.0;
-    for (size_t i = 0; i < a.size(); i++) {
-        sa += dm[i];
-        sb += dm[a.size() + 1 + i];
-    }
-    EXPECT_NEAR(sa / 3000.0, 0.0, 1e-3);
-    EXPECT_NEAR(sb / 3000.0, 0.0, 1e-3);
+    EXPECT_NEAR(std::accumulate(dm.begin(), dm.begin() + 3000, 0.0) / 3000.0, 0.0, 1e-3);
+    EXPECT_NEAR(std::accumulate(dm.begin() + 3001, dm.end(), 0.0) / 3000.0, 0.0, 1e-3);
     EXPECT_NEAR(dm[0], a[0] - 500.0, 1.0);
 }
 
@@ -207,14 +198,11 @@ TEST(Filter, TextsAndTheirMessages)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
-        hl_clear_register(0);
         EXPECT_EQ(wffilter_parse(nullptr, c.text), c.stages);
-        if (c.stages < 0) {
-            EXPECT_NE(errors().find(c.message), std::string::npos) << errors();
-            EXPECT_EQ(errors().rfind("wffilter_parse: ", 0), 0u) << errors();
-        } else {
-            EXPECT_EQ(errors(), "");
-        }
+        if (c.stages < 0)
+            EXPECT_EQ(expectLogged(c.message).rfind("wffilter_parse: ", 0), 0u);
+        else
+            EXPECT_EQ(hl_error_count(), 0);
     }
 }
 
@@ -234,14 +222,12 @@ TEST(Filter, RefusesWhatItCannotRun)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.filter);
-        hl_clear_register(0);
         int ret = 0;
         EXPECT_EQ(runFilter(x, 0, 3, 0.0, c.dt, c.filter, &hook, &ret), x);
         EXPECT_LT(ret, 0);
-        EXPECT_NE(errors().find(c.message), std::string::npos) << errors();
+        expectLogged(c.message);
         EXPECT_EQ(hook, before);
     }
-    hl_clear_register(0);
     release_hook(&hook);
     release_hook(&hook);  // twice: nothing
     release_hook(nullptr);

@@ -2,18 +2,16 @@
 // files for the record store tests.
 #pragma once
 
-#include "toolkit/base/errors.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/store/recordstore.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace rsfixture {
 
@@ -74,46 +72,7 @@ inline const std::string kMt1 =
     " 120.00" " " "  45.00" " " "  90.00" " " " 300.00" " " "  45.00" " " "  90.00" " "
     "gcmt           " " " "2011-01-31T120000";
 
-// A fresh folder for table files, removed afterwards.
-class Folder
-{
-public:
-    Folder()
-    {
-        char templ[] = "/tmp/vxplot_rs_XXXXXX";
-        const char* made = mkdtemp(templ);
-        path_ = made ? made : "/tmp";
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    const std::string& path() const { return path_; }
-    // The database path of name in this folder.
-    std::string base(const std::string& name = "db") const { return path_ + "/" + name; }
-    // Write a table file; lines each get a new line.
-    std::string table(const std::string& name, const std::string& table,
-                      std::initializer_list<std::string> lines) const
-    {
-        std::string content;
-        for (const std::string& l : lines)
-            content += l + "\n";
-        return write(base(name) + "." + table, content);
-    }
-    std::string write(const std::string& file, const std::string& content) const
-    {
-        std::ofstream(file, std::ios::binary) << content;
-        return file;
-    }
-
-private:
-    std::string path_;
-};
-
-inline std::string readFile(const std::string& file)
-{
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
+using ::Folder;
 
 // The record count of a table of db.
 inline long recordCount(Rsptr db, const char* table)
@@ -175,16 +134,6 @@ inline std::string queryList(Rsptr p, int code)
         out += (i ? " " : "") + std::string(static_cast<const char*>(seqget(list, i)));
     seqfree(list, nullptr);
     return out;
-}
-
-// Expect the register of the calling thread to hold part; the register is
-// emptied and its text returned.
-inline std::string expectLogged(const std::string& part)
-{
-    const std::string log = hl_errlog_string(0);
-    hl_clear_register(0);
-    EXPECT_NE(log.find(part), std::string::npos) << "no '" << part << "' in:\n" << log;
-    return log;
 }
 
 // The shared reference data, or empty when it is not there.

@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -39,9 +38,7 @@ protected:
 
 TEST_F(RecordStoreRead, OpensWithTheDatabaseAddressAndCountsWithCode305)
 {
-    EXPECT_EQ(db_.table, RS_ALL);
-    EXPECT_EQ(db_.field, RS_ALL);
-    EXPECT_EQ(db_.record, RS_ALL);
+    EXPECT_EQ((std::vector{db_.table, db_.field, db_.record}), std::vector<long>(3, RS_ALL));
     EXPECT_EQ(queryText(db_, RS_SCHEMA_NAME), "css3.0");
     EXPECT_EQ(queryText(db_, RS_DATABASE_NAME), dir_.base());
     EXPECT_EQ(queryLong(origin_, -305), 3);
@@ -58,15 +55,9 @@ TEST_F(RecordStoreRead, ReadsEveryTypeOfField)
     ASSERT_EQ(rsgetv(p, nullptr, "lat", &lat, "time", &time, "mb", &mb, "orid", &orid, "jdate", &jdate, "ndp", &ndp,
                      "etype", etype, "auth", auth, "lddate", lddate, nullptr),
               0) << hl_errlog_string(0);
-    EXPECT_DOUBLE_EQ(lat, 47.7372);
-    EXPECT_DOUBLE_EQ(time, 1296474900.12345);
-    EXPECT_DOUBLE_EQ(mb, 4.5);
-    EXPECT_EQ(orid, 1);
-    EXPECT_EQ(jdate, 2011031);
-    EXPECT_EQ(ndp, -1);
-    EXPECT_STREQ(etype, "qb");  // trimmed
-    EXPECT_STREQ(auth, "analyst");
-    EXPECT_STREQ(lddate, "2011-01-31T120000");
+    EXPECT_EQ((std::vector{lat, time, mb}), (std::vector{47.7372, 1296474900.12345, 4.5}));
+    EXPECT_EQ((std::vector{orid, jdate, ndp}), (std::vector{1L, 2011031L, -1L}));
+    EXPECT_EQ(std::string(etype) + "|" + auth + "|" + lddate, "qb|analyst|2011-01-31T120000");  // trimmed
 }
 
 TEST_F(RecordStoreRead, RsgetGivesFieldTextAndNullValues)
@@ -90,9 +81,7 @@ TEST_F(RecordStoreRead, LookupByNames)
 {
     Rsptr p = rslookup(db_, nullptr, "origin", "mb", "rsNULL");
     ASSERT_FALSE(rsisinvalid(p));
-    EXPECT_EQ(p.table, origin_.table);
-    EXPECT_EQ(p.field, 15);
-    EXPECT_EQ(p.record, RS_NULL);
+    EXPECT_EQ((std::vector{p.table, p.field, p.record}), (std::vector{origin_.table, 15L, long(RS_NULL)}));
     EXPECT_EQ(rslookup(p, nullptr, nullptr, nullptr, "rsSCRATCH").record, RS_SCRATCH);
     EXPECT_EQ(rslookup(p, nullptr, nullptr, nullptr, "2").record, 2);
     EXPECT_EQ(rslookup(p, nullptr, nullptr, "time", nullptr).field, 3);
@@ -222,7 +211,7 @@ TEST(RecordStoreBadRows, ManyBadLinesAreSummed)
     rsclose(db);
 }
 
-TEST(RecordStoreOpen, RefusesUnknownSchemaAndMissingFolder)
+TEST(RecordStoreOpen, RefusesUnknownSchemaMissingFolderAndClosedHandle)
 {
     EXPECT_TRUE(rsisinvalid(rsopen("/tmp/db", "nosuch3.0", RS_READ)));
     expectLogged("No schema 'nosuch3.0'");
@@ -231,10 +220,7 @@ TEST(RecordStoreOpen, RefusesUnknownSchemaAndMissingFolder)
     EXPECT_TRUE(rsisinvalid(rsopen(nullptr, "css3.0", RS_READ)));
     EXPECT_TRUE(rsisinvalid(rsinvalid()));
     EXPECT_LT(rsclose(rsinvalid()), 0);
-}
-
-TEST(RecordStoreOpen, ClosedHandleIsInvalid)
-{
+    // a closed handle is invalid
     Folder dir;
     Rsptr db = rsopen(dir.base().c_str(), "css3.0", RS_READ);
     ASSERT_FALSE(rsisinvalid(db));
@@ -276,11 +262,9 @@ TEST_F(RecordStoreShared, ReadsWfdiscRows)
                          "jdate", &jdate, "dfile", dfile, nullptr), 0);
         EXPECT_EQ(fieldText(wf, "sta") + " " + fieldText(wf, "chan") + " " + fieldText(wf, "foff") + " " +
                       fieldText(wf, "datatype"), rows[r]);
-        EXPECT_DOUBLE_EQ(time, 1296474900.0);  // left-justified in some rows
-        EXPECT_DOUBLE_EQ(endtime, 1296474959.988);
-        EXPECT_EQ(nsamp, 4800);
-        EXPECT_DOUBLE_EQ(samprate, 80.0);
-        EXPECT_EQ(jdate, 2011031);
+        // time left-justified in some rows
+        EXPECT_EQ((std::vector{time, endtime, samprate}), (std::vector{1296474900.0, 1296474959.988, 80.0}));
+        EXPECT_EQ((std::vector{nsamp, jdate}), (std::vector{4800L, 2011031L}));
         char file[RS_STRSZ];
         EXPECT_EQ(rsextfile(wf, nullptr, file), 1);
         EXPECT_EQ(std::string(file), std::filesystem::path(data_ + "/" + dfile).lexically_normal().string());
@@ -295,16 +279,13 @@ TEST_F(RecordStoreShared, BrokenWfdiscNamesMissingFiles)
     Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, nullptr);
     EXPECT_EQ(recordCount(db, "wfdisc"), 6);
     const int expected[] = {2, 2, 0, 0, 2, 2};
-    char datatype[RS_STRSZ];
     for (long r = 0; r < 6; r++) {
         SCOPED_TRACE(r);
         wf.record = r;
         char file[RS_STRSZ];
         EXPECT_EQ(rsextfile(wf, nullptr, file), expected[r]) << file;
     }
-    wf.record = 2;
-    ASSERT_EQ(rsgetv(wf, nullptr, "datatype", datatype, nullptr), 0);
-    EXPECT_STREQ(datatype, "c0");
+    EXPECT_EQ(fieldText(at(wf, 2), "datatype"), "c0");
     rsclose(db);
 }
 
@@ -324,23 +305,13 @@ TEST_F(RecordStoreShared, OtherLayoutIsRejectedRowByRow)
 TEST_F(RecordStoreShared, ReadsStationTables)
 {
     Rsptr db = rsopen((data_ + "/station/default").c_str(), "css3.0", RS_READ);
-    EXPECT_EQ(recordCount(db, "site"), 5);
-    EXPECT_EQ(recordCount(db, "sitechan"), 30);
-    EXPECT_EQ(recordCount(db, "affiliation"), 5);
-    EXPECT_EQ(recordCount(db, "remark"), 3);
+    EXPECT_EQ((std::vector{recordCount(db, "site"), recordCount(db, "sitechan"), recordCount(db, "affiliation"),
+                           recordCount(db, "remark")}), (std::vector{5L, 30L, 5L, 3L}));
     EXPECT_EQ(hl_error_count(), 0) << hl_errlog_string(0);
-    Rsptr site = rslookup(db, nullptr, "site", nullptr, "2");
-    char sta[RS_STRSZ], staname[RS_STRSZ];
-    long ondate = 0, offdate = 0;
-    double lat = 0;
-    ASSERT_EQ(rsgetv(site, nullptr, "sta", sta, "ondate", &ondate, "offdate", &offdate, "lat", &lat, "staname",
-                     staname, nullptr),
-              0);
-    EXPECT_STREQ(sta, "RJOB");
-    EXPECT_EQ(ondate, 2001135);
-    EXPECT_EQ(offdate, 2006346);
-    EXPECT_DOUBLE_EQ(lat, 47.7372);
-    EXPECT_STREQ(staname, "Jochberg, Bavaria, BW-Net");
+    std::string row;
+    for (const char* field : {"sta", "ondate", "offdate", "lat", "staname"})
+        row += fieldText(rslookup(db, nullptr, "site", nullptr, "2"), field) + "|";
+    EXPECT_EQ(row, "RJOB|2001135|2006346|47.7372|Jochberg, Bavaria, BW-Net|");
     rsclose(db);
 }
 
@@ -400,8 +371,7 @@ TEST_F(RecordStoreSort, ViewReadsThroughToTheTable)
     Rsptr view = rssort(origin_, keys, 0, "bytime");
     seqfree(keys, free);
     ASSERT_FALSE(rsisinvalid(view));
-    EXPECT_EQ(queryLong(view, RS_RECORD_COUNT), 3);
-    EXPECT_EQ(queryLong(view, RS_TABLE_IS_VIEW), 1);
+    EXPECT_EQ(std::pair(queryLong(view, RS_RECORD_COUNT), queryLong(view, RS_TABLE_IS_VIEW)), std::pair(3L, 1L));
     view.record = 0;
     long orid = 0;
     ASSERT_EQ(rsgetv(view, nullptr, "orid", &orid, nullptr), 0);
@@ -456,13 +426,10 @@ TEST(RecordStoreTrace, SamplesAndBundles)
     EXPECT_EQ(bundle.field, RS_BUNDLE);
     ASSERT_EQ(rangeOf(bundle), std::make_pair(0L, 2L));
     // walking the bundle with its pointer
-    double times[2] = {0, 0};
-    for (long r = 0; r < 2; r++) {
-        bundle.record = r;
-        ASSERT_EQ(rsgetv(bundle, nullptr, "time", &times[r], nullptr), 0);
-    }
-    EXPECT_EQ(times[0], 100.0);
-    EXPECT_EQ(times[1], 101.0);
+    std::vector<double> times(2);
+    for (bundle.record = 0; bundle.record < 2; bundle.record++)
+        ASSERT_EQ(rsgetv(bundle, nullptr, "time", &times[size_t(bundle.record)], nullptr), 0);
+    EXPECT_EQ(times, (std::vector{100.0, 101.0}));
     // samples and count must agree
     EXPECT_LT(rsputv(row, nullptr, "nsamp", 5L, nullptr), 0);
     expectLogged("nsamp 5 differs from the 2 samples");

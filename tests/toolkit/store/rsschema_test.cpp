@@ -116,7 +116,6 @@ TEST(SchemaInstalled, TraceSchemasLiveInMemory)
 
 int parse(const std::string& text, std::vector<std::unique_ptr<RsSchema>>* out)
 {
-    hl_clear_register(0);
     return rsschema_parse(text, "test.schema", out);
 }
 
@@ -148,34 +147,28 @@ TEST(SchemaFile, ReadsAMinimalSchema)
 
 TEST(SchemaFile, ErrorsNameTheLine)
 {
-    struct Case { const char* name; const char* text; const char* message; } cases[] = {
-        {"unknown statement", "schema a\ntable t\nfield x integer 8 %8ld -1\ncolumn y\n",
-         "test.schema line 4: unknown statement 'column'"},
+    // t: the head of a table; x: a good field of it
+    const std::string t = "schema a\ntable t\n", x = "field x integer 8 %8ld -1\n";
+    struct Case { const char* name; std::string text; const char* message; } cases[] = {
+        {"unknown statement", t + x + "column y\n", "test.schema line 4: unknown statement 'column'"},
         {"table before schema", "table t\n", "line 1: 'table' before any 'schema'"},
-        {"field outside a table", "schema a\nfield x integer 8 %8ld -1\n", "line 2: 'field' outside a table"},
-        {"unknown type", "schema a\ntable t\nfield x float 8 %8.2f -1\n", "line 3: unknown type 'float'"},
-        {"too few words", "schema a\ntable t\nfield x integer 8 %8ld\n", "line 3: a field needs"},
-        {"bad width", "schema a\ntable t\nfield x integer eight %8ld -1\n", "line 3: bad width 'eight'"},
-        {"format of another width", "schema a\ntable t\nfield x integer 8 %7ld -1\n",
-         "line 3: format '%7ld' is not of width 8"},
-        {"format of another type", "schema a\ntable t\nfield x integer 8 %8.2f -1\n",
+        {"field outside a table", "schema a\n" + x, "line 2: 'field' outside a table"},
+        {"unknown type", t + "field x float 8 %8.2f -1\n", "line 3: unknown type 'float'"},
+        {"too few words", t + "field x integer 8 %8ld\n", "line 3: a field needs"},
+        {"bad width", t + "field x integer eight %8ld -1\n", "line 3: bad width 'eight'"},
+        {"format of another width", t + "field x integer 8 %7ld -1\n", "line 3: format '%7ld' is not of width 8"},
+        {"format of another type", t + "field x integer 8 %8.2f -1\n",
          "line 3: format '%8.2f' does not suit type 'integer'"},
-        {"string right-justified", "schema a\ntable t\nfield x string 8 %8s -\n", "does not suit type 'string'"},
-        {"null too wide", "schema a\ntable t\nfield x real 4 %4.2f -1.0\n",
-         "line 3: null value '-1.0' does not fit format '%4.2f'"},
-        {"null not a number", "schema a\ntable t\nfield x integer 8 %8ld none\n",
-         "line 3: null value 'none' is not an integer"},
-        {"field twice", "schema a\ntable t\nfield x integer 8 %8ld -1\nfield x integer 8 %8ld -1\n",
-         "line 4: field 'x' given twice"},
-        {"table twice", "schema a\ntable t\nfield x integer 8 %8ld -1\ntable t\n", "line 4: table 't' given twice"},
-        {"unknown key", "schema a\ntable t\nkey y\nfield x integer 8 %8ld -1\n",
-         "line 3: key field 'y' is not a field of table 't'"},
-        {"samples in a file schema", "schema a\ntable t\nfield d floats 0 - -\n",
-         "line 3: type 'floats' is only for memory schemas"},
-        {"record too long", "schema a\ntable t\nfield x string 1000 %-1000s -\nfield y string 100 %-100s -\n",
+        {"string right-justified", t + "field x string 8 %8s -\n", "does not suit type 'string'"},
+        {"null too wide", t + "field x real 4 %4.2f -1.0\n", "line 3: null value '-1.0' does not fit format '%4.2f'"},
+        {"null not a number", t + "field x integer 8 %8ld none\n", "line 3: null value 'none' is not an integer"},
+        {"field twice", t + x + x, "line 4: field 'x' given twice"},
+        {"table twice", t + x + "table t\n", "line 4: table 't' given twice"},
+        {"unknown key", t + "key y\n" + x, "line 3: key field 'y' is not a field of table 't'"},
+        {"samples in a file schema", t + "field d floats 0 - -\n", "line 3: type 'floats' is only for memory schemas"},
+        {"record too long", t + "field x string 1000 %-1000s -\nfield y string 100 %-100s -\n",
          "line 2: records of table 't' are 1101 characters long"},
-        {"table without fields", "schema a\ntable t\ntable u\nfield x integer 8 %8ld -1\n",
-         "line 2: table 't' has no fields"},
+        {"table without fields", t + "table u\n" + x, "line 2: table 't' has no fields"},
         {"schema without tables", "schema a\nschema b\n", "line 2: schema 'a' has no tables"},
         {"empty", "# nothing\n", "test.schema: no schema"},
         {"bad name", "schema a\ntable t-1\n", "line 2: expected 'table NAME'"},
@@ -234,15 +227,9 @@ TEST(SchemaValues, NumbersOfFixedWidthFields)
         long l = 0;
         double d = 0;
         EXPECT_EQ(rs_parse_long(c.text, &l) == 0, c.is_long);
-        if (c.is_long) {
-            EXPECT_EQ(l, c.l);
-        }
+        EXPECT_EQ(c.is_long ? l : 0L, c.l);
         EXPECT_EQ(rs_parse_double(c.text, &d) == 0, c.is_double);
-        if (c.is_double && std::isnan(c.d)) {
-            EXPECT_TRUE(std::isnan(d));
-        } else if (c.is_double) {
-            EXPECT_EQ(d, c.d);
-        }
+        EXPECT_TRUE(!c.is_double || (std::isnan(c.d) ? std::isnan(d) : d == c.d)) << d;
     }
 }
 

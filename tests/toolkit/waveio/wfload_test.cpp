@@ -2,10 +2,12 @@
 // windows, the gzip fallback, ObsPy's test files, and bad input.
 #include "wftest.h"
 
+#include "toolkit/store/recordstore_fixture.h"
+
+#include <QtEndian>
+
 #include <zlib.h>
 
-#include <cmath>
-#include <cstring>
 
 namespace {
 
@@ -46,20 +48,11 @@ TEST_F(WfloadTest, EveryFormatDecodes)
 {
     struct Case { const char* code; std::string bytes; std::vector<float> expected; };
     const float pi_f = 3.14159274f;
-    std::string t4(4, '\0'), f4(4, '\0'), t8(8, '\0'), f8(8, '\0');
-    uint32_t u4;
-    memcpy(&u4, &pi_f, 4);
-    for (int i = 0; i < 4; i++) {
-        t4[i] = char(u4 >> (24 - 8 * i));
-        f4[i] = char(u4 >> (8 * i));
-    }
     const double e = -2.718281828;
-    uint64_t u8;
-    memcpy(&u8, &e, 8);
-    for (int i = 0; i < 8; i++) {
-        t8[i] = char(u8 >> (56 - 8 * i));
-        f8[i] = char(u8 >> (8 * i));
-    }
+    // the bytes of an IEEE value as it lies in memory
+    const auto raw = [](auto v) { return std::string(reinterpret_cast<const char*>(&v), sizeof v); };
+    const std::string t4 = raw(qToBigEndian(pi_f)), f4 = raw(qToLittleEndian(pi_f)), t8 = raw(qToBigEndian(e)),
+                      f8 = raw(qToLittleEndian(e));
     const Case cases[] = {
         {"s4", be32(-123456789) + be32(7), {-123456789.0f, 7.0f}},
         {"s2", std::string("\xff\xfe\x01\x00", 4), {-2.0f, 256.0f}},
@@ -159,18 +152,15 @@ TEST_F(WfloadTest, BadInputIsNamedAndLeavesOutputsAlone)
         float* data = &sentinel;
         double ts = 7.0, te = 8.0;
         long n = 9;
-        hl_clear_register(0);
         EXPECT_EQ(wfload_scratch(db_, 0, &data, nullptr, &ts, &te, 0.0, 0.0, &n), c.code);
         const std::string message = hl_errlog_string(0);
+        hl_clear_register(0);
         for (const std::string& w : c.words)
             EXPECT_NE(message.find(w), std::string::npos) << message;
         EXPECT_EQ(data, &sentinel);
-        EXPECT_EQ(ts, 7.0);
-        EXPECT_EQ(te, 8.0);
-        EXPECT_EQ(n, 9);
+        EXPECT_EQ((std::vector{ts, te, double(n)}), (std::vector{7.0, 8.0, 9.0}));
     }
     // the reason and the last failure's line reach the log after the register is cleared
-    hl_clear_register(0);
     static std::string logged;
     logged.clear();
     errlog_set(HL_ERRLOG_CALLBACK, 0, reinterpret_cast<void*>(+[](const char* line) { logged += line; }));
@@ -201,8 +191,7 @@ TEST(WfloadObspy, EverySampleEqualsTheAsciiReference)
         Rsptr db = rsopen((dir + "/" + base).c_str(), "css3.0", RS_READ);
         ASSERT_FALSE(rsisinvalid(db));
         Rsptr wf = rslookup(db, nullptr, "wfdisc", nullptr, nullptr);
-        long rows = 0;
-        ASSERT_EQ(rsquery(wf, RS_RECORD_COUNT, &rows), 0);
+        const long rows = rsfixture::recordCount(db, "wfdisc");
         ASSERT_EQ(rows, 6);
         for (wf.record = 0; wf.record < rows; wf.record++) {
             ASSERT_EQ(rsload_scratch(wf), 0);

@@ -2,14 +2,13 @@
 // trace views on different threads would: the samples must not mix.
 #include "mseedmake.h"
 
-#include "toolkit/base/errors.h"
 #include "toolkit/store/recordstore.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/waveio/wfload.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -19,9 +18,8 @@ namespace {
 
 TEST(WfloadThreads, ConcurrentMseedLoadsGiveTheirOwnSamples)
 {
-    char templ[] = "/tmp/vxplot_waveio_threads_XXXXXX";
-    ASSERT_NE(mkdtemp(templ), nullptr);
-    const std::string dir = templ;
+    const Folder folder;
+    const std::string& dir = folder.path();
     constexpr int kThreads = 4;
     constexpr long kSamples = 20000;
     std::vector<std::vector<double>> signals;
@@ -60,7 +58,6 @@ TEST(WfloadThreads, ConcurrentMseedLoadsGiveTheirOwnSamples)
         th.join();
     for (int t = 0; t < kThreads; t++)
         EXPECT_EQ(good[t], 20) << "thread " << t;
-    std::filesystem::remove_all(dir);
 }
 
 }  // namespace

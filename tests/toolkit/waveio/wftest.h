@@ -1,16 +1,14 @@
 // A scratch CSS 3.0 database in a temporary folder, for the loader tests.
 #pragma once
 
-#include "toolkit/base/errors.h"
 #include "toolkit/store/recordstore.h"
+#include "toolkit/toolkit_support.h"
 #include "toolkit/waveio/wfgap.h"
 #include "toolkit/waveio/wfload.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -29,24 +27,11 @@ class WaveDbTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        char templ[] = "/tmp/vxplot_waveio_XXXXXX";
-        ASSERT_NE(mkdtemp(templ), nullptr);
-        dir_ = templ;
         db_ = rsopen((dir_ + "/db").c_str(), "css3.0", RS_WRITE | RS_NOSYNC);
         ASSERT_FALSE(rsisinvalid(db_)) << hl_errlog_string(0);
     }
-    void TearDown() override
-    {
-        rsclose(db_);
-        std::filesystem::remove_all(dir_);
-    }
-    std::string write(const std::string& name, const std::string& bytes)
-    {
-        std::string path = dir_ + "/" + name;
-        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-        std::ofstream(path, std::ios::binary) << bytes;
-        return path;
-    }
+    void TearDown() override { rsclose(db_); }
+    std::string write(const std::string& name, const std::string& b) { return folder_.write(dir_ + "/" + name, b); }
     // Set the wfdisc scratch row.
     void row(const char* datatype, const char* dfile, long foff, long nsamp, double time = 1000.0,
              double samprate = 10.0, const char* dir = ".")
@@ -75,6 +60,7 @@ public:
     Loaded load(double t0 = 0.0, double t1 = 0.0) { return load(db_, t0, t1); }
 
 protected:
-    std::string dir_;
+    Folder folder_;
+    std::string dir_ = folder_.path();
     Rsptr db_{};
 };
