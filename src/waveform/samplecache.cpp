@@ -508,14 +508,14 @@ struct VxSampleCache::Spare
     size_t most = 0;  // the largest row kept, in bytes
     ~Spare() { delete record; }
 
+    // The larger of r and the row kept stays, the other is freed.
     void keep(VxCachedRecord* r)
     {
+        const size_t bytes = r->bytes();
         {
             std::lock_guard<std::mutex> lock(m);
-            if (!record && r->bytes() <= most) {
-                record = r;
-                return;
-            }
+            if (bytes <= most && (!record || record->bytes() < bytes))
+                std::swap(record, r);
         }
         delete r;
     }

@@ -264,6 +264,14 @@ TEST(SampleCache, RoomIsMadeFromRowsNobodyHolds)
     ASSERT_NE(spare, nullptr);
     EXPECT_EQ(spare->key, "a");
     EXPECT_EQ(cache.count(), 3);
+    // of two rows let go, the memory of the larger is kept
+    const auto taken = cache.makeRoom(0);  // "b", let go when "a" was taken
+    cache.newRecord().reset();
+    spare.reset();
+    spare = cache.makeRoom(0);
+    ASSERT_NE(spare, nullptr);
+    EXPECT_EQ(spare->key, "a");
+    EXPECT_EQ(taken->key, "b");
     cache.setBudget(VxSampleCache::default_budget);
 }
 
