@@ -5,6 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 const WfFormat kFormats[] = {
@@ -75,6 +79,28 @@ bool ascii_value(const unsigned char* p, int width, float* value)
     return true;
 }
 
+// 32-bit integers to floats: four at a time where the processor has the
+// vector unit, each rounded as the scalar conversion rounds it (to
+// nearest), so both give the same floats.  big_endian swaps the bytes of
+// each first.
+void int32_floats(const unsigned char* b, size_t n, float* out, bool big_endian)
+{
+    size_t i = 0;
+#if defined(__SSE2__)
+    for (; i + 4 <= n; i += 4) {
+        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + 4 * i));
+        if (big_endian) {
+            // the bytes of each half-word, then the half-words of each word
+            v = _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8));
+            v = _mm_shufflehi_epi16(_mm_shufflelo_epi16(v, _MM_SHUFFLE(2, 3, 0, 1)), _MM_SHUFFLE(2, 3, 0, 1));
+        }
+        _mm_storeu_ps(out + i, _mm_cvtepi32_ps(v));
+    }
+#endif
+    for (; i < n; i++)
+        out[i] = static_cast<float>(static_cast<int32_t>(big_endian ? be32(b + 4 * i) : le32(b + 4 * i)));
+}
+
 }  // namespace
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the decoders assume a little-endian host");
@@ -114,8 +140,7 @@ int wfformat_decode(const WfFormat* f, const unsigned char* b, size_t n, float* 
     switch (c0) {
     case 's':
         if (c1 == '4') {
-            for (size_t i = 0; i < n; i++)
-                out[i] = static_cast<float>(static_cast<int32_t>(be32(b + 4 * i)));
+            int32_floats(b, n, out, true);
         } else if (c1 == '2') {
             for (size_t i = 0; i < n; i++)
                 out[i] = static_cast<float>(static_cast<int16_t>((b[2 * i] << 8) | b[2 * i + 1]));
@@ -131,8 +156,7 @@ int wfformat_decode(const WfFormat* f, const unsigned char* b, size_t n, float* 
         break;
     case 'i':
         if (c1 == '4') {
-            for (size_t i = 0; i < n; i++)
-                out[i] = static_cast<float>(static_cast<int32_t>(le32(b + 4 * i)));
+            int32_floats(b, n, out, false);
         } else {
             for (size_t i = 0; i < n; i++)
                 out[i] = static_cast<float>(static_cast<int16_t>(b[2 * i] | (b[2 * i + 1] << 8)));

@@ -8,6 +8,8 @@
 
 #include <zlib.h>
 
+#include <cstdint>
+
 
 namespace {
 
@@ -53,8 +55,17 @@ TEST_F(WfloadTest, EveryFormatDecodes)
     const auto raw = [](auto v) { return std::string(reinterpret_cast<const char*>(&v), sizeof v); };
     const std::string t4 = raw(qToBigEndian(pi_f)), f4 = raw(qToLittleEndian(pi_f)), t8 = raw(qToBigEndian(e)),
                       f8 = raw(qToLittleEndian(e));
+    // nine integers, past a vector of four twice, some not floats exactly
+    const int32_t ints[] = {-123456789, 7, INT32_MIN, INT32_MAX, 16777217, -16777219, 0, -1, 123};
+    std::string s4, i4;
+    std::vector<float> floats;
+    for (int32_t v : ints) {
+        s4 += be32(v);
+        i4 += raw(qToLittleEndian(v));
+        floats.push_back(static_cast<float>(v));
+    }
     const Case cases[] = {
-        {"s4", be32(-123456789) + be32(7), {-123456789.0f, 7.0f}},
+        {"s4", s4, floats}, {"i4", i4, floats},
         {"s2", std::string("\xff\xfe\x01\x00", 4), {-2.0f, 256.0f}},
         {"s3", std::string("\xff\xff\xfd\x7f\xff\xff", 6), {-3.0f, 8388607.0f}},
         {"i4", std::string("\xfe\xff\xff\xff\x00\x01\x00\x00", 8), {-2.0f, 256.0f}},
